@@ -1,0 +1,80 @@
+// One published port of a composition.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Brannow/ZQVuoPortValue.h"
+#include "platform/system/SpinLock.h"
+
+/// A port's type. The values are part of the interface; a port may hold others, which nothing in
+/// the framework understands.
+enum ZQVuoPortType : std::int64_t {
+  ZQVuoPortType_Undefined = 0,
+  ZQVuoPortType_Image = 1,
+  ZQVuoPortType_Real = 2,
+  ZQVuoPortType_Integer = 3,
+  ZQVuoPortType_Color = 4,
+  ZQVuoPortType_Boolean = 5,
+  ZQVuoPortType_Point2D = 6,
+  ZQVuoPortType_Text = 7,
+};
+
+/// A port's name and type never change. The value fields may be read and written from any threads
+/// at once: a reader gets a whole value, the old or the new one. No operation blocks, and only
+/// creation can fail.
+class ZQVuoCompositionPort {
+ public:
+  using Value = std::shared_ptr<const ZQVuoPortValue>;
+
+  /// A new port, or null when the name is absent. The type is stored unchanged.
+  static std::shared_ptr<ZQVuoCompositionPort> createWithPortType(
+      ZQVuoPortType portType, const std::optional<std::string>& portName);
+  static std::shared_ptr<ZQVuoCompositionPort> initWithPortType(
+      ZQVuoPortType portType, const std::optional<std::string>& portName);
+
+  /// The published name, exactly as the composition file spells it.
+  const std::string& portName() const { return _portName; }
+  ZQVuoPortType portType() const { return _portType; }
+
+  /// The range, default and step that the composition's author suggests; absent where the file
+  /// gives none. The kind of the default follows the port's type. Setting none clears a field.
+  std::optional<double> minVal() const;
+  std::optional<double> maxVal() const;
+  Value defaultVal() const;
+  std::optional<double> stepVal() const;
+  void setMinVal(std::optional<double> minVal);
+  void setMaxVal(std::optional<double> maxVal);
+  void setDefaultVal(Value defaultVal);
+  void setStepVal(std::optional<double> stepVal);
+
+  /// The host should offer a control for this port.
+  bool wantsUI() const { return _wantsUI.load(std::memory_order_relaxed); }
+  void setWantsUI(bool wantsUI) { _wantsUI.store(wantsUI, std::memory_order_relaxed); }
+
+  /// "<ZQVuoCompPort, Real, width>" for a Real port named width.
+  std::string description() const;
+
+ private:
+  ZQVuoCompositionPort(ZQVuoPortType portType, std::string portName);
+  template <class Field>
+  Field read(const Field& field) const;
+  template <class Field>
+  void write(Field& field, Field value);
+
+  const std::string _portName;
+  const ZQVuoPortType _portType;
+  // Guards the four value fields, each for the length of one copy; nothing is taken under it.
+  mutable platform::SpinLock _valueLock;
+  std::optional<double> _minVal;
+  std::optional<double> _maxVal;
+  Value _defaultVal;
+  std::optional<double> _stepVal;
+  std::atomic<bool> _wantsUI{false};
+};
+
+/// The description string of a type ("Image", "Point2D", …); null for a value outside the eight.
+const char* ZQVuoPortTypeDescription(ZQVuoPortType portType);

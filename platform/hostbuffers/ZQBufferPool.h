@@ -1,0 +1,68 @@
+// Makes, recycles and destroys the host's GPU buffers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "platform/hostbuffers/GLScene.h"
+#include "platform/hostbuffers/ZQBuffer.h"
+#include "platform/system/GLContext.h"
+
+/// 8-bit RGBA pixels in host memory, rows from the top of the picture to its bottom, without
+/// padding between rows.
+struct ZQPixels {
+  std::size_t width = 0;
+  std::size_t height = 0;
+  std::vector<std::uint8_t> rgba;
+  bool operator==(const ZQPixels&) const = default;
+};
+
+/// A pool works through a GL context of its own in the share group of the context it was made
+/// with; every operation may be called from any thread, with or without a current context, and
+/// leaves the caller's current context as it was. Operations that touch the GPU block each other.
+///
+/// Textures hold their pictures the way OpenGL draws them: the first row in memory is the bottom.
+class ZQBufferPool : public GLScene {
+ public:
+  /// Null when no context could be made in `shareGroup`.
+  static std::unique_ptr<ZQBufferPool> create(platform::GLContextHandle shareGroup);
+  ~ZQBufferPool() override;
+
+  /// Stops handing out and keeping buffers; buffers still held outside stay usable.
+  void prepareToBeDeleted() override;
+
+  /// An RGBA buffer of `width` by `height` pixels, recycled where one of that kind is idle. `target`
+  /// is GL_TEXTURE_2D (0x0DE1) or GL_TEXTURE_RECTANGLE (0x84F5). Null when the pool is deleted, the
+  /// size is zero or the GPU refuses. The contents are undefined.
+  [[nodiscard]] ZQBufferRef allocBuffer(std::size_t width, std::size_t height,
+                                        std::uint32_t target = 0x0DE1);
+  /// A buffer that holds these pixels, finished on the GPU before the call returns.
+  [[nodiscard]] ZQBufferRef allocBufferWithPixels(const ZQPixels& pixels,
+                                                  std::uint32_t target = 0x0DE1);
+  /// The pixels of the buffer's `srcRect`; empty when they can't be read. Waits for the GPU.
+  ZQPixels readPixels(const ZQBuffer& buffer);
+
+  /// Frees the textures of the idle buffers.
+  void purgeIdleBuffers();
+  /// Textures that the pool has made and not yet deleted, idle ones included.
+  std::size_t textureCount() const;
+
+  /// Gives the buffer a fresh time stamp.
+  static void timestampThisBuffer(ZQBuffer& buffer);
+
+ private:
+  friend class ZQBuffer;
+  struct State;
+  explicit ZQBufferPool(std::unique_ptr<State> state);
+  /// Called by a buffer whose last reference went: keeps it, or destroys it with its texture.
+  void takeBack(ZQBuffer* buffer);
+
+  std::unique_ptr<State> _state;
+};
+
+/// The process-wide pool: none until the host has set one. The host owns it and keeps it until no
+/// scene and no buffer needs it any more.
+extern ZQBufferPool* _globalZQBufferPool;

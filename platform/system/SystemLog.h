@@ -1,0 +1,38 @@
+// The system log: syslog, unless a sink has been installed.
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// One placeholder's value in a log line. An absent text prints as "(null)".
+class LogArgument {
+ public:
+  template <class Text>
+    requires std::is_convertible_v<Text, std::string_view>
+  LogArgument(const Text& text) : _text(std::string_view(text)) {}
+  template <class Optional>
+    requires requires(const Optional& o) { o.has_value(); }
+  LogArgument(const Optional& text) : _text(text ? std::string(*text) : "(null)") {}
+  LogArgument(unsigned long number) : _text(std::to_string(number)) {}
+  LogArgument(int number) : _text(std::to_string(number)) {}
+  const std::string& text() const { return _text; }
+
+ private:
+  std::string _text;
+};
+
+/// Writes one line. Each "%s", "%@", "%d" and "%lu" of `format` takes the next argument.
+/// Any thread; blocks only as long as the sink does.
+void systemLog(std::string_view format, std::initializer_list<LogArgument> arguments = {});
+
+using LogSink = std::function<void(const std::string& line)>;
+
+/// Sends every later line to `sink` instead of syslog; an empty sink restores syslog. The sink is
+/// called on the thread that logs, one line at a time, and must not log itself.
+void setLogSink(LogSink sink);
+
+}  // namespace platform

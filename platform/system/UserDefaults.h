@@ -1,0 +1,17 @@
+// Persistent settings of the host application, one property list per application in the user's
+// configuration folder (XDG), named after the application's executable.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace platform {
+
+/// None when nothing is stored under `key`.
+std::optional<std::string> userDefault(const std::string& key);
+
+/// Stores `value` under `key`, or removes the key when it is absent. Written through at once;
+/// a failed write is not reported.
+void setUserDefault(const std::optional<std::string>& value, const std::string& key);
+
+}  // namespace platform
