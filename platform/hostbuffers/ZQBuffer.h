@@ -51,8 +51,9 @@ struct ZQBufferDescriptor {
 using ZQBufferReleaseCallback = void (*)(ZQBuffer* buffer, void* context);
 
 /// A new buffer belongs to whoever made it, with one reference. `retain` and `release` may be
-/// called from any thread; at zero the buffer is recycled by its pool or destroyed. The setters are
-/// for the time before the buffer is shared. The pool must outlive its buffers.
+/// called from any thread; at zero the buffer is destroyed, and a texture that its pool made is
+/// kept for reuse or deleted. The setters are for the time before the buffer is shared. The pool
+/// must outlive its buffers.
 class ZQBuffer {
  public:
   /// A buffer without a texture, with one reference that the caller owns.
@@ -69,14 +70,15 @@ class ZQBuffer {
   std::uint32_t target() const { return _descriptor.target; }
   std::uint32_t name() const { return _descriptor.name; }
 
-  /// With true the buffer is destroyed when its last reference goes and is never kept for reuse.
+  /// With true nothing of the buffer is kept for reuse when its last reference goes.
   void setPreferDeletion(bool preferDeletion) { _preferDeletion = preferDeletion; }
   bool preferDeletion() const { return _preferDeletion; }
 
   /// The picture's size in pixels.
   void setSize(ZQSize size) { _size = size; }
   ZQSize size() const { return _size; }
-  /// The part of the texture that holds the picture, in pixels.
+  /// The part of the texture that holds the picture, in pixels, counted from the texture's first
+  /// row.
   void setSrcRect(ZQRect rect) { _srcRect = rect; }
   ZQRect srcRect() const { return _srcRect; }
   /// The size of the memory behind the texture, in pixels.

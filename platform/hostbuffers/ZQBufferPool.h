@@ -31,21 +31,24 @@ class ZQBufferPool : public GLScene {
   static std::unique_ptr<ZQBufferPool> create(platform::GLContextHandle shareGroup);
   ~ZQBufferPool() override;
 
-  /// Stops handing out and keeping buffers; buffers still held outside stay usable.
+  /// Stops handing out buffers and keeping textures; buffers still held outside stay usable.
   void prepareToBeDeleted() override;
 
-  /// An RGBA buffer of `width` by `height` pixels, recycled where one of that kind is idle. `target`
-  /// is GL_TEXTURE_2D (0x0DE1) or GL_TEXTURE_RECTANGLE (0x84F5). Null when the pool is deleted, the
+  /// An RGBA buffer of `width` by `height` pixels, over a recycled texture where one of that kind
+  /// is idle; so the last reference goes only when the GPU is done with the texture. `target` is
+  /// GL_TEXTURE_2D (0x0DE1) or GL_TEXTURE_RECTANGLE (0x84F5). Null when the pool is deleted, the
   /// size is zero or the GPU refuses. The contents are undefined.
   [[nodiscard]] ZQBufferRef allocBuffer(std::size_t width, std::size_t height,
                                         std::uint32_t target = 0x0DE1);
   /// A buffer that holds these pixels, finished on the GPU before the call returns.
   [[nodiscard]] ZQBufferRef allocBufferWithPixels(const ZQPixels& pixels,
                                                   std::uint32_t target = 0x0DE1);
-  /// The pixels of the buffer's `srcRect`; empty when they can't be read. Waits for the GPU.
+  /// The pixels of the buffer's `srcRect`, cut to the texture; empty when they can't be read. The
+  /// texture may be anybody's in the share group; whoever drew into it has finished. Waits for the
+  /// GPU.
   ZQPixels readPixels(const ZQBuffer& buffer);
 
-  /// Frees the textures of the idle buffers.
+  /// Deletes the idle textures.
   void purgeIdleBuffers();
   /// Textures that the pool has made and not yet deleted, idle ones included.
   std::size_t textureCount() const;
@@ -57,8 +60,8 @@ class ZQBufferPool : public GLScene {
   friend class ZQBuffer;
   struct State;
   explicit ZQBufferPool(std::unique_ptr<State> state);
-  /// Called by a buffer whose last reference went: keeps it, or destroys it with its texture.
-  void takeBack(ZQBuffer* buffer);
+  /// Called by a pool-made buffer that is being destroyed: keeps its texture, or deletes it.
+  void takeBackTexture(const ZQBuffer& buffer);
 
   std::unique_ptr<State> _state;
 };

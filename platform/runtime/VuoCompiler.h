@@ -7,7 +7,11 @@
 /// line or node, and what is wrong. One object per compile; separate objects share nothing.
 class VuoCompiler {
  public:
-  enum Optimization { Optimization_FastBuild = 0, Optimization_SmallBinary = 1, Optimization_FastRun = 2 };
+  enum Optimization {
+    Optimization_FastBuild = 0,
+    Optimization_SmallBinary = 1,
+    Optimization_FastRun = 2
+  };
 
   VuoCompiler();
   ~VuoCompiler();

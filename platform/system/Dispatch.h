@@ -32,6 +32,11 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 /// The process-wide concurrent queue of default priority.
 DispatchQueue& globalConcurrentQueue();
 
+/// Returns when no task is running or due on the concurrent queue or on any serial queue and no
+/// delayed one is waiting. For a program's end: what was handed to the queues is done afterwards.
+/// Must not be called from a task.
+void finishQueues();
+
 /// The queue that runs where the host handles its user interface. It owns no thread: the host
 /// either polls `fileDescriptor()` in its own loop and calls `runDue()` when it is readable, or
 /// gives a thread to `run()`.

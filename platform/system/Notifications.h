@@ -16,7 +16,8 @@ inline constexpr std::string_view NSApplicationWillTerminateNotification =
 using Observation = std::shared_ptr<void>;
 
 /// Calls `observer` on the posting thread at every later post of `name`.
-[[nodiscard]] Observation observeNotification(std::string_view name, std::function<void()> observer);
+[[nodiscard]] Observation observeNotification(std::string_view name,
+                                              std::function<void()> observer);
 
 /// Calls every observer of `name`, in the order of subscription, and returns when all have
 /// returned. No lock is held meanwhile, so observers may subscribe and unsubscribe.

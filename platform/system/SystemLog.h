@@ -12,10 +12,10 @@ namespace platform {
 class LogArgument {
  public:
   template <class Text>
-    requires std::is_convertible_v<Text, std::string_view>
-  LogArgument(const Text& text) : _text(std::string_view(text)) {}
+  requires std::is_convertible_v<Text, std::string_view> LogArgument(const Text& text)
+      : _text(std::string_view(text)) {}
   template <class Optional>
-    requires requires(const Optional& o) { o.has_value(); }
+  requires requires(const Optional& o) { o.has_value(); }
   LogArgument(const Optional& text) : _text(text ? std::string(*text) : "(null)") {}
   LogArgument(unsigned long number) : _text(std::to_string(number)) {}
   LogArgument(int number) : _text(std::to_string(number)) {}

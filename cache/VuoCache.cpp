@@ -1,0 +1,137 @@
+// The global cache: its configuration, its replacement, and the class operations that forward to
+// it.
+#include "Brannow/VuoCache.h"
+
+#include "Brannow/BrannowStringAdditions.h"
+#include "cache/VuoCacheKind.h"
+#include "platform/system/Bundle.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/SystemLog.h"
+#include "platform/system/UserDefaults.h"
+
+using platform::systemLog;
+
+namespace {
+
+std::shared_ptr<VuoCache> _vuoCache;
+
+constexpr const char* kVersionKey = "lastVuoFmwkVersString";
+
+/// The version of the composition runtime that lies in this framework's bundle.
+std::optional<std::string> runtimeVersion() {
+  const auto bundle =
+      platform::bundlePathContaining(reinterpret_cast<const void*>(&runtimeVersion));
+  if (!bundle) return std::nullopt;
+  const auto info = platform::bundleInformation(*bundle + "/Versions/A/Frameworks/Vuo.framework");
+  if (!info) return std::nullopt;
+  const auto version = platform::stringForKey(*info, "CFBundleVersion");
+  return version ? version : platform::stringForKey(*info, "CFBundleShortVersionString");
+}
+
+std::shared_ptr<VuoCache> globalCacheFor(const char* operation) {
+  if (!_vuoCache) systemLog("\t\terr: can't call, main cache nil, %s", {operation});
+  return _vuoCache;
+}
+
+}  // namespace
+
+const VuoCache::Kind VuoCache::kDylib{&VuoCache::_dylibCacheItems, "vuoDylibData.plist", true,
+                                      "-[VuoCache isCachedDylibAvailableForVuoFile:]",
+                                      "-[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]"};
+const VuoCache::Kind VuoCache::kExe{&VuoCache::_exeCacheItems, "vuoExeData.plist", false,
+                                    "-[VuoCache isCachedExeAvailableForVuoFile:]",
+                                    "-[VuoCache fetchCachedExeForVuoFile:callBlockWhenDone:]"};
+
+VuoCache::VuoCache() : _compilerQueue(platform::makeSerialQueue("VuoCompiler")) {}
+
+VuoCache::~VuoCache() = default;
+
+void VuoCache::configGlobalCacheWithSavePath(const Path& path) {
+  _configure(path, false);
+}
+
+/// A cache that was cleared a moment ago has nothing left to purge, so an unreadable version, which
+/// never equals the last one, does not clear it a second time.
+void VuoCache::_configure(const Path& path, bool justCleared) {
+  constexpr const char* kName = "+[VuoCache configGlobalCacheWithSavePath:]";
+  systemLog("%s", {kName});
+  if (!path) {
+    systemLog("\t\terr: can't config cache on a nil path, %s", {kName});
+    return;
+  }
+  if (_vuoCache) {
+    systemLog("\t\terr: cache already exists, bailing, %s", {kName});
+    return;
+  }
+  _vuoCache = std::make_shared<VuoCache>();
+  _vuoCache->setSavePath(*path);
+  _vuoCache->_termination = platform::observeNotification(
+      platform::NSApplicationWillTerminateNotification, [cache = std::weak_ptr(_vuoCache)] {
+        if (const auto alive = cache.lock()) alive->appTerminateNotification();
+      });
+
+  const auto version = runtimeVersion();
+  const auto lastVersion = platform::userDefault(kVersionKey);
+  systemLog("\t\tvuoFmwkVersString is %@, lastVuoFmwkVersString is %@", {version, lastVersion});
+  if (version && version == lastVersion) {
+    _vuoCache->_load();
+    return;
+  }
+  platform::setUserDefault(version, kVersionKey);
+  if (!justCleared) clearCache();
+}
+
+std::shared_ptr<VuoCache> VuoCache::globalCache() {
+  return _vuoCache;
+}
+
+void VuoCache::clearCache() {
+  constexpr const char* kName = "+[VuoCache clearCache]";
+  if (!globalCacheFor(kName)) return;
+  const std::string savePath =
+      trimExtraSlashFromEnd(platform::expandTilde(_vuoCache->_savePath.value_or("")));
+  const std::string cacheFolder = savePath + "/VuoCache";
+  const bool isFolder = platform::isFolder(cacheFolder);
+  if (isFolder) {
+    platform::moveToTrash(cacheFolder);
+  } else {
+    systemLog("\t\terr: trash path nil or not a folder (%@, %d) in %s",
+              {cacheFolder, static_cast<int>(isFolder), kName});
+  }
+  _vuoCache.reset();
+  _configure(savePath, true);
+}
+
+bool VuoCache::isCachedDylibAvailableForVuoFile(const Path& path) {
+  const auto cache = globalCacheFor("+[VuoCache isCachedDylibAvailableForVuoFile:]");
+  return cache && cache->_isCachedAvailable(kDylib, path);
+}
+
+bool VuoCache::isCachedExeAvailableForVuoFile(const Path& path) {
+  const auto cache = globalCacheFor("+[VuoCache isCachedExeAvailableForVuoFile:]");
+  return cache && cache->_isCachedAvailable(kExe, path);
+}
+
+VuoCache::Item VuoCache::fetchCachedDylibForVuoFileSynchronously(const Path& path) {
+  const auto cache = globalCacheFor("+[VuoCache fetchCachedDylibForVuoFileSynchronously:]");
+  return cache ? cache->_fetchSynchronously(kDylib, path) : nullptr;
+}
+
+VuoCache::Item VuoCache::fetchCachedExeForVuoFileSynchronously(const Path& path) {
+  const auto cache = globalCacheFor("+[VuoCache fetchCachedExeForVuoFileSynchronously:]");
+  return cache ? cache->_fetchSynchronously(kExe, path) : nullptr;
+}
+
+void VuoCache::fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone) {
+  const auto cache = globalCacheFor("+[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]");
+  if (cache) cache->_fetch(kDylib, path, std::move(callBlockWhenDone));
+}
+
+void VuoCache::fetchCachedExeForVuoFile(const Path& path, Completion callBlockWhenDone) {
+  const auto cache = globalCacheFor("+[VuoCache fetchCachedExeForVuoFile:callBlockWhenDone:]");
+  if (cache) cache->_fetch(kExe, path, std::move(callBlockWhenDone));
+}
+
+void VuoCache::setExecutableName(const Path& name) {
+  if (name && !name->empty()) _baseName = *name;
+}

@@ -1,0 +1,91 @@
+// Queued fetches: one compile at a time on the serial queue, answers on the main queue.
+#include <algorithm>
+#include <chrono>
+
+#include "Brannow/VuoCache.h"
+#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheQueueEntry.h"
+#include "platform/system/Dispatch.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/SystemLog.h"
+
+using platform::systemLog;
+
+namespace {
+
+constexpr std::chrono::nanoseconds kDelay{10'000};
+
+void deliver(const VuoCache::Completion& completion, VuoCache::Item result) {
+  if (!completion) return;
+  platform::MainQueue::shared().after(
+      kDelay, [completion, result = std::move(result)] { completion(result); });
+}
+
+}  // namespace
+
+void VuoCache::_fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone) {
+  if (path && platform::itemExists(*path)) {
+    if (_enqueue(kind, path, callBlockWhenDone)) return;
+  } else if (path) {
+    systemLog("\t\terr: nil path or no file, %s.  %@", {kind.fetchName, *path});
+  }
+  deliver(callBlockWhenDone, nullptr);
+}
+
+bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& completion) {
+  const auto entry = VuoCacheQueueEntry::createWithPath(*path, completion);
+  if (!entry) {
+    systemLog("\t\terr: couldn't make entry in %s", {kind.fetchName});
+    return false;
+  }
+  entry->createDylib = kind.isDylib;
+  entry->createExecutable = !kind.isDylib;
+
+  platform::WriteHold hold(_compilerQueueEntries);
+  _compilerQueueEntries.array().push_back(entry);
+  if (_compilerQueueEntries.array().size() == 1) _scheduleQueueRun();
+  return true;
+}
+
+/// The pending run keeps this cache alive, also when the global cache has been replaced meanwhile.
+void VuoCache::_scheduleQueueRun() {
+  _compilerQueue->after(kDelay,
+                        [cache = shared_from_this()] { cache->_compileAndCacheFromTheQueue(); });
+}
+
+void VuoCache::_compileAndCacheFromTheQueue() {
+  const auto entry = _takeFirstEntry();
+  if (!entry) return;
+  Item result;
+  if (entry->createDylib) {
+    result = _fetchSynchronously(kDylib, entry->path);
+  } else if (entry->createExecutable) {
+    result = _fetchSynchronously(kExe, entry->path);
+  }
+  _removeEntry(entry);
+  deliver(entry->completionBlock, std::move(result));
+}
+
+std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
+  std::size_t count = 0;
+  {
+    platform::WriteHold hold(_compilerQueueEntries);
+    const auto& entries = _compilerQueueEntries.array();
+    count = entries.size();
+    if (count != 0 && entries.front() && !entries.front()->inProgress) {
+      entries.front()->inProgress = true;
+      return entries.front();
+    }
+  }
+  if (count != 0) {
+    systemLog("\t\terr %s, bailing but queueCount is %lu",
+              {"-[VuoCache _compileAndCacheFromTheQueue]", static_cast<unsigned long>(count)});
+  }
+  return nullptr;
+}
+
+void VuoCache::_removeEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry) {
+  platform::WriteHold hold(_compilerQueueEntries);
+  std::erase(_compilerQueueEntries.array(), entry);
+  if (!_compilerQueueEntries.array().empty()) _scheduleQueueRun();
+}

@@ -1,0 +1,73 @@
+#include "host/HostSession.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <mutex>
+#include <utility>
+
+#include "Brannow/Brannow.h"
+#include "platform/system/Alert.h"
+#include "platform/system/Dispatch.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/Notifications.h"
+#include "platform/system/SystemLog.h"
+
+struct LogCapture::Lines {
+  std::mutex lock;  // taken under the log's own lock; nothing is taken under it
+  std::vector<std::string> lines;
+};
+
+LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
+  platform::setLogSink([lines = _lines](const std::string& line) {
+    const auto start = line.find_first_not_of('\t');
+    if (start == std::string::npos) return;
+    const std::string text = line.substr(start);
+    if (!text.starts_with("err") && !text.starts_with("ERR")) return;
+    std::lock_guard hold(lines->lock);
+    lines->lines.push_back(text);
+  });
+}
+
+LogCapture::~LogCapture() {
+  platform::setLogSink({});
+}
+
+std::vector<std::string> LogCapture::take() {
+  std::lock_guard hold(_lines->lock);
+  return std::exchange(_lines->lines, {});
+}
+
+std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {
+  std::unique_ptr<HostSession> session(new HostSession);
+  session->_context = platform::GLContext::createRoot();
+  if (session->_context) session->_pool = ZQBufferPool::create(session->_context->handle());
+  if (!session->_pool) {
+    std::cerr << "brannow: this machine offers no OpenGL 3.3 core through EGL\n";
+    return nullptr;
+  }
+  _globalZQBufferPool = session->_pool.get();
+  VuoGLScene::setGlobalVuoGLContext(session->_context);
+  platform::setAlertPresenter([alerts = &session->_alerts](const platform::Alert& alert) {
+    alerts->push_back(alert.informativeText);
+    return std::size_t{0};
+  });
+  VuoCache::configGlobalCacheWithSavePath(cacheFolder);
+  return session;
+}
+
+HostSession::~HostSession() {
+  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  platform::setAlertPresenter({});
+  _globalZQBufferPool = nullptr;
+}
+
+std::vector<std::string> HostSession::runMainQueue() {
+  platform::MainQueue::shared().runDue();
+  return std::exchange(_alerts, {});
+}
+
+std::string defaultCacheFolder() {
+  const char* folder = std::getenv("XDG_CACHE_HOME");
+  if (folder && *folder == '/') return std::string(folder) + "/brannow";
+  return platform::expandTilde("~/.cache/brannow");
+}

@@ -1,0 +1,48 @@
+// What a program sets up once before it uses scenes, and puts away at its end.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/hostbuffers/ZQBufferPool.h"
+#include "platform/system/GLContext.h"
+
+/// Collects what the framework logs as an error while it exists; nothing goes to the system log.
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  /// The lines so far, without the white space in front. Forgets them.
+  std::vector<std::string> take();
+
+ private:
+  struct Lines;
+  std::shared_ptr<Lines> _lines;
+};
+
+/// A root GL context, the process-wide buffer pool and the configured cache. Alerts are collected
+/// instead of shown.
+class HostSession {
+ public:
+  /// Null, with a message on standard error, when this machine offers no OpenGL.
+  static std::unique_ptr<HostSession> begin(const std::string& cacheFolder);
+  /// Tells the framework that the application ends.
+  ~HostSession();
+
+  ZQBufferPool& pool() { return *_pool; }
+  /// Runs what is due on the main queue and returns the texts of the alerts that came up.
+  std::vector<std::string> runMainQueue();
+
+ private:
+  HostSession() = default;
+  std::shared_ptr<platform::GLContext> _context;
+  std::unique_ptr<ZQBufferPool> _pool;
+  std::vector<std::string> _alerts;
+};
+
+/// The user's cache folder for this command (XDG).
+std::string defaultCacheFolder();

@@ -1,0 +1,40 @@
+// The command brannow.
+#include <CLI/CLI.hpp>
+
+#include "host/DescribeCommand.h"
+#include "host/HostSession.h"
+#include "host/RenderCommand.h"
+
+int main(int argc, char** argv) {
+  CLI::App app("Hosts node-graph compositions (.vuo files).", "brannow");
+  app.require_subcommand(1);
+  int status = 0;
+
+  std::vector<std::string> files;
+  bool json = false;
+  auto* describeApp = app.add_subcommand("describe", "Say what compositions publish");
+  describeApp->add_option("FILE", files, "Composition files")->required();
+  describeApp->add_flag("--json", json, "One line of JSON per file");
+  describeApp->callback([&] { status = describe(files, json); });
+
+  RenderOptions options;
+  options.cacheFolder = defaultCacheFolder();
+  auto* renderApp = app.add_subcommand("render", "Render an image generator to PNG files");
+  renderApp->add_option("FILE", options.file, "A composition file")->required();
+  renderApp->add_option("-o,--output", options.output,
+                        "The picture's file; %d or %04d stands for the frame's number");
+  renderApp->add_option("--size", options.size, "The picture's size in pixels, as WIDTHxHEIGHT");
+  renderApp->add_option("--frames", options.frames, "How many frames")
+      ->check(CLI::Range(1, 1'000'000));
+  renderApp->add_option("--fps", options.fps, "Frames per second, by the clock on the wall")
+      ->check(CLI::Range(0.001, 1000.0));
+  renderApp->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
+      ->allow_extra_args(false);
+  renderApp->add_flag("--in-process", options.inProcess, "Run the composition in this process");
+  renderApp->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
+      ->capture_default_str();
+  renderApp->callback([&] { status = render(options); });
+
+  CLI11_PARSE(app, argc, argv);
+  return status;
+}

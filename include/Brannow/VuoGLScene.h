@@ -1,0 +1,147 @@
+// One hosted composition.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Brannow/VuoCacheItem.h"
+#include "Brannow/VuoGLSceneProtocol.h"
+#include "Brannow/ZQVuoComposition.h"
+#include "Brannow/ZQVuoPortValue.h"
+#include "platform/hostbuffers/ZQBuffer.h"
+#include "platform/runtime/VuoImage.h"
+#include "platform/runtime/VuoRunner.h"
+#include "platform/system/GLContext.h"
+
+/// A delegate that a host may attach to a scene. The scene keeps the pointer and sends it nothing.
+class VuoGLSceneDelegate {
+ public:
+  virtual ~VuoGLSceneDelegate() = default;
+};
+
+/// What a published output holds: an image as a host buffer, or the value of any other port.
+/// Neither when there is nothing. Owned by whoever holds this object.
+struct [[nodiscard]] VuoOutput {
+  ZQBufferRef buffer;
+  std::shared_ptr<const ZQVuoPortValue> value;
+  explicit operator bool() const { return buffer || value; }
+};
+
+/// Runs a composition file and hands its pictures to the host. Every operation may be called from
+/// any thread and nothing is thrown. Operations that reach the running composition wait for each
+/// other, scene by scene; a wait for a frame holds up nobody else.
+class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_this<VuoGLScene> {
+ public:
+  using Path = std::optional<std::string>;
+  using Key = std::optional<std::string>;
+  using Value = std::shared_ptr<const ZQVuoPortValue>;
+
+  // --- the process
+
+  /// Names the host's GL context, in whose share group every composition in this process draws. To
+  /// be called once, before the first scene loads; the context must outlive all scenes. Null is
+  /// ignored.
+  static void setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context);
+
+  // --- life
+
+  /// A scene that renders at `width` by `height` pixels. Null when either is below 1.
+  static std::shared_ptr<VuoGLScene> initWithSize(double width, double height);
+  /// Unloads like `prepareToBeDeleted`.
+  ~VuoGLScene() override;
+  /// Unloads the scene for good: every later operation returns at once with nothing. The running
+  /// composition is stopped in the background.
+  void prepareToBeDeleted();
+
+  // --- the composition file
+
+  /// Loads `path` on the calling thread: reads it, compiles it where the cache has no fresh
+  /// artefact, and starts it. None unloads. Whatever ran before is stopped in the background. When
+  /// that fails the scene stays without a running composition (`readyToRender` is false).
+  void useFile(const Path& path);
+  /// With `async` the compile runs in the background and the composition starts on the main queue;
+  /// the call returns as soon as the file has been read.
+  void useFile(const Path& path, bool async);
+  /// The description of the current file; null without one.
+  std::shared_ptr<ZQVuoComposition> comp() const;
+  Path filePath() const;
+  /// Whether the next load runs the composition in a process of its own (the default) or inside
+  /// this one.
+  bool runnerNewProcess() const;
+  void setRunnerNewProcess(bool runnerNewProcess);
+  /// Keeps a pointer that the scene neither owns nor uses; null removes it.
+  void setDelegate(VuoGLSceneDelegate* delegate);
+
+  // --- size, in pixels
+
+  /// Tells the composition when the size differs from the last one. No lower bound.
+  void setSize(double width, double height);
+  ZQSize size() const;
+
+  // --- frames. The composition's time is the seconds since its file was set, by the wall clock.
+
+  /// Whether a composition is running.
+  bool readyToRender() const;
+  /// Tells the composition the time and does not wait for a picture.
+  void startRendering();
+  /// The current picture as it is; null when there is none.
+  ZQBufferRef allocABuffer();
+  /// A generator's frame: tells the composition the time, waits at most 0.5 seconds until a picture
+  /// has been reported, and returns the latest. Null, with a log line, when none came in time. Once
+  /// a picture has been reported there is no wait until `copyAndClearOutValPortNames`.
+  ZQBufferRef allocAndRenderABuffer();
+  /// A filter's frame: the same with `frame` as the input image, which the caller's GL context must
+  /// have flushed, and a wait of at most 0.05 seconds. Returns `frame` itself when the composition
+  /// is no filter.
+  ZQBufferRef runFilterOnFrame(const ZQBufferRef& frame);
+
+  // --- published ports, by name
+
+  /// Stores a value in an input and fires one event from it. Ignored when nothing runs, the input
+  /// does not exist or the value does not fit its type.
+  void setValue(const Value& value, const Key& forInputKey);
+  /// The same with an image. The composition uses the buffer's texture itself, which must not
+  /// change while it does.
+  void setBuffer(const ZQBufferRef& buffer, const Key& forInputImageKey);
+  /// The current value of an output.
+  VuoOutput allocValueForOutputKey(const Key& key);
+  /// The names of the outputs that reported data, or an event without data, since the last call; in
+  /// the order of the first report, each name once.
+  [[nodiscard]] std::vector<std::string> copyAndClearOutValPortNames();
+  [[nodiscard]] std::vector<std::string> copyAndClearOutEventPortNames();
+
+  // --- what the runner reports; not for hosts
+
+  void runnerDelegateReceivedValForOutputKey(const Key& key) override;
+  void runnerDelegateReceivedEventForOutputKey(const Key& key) override;
+  void runnerDelegateLostContactWithComposition() override;
+
+ private:
+  struct State;
+  struct Running;
+
+  VuoGLScene(double width, double height);
+  void appTerminateNotification();
+  bool _setFile(const Path& path);
+  void _unloadForGood();
+  Running _takeOutRunner();
+  static void _discard(Running running);
+  static void _tearDown(Running running, const char* operation);
+  void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
+  Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
+                       const std::string& source, bool newProcess);
+  bool _install(const Running& running, const std::string& source);
+  void _applySize();
+  std::shared_ptr<ZQVuoComposition> _compositionToRender(const char* operation) const;
+  bool _pushTime(const ZQVuoComposition& composition);
+  double _secondsSinceLoad() const;
+  void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame);
+  bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation);
+  VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
+  void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
+
+  const std::unique_ptr<State> _state;
+};

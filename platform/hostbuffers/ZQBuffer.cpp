@@ -1,0 +1,22 @@
+#include "platform/hostbuffers/ZQBuffer.h"
+
+#include "platform/hostbuffers/ZQBufferPool.h"
+
+ZQBuffer* ZQBuffer::initWithPool(ZQBufferPool* pool) {
+  return new ZQBuffer(pool);
+}
+
+void ZQBuffer::retain() {
+  _retainCount.fetch_add(1, std::memory_order_relaxed);
+}
+
+void ZQBuffer::release() {
+  if (_retainCount.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+ZQBuffer::~ZQBuffer() {
+  if (_releaseCallback) _releaseCallback(this, _releaseContext);
+  // Somebody else's texture is left alone, so that letting go of it never waits for the GPU.
+  if (_descriptor.textureBacking == ZQTextureBacking_Pool && _descriptor.name != 0)
+    _pool->takeBackTexture(*this);
+}

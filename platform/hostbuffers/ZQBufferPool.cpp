@@ -1,0 +1,279 @@
+#include "platform/hostbuffers/ZQBufferPool.h"
+
+#include <epoxy/gl.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <optional>
+
+ZQBufferPool* _globalZQBufferPool = nullptr;
+
+namespace {
+
+constexpr std::size_t kMostIdleTextures = 16;
+constexpr std::size_t kBytesPerPixel = 4;
+
+struct Texture {
+  GLenum target = 0;
+  std::size_t width = 0;
+  std::size_t height = 0;
+  GLuint name = 0;
+
+  bool sameKind(const Texture& other) const {
+    return target == other.target && width == other.width && height == other.height;
+  }
+};
+
+/// A part of a texture in whole pixels, counted from the first row in memory.
+struct Area {
+  GLint x = 0;
+  GLint y = 0;
+  GLsizei width = 0;
+  GLsizei height = 0;
+};
+
+bool isComplete(const ZQPixels& pixels) {
+  const std::size_t count = pixels.rgba.size() / kBytesPerPixel;
+  return pixels.rgba.size() % kBytesPerPixel == 0 && pixels.width != 0 &&
+         count % pixels.width == 0 && count / pixels.width == pixels.height;
+}
+
+std::vector<std::uint8_t> rowsReversed(const std::vector<std::uint8_t>& rgba,
+                                       std::size_t rowBytes) {
+  std::vector<std::uint8_t> reversed(rgba.size());
+  for (std::size_t row = 0; row < rgba.size(); row += rowBytes)
+    std::memcpy(&reversed[rgba.size() - row - rowBytes], &rgba[row], rowBytes);
+  return reversed;
+}
+
+void specify(const Texture& texture) {
+  glBindTexture(texture.target, texture.name);
+  glTexImage2D(texture.target, 0, GL_RGBA8, static_cast<GLsizei>(texture.width),
+               static_cast<GLsizei>(texture.height), 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  glTexParameteri(texture.target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(texture.target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  glTexParameteri(texture.target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glTexParameteri(texture.target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+}
+
+void upload(const ZQPixels& pixels, const ZQBuffer& buffer) {
+  const auto rows = rowsReversed(pixels.rgba, pixels.width * kBytesPerPixel);
+  glBindTexture(buffer.target(), buffer.name());
+  glTexSubImage2D(buffer.target(), 0, 0, 0, static_cast<GLsizei>(pixels.width),
+                  static_cast<GLsizei>(pixels.height), GL_RGBA, GL_UNSIGNED_BYTE, rows.data());
+}
+
+GLint clampedToWholePixel(double value, GLint limit) {
+  // fmin and fmax also settle values that are not a number.
+  return static_cast<GLint>(std::fmax(0.0, std::fmin(std::round(value), limit)));
+}
+
+/// The buffer's source rectangle, cut to what its texture really holds.
+Area readableArea(const ZQBuffer& buffer) {
+  GLint textureWidth = 0;
+  GLint textureHeight = 0;
+  glGetTexLevelParameteriv(buffer.target(), 0, GL_TEXTURE_WIDTH, &textureWidth);
+  glGetTexLevelParameteriv(buffer.target(), 0, GL_TEXTURE_HEIGHT, &textureHeight);
+  const ZQRect rect = buffer.srcRect();
+  const GLint left = clampedToWholePixel(rect.x, textureWidth);
+  const GLint bottom = clampedToWholePixel(rect.y, textureHeight);
+  const GLint right = clampedToWholePixel(rect.x + rect.width, textureWidth);
+  const GLint top = clampedToWholePixel(rect.y + rect.height, textureHeight);
+  return {left, bottom, std::max(0, right - left), std::max(0, top - bottom)};
+}
+
+ZQPixels readFramebuffer(const Area& area) {
+  ZQPixels pixels{static_cast<std::size_t>(area.width), static_cast<std::size_t>(area.height), {}};
+  if (glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return {};
+  std::vector<std::uint8_t> rows(pixels.width * pixels.height * kBytesPerPixel);
+  glReadPixels(area.x, area.y, area.width, area.height, GL_RGBA, GL_UNSIGNED_BYTE, rows.data());
+  pixels.rgba = rowsReversed(rows, pixels.width * kBytesPerPixel);
+  return pixels;
+}
+
+ZQPixels readTexture(const ZQBuffer& buffer) {
+  if (!glIsTexture(buffer.name())) return {};
+  // Another context may have drawn into the texture; binding it makes that visible here.
+  glBindTexture(buffer.target(), buffer.name());
+  const Area area = readableArea(buffer);
+  if (area.width == 0 || area.height == 0) return {};
+
+  GLuint framebuffer = 0;
+  glGenFramebuffers(1, &framebuffer);
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, buffer.target(), buffer.name(),
+                         0);
+  ZQPixels pixels = readFramebuffer(area);
+  glDeleteFramebuffers(1, &framebuffer);
+  return pixels;
+}
+
+}  // namespace
+
+struct ZQBufferPool::State {
+  std::shared_ptr<platform::GLContext> context;
+  GLint largest2D = 0;
+  GLint largestRectangle = 0;
+  std::atomic<std::size_t> textureCount{0};
+
+  /// Held while `context` is current on a thread. Neither lock is ever taken under the other, and
+  /// nothing but GL is called under them, so they come last after any lock of a caller.
+  std::mutex gpuLock;
+  std::mutex idleLock;
+  std::deque<Texture> idle;  ///< guarded by `idleLock`; the one given back first comes first
+
+  /// Runs `work` in the pool's context and waits for the GPU; true when GL found no fault.
+  template <class Work>
+  bool onGpu(Work work);
+  void readLimits();
+  bool fits(const Texture& kind) const;
+  std::optional<Texture> takeIdle(const Texture& kind);
+  std::optional<Texture> make(Texture kind);
+  void destroy(const Texture& texture);
+};
+
+template <class Work>
+bool ZQBufferPool::State::onGpu(Work work) {
+  std::lock_guard guard(gpuLock);
+  const platform::GLCurrent current(*context);
+  if (!current) return false;
+  work();
+  glFinish();
+  // A texture that stays bound would outlive its deletion by another context.
+  glBindTexture(GL_TEXTURE_2D, 0);
+  glBindTexture(GL_TEXTURE_RECTANGLE, 0);
+  return glGetError() == GL_NO_ERROR;
+}
+
+void ZQBufferPool::State::readLimits() {
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &largest2D);
+  glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE, &largestRectangle);
+}
+
+bool ZQBufferPool::State::fits(const Texture& kind) const {
+  if (kind.target != GL_TEXTURE_2D && kind.target != GL_TEXTURE_RECTANGLE) return false;
+  const auto largest =
+      static_cast<std::size_t>(kind.target == GL_TEXTURE_2D ? largest2D : largestRectangle);
+  return kind.width > 0 && kind.width <= largest && kind.height > 0 && kind.height <= largest;
+}
+
+std::optional<Texture> ZQBufferPool::State::takeIdle(const Texture& kind) {
+  std::lock_guard guard(idleLock);
+  const auto found = std::find_if(idle.begin(), idle.end(),
+                                  [&](const Texture& texture) { return texture.sameKind(kind); });
+  if (found == idle.end()) return std::nullopt;
+  const Texture texture = *found;
+  idle.erase(found);
+  return texture;
+}
+
+std::optional<Texture> ZQBufferPool::State::make(Texture kind) {
+  const bool made = onGpu([&] {
+    glGenTextures(1, &kind.name);
+    specify(kind);
+  });
+  if (kind.name != 0) textureCount++;
+  if (made) return kind;
+  destroy(kind);
+  return std::nullopt;
+}
+
+void ZQBufferPool::State::destroy(const Texture& texture) {
+  if (texture.name == 0) return;
+  if (onGpu([&] { glDeleteTextures(1, &texture.name); })) textureCount--;
+}
+
+std::unique_ptr<ZQBufferPool> ZQBufferPool::create(platform::GLContextHandle shareGroup) {
+  auto state = std::make_unique<State>();
+  state->context = platform::GLContext::createSharedWith(shareGroup);
+  if (!state->context || !state->onGpu([&] { state->readLimits(); })) return nullptr;
+  return std::unique_ptr<ZQBufferPool>(new ZQBufferPool(std::move(state)));
+}
+
+ZQBufferPool::ZQBufferPool(std::unique_ptr<State> state) : _state(std::move(state)) {}
+
+ZQBufferPool::~ZQBufferPool() {
+  ZQBufferPool::prepareToBeDeleted();
+}
+
+void ZQBufferPool::prepareToBeDeleted() {
+  GLScene::prepareToBeDeleted();
+  purgeIdleBuffers();
+}
+
+ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height, std::uint32_t target) {
+  const Texture kind{target, width, height, 0};
+  if (deleted() || !_state->fits(kind)) return nullptr;
+  std::optional<Texture> texture = _state->takeIdle(kind);
+  if (!texture) texture = _state->make(kind);
+  if (!texture) return nullptr;
+
+  auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(this));
+  ZQBufferDescriptor& descriptor = *buffer->descriptorPtr();
+  descriptor.target = target;
+  descriptor.internalFormat = GL_RGBA8;
+  descriptor.pixelFormat = GL_RGBA;
+  descriptor.pixelType = GL_UNSIGNED_BYTE;
+  descriptor.name = texture->name;
+  const ZQSize size{static_cast<double>(width), static_cast<double>(height)};
+  buffer->setSize(size);
+  buffer->setSrcRect({0, 0, size.width, size.height});
+  buffer->setBackingSize(size);
+  timestampThisBuffer(*buffer);
+  return buffer;
+}
+
+ZQBufferRef ZQBufferPool::allocBufferWithPixels(const ZQPixels& pixels, std::uint32_t target) {
+  if (!isComplete(pixels)) return nullptr;
+  ZQBufferRef buffer = allocBuffer(pixels.width, pixels.height, target);
+  if (!buffer || !_state->onGpu([&] { upload(pixels, *buffer); })) return nullptr;
+  return buffer;
+}
+
+ZQPixels ZQBufferPool::readPixels(const ZQBuffer& buffer) {
+  ZQPixels pixels;
+  if (!_state->onGpu([&] { pixels = readTexture(buffer); })) return {};
+  return pixels;
+}
+
+void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {
+  const ZQSize size = buffer.backingSize();
+  std::optional<Texture> unwanted = Texture{buffer.target(), static_cast<std::size_t>(size.width),
+                                            static_cast<std::size_t>(size.height), buffer.name()};
+  if (!buffer.preferDeletion()) {
+    std::lock_guard guard(_state->idleLock);
+    // Asked under the lock, so that nothing is kept after the purge of a pool that goes.
+    if (!deleted()) {
+      _state->idle.push_back(*unwanted);
+      unwanted.reset();
+      if (_state->idle.size() > kMostIdleTextures) {
+        unwanted = _state->idle.front();
+        _state->idle.pop_front();
+      }
+    }
+  }
+  if (unwanted) _state->destroy(*unwanted);
+}
+
+void ZQBufferPool::purgeIdleBuffers() {
+  std::deque<Texture> idle;
+  {
+    std::lock_guard guard(_state->idleLock);
+    idle.swap(_state->idle);
+  }
+  for (const Texture& texture : idle) _state->destroy(texture);
+}
+
+std::size_t ZQBufferPool::textureCount() const {
+  return _state->textureCount;
+}
+
+void ZQBufferPool::timestampThisBuffer(ZQBuffer& buffer) {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  buffer._timestamp = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}

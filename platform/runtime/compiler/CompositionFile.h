@@ -1,0 +1,34 @@
+// A composition file as it stands in its DOT text: nothing resolved, nothing checked but the
+// syntax.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vuo {
+
+struct NodeStatement {
+  std::string name;
+  int line = 0;                                   ///< 0 when only cables mention the node
+  std::map<std::string, std::string> attributes;  ///< those that are not empty
+
+  /// The attribute's value, empty when it has none.
+  std::string attribute(const std::string& key) const;
+};
+
+struct CableStatement {
+  std::string fromNode, fromPort, toNode, toPort;
+  std::string event;  ///< the "event" attribute as it was written
+};
+
+struct CompositionFile {
+  std::vector<NodeStatement> nodes;  ///< in the order of their first mention
+  std::vector<CableStatement> cables;
+};
+
+/// Reads the text of a composition file. Throws std::runtime_error that names the line. Any thread;
+/// calls wait for each other, because the parser underneath has one state per process.
+CompositionFile compositionFileFromText(const std::string& text);
+
+}  // namespace vuo

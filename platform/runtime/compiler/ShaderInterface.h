@@ -1,0 +1,16 @@
+// What a fragment shader asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/runtime/VuoPlan.h"
+
+namespace vuo {
+
+/// Checks a fragment shader as a driver would and gives its uniforms, in the order of their
+/// declarations, as ports without values. Throws std::runtime_error with the first fault and its
+/// line; `fileName` names the shader in it. Any thread, also several at a time.
+std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName);
+
+}  // namespace vuo

@@ -1,0 +1,66 @@
+// A scene's creation, its end, and its plain properties.
+#include "Brannow/VuoGLScene.h"
+
+#include "platform/runtime/VuoGlContext.h"
+#include "platform/system/SystemLog.h"
+#include "scene/VuoGLSceneState.h"
+
+void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context) {
+  if (context) VuoGlContext_setGlobalRootContext(context->handle());
+}
+
+std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height) {
+  if (!(width >= 1.0 && height >= 1.0)) {
+    platform::systemLog("\t\terr: %s - BAIL", {"-[VuoGLScene initWithSize:]"});
+    return nullptr;
+  }
+  std::shared_ptr<VuoGLScene> scene(new VuoGLScene(width, height));
+  scene->_state->termination = platform::observeNotification(
+      platform::NSApplicationWillTerminateNotification, [weak = std::weak_ptr(scene)] {
+        if (const auto alive = weak.lock()) alive->appTerminateNotification();
+      });
+  return scene;
+}
+
+VuoGLScene::VuoGLScene(double width, double height) : _state(std::make_unique<State>()) {
+  _state->size = {width, height};
+}
+
+VuoGLScene::~VuoGLScene() {
+  if (!_state->deleted) prepareToBeDeleted();
+}
+
+void VuoGLScene::prepareToBeDeleted() {
+  if (_state->deleted) return;
+  _unloadForGood();
+}
+
+void VuoGLScene::appTerminateNotification() {
+  useFile(std::nullopt);
+}
+
+std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
+  std::lock_guard hold(_state->propLock);
+  return _state->comp;
+}
+
+VuoGLScene::Path VuoGLScene::filePath() const {
+  if (_state->deleted) return std::nullopt;
+  std::lock_guard hold(_state->propLock);
+  return _state->filePath;
+}
+
+bool VuoGLScene::runnerNewProcess() const {
+  std::lock_guard hold(_state->runnerLock);
+  return _state->runnerNewProcess;
+}
+
+void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
+  std::lock_guard hold(_state->runnerLock);
+  _state->runnerNewProcess = runnerNewProcess;
+}
+
+void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
+  std::lock_guard hold(_state->propLock);
+  _state->delegate = delegate;
+}

@@ -1,0 +1,139 @@
+// Frames: pushing the time and the host's picture in, waiting for the composition's picture.
+#include <chrono>
+
+#include "platform/runtime/VuoValues.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/SystemLog.h"
+#include "scene/Guarded.h"
+#include "scene/JsonValue.h"
+#include "scene/RetainedImage.h"
+#include "scene/VuoGLSceneState.h"
+
+using platform::systemLog;
+
+namespace {
+
+constexpr std::chrono::milliseconds kGeneratorWait{500};
+constexpr std::chrono::milliseconds kFilterWait{50};
+
+std::optional<std::string> nameOf(const ZQVuoComposition::Port& port) {
+  return port ? std::optional(port->portName()) : std::nullopt;
+}
+
+}  // namespace
+
+bool VuoGLScene::readyToRender() const {
+  if (_state->deleted) return false;
+  std::lock_guard hold(_state->runnerLock);
+  return _state->runner != nullptr;
+}
+
+void VuoGLScene::startRendering() {
+  constexpr const char* kName = "-[VuoGLScene startRendering]";
+  const auto composition = _compositionToRender(kName);
+  if (!composition) return;
+  std::lock_guard hold(_state->runnerLock);
+  if (_state->deleted || !_state->runner) return;
+  guarded(kName, [&] { _pushTime(*composition); });
+}
+
+ZQBufferRef VuoGLScene::allocABuffer() {
+  const auto composition = _compositionToRender("-[VuoGLScene allocABuffer]");
+  if (!composition) return nullptr;
+  return allocValueForOutputKey(nameOf(composition->runnerImageOutputPort())).buffer;
+}
+
+ZQBufferRef VuoGLScene::allocAndRenderABuffer() {
+  constexpr const char* kName = "-[VuoGLScene allocAndRenderABuffer]";
+  const auto composition = _compositionToRender(kName);
+  if (!composition) return nullptr;
+
+  bool pushed = false;
+  {
+    std::lock_guard hold(_state->runnerLock);
+    if (!_state->deleted && _state->runner) {
+      guarded(kName, [&] { pushed = _pushTime(*composition); });
+    }
+  }
+  const Key output = nameOf(composition->runnerImageOutputPort());
+  if (pushed && !_waitForOutput(output, kGeneratorWait, kName)) return nullptr;
+  return allocValueForOutputKey(output).buffer;
+}
+
+ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) {
+  constexpr const char* kName = "-[VuoGLScene runFilterOnFrame:]";
+  if (!frame || _state->deleted) return nullptr;
+  const auto composition = comp();
+  if (!composition || !composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return frame;
+
+  {
+    std::lock_guard hold(_state->runnerLock);
+    if (!_state->deleted && _state->runner) {
+      guarded(
+          kName, [&] { _pushTime(*composition); }, "\t\terr: caught exception A in %s");
+      guarded(
+          kName, [&] { _pushFrame(*composition, *frame); }, "\t\terr: caught exception B in %s");
+    }
+  }
+  const Key output = nameOf(composition->runnerImageOutputPort());
+  if (!_waitForOutput(output, kFilterWait, kName)) return nullptr;
+  return allocValueForOutputKey(output).buffer;
+}
+
+/// The description that a frame works on to its end, even if the scene gets another file meanwhile.
+std::shared_ptr<ZQVuoComposition> VuoGLScene::_compositionToRender(const char* operation) const {
+  if (_state->deleted) {
+    systemLog("\t\terr: bailing immediately, %s", {operation});
+    return nullptr;
+  }
+  auto composition = comp();
+  if (!composition) systemLog("\t\terr: bailing, localComp nil, %s", {operation});
+  return composition;
+}
+
+/// True when the composition has been told the time. The caller holds `runnerLock`.
+bool VuoGLScene::_pushTime(const ZQVuoComposition& composition) {
+  if (!composition.runnerTimePort()) return false;
+  VuoRunner& runner = *_state->runner;
+  VuoRunner::Port* port =
+      runner.getPublishedInputPortWithName(composition.runnerTimePort()->portName());
+  if (!port) return false;
+  const JsonValue value(VuoReal_getJson(_secondsSinceLoad()));
+  if (!value) return false;
+  runner.setPublishedInputPortValue(port, value.get());
+  runner.firePublishedInputPortEvent(port);
+  return true;
+}
+
+double VuoGLScene::_secondsSinceLoad() const {
+  std::lock_guard hold(_state->propLock);
+  if (!_state->loadDate) return 0;
+  const auto elapsed = std::chrono::system_clock::now() - *_state->loadDate;
+  return std::chrono::duration<double>(elapsed).count();
+}
+
+/// The caller holds `runnerLock`.
+void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) {
+  const RetainedImage image(_vuoImageForBuffer(frame));
+  if (!image.get() || !composition.runnerImageInputPort()) return;
+  VuoRunner::Port* port =
+      _state->runner->getPublishedInputPortWithName(composition.runnerImageInputPort()->portName());
+  if (port) _pushVuoImage(image.get(), port);
+}
+
+/// False, with a log line, when the output has not been reported by the deadline.
+bool VuoGLScene::_waitForOutput(const Key& key, std::chrono::milliseconds longest,
+                                const char* operation) {
+  const auto deadline = std::chrono::steady_clock::now() + longest;
+  const auto reported = [&] {
+    return key && _state->runnerOutValPortNames.lockContainsObject(*key);
+  };
+  {
+    std::unique_lock hold(_state->outValReportLock);
+    if (_state->outValReported.wait_until(hold, deadline, reported)) return true;
+  }
+  const Path path = filePath();
+  const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
+  systemLog("\t\tERR: frame took too long to render, %@, %s", {name, operation});
+  return false;
+}

@@ -1,0 +1,51 @@
+// What a scene holds.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "Brannow/VuoGLScene.h"
+#include "platform/hostbase/MutLockArray.h"
+#include "platform/runtime/VuoRunner.h"
+#include "platform/runtime/VuoRunnerDelegate.h"
+#include "platform/system/Notifications.h"
+#include "platform/system/SpinLock.h"
+
+struct VuoGLScene::State {
+  /// Set once and never cleared; set under `runnerLock` so that no runner is installed afterwards.
+  std::atomic<bool> deleted{false};
+
+  // Lock order: `runnerLock`, then `propLock`. A section under `propLock` takes no other lock.
+
+  // Guards the fields from here to `runnerLock`.
+  mutable platform::SpinLock propLock;
+  std::shared_ptr<ZQVuoComposition> comp;  // comp, filePath and loadDate change together
+  std::optional<std::string> filePath;
+  ZQSize size;
+  VuoGLSceneDelegate* delegate = nullptr;
+  std::optional<std::chrono::system_clock::time_point> loadDate;
+
+  // Guards the fields from here to the name lists and is held around every call into the runner.
+  // Never held while a runner is created, started, stopped or destroyed. Not recursive.
+  mutable std::mutex runnerLock;
+  std::shared_ptr<VuoCacheItem> runnerCacheItem;
+  bool runnerNewProcess = true;
+  std::shared_ptr<VuoRunner> runner;  // runner and runnerDelegate come and go together
+  std::shared_ptr<VuoRunnerDelegate> runnerDelegate;
+
+  // Each list has its own lock, held for one look or one change; nothing is taken under it.
+  MutLockArray<std::string> runnerOutValPortNames;
+  MutLockArray<std::string> runnerOutEventPortNames;
+
+  // Wakes frame calls when a name is added to `runnerOutValPortNames`. The list's lock is taken
+  // under `outValReportLock`, never the other way round.
+  std::mutex outValReportLock;
+  std::condition_variable outValReported;
+
+  platform::Observation termination;
+};

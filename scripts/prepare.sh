@@ -1,0 +1,44 @@
+# Sourced by the commands at the root: installs what packages.txt names and this machine lacks, and
+# builds a preset.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+# missing_packages PRESET
+missing_packages() {
+  sed -e "s/# @$1 / /" -e '/# @/d' -e 's/#.*//' packages.txt | awk 'NF { print $1 }' | while read -r package; do
+    dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed ||
+      printf '%s\n' "$package"
+  done
+}
+
+# install_packages PRESET
+install_packages() {
+  local missing log
+  missing=$(missing_packages "$1" | tr '\n' ' ')
+  [ -n "${missing// /}" ] || return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    printf 'These packages are missing. Install them with:\n  sudo apt-get install --no-install-recommends %s\n' "$missing" >&2
+    exit 1
+  fi
+  printf 'Installing %s\n' "$missing" >&2
+  log=$(mktemp)
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get -qq update >&2
+  # shellcheck disable=SC2086
+  apt-get -qq install -y --no-install-recommends $missing >"$log" 2>&1 || {
+    cat "$log" >&2
+    exit 1
+  }
+  rm -f "$log"
+}
+
+# build PRESET: quiet unless it fails.
+build() {
+  local preset=$1 log=build/$1.log
+  mkdir -p build
+  { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } >"$log" 2>&1 &&
+    cmake --build --preset "$preset" >>"$log" 2>&1 || {
+    cat "$log" >&2
+    exit 1
+  }
+}

@@ -1,0 +1,297 @@
+// The compiler: from a composition's text to a plan, and from a plan to an artefact.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/runtime/VuoCompiler.h"
+#include "platform/runtime/VuoPlan.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const char* const outputs =
+    "PublishedOutputs [type=\"vuo.out\" label=\"O|<out>out\\l|<picture>picture\\l\" "
+    "_out_type=\"VuoReal\" _picture_type=\"VuoImage\"];\n";
+const char* const inputs =
+    "PublishedInputs [type=\"vuo.in\" label=\"I|<a>a\\l|<color>color\\l\" _a_type=\"VuoReal\" "
+    "_a=\"0.5\" _color_type=\"VuoColor\" _color=\"{r:1,g:.5,b:0,a:1}\"];\n";
+
+std::string contentsOf(const std::string& path) {
+  std::ostringstream contents;
+  contents << std::ifstream(path, std::ios::binary).rdbuf();
+  return contents.str();
+}
+
+class CompilerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/compiler_test.XXXXXX";
+    _folder = mkdtemp(folder);
+    write("plain.frag",
+          "#version 330 core\nin vec2 uv;\nout vec4 pixel;\nuniform float gain;\n"
+          "uniform sampler2D image;\nuniform bool unused;\nuniform int width;\n"
+          "void main() { pixel = gain * texture(image, uv) / float(width); }\n");
+    fs::copy_file(fs::path(COMPOSITIONS_DIR) / "picture.png", at("p.png"));
+  }
+  void TearDown() override { fs::remove_all(_folder); }
+
+  std::string at(const std::string& name) const { return _folder + "/" + name; }
+  void write(const std::string& name, const std::string& contents) const {
+    std::ofstream(at(name), std::ios::binary) << contents;
+  }
+
+  vuo::Plan planOf(const std::string& composition) const {
+    write("test.vuo", composition);
+    VuoCompiler().compileComposition(at("test.vuo"), at("test.bc"));
+    return vuo::planFromText(contentsOf(at("test.bc")));
+  }
+  /// The message of the fault that the function ends with.
+  template <typename Function>
+  static std::string faultOf(Function function) {
+    try {
+      function();
+    } catch (const std::runtime_error& fault) {
+      return fault.what();
+    }
+    return "no fault";
+  }
+  std::string faultIn(const std::string& body) const {
+    return faultOf([&] { planOf("digraph G {\n" + body + "}\n"); });
+  }
+
+  std::string _folder;
+};
+
+TEST_F(CompilerTest, EveryFaultSaysWhereAndWhat) {
+  write("old.frag", "void main() {}\n");
+  write("rect.frag",
+        "#version 330 core\nout vec4 p;\nuniform sampler2DRect r;\n"
+        "void main() { p = texture(r, vec2(0.0)); }\n");
+  write("broken.frag", "#version 330 core\nout vec4 p;\nvoid main() {\n  p = nothing;\n}\n");
+  write("two.frag",
+        "#version 330 core\nout vec4 p;\nout vec4 q;\nvoid main() { p = q = vec4(0.0); }\n");
+  write("vec3.frag",
+        "#version 330 core\nout vec4 p;\nuniform vec3 v;\nvoid main() { p.rgb = v; }\n");
+  write("nogreeting.frag",
+        "#version 330 core\nin vec3 uv;\nout vec4 p;\nvoid main() { p.rgb = uv; }\n");
+  write("endless.frag", "#version 330 core\nout vec4 p;\nvoid main() { p = vec4(" +
+                            std::string(20000, '(') + "1.0);}");
+  write("fake.png", "no picture");
+
+  const std::string sum = "S [type=\"vuo.expression\" expression=\"x+1\"];\n";
+  const struct {
+    std::string body, where, what;
+  } cases[] = {
+      {"A [\n", "line 3", "syntax error"},
+      {"/* never closed", "line 3", "comment"},
+      {"A;\n} digraph H {", "line 3", "text after the end"},
+      {"A -> { B C }\n", "line 2", "no groups"},
+      {"A, B -> C\n", "line 2", "one port at each end"},
+      {sum + sum, "line 3: node \"S\"", "declared twice, first in line 2"},
+      {inputs + sum + "S:result -> T:x\n", "node \"T\"", "not declared"},
+      {"\nN [type=\"vuo.magic\"]\n", "line 3: node \"N\"", "unknown type \"vuo.magic\""},
+      {"N [type=\"vuo.shader\"]\n", "line 2: node \"N\"", "no attribute \"shader\""},
+      {"N [type=\"vuo.shader\" shader=\"none.frag\"]\n", "node \"N\"", "no file"},
+      {"N [type=\"vuo.shader\" shader=\"old.frag\"]\n", "old.frag", "#version 330 core"},
+      {"N [type=\"vuo.shader\" shader=\"rect.frag\"]\n", "rect.frag: \"r\"", "sampler2DRect"},
+      {"N [type=\"vuo.shader\" shader=\"broken.frag\"]\n", "broken.frag:4", "'nothing'"},
+      {"N [type=\"vuo.shader\" shader=\"two.frag\"]\n", "two.frag", "exactly one \"out vec4\""},
+      {"N [type=\"vuo.shader\" shader=\"vec3.frag\"]\n", "vec3.frag: \"v\"", "no port carries"},
+      {"N [type=\"vuo.shader\" shader=\"nogreeting.frag\"]\n", "\"uv\"", "in vec2 uv"},
+      {"N [type=\"vuo.shader\" shader=\"endless.frag\"]\n", "endless.frag", "longer than"},
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\"]\n", "input \"image\"", "needs a cable"},
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gian=\"1\"]\n", "node \"N\"",
+       "no input \"gian\""},
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gain=\"much\"]\n", "input \"gain\"",
+       "\"much\" is no number"},
+      {"N [type=\"vuo.image.file\" file=\"none.png\"]\n", "node \"N\"", "no file"},
+      {"N [type=\"vuo.image.file\" file=\"fake.png\"]\n", "node \"N\"", "no PNG"},
+      {"N [type=\"vuo.expression\" expression=\"1 + * 2\"]\n", "node \"N\"", "expression"},
+      {"N [type=\"vuo.expression\" expression=\"1, 2\"]\n", "node \"N\"", "several results"},
+      {sum, "node \"S\"", "\"x\" in the expression has neither a cable nor a value"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>a\"];\n", "port \"a\"", "has no type"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>|<a>\" _a_type=\"VuoReal\"];\n", "line 2",
+       "two ports with the name \"a\""},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>\" _a_type=\"VuoNumber\"];\n", "port \"a\"",
+       "unknown type \"VuoNumber\""},
+      {inputs + std::string(outputs) + "PublishedInputs:color -> PublishedOutputs:out;\n",
+       "cable PublishedInputs:color -> PublishedOutputs:out", "VuoColor does not fit a VuoReal"},
+      {inputs + sum + "PublishedInputs:b -> S:x;\n", "cable PublishedInputs:b -> S:x",
+       "no output \"b\"; it has a, color"},
+      {inputs + sum + "PublishedInputs:a -> S:y;\n", "cable", "no input \"y\"; it has x"},
+      {inputs + sum + "PublishedInputs:a -> S;\n", "cable", "does not name a port"},
+      {inputs + sum + "PublishedInputs:a -> S:x;\nPublishedInputs:a -> S:x;\n", "cable",
+       "another cable brings data"},
+      {inputs + sum + "PublishedInputs:a -> S:x [event=yes];\n", "cable", "neither true nor false"},
+      {"A [type=\"vuo.expression\" expression=\"x\"];\nB [type=\"vuo.expression\" "
+       "expression=\"x\"];\nA:result -> B:x;\nB:result -> A:x;\n",
+       "A -> B -> A", "cycle"},
+  };
+  for (const auto& [body, where, what] : cases)
+    EXPECT_THAT(faultIn(body), AllOf(HasSubstr(at("test.vuo")), HasSubstr(where), HasSubstr(what)))
+        << body;
+  EXPECT_THAT(faultOf([] { VuoCompiler().compileComposition("/nowhere/x.vuo", "/nowhere/x.bc"); }),
+              HasSubstr("/nowhere/x.vuo: there is no such file"));
+}
+
+TEST_F(CompilerTest, HostileTextIsAFaultAndLeavesNothingBehind) {
+  std::string manyNames = "digraph G {";
+  for (int i = 0; i < 40000; ++i)
+    manyNames += "n" + std::to_string(i) + " [a" + std::to_string(i) + "=1]";
+  const std::string texts[] = {
+      "",
+      std::string("digraph G {}\0", 13),
+      "graph {}",
+      "strict digraph { a -> a }",
+      manyNames,
+      "digraph " + std::string(100000, '{'),
+      "\xff\xfe",
+      "digraph G {} \"open",
+      "#",
+      "digraph G { a [b=<<<",
+      "digraph G { a" + std::string(100000, '[') + "}",
+  };
+  for (const std::string& text : texts) {
+    EXPECT_NE(faultOf([&] { planOf(text); }), "no fault") << text.substr(0, 80);
+    EXPECT_EQ(faultOf([&] { planOf("digraph G {} /* never closed"); }), "no fault");
+    EXPECT_EQ(faultOf([&] { planOf("digraph G {}"); }), "no fault") << text.substr(0, 80);
+  }
+}
+
+TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
+  const vuo::Plan plan =
+      planOf("digraph G {\n" + std::string(inputs) + outputs +
+             "Free [type=\"vuo.expression\" expression=\"2\"];\n"
+             "Last [type=\"vuo.shader\" shader=\"plain.frag\" _width=\"-4\" _gain=\"-.5\"];\n"
+             "Sum [type=\"vuo.expression\" expression=\"x*y\" _y=\"1e3\"];\n"
+             "First [type=\"vuo.shader\" shader=\"plain.frag\"];\n"
+             "File [type=\"vuo.image.file\" file=\"p.png\"];\n"
+             "First:image -> Last:image;\n File:image -> First:image; Sum:result -> First:width;\n"
+             "PublishedInputs:a -> Sum:x; PublishedInputs:color -> Sum:x [event=true];\n"
+             "Last:image -> PublishedOutputs:picture; Sum:result -> PublishedOutputs:out;\n}\n");
+
+  std::vector<std::string> names;
+  for (const vuo::Node& node : plan.nodes) names.push_back(node.name);
+  EXPECT_THAT(names, ElementsAre("Free", "Sum", "File", "First", "Last"));
+  EXPECT_EQ(plan.publishedInputs[1].constant, R"({"r":1,"g":0.5,"b":0,"a":1})");
+
+  // The size comes first, then the uniforms as they are declared; "width" is both.
+  const vuo::Node& first = plan.nodes[3];
+  ASSERT_EQ(first.inputs.size(), 6u);
+  for (const int width : {0, 5}) {
+    EXPECT_EQ(first.inputs[width].name, "width");
+    ASSERT_EQ(first.inputs[width].cables.size(), 1u);
+    EXPECT_EQ(first.inputs[width].cables[0].source.node, 1);
+  }
+  EXPECT_EQ(first.inputs[1].constant, "");
+  EXPECT_EQ(first.inputs[2].constant, "0");
+  EXPECT_EQ(first.inputs[4].constant, "false");
+  EXPECT_EQ(plan.nodes[4].inputs[2].constant, "-0.5");
+  EXPECT_EQ(plan.nodes[1].inputs[1].constant, "1000");
+  EXPECT_TRUE(plan.nodes[1].inputs[0].cables[1].eventOnly);
+  EXPECT_EQ(plan.publishedOutputs[1].cables[0].source.node, 4);
+}
+
+TEST_F(CompilerTest, AnArtefactCarriesItsPlan) {
+  const vuo::Plan plan = planOf("digraph G {\n" + std::string(inputs) + "}");
+  const std::string text = vuo::serialized(plan);
+  const std::string good = vuo::artefactWithPlan(
+      "\x7f"
+      "ELF",
+      text);
+  std::string tooLong = good;
+  tooLong[good.size() - 10] = '\x7f';
+  const auto planIn = [&](const std::string& artefact) {
+    write("artefact", artefact);
+    const int file = open(at("artefact").c_str(), O_RDONLY | O_CLOEXEC);
+    const std::string fault =
+        faultOf([&] { EXPECT_EQ(vuo::serialized(vuo::planOfArtefact(file)), text); });
+    close(file);
+    return fault;
+  };
+  EXPECT_EQ(planIn(good), "no fault");
+  for (const std::string& bad : {std::string(), good.substr(0, good.size() - 1), tooLong,
+                                 vuo::artefactWithPlan("", "{}"), vuo::artefactWithPlan("", "[")})
+    EXPECT_THAT(planIn(bad), HasSubstr("no compiled composition"));
+
+  vuo::Plan wild = plan;
+  wild.publishedOutputs = {{"out", vuo::Type::Real, "", {{{0, 0}, false}}}};
+  EXPECT_THAT(faultOf([&] { vuo::planFromText(vuo::serialized(wild)); }),
+              HasSubstr("cable comes from nowhere"));
+}
+
+TEST_F(CompilerTest, NobodyElsesBitcodeIsTouched) {
+  write("victim", "precious");
+  write("test.vuo", "digraph G {}");
+  const std::string bitcode = at("x.bc"), victim = at("victim");
+  const auto compile = [&] { VuoCompiler().compileComposition(at("test.vuo"), bitcode); };
+  const auto link = [&] {
+    VuoCompiler().linkCompositionToCreateExecutable(bitcode, at("exe"),
+                                                    VuoCompiler::Optimization_FastRun, false, "");
+  };
+  ASSERT_EQ(symlink(victim.c_str(), bitcode.c_str()), 0);
+  EXPECT_THAT(faultOf(compile), HasSubstr("is a link"));
+  EXPECT_THAT(faultOf(link), HasSubstr("can't be read"));
+  fs::remove(bitcode);
+  ASSERT_EQ(::link(victim.c_str(), bitcode.c_str()), 0);
+  EXPECT_THAT(faultOf(compile), HasSubstr("second link"));
+  EXPECT_THAT(faultOf(link), HasSubstr("second link"));
+  fs::remove(bitcode);
+  ASSERT_EQ(mkfifo(bitcode.c_str(), 0600), 0);
+  EXPECT_THAT(faultOf(compile), HasSubstr("no regular file"));
+  EXPECT_THAT(faultOf(link), HasSubstr("no regular file"));
+  fs::remove(bitcode);
+  EXPECT_EQ(contentsOf(victim), "precious");
+
+  EXPECT_EQ(faultOf(compile), "no fault");
+  EXPECT_EQ(faultOf(compile), "no fault");
+  struct stat status;
+  ASSERT_EQ(stat(bitcode.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0600u);
+}
+
+TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
+  planOf("digraph Old {}");
+  const auto link = [&](const std::string& target) {
+    VuoCompiler().linkCompositionToCreateDynamicLibrary(at("test.bc"), target,
+                                                        VuoCompiler::Optimization_FastBuild);
+  };
+  link(at("lib"));
+  const int running = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
+  planOf("digraph New {\n" + std::string(inputs) + "}");
+  link(at("lib"));
+  const int fresh = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(vuo::planOfArtefact(running).publishedInputs.size(), 0u);
+  EXPECT_EQ(vuo::planOfArtefact(fresh).publishedInputs.size(), 2u);
+  struct stat status;
+  EXPECT_EQ(fstat(fresh, &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0755u);
+  close(running);
+  close(fresh);
+
+  EXPECT_THAT(faultOf([&] { link(at("missing/lib")); }), HasSubstr("No such file"));
+  write("test.bc", "{}");
+  EXPECT_THAT(faultOf([&] { link(at("lib")); }), HasSubstr("no compiled composition"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(_folder), {}), 5);  // nothing left over
+}
+
+TEST(SampleCompositions, AllCompile) {
+  char folder[] = "/tmp/compiler_test.XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder));
+  for (const auto& entry : fs::directory_iterator(COMPOSITIONS_DIR))
+    if (entry.path().extension() == ".vuo")
+      VuoCompiler().compileComposition(entry.path(), std::string(folder) + "/sample.bc");
+  fs::remove_all(folder);
+}
+
+}  // namespace

@@ -1,0 +1,278 @@
+#include "tests/scripted/ScriptedRuntime.h"
+
+#include <json-c/json.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+
+#include "platform/runtime/VuoCompiler.h"
+#include "platform/runtime/VuoGlContext.h"
+#include "platform/runtime/VuoHeap.h"
+#include "platform/runtime/VuoRunnerCocoa.h"
+#include "platform/runtime/VuoValues.h"
+#include "platform/system/FileSystem.h"
+
+namespace scripted {
+namespace {
+
+Script theScript;
+std::mutex callsLock;  // nothing is taken under it
+std::vector<std::string> calls;
+std::atomic<int> runners{0};
+std::atomic<int> images{0};
+std::atomic<VuoRunnerDelegate*> lastDelegate{nullptr};
+std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports;  // under callsLock
+
+/// Records a call and does what the script says of its first word.
+void called(const std::string& call) {
+  {
+    std::lock_guard hold(callsLock);
+    calls.push_back(call);
+  }
+  const std::string word = call.substr(0, call.find(' '));
+  if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
+    action->second();
+  }
+  if (!theScript.throwing.contains(word)) return;
+  if (theScript.throwsInt) throw 1;
+  throw std::runtime_error("scripted failure of " + word);
+}
+
+VuoRunner::Port* portNamed(const std::string& name) {
+  std::lock_guard hold(callsLock);
+  auto& port = ports[name];
+  if (!port) port = std::make_unique<VuoRunner::Port>(name);
+  return port.get();
+}
+
+class Runner : public VuoRunner {
+ public:
+  Runner() { ++runners; }
+  ~Runner() override { --runners; }
+  void setDelegate(VuoRunnerDelegate* delegate) override {
+    called(delegate ? "setDelegate" : "removeDelegate");
+    lastDelegate = delegate;
+  }
+  void start() override { called("start"); }
+  void stop() override { called("stop"); }
+  void waitUntilStopped() override { called("waitUntilStopped"); }
+  Port* getPublishedInputPortWithName(std::string name) override {
+    called("findInput " + name);
+    return theScript.inputs.contains(name) ? portNamed(name) : nullptr;
+  }
+  Port* getPublishedOutputPortWithName(std::string name) override {
+    called("findOutput " + name);
+    const bool known = theScript.outputs.contains(name) || theScript.imageOutputs.contains(name);
+    return known ? portNamed(name) : nullptr;
+  }
+  void setPublishedInputPortValue(Port* port, json_object* value) override {
+    called("set " + port->getName() + " " +
+           json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN));
+  }
+  void firePublishedInputPortEvent(Port* port) override { called("fire " + port->getName()); }
+  void firePublishedInputPortEvent() override { called("fire"); }
+  json_object* getPublishedOutputPortValue(Port* port) override {
+    called("get " + port->getName());
+    const auto image = theScript.imageOutputs.find(port->getName());
+    if (image != theScript.imageOutputs.end()) return VuoImage_getJson(image->second);
+    const std::string& text = theScript.outputs[port->getName()];
+    return text.empty() ? nullptr : json_tokener_parse(text.c_str());
+  }
+};
+
+struct CountedImage {
+  VuoImageRecord record;
+  std::atomic<long> count{0};
+};
+
+VuoImage newImage(std::uint32_t name, std::uint32_t target, std::uint32_t format,
+                  std::uint64_t width, std::uint64_t height, VuoImage_FreeCallback callback,
+                  void* context) {
+  if (!theScript.yieldsImage) return nullptr;
+  ++images;
+  return &(new CountedImage{{name, target, format, width, height, callback, context}, {}})->record;
+}
+
+std::atomic<long>& countOf(const void* value) {
+  return reinterpret_cast<CountedImage*>(const_cast<void*>(value))->count;
+}
+
+}  // namespace
+
+void reset() {
+  std::lock_guard hold(callsLock);
+  theScript = {};
+  calls.clear();
+}
+
+Script& script() {
+  return theScript;
+}
+
+std::vector<std::string> takeCalls() {
+  std::lock_guard hold(callsLock);
+  return std::exchange(calls, {});
+}
+
+VuoRunnerDelegate* delegate() {
+  return lastDelegate;
+}
+
+void report(const std::string& output, bool sentData) {
+  lastDelegate.load()->receivedTelemetryPublishedOutputPortUpdated(portNamed(output), sentData, "");
+}
+
+int liveRunners() {
+  return runners;
+}
+int liveImages() {
+  return images;
+}
+long retainsOf(VuoImage image) {
+  return countOf(image);
+}
+
+VuoImage makeImage(std::uint64_t width, std::uint64_t height, std::uint32_t target) {
+  const VuoImage image = newImage(7, target, 0x8058, width, height, nullptr, nullptr);
+  VuoRetain(image);
+  return image;
+}
+
+}  // namespace scripted
+
+using scripted::called;
+using scripted::theScript;
+
+VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string path, std::string folder,
+                                                             bool, bool) {
+  called("newSeparate " + path + " " + folder);
+  return theScript.yieldsRunner ? new scripted::Runner : nullptr;
+}
+
+VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string path,
+                                                                std::string folder, bool) {
+  called("newInProcess " + path + " " + folder);
+  return theScript.yieldsRunner ? new scripted::Runner : nullptr;
+}
+
+VuoCompiler::VuoCompiler() = default;
+VuoCompiler::~VuoCompiler() = default;
+
+void VuoCompiler::compileComposition(std::string composition, std::string bitcode) {
+  called("compile " + platform::lastPathComponent(composition) + " " + bitcode);
+}
+
+void VuoCompiler::linkCompositionToCreateDynamicLibrary(std::string, std::string library,
+                                                        Optimization optimization) {
+  called("linkDylib " + platform::lastPathComponent(library) + " " + std::to_string(optimization));
+  platform::writeFileAtomically(library, "library");
+}
+
+void VuoCompiler::linkCompositionToCreateExecutable(std::string, std::string executable,
+                                                    Optimization optimization, bool, std::string) {
+  called("linkExe " + platform::lastPathComponent(executable) + " " + std::to_string(optimization));
+  platform::writeFileAtomically(executable, "executable");
+}
+
+void VuoRetain(const void* value) {
+  ++scripted::countOf(value);
+}
+
+void VuoRelease(const void* value) {
+  if (--scripted::countOf(value) > 0) return;
+  auto* image = reinterpret_cast<scripted::CountedImage*>(const_cast<void*>(value));
+  if (image->record.freeCallback) image->record.freeCallback(&image->record);
+  --scripted::images;
+  delete image;
+}
+
+VuoImage VuoImage_makeClientOwned(std::uint32_t name, std::uint32_t format, std::uint64_t width,
+                                  std::uint64_t height, VuoImage_FreeCallback callback,
+                                  void* context) {
+  return scripted::newImage(name, 0x0DE1, format, width, height, callback, context);
+}
+
+VuoImage VuoImage_makeClientOwnedGlTextureRectangle(std::uint32_t name, std::uint32_t format,
+                                                    std::uint64_t width, std::uint64_t height,
+                                                    VuoImage_FreeCallback callback, void* context) {
+  return scripted::newImage(name, 0x84F5, format, width, height, callback, context);
+}
+
+VuoImage VuoImage_makeFromJson(json_object* value) {
+  return reinterpret_cast<VuoImage>(json_object_get_int64(value));
+}
+
+json_object* VuoImage_getJson(VuoImage image) {
+  called("imageJson");
+  if (!theScript.yieldsJson) return nullptr;
+  return json_object_new_int64(reinterpret_cast<std::int64_t>(image));
+}
+
+json_object* VuoImage_getInterprocessJson(VuoImage image) {
+  called("interprocessImageJson");
+  if (!theScript.yieldsJson) return nullptr;
+  return json_object_new_int64(reinterpret_cast<std::int64_t>(image));
+}
+
+VuoColor VuoColor_makeWithRGBA(float r, float g, float b, float a) {
+  return {r, g, b, a};
+}
+VuoPoint2d VuoPoint2d_make(float x, float y) {
+  return {x, y};
+}
+
+// A text is kept in the place of an image's record, so that its references are counted alike.
+VuoText VuoText_make(const char* text) {
+  void* context = ::strdup(text);
+  const auto image = scripted::newImage(
+      0, 0, 0, 0, 0, [](VuoImage freed) { std::free(freed->freeCallbackContext); }, context);
+  return reinterpret_cast<VuoText>(image);
+}
+
+json_object* VuoText_getJson(VuoText text) {
+  if (!theScript.yieldsJson) return nullptr;
+  const auto* record = reinterpret_cast<const VuoImageRecord*>(text);
+  return json_object_new_string(static_cast<const char*>(record->freeCallbackContext));
+}
+
+json_object* VuoReal_getJson(VuoReal value) {
+  return theScript.yieldsJson ? json_object_new_double(value) : nullptr;
+}
+
+json_object* VuoInteger_getJson(VuoInteger value) {
+  return theScript.yieldsJson ? json_object_new_int64(value) : nullptr;
+}
+
+json_object* VuoBoolean_getJson(VuoBoolean value) {
+  return theScript.yieldsJson ? json_object_new_boolean(value) : nullptr;
+}
+
+json_object* VuoColor_getJson(VuoColor value) {
+  json_object* array = json_object_new_array();
+  for (const float component : {value.r, value.g, value.b, value.a}) {
+    json_object_array_add(array, json_object_new_double(component));
+  }
+  return array;
+}
+
+json_object* VuoPoint2d_getJson(VuoPoint2d value) {
+  json_object* array = json_object_new_array();
+  for (const float component : {value.x, value.y}) {
+    json_object_array_add(array, json_object_new_double(component));
+  }
+  return array;
+}
+
+std::shared_ptr<const ZQVuoPortValue> VuoRunnerCocoa::cocoaObjectWithVuoValue(
+    json_object* value, const std::string& ofType) {
+  called("cocoa " + ofType);
+  return std::make_shared<const ZQVuoPortValue>(json_object_get_string(value));
+}
+
+void VuoGlContext_setGlobalRootContext(platform::GLContextHandle) {
+  called("setRoot");
+}

@@ -1,0 +1,305 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+
+#include "Brannow/Brannow.h"
+#include "platform/hostbuffers/ZQBufferPool.h"
+#include "platform/runtime/VuoHeap.h"
+#include "platform/system/Alert.h"
+#include "platform/system/Notifications.h"
+#include "tests/TestSupport.h"
+#include "tests/scripted/ScriptedRuntime.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+constexpr const char* kGenerator =
+    "PublishedInputs [type=\"vuo.in\" label=\"In|<width>w|<height>h|<time>t|<level>l|<name>n"
+    "|<tint>c|<on>b|<spot>p|<picture>i\" _width_type=\"VuoInteger\" _height_type=\"VuoReal\" "
+    "_time_type=\"VuoReal\" _level_type=\"VuoInteger\" _name_type=\"VuoText\" "
+    "_tint_type=\"VuoColor\" _on_type=\"VuoBoolean\" _spot_type=\"VuoPoint2d\" "
+    "_picture_type=\"VuoImage\"];\n"
+    "PublishedOutputs [type=\"vuo.out\" label=\"Out|<outputImage>o|<sum>s\" "
+    "_outputImage_type=\"VuoImage\" _sum_type=\"VuoReal\"];\n";
+
+constexpr const char* kFilter =
+    "PublishedInputs [type=\"vuo.in\" label=\"In|<time>t|<image>i\" _time_type=\"VuoReal\" "
+    "_image_type=\"VuoImage\"];\n"
+    "PublishedOutputs [type=\"vuo.out\" label=\"Out|<outputImage>o\" "
+    "_outputImage_type=\"VuoImage\"];\n";
+
+/// The process-wide pool of these tests; buffers over scripted images never touch its GL context.
+ZQBufferPool* sharedPool() {
+  static const auto context = platform::GLContext::createRoot();
+  static const auto pool = ZQBufferPool::create(context->handle());
+  return pool.get();
+}
+
+class Scene : public testing::Test {
+ protected:
+  Scene() {
+    scripted::reset();
+    if (VuoCache::globalCache()) {
+      VuoCache::clearCache();
+      VuoCache::globalCache()->setSavePath(folder.path);
+    } else {
+      VuoCache::configGlobalCacheWithSavePath(folder.path);
+    }
+    platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
+    _globalZQBufferPool = sharedPool();
+    generator = folder.write("clouds.vuo", kGenerator);
+    filter = folder.write("blur.vuo", kFilter);
+    scripted::script().inputs = {"width", "height", "time",    "level", "name",  "tint",
+                                 "on",    "spot",   "picture", "image", "secret"};
+    picture = scripted::makeImage(640, 360);
+    scripted::script().imageOutputs["outputImage"] = picture;
+    scene = VuoGLScene::initWithSize(640.9, 360.5);
+    log.take();
+  }
+
+  ~Scene() override {
+    scene.reset();
+    platform::finishQueues();
+    scripted::script().imageOutputs.clear();
+    VuoRelease(picture);
+    EXPECT_EQ(scripted::liveRunners(), 0);
+    EXPECT_EQ(scripted::liveImages(), 0);
+    platform::setAlertPresenter({});
+  }
+
+  void load(const std::string& file) {
+    scene->useFile(file, false);
+    scripted::takeCalls();
+    log.take();
+  }
+
+  TestFolder folder;
+  TestLog log;
+  std::string generator;
+  std::string filter;
+  VuoImage picture;
+  std::shared_ptr<VuoGLScene> scene;
+};
+
+TEST_F(Scene, TakesAGeneratorFromTheFileToAPicture) {
+  scripted::script().during["start"] = [] { scripted::report("outputImage", true); };
+  scene->useFile(generator, true);
+  EXPECT_FALSE(scene->readyToRender());
+  EXPECT_EQ(scene->comp()->protocol(), ZQVuoProtocol_ImageGenerator);
+  serveMainQueueUntil([&] { return scene->readyToRender(); });
+
+  auto calls = scripted::takeCalls();
+  EXPECT_THAT(calls[2], testing::MatchesRegex("newSeparate .*/lumoVuoExe " + folder.path));
+  calls.erase(calls.begin(), calls.begin() + 3);
+  EXPECT_THAT(calls,
+              ElementsAre("setDelegate", "start", "findInput width", "set width 640", "fire width",
+                          "findInput height", "set height 360.5", "fire height", "fire"));
+  // What the composition reported while it started does not count as a frame.
+  EXPECT_THAT(scene->copyAndClearOutValPortNames(), IsEmpty());
+
+  std::thread composition;
+  scripted::script().during["fire"] = [&] {
+    composition = std::thread([] { scripted::report("outputImage", true); });
+  };
+  const long retains = scripted::retainsOf(picture);
+  {
+    const ZQBufferRef buffer = scene->allocAndRenderABuffer();
+    composition.join();
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(buffer->retainCount(), 1);
+    EXPECT_EQ(buffer->name(), 7u);
+    EXPECT_EQ(buffer->size(), (ZQSize{640, 360}));
+    EXPECT_EQ(buffer->srcRect(), (ZQRect{0, 0, 640, 360}));
+    EXPECT_EQ(buffer->backingID(), VuoImageBackingID);
+    EXPECT_EQ(buffer->backingReleaseCallbackContext(), picture);
+    EXPECT_EQ(scripted::retainsOf(picture), retains + 1);
+  }
+  EXPECT_EQ(scripted::retainsOf(picture), retains);
+  calls = scripted::takeCalls();
+  EXPECT_THAT(calls, ElementsAre("findInput time", StartsWith("set time 0."), "fire time",
+                                 "findOutput outputImage", "get outputImage", "imageJson"));
+  EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(Scene, RunsInsideThisProcessWhenAsked) {
+  scene->setRunnerNewProcess(false);
+  scene->useFile(generator);
+  EXPECT_TRUE(scene->readyToRender());
+  EXPECT_THAT(scripted::takeCalls()[2],
+              testing::MatchesRegex("newInProcess .*/dylib.dylib " + folder.path));
+}
+
+TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
+  load(generator);
+  EXPECT_FALSE(scene->allocAndRenderABuffer());
+  EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, clouds.vuo, "
+                                      "-[VuoGLScene allocAndRenderABuffer]"));
+  scripted::report("outputImage", true);
+  EXPECT_TRUE(scene->allocAndRenderABuffer());
+  EXPECT_TRUE(scene->allocAndRenderABuffer());
+  scene->useFile(std::nullopt);
+  EXPECT_FALSE(scene->allocAndRenderABuffer());
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: bailing, localComp nil, -[VuoGLScene "
+                                      "allocAndRenderABuffer]"));
+}
+
+TEST_F(Scene, KeepsOnlyTheResultOfTheLastLoad) {
+  scene->useFile(generator, true);
+  scene->useFile(filter, true);
+  serveMainQueueUntil([&] { return scene->readyToRender(); });
+  const auto lines = log.take();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_THAT(lines[0], HasSubstr("err: problem with cached path, "));
+  EXPECT_THAT(lines[0], HasSubstr("src is " + generator + ", should be loading " + filter +
+                                  ".  -[VuoGLScene _cachedItemAvailable:]"));
+  EXPECT_EQ(lines[1], "\t\terr: no width port name, -[VuoGLScene _applySize] - " + filter);
+
+  scene->useFile(generator, true);
+  scene->useFile(generator, true);
+  std::vector<std::string> again;
+  serveMainQueueUntil([&] {
+    for (auto& line : log.take()) again.push_back(line);
+    return !again.empty();
+  });
+  EXPECT_THAT(again, ElementsAre(StartsWith("\t\terr: runner already exists, ")));
+}
+
+TEST_F(Scene, NeverInstallsARunnerThatWasOvertakenWhileItStarted) {
+  for (const bool deletes : {false, true}) {
+    std::latch starting(1), moved(1);
+    scripted::script().during["start"] = [&] {
+      starting.count_down();
+      moved.wait();
+    };
+    std::thread loader([&] { scene->useFile(generator, false); });
+    starting.wait();
+    if (deletes) {
+      scene->prepareToBeDeleted();
+    } else {
+      scene->useFile(std::nullopt);
+    }
+    moved.count_down();
+    loader.join();
+    EXPECT_FALSE(scene->readyToRender());
+    EXPECT_EQ(scripted::liveRunners(), 0);
+    EXPECT_THAT(log.take(),
+                testing::Contains(StartsWith("\t\terr: something went wrong, cached path was ")));
+  }
+}
+
+TEST_F(Scene, StopsTheOldRunnerInTheBackground) {
+  load(generator);
+  std::latch stopping(1), stopped(1);
+  scripted::script().during["stop"] = [&] {
+    stopping.count_down();
+    stopped.wait();
+  };
+  scene->useFile(std::nullopt);
+  EXPECT_FALSE(scene->readyToRender());
+  stopping.wait();
+  EXPECT_EQ(scripted::liveRunners(), 1);
+  scripted::script().throwing = {"waitUntilStopped"};
+  stopped.count_down();
+  platform::finishQueues();
+  EXPECT_THAT(scripted::takeCalls(), ElementsAre("removeDelegate", "stop", "waitUntilStopped"));
+  EXPECT_EQ(scripted::liveRunners(), 0);
+  EXPECT_THAT(log.take(), ElementsAre(StartsWith("\t\terr: caught exception in ")));
+}
+
+TEST_F(Scene, CarriesValuesOfEveryType) {
+  const auto value = [](auto contents) { return std::make_shared<const ZQVuoPortValue>(contents); };
+  load(generator);
+  scene->setValue(value(-2.9), "level");
+  scene->setValue(value(true), "height");
+  scene->setValue(value("text"), "name");
+  scene->setValue(value(ZQVuoColor{-1, 0.5, 2, 1}), "tint");
+  scene->setValue(value(0.5), "on");
+  scene->setValue(value(ZQVuoPoint{0.25, -3}), "spot");
+  auto calls = scripted::takeCalls();
+  std::erase_if(calls, [](const auto& call) { return !call.starts_with("set "); });
+  EXPECT_THAT(calls,
+              ElementsAre("set level -2", "set height 1.0", "set name \"text\"",
+                          "set tint [-1.0,0.5,2.0,1.0]", "set on true", "set spot [0.25,-3.0]"));
+  scene->setValue(value("text"), "level");
+  scene->setValue(value(1.0), "name");
+  scene->setValue(nullptr, "level");
+  scene->setValue(value(1.0), std::nullopt);
+  EXPECT_THAT(log.take(), IsEmpty());
+  scene->setValue(value(1.0), "picture");
+  scene->setValue(value(1.0), "secret");
+  const std::string name = "-[VuoGLScene setValue:forInputKey:]";
+  EXPECT_THAT(log.take(),
+              ElementsAre("\t\tERR: bailing, can't call " + name + " for an image",
+                          "\t\tERR: bailing, can't call " + name + " for an undefined port type"));
+
+  scripted::script().outputs["sum"] = "2.5";
+  EXPECT_EQ(*scene->allocValueForOutputKey("sum").value, ZQVuoPortValue("2.5"));
+  EXPECT_FALSE(scene->allocValueForOutputKey("other"));
+  for (const char* throwing : {"findInput", "set", "fire"}) {
+    scripted::script().throwing = {throwing};
+    scene->setValue(value(1.0), "level");
+    EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in " + name)) << throwing;
+  }
+}
+
+TEST_F(Scene, LosesContactOnceAndLoadsAgain) {
+  load(generator);
+  std::thread([] { scripted::delegate()->lostContactWithComposition(); }).join();
+  EXPECT_TRUE(scene->readyToRender());
+  serveMainQueueUntil([&] { return !scene->readyToRender(); });
+  EXPECT_THAT(log.take(),
+              ElementsAre("\t\terr: -[VuoGLScene runnerDelegateLostContactWithComposition], file "
+                          "was clouds.vuo"));
+  EXPECT_FALSE(scene->filePath() || scene->comp());
+  platform::finishQueues();
+  load(generator);
+  EXPECT_TRUE(scene->readyToRender());
+  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  EXPECT_FALSE(scene->readyToRender());
+}
+
+TEST_F(Scene, LendsFramesToAFilterAndTakesThemBack) {
+  load(filter);
+  scripted::report("outputImage", true);
+  scripted::takeCalls();
+  ZQBufferRef frame = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
+  frame->descriptorPtr()->target = 0x84F5;
+  frame->descriptorPtr()->name = 9;
+  frame->setSrcRect({10, 20, 640.9, 480.2});
+  {
+    const ZQBufferRef filtered = scene->runFilterOnFrame(frame);
+    EXPECT_EQ(filtered->backingReleaseCallbackContext(), picture);
+    EXPECT_THAT(scripted::takeCalls(),
+                testing::IsSupersetOf({"fire time", "interprocessImageJson", "fire image"}));
+    EXPECT_EQ(frame->retainCount(), 1);
+
+    (void)scene->runFilterOnFrame(filtered);
+    EXPECT_EQ(filtered->retainCount(), 1);
+  }
+  load(generator);
+  EXPECT_EQ(scene->runFilterOnFrame(frame), frame);
+  EXPECT_THAT(scripted::takeCalls(), IsEmpty());
+}
+
+TEST_F(Scene, RefusesSmallSizesAndFollowsLaterOnes) {
+  EXPECT_FALSE(VuoGLScene::initWithSize(0.5, 10));
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: -[VuoGLScene initWithSize:] - BAIL"));
+  EXPECT_TRUE(VuoGLScene::initWithSize(1, 1));
+  load(generator);
+  scene->setSize(640.9, 360.5);
+  EXPECT_THAT(scripted::takeCalls(), IsEmpty());
+  scripted::script().inputs.erase("width");
+  scene->setSize(0, 0);
+  EXPECT_THAT(scripted::takeCalls(), ElementsAre("findInput width", "findInput height",
+                                                 "set height 0.0", "fire height", "fire"));
+  EXPECT_THAT(log.take(),
+              ElementsAre("\t\terr: no width port, -[VuoGLScene _applySize] - " + generator));
+}
+
+}  // namespace
