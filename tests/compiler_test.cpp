@@ -4,13 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "platform/runtime/VuoCompiler.h"
 #include "platform/runtime/VuoPlan.h"
+#include "tests/TestSupport.h"
 
 namespace {
 
@@ -35,19 +35,16 @@ std::string contentsOf(const std::string& path) {
 class CompilerTest : public testing::Test {
  protected:
   void SetUp() override {
-    char folder[] = "/tmp/compiler_test.XXXXXX";
-    _folder = mkdtemp(folder);
     write("plain.frag",
           "#version 330 core\nin vec2 uv;\nout vec4 pixel;\nuniform float gain;\n"
           "uniform sampler2D image;\nuniform bool unused;\nuniform int width;\n"
           "void main() { pixel = gain * texture(image, uv) / float(width); }\n");
     fs::copy_file(fs::path(COMPOSITIONS_DIR) / "picture.png", at("p.png"));
   }
-  void TearDown() override { fs::remove_all(_folder); }
 
-  std::string at(const std::string& name) const { return _folder + "/" + name; }
+  std::string at(const std::string& name) const { return _folder.path + "/" + name; }
   void write(const std::string& name, const std::string& contents) const {
-    std::ofstream(at(name), std::ios::binary) << contents;
+    _folder.write(name, contents);
   }
 
   vuo::Plan planOf(const std::string& composition) const {
@@ -69,7 +66,7 @@ class CompilerTest : public testing::Test {
     return faultOf([&] { planOf("digraph G {\n" + body + "}\n"); });
   }
 
-  std::string _folder;
+  TestFolder _folder;
 };
 
 TEST_F(CompilerTest, EveryFaultSaysWhereAndWhat) {
@@ -282,16 +279,13 @@ TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
   EXPECT_THAT(faultOf([&] { link(at("missing/lib")); }), HasSubstr("No such file"));
   write("test.bc", "{}");
   EXPECT_THAT(faultOf([&] { link(at("lib")); }), HasSubstr("no compiled composition"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(_folder), {}), 5);  // nothing left over
+  EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path), {}), 5);  // nothing left over
 }
 
-TEST(SampleCompositions, AllCompile) {
-  char folder[] = "/tmp/compiler_test.XXXXXX";
-  ASSERT_TRUE(mkdtemp(folder));
+TEST_F(CompilerTest, TheSamplesCompile) {
   for (const auto& entry : fs::directory_iterator(COMPOSITIONS_DIR))
     if (entry.path().extension() == ".vuo")
-      VuoCompiler().compileComposition(entry.path(), std::string(folder) + "/sample.bc");
-  fs::remove_all(folder);
+      VuoCompiler().compileComposition(entry.path(), at("sample.bc"));
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ class ZQVuoComposition {
   void _loadComposition();
   void _parseLine(std::string_view line);
   void assignRoles();
-  void assignInputRole(const Port& port);
+  Port* openRoleFor(const ZQVuoCompositionPort& input);
   std::int64_t roleBits() const;
 
   std::string _path;

@@ -12,6 +12,9 @@ namespace platform {
 /// code holds `address`; none when that binary lies in no bundle.
 std::optional<std::string> bundlePathContaining(const void* address);
 
+/// The running program's file. The same for the whole life of the process.
+const std::string& executablePath();
+
 /// The running host application: its bundle where it has one, else the path of its executable.
 /// The same for the whole life of the process.
 const std::string& mainBundlePath();

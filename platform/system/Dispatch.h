@@ -12,6 +12,7 @@ namespace platform {
 using Task = std::function<void()>;
 
 /// Accepts tasks from any thread. Submitting never blocks and never runs the task in the call.
+/// What a task throws is logged and dropped.
 /// Tasks that become due at the same instant are started in the order of their submission.
 class DispatchQueue {
  public:
@@ -23,6 +24,8 @@ class DispatchQueue {
  protected:
   /// A strong reference for the time that a delayed task waits.
   virtual std::shared_ptr<DispatchQueue> self() = 0;
+  /// Held while a delayed task waits, for queues that are asked whether anything is left to do.
+  virtual std::shared_ptr<void> pending() { return nullptr; }
 };
 
 /// Runs one task at a time, in order, on the shared worker threads. Tasks that were submitted
@@ -51,7 +54,8 @@ class MainQueue : public DispatchQueue {
   virtual std::size_t runDue() = 0;
   /// Runs tasks on the calling thread, sleeping in between, until `stop()`.
   virtual void run() = 0;
-  /// Ends a `run()` after the task that it is running; callable from any thread and from a task.
+  /// Ends a `run()` after the task that it is running, or the next one to begin where none is under
+  /// way; callable from any thread and from a task.
   virtual void stop() = 0;
 };
 

@@ -23,6 +23,8 @@ bool removeFile(const std::string& path);
 /// own parent, so that nothing stands at `path` afterwards. False when neither worked.
 bool moveToTrash(const std::string& path);
 
+/// The whole file; none when it can't be read.
+std::optional<std::string> readFile(const std::string& path);
 /// The whole file as text; none when it can't be read or is not valid UTF-8.
 std::optional<std::string> readTextFile(const std::string& path);
 

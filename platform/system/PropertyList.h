@@ -33,12 +33,15 @@ struct PropertyListValue {
 std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary,
                                         const std::string& key);
 
-/// Reads a file in any property-list format. None when the file is missing, is no property list
-/// or has a root that is no dictionary.
+/// Reads a file in XML or binary form. None when the file is missing, is no property list, has a
+/// root that is no dictionary, or is beyond what is sensible: XML elements more than 512 deep, more
+/// than 10,000 objects in a binary file.
 std::optional<PropertyListDictionary> readPropertyList(const std::string& path);
 
-/// Writes the XML form; the file appears whole or not at all. `PropertyListOther` is left out.
-/// False when writing failed; the previous file then stays.
+/// Writes the XML form; the file appears whole or not at all. What has no XML form is left out
+/// alone, together with its key: `PropertyListOther`, texts and keys with control characters other
+/// than tab and line ends or with broken UTF-8, dates more than 68 years from 2001. False when
+/// writing failed; the previous file then stays.
 bool writePropertyListAtomically(const PropertyListDictionary& dictionary, const std::string& path);
 
 }  // namespace platform

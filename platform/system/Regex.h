@@ -17,7 +17,9 @@ class Regex {
   Regex(const Regex&) = delete;
   Regex& operator=(const Regex&) = delete;
 
-  /// Groups 1 and up of the first match anywhere in `text`, or none. They point into `text`.
+  /// Groups 1 and up of the first match anywhere in `text`, or none; no match either when matching
+  /// would go beyond the library's limits. The groups point into `text`. One that took no part in
+  /// the match is empty, or missing where no later one did.
   std::optional<std::vector<std::string_view>> firstMatch(std::string_view text) const;
 
  private:

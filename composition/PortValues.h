@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "Brannow/ZQVuoCompositionPort.h"
+#include "composition/CompositionLine.h"
+
+/// The type that a composition file spells so ("VuoReal", …); Undefined for any other text.
+ZQVuoPortType portTypeNamed(std::string_view typeName);
+
+/// Fills a port's value fields from its line. Null on success, else the log line that says which
+/// default could not be understood; the port then has none.
+const char* fillPortValues(ZQVuoCompositionPort& port, const LineAttributes& attributes);

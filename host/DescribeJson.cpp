@@ -1,0 +1,122 @@
+#include "host/DescribeJson.h"
+
+#include <json-c/json.h>
+
+#include <cmath>
+
+#include "host/ShortestDigits.h"
+
+namespace {
+
+json_object* json(const std::string& text) {
+  return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+}
+
+json_object* json(double number) {
+  if (std::isnan(number)) return nullptr;
+  const bool infinite = std::isinf(number);
+  const std::string digits = infinite ? (number < 0 ? "-1e999" : "1e999") : shortestDigits(number);
+  return json_object_new_double_s(number, digits.c_str());
+}
+
+json_object* json(std::int64_t number) {
+  return json_object_new_int64(number);
+}
+
+json_object* json(bool truth) {
+  return json_object_new_boolean(truth);
+}
+
+json_object* json(const ZQVuoColor& color) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "r", json(color.red));
+  json_object_object_add(object, "g", json(color.green));
+  json_object_object_add(object, "b", json(color.blue));
+  json_object_object_add(object, "a", json(color.alpha));
+  return object;
+}
+
+json_object* json(const ZQVuoPoint& point) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "x", json(point.x));
+  json_object_object_add(object, "y", json(point.y));
+  return object;
+}
+
+json_object* json(const std::optional<double>& number) {
+  return number ? json(*number) : nullptr;
+}
+
+json_object* json(const ZQVuoCompositionPort::Value& value) {
+  if (!value) return nullptr;
+  return std::visit([](const auto& contents) { return json(contents); }, value->contents());
+}
+
+json_object* nameOf(const ZQVuoComposition::Port& port) {
+  return port ? json(port->portName()) : nullptr;
+}
+
+json_object* typeName(ZQVuoPortType type) {
+  const char* name = ZQVuoPortTypeDescription(type);
+  return name ? json_object_new_string(name) : nullptr;
+}
+
+json_object* json(const ZQVuoCompositionPort& port) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "name", json(port.portName()));
+  json_object_object_add(object, "type", typeName(port.portType()));
+  json_object_object_add(object, "typeCode", json(std::int64_t{port.portType()}));
+  json_object_object_add(object, "min", json(port.minVal()));
+  json_object_object_add(object, "max", json(port.maxVal()));
+  json_object_object_add(object, "default", json(port.defaultVal()));
+  json_object_object_add(object, "step", json(port.stepVal()));
+  json_object_object_add(object, "wantsUI", json(port.wantsUI()));
+  return object;
+}
+
+json_object* roles(const ZQVuoComposition& composition) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "width", nameOf(composition.runnerWidthPort()));
+  json_object_object_add(object, "height", nameOf(composition.runnerHeightPort()));
+  json_object_object_add(object, "time", nameOf(composition.runnerTimePort()));
+  json_object_object_add(object, "imageInput", nameOf(composition.runnerImageInputPort()));
+  json_object_object_add(object, "imageOutput", nameOf(composition.runnerImageOutputPort()));
+  json_object_object_add(object, "textSourceFileInput",
+                         nameOf(composition.runnerTxtSrcFileInputPort()));
+  return object;
+}
+
+/// The text of `object`, which is given up.
+std::string textOf(json_object* object) {
+  std::size_t length = 0;
+  const char* text = json_object_to_json_string_length(
+      object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
+  std::string result(text, length);
+  json_object_put(object);
+  return result;
+}
+
+/// One object at a time: a tree of all ports would take many times the room of its text.
+std::string listOf(const ZQVuoComposition::PortList& ports) {
+  std::string list;
+  for (const auto& port : ports) {
+    list += list.empty() ? "[" : ",";
+    list += textOf(json(*port));
+  }
+  return list.empty() ? "[]" : list + "]";
+}
+
+}  // namespace
+
+std::string describeJson(const ZQVuoComposition& composition) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "path", json(composition.path()));
+  json_object_object_add(object, "fileName", json(composition.fileName()));
+  json_object_object_add(object, "protocol", json(composition.protocol()));
+  json_object_object_add(object, "roles", roles(composition));
+  std::string line = textOf(object);
+  line.pop_back();  // the lists go in front of the closing brace
+  line += ",\"inputs\":" + listOf(composition.publishedInputPorts());
+  line += ",\"outputs\":" + listOf(composition.publishedOutputPorts());
+  return line + "}";
+}

@@ -1,0 +1,153 @@
+#include "host/DescribeTable.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "host/ShortestDigits.h"
+#include "platform/system/FileSystem.h"
+
+namespace {
+
+using Row = std::array<std::string, 8>;
+constexpr std::size_t kLongestText = 60;
+
+bool continuesCharacter(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+std::size_t columnsOf(std::string_view text) {
+  return text.size() -
+         static_cast<std::size_t>(std::count_if(text.begin(), text.end(), continuesCharacter));
+}
+
+/// C0, DEL and C1, and the characters that turn the direction of writing.
+bool steersTerminal(std::string_view character) {
+  const auto first = static_cast<unsigned char>(character[0]);
+  if (character.size() == 1) return first < 0x20 || first == 0x7F;
+  if (character.size() == 2)
+    return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+  return (character >= "\xE2\x80\xA8" && character <= "\xE2\x80\xAE") ||
+         (character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9");
+}
+
+std::string spelledOut(std::string_view bytes) {
+  constexpr char kHex[] = "0123456789abcdef";
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+  }
+  return text;
+}
+
+/// `text` as a terminal can show it. Bytes that are no UTF-8, as paths may hold, are spelled out.
+std::string shown(std::string_view text) {
+  const bool isText = platform::isValidUtf8(text);
+  std::string result;
+  while (!text.empty()) {
+    std::size_t length = 1;
+    while (isText && length < text.size() && continuesCharacter(text[length])) ++length;
+    const std::string_view character = text.substr(0, length);
+    const bool raw =
+        isText ? !steersTerminal(character) : character[0] >= ' ' && character[0] < 127;
+    result += raw ? std::string(character) : spelledOut(character);
+    text.remove_prefix(length);
+  }
+  return result;
+}
+
+/// The beginning of a text that is longer than a column should be.
+std::string shownBriefly(std::string_view text) {
+  std::size_t end = 0;
+  for (std::size_t columns = 0; end < text.size(); ++end) {
+    if (!continuesCharacter(text[end]) && columns++ == kLongestText)
+      return shown(text.substr(0, end)) + "…";
+  }
+  return shown(text);
+}
+
+std::string shownValue(double number) {
+  return shortestDigits(number);
+}
+std::string shownValue(std::int64_t number) {
+  return std::to_string(number);
+}
+std::string shownValue(bool truth) {
+  return truth ? "true" : "false";
+}
+std::string shownValue(const ZQVuoColor& color) {
+  return shortestDigits(color.red) + "," + shortestDigits(color.green) + "," +
+         shortestDigits(color.blue) + "," + shortestDigits(color.alpha);
+}
+std::string shownValue(const ZQVuoPoint& point) {
+  return shortestDigits(point.x) + "," + shortestDigits(point.y);
+}
+std::string shownValue(const std::string& text) {
+  return std::string("\"").append(shownBriefly(text)).append("\"");
+}
+std::string shownValue(const std::optional<double>& number) {
+  return number ? shownValue(*number) : "";
+}
+std::string shownValue(const ZQVuoCompositionPort::Value& value) {
+  if (!value) return "";
+  return std::visit([](const auto& contents) { return shownValue(contents); }, value->contents());
+}
+
+const char* roleOf(const ZQVuoComposition& composition, const ZQVuoComposition::Port& port) {
+  if (port == composition.runnerWidthPort()) return "render width";
+  if (port == composition.runnerHeightPort()) return "render height";
+  if (port == composition.runnerTimePort()) return "time";
+  if (port == composition.runnerImageInputPort()) return "image in";
+  if (port == composition.runnerImageOutputPort()) return "image out";
+  if (port == composition.runnerTxtSrcFileInputPort()) return "text source file";
+  return "";
+}
+
+const char* kindOf(const ZQVuoComposition& composition) {
+  if (composition.conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return "image filter";
+  if (composition.conformsToVuoProtocol(ZQVuoProtocol_TxtSrcFileInput))
+    return "image generator with a text source file";
+  if (composition.conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) return "image generator";
+  return "neither image filter nor image generator";
+}
+
+Row rowFor(const ZQVuoComposition& composition, const ZQVuoComposition::Port& port) {
+  const char* type = ZQVuoPortTypeDescription(port->portType());
+  return {shownBriefly(port->portName()), type ? type : "",
+          shownValue(port->minVal()),     shownValue(port->maxVal()),
+          shownValue(port->defaultVal()), shownValue(port->stepVal()),
+          port->wantsUI() ? "yes" : "",   roleOf(composition, port)};
+}
+
+std::string aligned(const std::vector<Row>& rows) {
+  std::array<std::size_t, std::tuple_size_v<Row>> widths{};
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
+  }
+  std::string text;
+  for (const Row& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i)
+      line += "  " + row[i] + std::string(widths[i] - columnsOf(row[i]), ' ');
+    text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+  }
+  return text;
+}
+
+std::string section(const char* title, const ZQVuoComposition& composition,
+                    const ZQVuoComposition::PortList& ports) {
+  if (ports.empty()) return std::string(title) + ": none\n";
+  std::vector<Row> rows{{"Name", "Type", "Min", "Max", "Default", "Step", "Control", "Role"}};
+  for (const auto& port : ports) rows.push_back(rowFor(composition, port));
+  return std::string(title) + ":\n" + aligned(rows);
+}
+
+}  // namespace
+
+std::string describeTable(const ZQVuoComposition& composition) {
+  return shown(composition.fileName()) + ": " + kindOf(composition) + "\n" +
+         shown(composition.path()) + "\n" +
+         section("Inputs", composition, composition.publishedInputPorts()) +
+         section("Outputs", composition, composition.publishedOutputPorts()) + "\n";
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <string>
+
+/// The text without a double quote at its beginning and without one at its end, each only if it is
+/// there; quotes inside stay. A text that is one double quote gives an empty one.
+std::string stringByTrimmingQuotesFromEnds(std::string text);

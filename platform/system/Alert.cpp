@@ -1,0 +1,41 @@
+#include "platform/system/Alert.h"
+
+#include <iostream>
+#include <mutex>
+
+namespace platform {
+namespace {
+
+struct Presenter {
+  std::mutex lock;  // held for one copy
+  AlertPresenter present;
+};
+
+Presenter& thePresenter() {
+  static Presenter& presenter = *new Presenter;
+  return presenter;
+}
+
+std::size_t writeToStandardError(const Alert& alert) {
+  std::cerr << alert.messageText << "\n" << alert.informativeText << std::endl;
+  return 0;
+}
+
+}  // namespace
+
+void setAlertPresenter(AlertPresenter presenter) {
+  std::lock_guard hold(thePresenter().lock);
+  thePresenter().present = std::move(presenter);
+}
+
+int runAlertModally(const Alert& alert) {
+  AlertPresenter present;
+  {
+    std::lock_guard hold(thePresenter().lock);
+    present = thePresenter().present;
+  }
+  const std::size_t pressed = present ? present(alert) : writeToStandardError(alert);
+  return AlertFirstButtonReturn + static_cast<int>(pressed);
+}
+
+}  // namespace platform

@@ -1,0 +1,92 @@
+#include "platform/system/FileSystem.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+namespace platform {
+namespace {
+
+std::string_view withoutTrailingSlashes(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  return path;
+}
+
+std::optional<std::string> homeOf(const std::string& user) {
+  if (user.empty()) {
+    if (const char* home = std::getenv("HOME"); home && *home) return home;
+  }
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> buffer(16384);
+  if (user.empty()) {
+    getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
+  } else {
+    getpwnam_r(user.c_str(), &entry, buffer.data(), buffer.size(), &found);
+  }
+  return found ? std::optional<std::string>(found->pw_dir) : std::nullopt;
+}
+
+}  // namespace
+
+bool itemExists(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool isFolder(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<FileTime> modificationTime(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileTime(std::chrono::seconds(status.st_mtim.tv_sec) +
+                  std::chrono::nanoseconds(status.st_mtim.tv_nsec));
+}
+
+bool createFolders(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  return isFolder(path);
+}
+
+bool removeFile(const std::string& path) {
+  return ::unlink(path.c_str()) == 0;
+}
+
+std::string expandTilde(const std::string& path) {
+  if (!path.starts_with('~')) return path;
+  const auto slash = path.find('/');
+  const auto home = homeOf(path.substr(1, slash == std::string::npos ? slash : slash - 1));
+  if (!home) return path;
+  return slash == std::string::npos ? *home : *home + path.substr(slash);
+}
+
+std::string lastPathComponent(std::string_view path) {
+  path = withoutTrailingSlashes(path);
+  if (path == "/") return "/";
+  return std::string(path.substr(path.rfind('/') + 1));
+}
+
+std::string deletingLastPathComponent(std::string_view path) {
+  path = withoutTrailingSlashes(path);
+  const auto slash = path.rfind('/');
+  if (slash == std::string_view::npos) return "";
+  if (slash == 0) return "/";
+  return std::string(withoutTrailingSlashes(path.substr(0, slash)));
+}
+
+std::string pathExtension(std::string_view path) {
+  const std::string name = lastPathComponent(path);
+  const auto dot = name.rfind('.');
+  return dot == std::string::npos ? "" : name.substr(dot + 1);
+}
+
+}  // namespace platform

@@ -1,0 +1,97 @@
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+#include "platform/system/Dispatch.h"
+#include "platform/system/GuardedTask.h"
+
+namespace platform {
+namespace {
+
+class EventMainQueue : public MainQueue, public std::enable_shared_from_this<EventMainQueue> {
+ public:
+  EventMainQueue() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+  void async(Task task) override {
+    std::lock_guard hold(_lock);
+    _due.push_back(std::move(task));
+    if (_due.size() == 1) makeReadable();
+    _changed.notify_one();
+  }
+
+  int fileDescriptor() const override { return _event; }
+
+  std::size_t runDue() override {
+    const std::size_t due = countDue();
+    std::size_t ran = 0;
+    while (ran < due && runFirst()) ++ran;
+    return ran;
+  }
+
+  void run() override {
+    while (waitForTask()) runFirst();
+  }
+
+  void stop() override {
+    std::lock_guard hold(_lock);
+    _stopping = true;
+    _changed.notify_all();
+  }
+
+ private:
+  std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
+
+  std::size_t countDue() {
+    std::lock_guard hold(_lock);
+    return _due.size();
+  }
+
+  bool runFirst() {
+    Task task;
+    {
+      std::lock_guard hold(_lock);
+      if (_due.empty()) return false;
+      task = std::move(_due.front());
+      _due.pop_front();
+      if (_due.empty()) makeUnreadable();
+    }
+    runGuarded(task);
+    return true;
+  }
+
+  /// False when the queue was stopped instead.
+  bool waitForTask() {
+    std::unique_lock hold(_lock);
+    _changed.wait(hold, [this] { return _stopping || !_due.empty(); });
+    return !std::exchange(_stopping, false);
+  }
+
+  void makeReadable() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(_event, &one, sizeof one);
+  }
+  void makeUnreadable() {
+    std::uint64_t count;
+    [[maybe_unused]] const ssize_t taken = ::read(_event, &count, sizeof count);
+  }
+
+  const int _event;  // readable exactly while `_due` holds something
+  std::mutex _lock;  // guards what follows; never held while a task runs, nothing is taken under it
+  std::condition_variable _changed;
+  std::deque<Task> _due;
+  bool _stopping = false;
+};
+
+}  // namespace
+
+MainQueue& MainQueue::shared() {
+  static auto& queue = *new std::shared_ptr<EventMainQueue>(std::make_shared<EventMainQueue>());
+  return *queue;
+}
+
+}  // namespace platform
