@@ -16,21 +16,25 @@ namespace {
 /// The length of the line break at `at`, or 0: LF, CR, CR LF, NEL, LINE SEPARATOR or PARAGRAPH
 /// SEPARATOR.
 std::size_t lineBreakAt(std::string_view text, std::size_t at) {
-  const std::string_view rest = text.substr(at, 3);
-  if (rest.starts_with("\r\n") || rest.starts_with("\xC2\x85")) return 2;
-  if (rest.starts_with('\n') || rest.starts_with('\r')) return 1;
-  return rest == "\xE2\x80\xA8" || rest == "\xE2\x80\xA9" ? 3 : 0;
-}
-
-bool mayBeginLineBreak(char c) {
-  return c == '\n' || c == '\r' || c == '\xC2' || c == '\xE2';
+  switch (text[at]) {
+    case '\n':
+      return 1;
+    case '\r':
+      return text.substr(at, 2) == "\r\n" ? 2 : 1;
+    case '\xC2':
+      return text.substr(at, 2) == "\xC2\x85" ? 2 : 0;
+    case '\xE2':
+      return text.substr(at, 3) == "\xE2\x80\xA8" || text.substr(at, 3) == "\xE2\x80\xA9" ? 3 : 0;
+    default:
+      return 0;
+  }
 }
 
 template <class Use>
 void forEachLine(std::string_view text, Use use) {
   std::size_t start = 0;
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = mayBeginLineBreak(text[at]) ? lineBreakAt(text, at) : 0;
+    const std::size_t length = lineBreakAt(text, at);
     if (length == 0) {
       ++at;
       continue;

@@ -11,6 +11,7 @@
 #include "host/FramePattern.h"
 #include "host/HostSession.h"
 #include "host/Picture.h"
+#include "host/StopSignals.h"
 #include "host/ValueText.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
@@ -90,7 +91,7 @@ class Renderer {
     ZQBufferRef picture = firstPicture(size);
     for (int frame = 1;; ++frame) {
       write(*picture, frame);
-      if (frame == _options.frames) return;
+      if (frame == _options.frames || stopSignal() != 0) return;
       waitForNextTick();
       picture = nextPicture();
     }
@@ -117,6 +118,7 @@ class Renderer {
   void load(ZQSize size, const std::vector<Assignment>& assignments) {
     _scene = VuoGLScene::initWithSize(size.width + 1, size.height + 1);
     _scene->setRunnerNewProcess(!_options.inProcess);
+    compile();
     _scene->useFile(_options.file, false);
     if (!_scene->readyToRender()) throw Failure{whatWentWrong("can't run " + _options.file)};
     for (const auto& assignment : assignments) {
@@ -126,6 +128,20 @@ class Renderer {
     _nextTick = Clock::now();
   }
 
+  /// Fetched ahead of the scene, so that the time that is told is the compiler's alone.
+  void compile() {
+    const auto& file = _options.file;
+    const bool cached = _options.inProcess ? VuoCache::isCachedDylibAvailableForVuoFile(file)
+                                           : VuoCache::isCachedExeAvailableForVuoFile(file);
+    const auto start = Clock::now();
+    const auto item = _options.inProcess ? VuoCache::fetchCachedDylibForVuoFileSynchronously(file)
+                                         : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
+    if (!item) throw Failure{whatWentWrong("can't compile " + file)};
+    const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
+    std::cout << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
+              << "\n";
+  }
+
   ZQBufferRef firstPicture(ZQSize size) {
     const auto start = Clock::now();
     ZQBufferRef picture;
@@ -133,6 +149,7 @@ class Renderer {
       picture = _scene->allocAndRenderABuffer();
       if (picture && picture->size() == size) return picture;
       if (picture && Clock::now() - start > kSizeWait) return picture;
+      if (stopSignal() != 0) throw Failure{"stopped"};
       if (Clock::now() - start > kFirstPictureWait || !_scene->readyToRender()) {
         throw Failure{whatWentWrong(_options.file + " gave no picture")};
       }
@@ -158,7 +175,8 @@ class Renderer {
     const std::string file = frameFile(pattern, frame, _options.frames);
     const ZQPixels pixels = _session.pool().readPixels(picture);
     std::string problem;
-    if (!host::writePicture(pixels, file, problem)) throw Failure{"can't write " + file + ": " + problem};
+    if (!host::writePicture(pixels, file, problem))
+      throw Failure{"can't write " + file + ": " + problem};
     std::cout << file << "  " << pixels.width << "x" << pixels.height << "\n";
   }
 
@@ -169,7 +187,7 @@ class Renderer {
         std::chrono::duration<double>(1 / _options.fps));
     for (;;) {
       const auto left = std::chrono::ceil<milliseconds>(_nextTick - Clock::now());
-      if (left <= milliseconds::zero()) return;
+      if (left <= milliseconds::zero() || stopSignal() != 0) return;
       pollfd queue{platform::MainQueue::shared().fileDescriptor(), POLLIN, 0};
       if (::poll(&queue, 1, static_cast<int>(left.count())) > 0) _session.runMainQueue();
     }
@@ -198,8 +216,9 @@ int render(const RenderOptions& options) {
   if (!session) return 1;
   (void)log.take();
   try {
+    catchStopSignals();
     Renderer(options, *session, log).run();
-    return 0;
+    return stopSignal() == 0 ? 0 : 128 + stopSignal();
   } catch (const Failure& failure) {
     std::cerr << "brannow: " << failure.message << "\n";
     return 1;

@@ -1,6 +1,7 @@
 // The command brannow.
 #include <CLI/CLI.hpp>
 
+#include "host/CacheCommand.h"
 #include "host/DescribeCommand.h"
 #include "host/HostSession.h"
 #include "host/RenderCommand.h"
@@ -34,6 +35,21 @@ int main(int argc, char** argv) {
   renderApp->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
       ->capture_default_str();
   renderApp->callback([&] { status = render(options); });
+
+  auto* cacheApp = app.add_subcommand("cache", "Look into the compiled compositions");
+  cacheApp->require_subcommand(1);
+  std::string cacheFolder = defaultCacheFolder();
+  const auto addCacheOption = [&](CLI::App* command) {
+    command->add_option("--cache", cacheFolder, "The folder for compiled compositions")
+        ->capture_default_str();
+  };
+  auto* listApp = cacheApp->add_subcommand("list", "Say what is there and whether it is fresh");
+  listApp->add_flag("--json", json, "One line of JSON per record");
+  addCacheOption(listApp);
+  listApp->callback([&] { status = listCache(cacheFolder, json); });
+  auto* clearApp = cacheApp->add_subcommand("clear", "Move all of it to the trash");
+  addCacheOption(clearApp);
+  clearApp->callback([&] { status = clearCache(cacheFolder); });
 
   CLI11_PARSE(app, argc, argv);
   return status;

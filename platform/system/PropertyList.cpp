@@ -17,18 +17,27 @@ constexpr std::int64_t kSecondsFrom1970To2001 = 978'307'200;
 // libplist recurses once per level of nesting, so a file that nests without end would overflow the
 // stack. No level lies deeper in a binary file than the file has objects.
 constexpr int kDeepestXml = 512;
-constexpr std::uint64_t kMostBinaryObjects = 10'000;
+constexpr std::uint64_t kMostBinaryObjects = 2'000;
 
 struct FreeNode {
   void operator()(void* node) const { plist_free(node); }
 };
 using Node = std::unique_ptr<void, FreeNode>;
 
+std::optional<std::string> xmlOf(plist_t node) {
+  char* xml = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(node, &xml, &length);
+  const std::unique_ptr<char, void (*)(void*)> owner(xml, std::free);
+  return xml ? std::optional<std::string>(std::in_place, xml, length) : std::nullopt;
+}
+
 /// Whether the elements of an XML file open and close without going too deep.
 bool isShallowXml(std::string_view xml) {
   int depth = 0;
-  for (auto tag = xml.find('<'); tag != xml.npos; tag = xml.find('<', tag + 1)) {
-    const auto end = xml.find('>', tag);
+  std::size_t end = 0;
+  for (auto tag = xml.find('<'); tag != xml.npos; tag = xml.find('<', end)) {
+    end = xml.find('>', tag);
     if (end == xml.npos) break;
     const char first = xml[tag + 1];
     const bool opens = first != '/' && first != '!' && first != '?' && xml[end - 1] != '/';
@@ -49,13 +58,26 @@ bool isSmallBinary(std::string_view bytes) {
   return count <= kMostBinaryObjects;
 }
 
-Node parsed(std::string_view bytes) {
-  const bool isBinary = bytes.starts_with("bplist");
-  if (isBinary ? !isSmallBinary(bytes) : !isShallowXml(bytes)) return nullptr;
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+Node nodeFromXml(std::string_view xml) {
   plist_t root = nullptr;
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  if (isShallowXml(xml)) plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
   return Node(root);
+}
+
+/// By way of XML: libplist aborts the process when it is asked for a key that holds U+0000, which
+/// only a binary file can bring in.
+Node nodeFromBinary(std::string_view bytes) {
+  if (!isSmallBinary(bytes)) return nullptr;
+  plist_t root = nullptr;
+  plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  const Node owner(root);
+  const auto xml = xmlOf(root);
+  return xml ? nodeFromXml(*xml) : nullptr;
+}
+
+Node parsed(std::string_view bytes) {
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+  return bytes.starts_with("bplist") ? nodeFromBinary(bytes) : nodeFromXml(bytes);
 }
 
 PropertyListDictionary dictionaryOf(plist_t node);
@@ -164,12 +186,8 @@ std::optional<PropertyListDictionary> readPropertyList(const std::string& path) 
 bool writePropertyListAtomically(const PropertyListDictionary& dictionary,
                                  const std::string& path) {
   const Node root(nodeOf(dictionary));
-  char* xml = nullptr;
-  std::uint32_t length = 0;
-  plist_to_xml(root.get(), &xml, &length);
-  const bool written = xml && writeFileAtomically(path, {xml, length});
-  std::free(xml);
-  return written;
+  const auto xml = xmlOf(root.get());
+  return xml && writeFileAtomically(path, *xml);
 }
 
 }  // namespace platform

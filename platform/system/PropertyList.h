@@ -35,7 +35,7 @@ std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary
 
 /// Reads a file in XML or binary form. None when the file is missing, is no property list, has a
 /// root that is no dictionary, or is beyond what is sensible: XML elements more than 512 deep, more
-/// than 10,000 objects in a binary file.
+/// than 2,000 objects in a binary file.
 std::optional<PropertyListDictionary> readPropertyList(const std::string& path);
 
 /// Writes the XML form; the file appears whole or not at all. What has no XML form is left out

@@ -1,0 +1,20 @@
+#include "host/StopSignals.h"
+
+#include <csignal>
+
+namespace {
+
+volatile std::sig_atomic_t received = 0;
+
+}  // namespace
+
+void catchStopSignals() {
+  struct sigaction action {};
+  action.sa_handler = [](int signal) { received = signal; };
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+int stopSignal() {
+  return received;
+}

@@ -1,0 +1,83 @@
+#include "platform/runtime/graph/LocalComposition.h"
+
+#include <pthread.h>
+
+#include <stdexcept>
+
+#include "platform/runtime/graph/Execution.h"
+
+namespace vuo {
+
+PublishedPorts publishedPortsOf(const Plan& plan) {
+  PublishedPorts ports;
+  for (const Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
+  for (const Port& port : plan.publishedOutputs) ports.outputs.push_back({port.name, port.type});
+  return ports;
+}
+
+LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener)
+    : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener) {}
+
+LocalComposition::~LocalComposition() {
+  stop();
+  waitUntilStopped();
+}
+
+PublishedPorts LocalComposition::start() {
+  std::promise<void> started;
+  std::future<void> whenStarted = started.get_future();
+  _thread = std::thread(&LocalComposition::live, this, std::move(started));
+  whenStarted.get();
+  return publishedPortsOf(_plan);
+}
+
+void LocalComposition::live(std::promise<void> started) {
+  pthread_setname_np(pthread_self(), "vuo composition");
+  try {
+    const auto group = ShareGroup::current();
+    const auto context = group->createContext();
+    const platform::GLCurrent current(*context);
+    if (!current) throw std::runtime_error("The OpenGL context can't be used on this thread");
+    Execution execution(_plan, _folder, group, _listener);
+    started.set_value();
+    serveEvents(execution);
+  } catch (...) {  // serving events throws nothing
+    started.set_exception(std::current_exception());
+  }
+  _end.set_value();
+}
+
+void LocalComposition::serveEvents(Execution& execution) {
+  while (auto work = _queue.next()) try {
+      for (const auto& [input, count] : work->dropped)
+        for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
+      if (!work->event) continue;
+      std::vector<OutputReport> reports = execution.run(std::move(*work->event));
+      if (!reports.empty()) _listener.outputsReached(reports);
+    } catch (const std::exception& fault) {
+      _listener.failed(fault.what());
+    }
+}
+
+void LocalComposition::setValue(std::size_t input, json_object* value) {
+  _queue.set(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
+}
+
+void LocalComposition::fire(std::vector<std::size_t> inputs) {
+  _queue.fire(std::move(inputs));
+}
+
+void LocalComposition::stop() {
+  _queue.end();
+}
+
+void LocalComposition::waitUntilStopped() {
+  std::lock_guard hold(_joinLock);
+  if (_thread.joinable()) _thread.join();
+}
+
+bool LocalComposition::hasStoppedWithin(std::chrono::milliseconds patience) {
+  return _ended.wait_for(patience) == std::future_status::ready;
+}
+
+}  // namespace vuo

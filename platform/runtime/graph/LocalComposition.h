@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/graph/EventQueue.h"
+
+namespace vuo {
+
+class Execution;
+
+/// Runs a plan in this process, on a thread of its own with its own GL context. An event that does
+/// not end, or a GPU that hangs, holds the thread and whoever waits for it.
+class LocalComposition : public Composition {
+ public:
+  LocalComposition(Plan plan, std::string folder, CompositionListener& listener);
+  ~LocalComposition() override;
+
+  PublishedPorts start() override;
+  void setValue(std::size_t input, json_object* value) override;
+  void fire(std::vector<std::size_t> inputs) override;
+  void stop() override;
+  void waitUntilStopped() override;
+
+  /// Whether the composition, which was started, has ended after at most that long.
+  bool hasStoppedWithin(std::chrono::milliseconds patience);
+
+ private:
+  void live(std::promise<void> started);
+  void serveEvents(Execution& execution);
+
+  const Plan _plan;
+  const std::string _folder;
+  CompositionListener& _listener;
+  EventQueue _queue;
+  std::promise<void> _end;
+  const std::shared_future<void> _ended{_end.get_future()};
+  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
+  std::thread _thread;
+};
+
+}  // namespace vuo

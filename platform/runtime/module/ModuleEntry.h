@@ -1,0 +1,16 @@
+// What a composition's shared object offers to the runner that loads it.
+#pragma once
+
+#include "platform/runtime/graph/Composition.h"
+
+namespace vuo {
+
+/// The name of the module's one entry. It changes with the interfaces that cross it, so that a
+/// runner never calls into a module of another make.
+constexpr const char* moduleEntryName = "vuoMakeComposition1";
+
+/// Makes a composition, not yet started, that the caller destroys before it unloads the module.
+using ModuleEntry = Composition* (*)(const Plan& plan, const std::string& folder,
+                                     CompositionListener& listener);
+
+}  // namespace vuo

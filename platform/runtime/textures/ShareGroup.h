@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "platform/system/GLContext.h"
+
+namespace vuo {
+
+/// The GL contexts that name the same textures: the host's root context and the runtime's own.
+/// Whoever holds a texture of the group holds the group.
+class ShareGroup {
+ public:
+  /// The group of the process's root context; of a root made for the purpose when no host has set
+  /// one. Throws std::runtime_error where there is no OpenGL.
+  static std::shared_ptr<ShareGroup> current();
+  /// Groups made for the former root live on with what belongs to them.
+  static void setRoot(platform::GLContextHandle root);
+
+  /// Throws std::runtime_error when the driver refuses.
+  std::shared_ptr<platform::GLContext> createContext() const;
+
+  /// Runs `work` on the calling thread with a context of the group current, and puts back the
+  /// context that was current before. For work between frames; one caller at a time. False when
+  /// there is no context to work with.
+  bool withContext(const std::function<void()>& work);
+
+  explicit ShareGroup(std::shared_ptr<platform::GLContext> root) : _root(std::move(root)) {}
+
+ private:
+  const std::shared_ptr<platform::GLContext> _root;
+  std::mutex _lock;  ///< guards the field below; held during the work; no lock is taken inside it
+  std::shared_ptr<platform::GLContext> _worker;
+};
+
+}  // namespace vuo

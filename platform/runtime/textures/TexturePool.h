@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/runtime/ImageRef.h"
+#include "platform/runtime/textures/ShareGroup.h"
+
+namespace vuo {
+
+/// Makes images over recycled textures. An image may be released on any thread, with or without a
+/// current context, before or after the end of its pool; whoever releases it has finished reading
+/// the texture on the GPU.
+class TexturePool {
+ public:
+  explicit TexturePool(std::shared_ptr<ShareGroup> group);
+  /// Deletes the textures that no image uses; the others follow as they come back.
+  ~TexturePool();
+  TexturePool(const TexturePool&) = delete;
+  TexturePool& operator=(const TexturePool&) = delete;
+
+  /// An image over a GL_TEXTURE_2D of format GL_RGBA8 with undefined pixels, which may be bound
+  /// when this returns. A context of the group is current on the calling thread. Throws
+  /// std::runtime_error when there is no memory for it.
+  ImageRef newImage(std::uint64_t width, std::uint64_t height);
+
+  /// How many textures of all pools exist in this process.
+  static long liveTextures();
+
+ private:
+  struct State;
+  struct Loan;
+  static void giveBack(VuoImage image);
+  const std::shared_ptr<State> _state;
+};
+
+}  // namespace vuo

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/runtime/JsonOwner.h"
+#include "platform/runtime/transport/FileDescriptor.h"
+
+namespace vuo {
+
+struct Message {
+  JsonOwner body;             ///< a JSON object
+  FileDescriptor descriptor;  ///< where the message brings one
+};
+
+/// One end of a socket pair that carries JSON messages, each with at most one file descriptor.
+class MessageSocket {
+ public:
+  using Patience = std::optional<std::chrono::milliseconds>;  ///< none: for ever
+
+  explicit MessageSocket(FileDescriptor socket) : _socket(std::move(socket)) {}
+
+  /// Any thread. False when the other end is gone, or took nothing for as long as `patience`.
+  bool send(json_object* body, int descriptor, Patience patience);
+  /// One thread at a time. Nothing when the other end is gone, sends what is no message, or sends
+  /// nothing for as long as `patience`.
+  std::optional<Message> receive(Patience patience);
+  /// Ends both directions; wakes whoever sends or receives at either end.
+  void shutDown();
+
+ private:
+  /// What stands in front of every message.
+  struct Head {
+    std::uint32_t length;
+    std::uint32_t descriptors;
+  };
+
+  bool sendAll(std::string bytes, int descriptor, Patience patience);
+  bool receiveBytes(std::size_t count, Patience patience);
+
+  const FileDescriptor _socket;
+  std::mutex _sendLock;  ///< held while one message is sent; no lock is taken inside it
+  std::string _received;
+  std::deque<FileDescriptor> _descriptors;
+};
+
+}  // namespace vuo
