@@ -1,6 +1,5 @@
 #include "host/FramePattern.h"
 
-#include <algorithm>
 #include <regex>
 
 namespace {
@@ -11,12 +10,20 @@ std::string padded(int index, std::size_t digits) {
   return number;
 }
 
+const std::regex& numberPlace() {
+  static const std::regex place("%(0([0-9]))?d");
+  return place;
+}
+
 }  // namespace
 
+bool hasFrameNumber(const std::string& pattern) {
+  return std::regex_search(pattern, numberPlace());
+}
+
 std::string frameFile(const std::string& pattern, int index, int count) {
-  static const std::regex place("%(0([0-9]))?d");
   std::smatch match;
-  if (std::regex_search(pattern, match, place)) {
+  if (std::regex_search(pattern, match, numberPlace())) {
     const std::size_t digits = match[2].matched ? std::stoul(match[2]) : 1;
     return match.prefix().str() + padded(index, digits) + match.suffix().str();
   }

@@ -1,8 +1,11 @@
 #include "host/ValueText.h"
 
 #include <charconv>
+#include <initializer_list>
 #include <optional>
 #include <vector>
+
+#include "host/ShortestDigits.h"
 
 namespace {
 
@@ -67,7 +70,28 @@ std::shared_ptr<const ZQVuoPortValue> valueOr(const std::optional<Contents>& con
   return nullptr;
 }
 
+std::string joined(std::initializer_list<double> numbers) {
+  std::string text;
+  for (const double number : numbers) text += (text.empty() ? "" : ",") + shortestDigits(number);
+  return text;
+}
+
+struct TextOf {
+  std::string operator()(double number) const { return shortestDigits(number); }
+  std::string operator()(std::int64_t number) const { return std::to_string(number); }
+  std::string operator()(bool truth) const { return truth ? "true" : "false"; }
+  std::string operator()(const ZQVuoColor& c) const {
+    return joined({c.red, c.green, c.blue, c.alpha});
+  }
+  std::string operator()(const ZQVuoPoint& point) const { return joined({point.x, point.y}); }
+  std::string operator()(const std::string& text) const { return text; }
+};
+
 }  // namespace
+
+std::string textFromValue(const ZQVuoPortValue& value) {
+  return std::visit(TextOf(), value.contents());
+}
 
 std::shared_ptr<const ZQVuoPortValue> valueFromText(const std::string& text, ZQVuoPortType type,
                                                     std::string& problem) {

@@ -10,3 +10,6 @@
 /// 1, points as "x,y", any text.
 std::shared_ptr<const ZQVuoPortValue> valueFromText(const std::string& text, ZQVuoPortType type,
                                                     std::string& problem);
+
+/// A value in the same notation.
+std::string textFromValue(const ZQVuoPortValue& value);

@@ -3,6 +3,7 @@
 
 #include "host/CacheCommand.h"
 #include "host/DescribeCommand.h"
+#include "host/FilterCommand.h"
 #include "host/HostSession.h"
 #include "host/RenderCommand.h"
 
@@ -18,23 +19,41 @@ int main(int argc, char** argv) {
   describeApp->add_flag("--json", json, "One line of JSON per file");
   describeApp->callback([&] { status = describe(files, json); });
 
-  RenderOptions options;
-  options.cacheFolder = defaultCacheFolder();
-  auto* renderApp = app.add_subcommand("render", "Render an image generator to PNG files");
-  renderApp->add_option("FILE", options.file, "A composition file")->required();
-  renderApp->add_option("-o,--output", options.output,
+  const auto addSceneOptions = [](CLI::App* command, SceneOptions& options) {
+    options.cacheFolder = defaultCacheFolder();
+    command->add_option("FILE", options.file, "A composition file")->required();
+    command->add_option("-o,--output", options.output,
                         "The picture's file; %d or %04d stands for the frame's number");
-  renderApp->add_option("--size", options.size, "The picture's size in pixels, as WIDTHxHEIGHT");
-  renderApp->add_option("--frames", options.frames, "How many frames")
+    command->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
+        ->allow_extra_args(false);
+    command->add_option("--image", options.images, "Set a published image input: NAME=FILE.png")
+        ->allow_extra_args(false);
+    command->add_option("--print", options.printed, "Show an output's value after each frame")
+        ->allow_extra_args(false);
+    command->add_flag("--in-process", options.inProcess, "Run the composition in this process");
+    command->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
+        ->capture_default_str();
+  };
+
+  RenderOptions renderOptions;
+  auto* renderApp = app.add_subcommand("render", "Render an image generator to PNG files");
+  addSceneOptions(renderApp, renderOptions);
+  renderApp->add_option("--size", renderOptions.size,
+                        "The picture's size in pixels, as WIDTHxHEIGHT");
+  renderApp->add_option("--frames", renderOptions.frames, "How many frames")
       ->check(CLI::Range(1, 1'000'000));
-  renderApp->add_option("--fps", options.fps, "Frames per second, by the clock on the wall")
+  renderApp->add_option("--fps", renderOptions.fps, "Frames per second, by the clock on the wall")
       ->check(CLI::Range(0.001, 1000.0));
-  renderApp->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
-      ->allow_extra_args(false);
-  renderApp->add_flag("--in-process", options.inProcess, "Run the composition in this process");
-  renderApp->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
-      ->capture_default_str();
-  renderApp->callback([&] { status = render(options); });
+  renderApp->callback([&] { status = render(renderOptions); });
+
+  FilterOptions filterOptions;
+  auto* filterApp = app.add_subcommand("filter", "Run PNG files through an image filter");
+  addSceneOptions(filterApp, filterOptions);
+  filterApp
+      ->add_option("--input", filterOptions.input,
+                   "A PNG file, a folder of them, or a numbered pattern such as in-%04d.png")
+      ->required();
+  filterApp->callback([&] { status = filter(filterOptions); });
 
   auto* cacheApp = app.add_subcommand("cache", "Look into the compiled compositions");
   cacheApp->require_subcommand(1);

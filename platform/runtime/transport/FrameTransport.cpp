@@ -26,9 +26,14 @@ FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
 
 JsonOwner FrameSender::send(const ImageRef& image) {
   const std::size_t buffer = takeFreeBuffer();
-  makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
-  if (!readPixels(image.get(), _buffers[buffer].memory->bytes()))
-    throw std::runtime_error("The image's texture can't be read");
+  try {
+    makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
+    if (!readPixels(image.get(), _buffers[buffer].memory->bytes()))
+      throw std::runtime_error("The image's texture can't be read");
+  } catch (...) {
+    release(buffer);
+    throw;
+  }
   JsonOwner frame = newObject();
   add(frame.get(), "buffer", buffer);
   add(frame.get(), "width", image->pixelsWide);

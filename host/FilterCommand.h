@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "host/SceneDriver.h"
+
+struct FilterOptions : SceneOptions {
+  std::string input;  ///< a PNG file, a folder of them, or a numbered pattern
+};
+
+/// `brannow filter`: runs every input picture through a filter and writes what comes out. The
+/// result is the exit status; whatever goes wrong ends with a message on standard error.
+int filter(const FilterOptions& options);

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// The picture files that `input` stands for, in order: the file itself, the PNG files of a folder
+/// by name, or the files of a numbered pattern ("%d", "%04d") from the first number that exists (0
+/// or 1) to the last one before a gap. Empty when there is none.
+std::vector<std::string> picturesNamed(const std::string& input);

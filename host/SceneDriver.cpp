@@ -1,0 +1,159 @@
+#include "host/SceneDriver.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "host/FramePattern.h"
+#include "host/Picture.h"
+#include "host/StopSignals.h"
+#include "host/ValueText.h"
+#include "platform/system/Dispatch.h"
+#include "platform/system/FileSystem.h"
+
+using Clock = std::chrono::steady_clock;
+
+std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file) {
+  if (!platform::readTextFile(file)) {
+    throw Failure{"can't read " + file +
+                  (platform::itemExists(file) ? ": not a UTF-8 text file" : ": no such file")};
+  }
+  return ZQVuoComposition::initWithPath(file);
+}
+
+SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
+                         HostSession& session, LogCapture& log)
+    : _options(options), _composition(std::move(composition)), _session(session), _log(log) {
+  parseInputs();
+}
+
+/// Splits "NAME=REST" and checks that the composition has such an input.
+std::string SceneDriver::namedInput(const std::string& text, const char* option,
+                                    std::string& name) const {
+  const auto equals = text.find('=');
+  const std::string words = std::string(option) + " " + text + ": ";
+  if (equals == std::string::npos) throw Failure{words + "needs NAME=VALUE"};
+  name = text.substr(0, equals);
+  const auto port = _composition->inputPortNamed(name);
+  if (!port) throw Failure{words + _composition->fileName() + " has no input " + name};
+  if (port == _composition->runnerWidthPort() || port == _composition->runnerHeightPort() ||
+      port == _composition->runnerTimePort() || port == _composition->runnerImageInputPort()) {
+    throw Failure{words + name + " follows the size, the clock or the input picture"};
+  }
+  return text.substr(equals + 1);
+}
+
+void SceneDriver::parseInputs() {
+  std::string name;
+  for (const auto& text : _options.assignments) {
+    const std::string rest = namedInput(text, "--set", name);
+    std::string problem;
+    auto value = valueFromText(rest, _composition->inputPortNamed(name)->portType(), problem);
+    if (!value) throw Failure{"--set " + text + ": " + name + " " + problem};
+    _values.emplace_back(name, std::move(value));
+  }
+  for (const auto& text : _options.images) {
+    const std::string rest = namedInput(text, "--image", name);
+    if (_composition->inputPortNamed(name)->portType() != ZQVuoPortType_Image) {
+      throw Failure{"--image " + text + ": " + name + " takes a value, not an image"};
+    }
+    std::string problem;
+    const auto pixels = host::readPicture(rest, problem);
+    if (!pixels) throw Failure{"--image " + text + ": " + problem};
+    _images.emplace_back(name, _session.pool().allocBufferWithPixels(*pixels));
+  }
+  for (const auto& output : _options.printed) {
+    if (!_composition->outputPortNamed(output)) {
+      throw Failure{"--print " + output + ": " + _composition->fileName() + " has no such output"};
+    }
+  }
+}
+
+void SceneDriver::load(ZQSize size) {
+  _scene = VuoGLScene::initWithSize(size.width, size.height);
+  _scene->setRunnerNewProcess(!_options.inProcess);
+  compile();
+  _scene->useFile(_options.file, false);
+  if (!_scene->readyToRender()) fail("can't run " + _options.file);
+  for (const auto& [name, value] : _values) _scene->setValue(value, name);
+  for (const auto& [name, image] : _images) _scene->setBuffer(image, name);
+  _nextTick = Clock::now();
+}
+
+/// Fetched ahead of the scene, so that the time that is told is the compiler's alone.
+void SceneDriver::compile() {
+  const auto& file = _options.file;
+  const bool cached = _options.inProcess ? VuoCache::isCachedDylibAvailableForVuoFile(file)
+                                         : VuoCache::isCachedExeAvailableForVuoFile(file);
+  const auto start = Clock::now();
+  const auto item = _options.inProcess ? VuoCache::fetchCachedDylibForVuoFileSynchronously(file)
+                                       : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
+  if (!item) fail("can't compile " + file);
+  const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
+  std::cout << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
+            << "\n";
+}
+
+bool SceneDriver::waitForNextTick() {
+  using std::chrono::milliseconds;
+  const auto frame = std::chrono::duration<double>(1 / _options.fps);
+  _nextTick += std::chrono::duration_cast<Clock::duration>(frame);
+  for (;;) {
+    if (stopSignal() != 0) return false;
+    const auto left = std::chrono::ceil<milliseconds>(_nextTick - Clock::now());
+    if (left <= milliseconds::zero()) return true;
+    pollfd queue{platform::MainQueue::shared().fileDescriptor(), POLLIN, 0};
+    if (::poll(&queue, 1, static_cast<int>(left.count())) > 0) _session.runMainQueue();
+  }
+}
+
+void SceneDriver::write(const ZQBuffer& picture, int index, int count) {
+  const std::string pattern =
+      _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
+  const std::string file = frameFile(pattern, index, count);
+  const ZQPixels pixels = _session.pool().readPixels(picture);
+  std::string problem;
+  if (!host::writePicture(pixels, file, problem)) {
+    throw Failure{"can't write " + file + ": " + problem};
+  }
+  std::cout << file << "  " << pixels.width << "x" << pixels.height << "\n";
+  printOutputs();
+}
+
+void SceneDriver::printOutputs() {
+  for (const auto& name : _options.printed) {
+    const VuoOutput output = _scene->allocValueForOutputKey(name);
+    std::cout << name << " = ";
+    if (output.value) {
+      std::cout << textFromValue(*output.value);
+    } else if (output.buffer) {
+      std::cout << output.buffer->size().width << "x" << output.buffer->size().height << " image";
+    } else {
+      std::cout << "nothing";
+    }
+    std::cout << "\n";
+  }
+}
+
+void SceneDriver::fail(std::string message) {
+  for (const auto& alert : _session.runMainQueue()) message += "\n" + alert;
+  for (const auto& line : _log.take()) message += "\n" + line;
+  throw Failure{message};
+}
+
+int withSession(const std::string& cacheFolder,
+                const std::function<void(HostSession&, LogCapture&)>& work) {
+  LogCapture log;
+  const auto session = HostSession::begin(cacheFolder);
+  if (!session) return 1;
+  (void)log.take();
+  catchStopSignals();
+  try {
+    work(*session, log);
+    return stopSignal() == 0 ? 0 : 128 + stopSignal();
+  } catch (const Failure& failure) {
+    std::cerr << "brannow: " << failure.message << "\n";
+    return 1;
+  }
+}

@@ -1,0 +1,73 @@
+// What rendering and filtering have in common: one composition in one scene, driven the way a
+// host's display loop does.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Brannow/Brannow.h"
+#include "host/HostSession.h"
+
+/// Ends a command with a message.
+struct Failure {
+  std::string message;
+};
+
+struct SceneOptions {
+  std::string file;
+  std::optional<std::string> output;     ///< a file or a pattern; none: the composition's name
+  std::vector<std::string> assignments;  ///< "NAME=VALUE"
+  std::vector<std::string> images;       ///< "NAME=FILE.png"
+  std::vector<std::string> printed;      ///< outputs whose values are shown after each frame
+  double fps = 30;
+  bool inProcess = false;
+  std::string cacheFolder;
+};
+
+/// The composition of the file. Throws Failure when it can't be read.
+std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file);
+
+/// All operations throw Failure.
+class SceneDriver {
+ public:
+  SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
+              HostSession& session, LogCapture& log);
+
+  VuoGLScene& scene() { return *_scene; }
+
+  /// Compiles the composition, says so, starts it at `size` and sets the inputs that were named on
+  /// the command line.
+  void load(ZQSize size);
+  /// Serves the main queue until the display would show the next frame. False when the user asked
+  /// the program to stop.
+  bool waitForNextTick();
+  /// Writes the picture of frame `index` of `count`, and the printed outputs.
+  void write(const ZQBuffer& picture, int index, int count);
+  /// Ends the command, with all that the framework has to say about it.
+  [[noreturn]] void fail(std::string message);
+
+ private:
+  struct Assignment;
+  void parseInputs();
+  std::string namedInput(const std::string& text, const char* option, std::string& name) const;
+  void compile();
+  void printOutputs();
+
+  const SceneOptions& _options;
+  std::shared_ptr<ZQVuoComposition> _composition;
+  HostSession& _session;
+  LogCapture& _log;
+  std::vector<std::pair<std::string, VuoGLScene::Value>> _values;
+  std::vector<std::pair<std::string, ZQBufferRef>> _images;
+  std::shared_ptr<VuoGLScene> _scene;
+  std::chrono::steady_clock::time_point _nextTick;
+};
+
+/// Sets a session up, runs `work` and puts the session away. The result is the exit status: 0, 1
+/// after a message, or 128 plus the signal that ended the work.
+int withSession(const std::string& cacheFolder,
+                const std::function<void(HostSession&, LogCapture&)>& work);

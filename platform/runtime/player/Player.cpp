@@ -1,0 +1,104 @@
+#include "platform/runtime/player/Player.h"
+
+#include <json-c/json.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "platform/runtime/ImagePixels.h"
+#include "platform/runtime/transport/Protocol.h"
+
+namespace vuo {
+namespace {
+
+/// For an event that is being run when the player is to stop; shorter than the host's patience.
+constexpr std::chrono::milliseconds lastEventPatience{500};
+
+std::size_t imageOutputs(const Plan& plan) {
+  return static_cast<std::size_t>(
+      std::count_if(plan.publishedOutputs.begin(), plan.publishedOutputs.end(),
+                    [](const Port& output) { return output.type == Type::Image; }));
+}
+
+JsonOwner listOf(const std::vector<PublishedPort>& ports) {
+  JsonOwner list = newArray();
+  for (const auto& [name, type] : ports) {
+    JsonOwner port = newArray();
+    append(port.get(), newText(name));
+    append(port.get(), newText(typeName(type)));
+    append(list.get(), std::move(port));
+  }
+  return list;
+}
+
+}  // namespace
+
+Player::Player(FileDescriptor socket, const Plan& plan, const std::string& folder)
+    : _socket(std::move(socket)),
+      _frames(_socket, imageOutputs(plan)),
+      _reporter(_socket, _frames),
+      _composition(plan, folder, _reporter) {}
+
+bool Player::start() {
+  try {
+    const PublishedPorts ports = _composition.start();
+    const JsonOwner ready = newMessage("ready");
+    add(ready.get(), "inputs", listOf(ports.inputs));
+    add(ready.get(), "outputs", listOf(ports.outputs));
+    return _socket.send(ready.get(), -1, std::nullopt);
+  } catch (const std::exception& fault) {
+    const JsonOwner refused = newMessage("refused");
+    add(refused.get(), "message", std::string(fault.what()));
+    _socket.send(refused.get(), -1, std::nullopt);
+    return false;
+  }
+}
+
+bool Player::serve() {
+  while (auto message = _socket.receive(std::nullopt)) try {
+      if (!serve(std::move(*message))) return true;
+    } catch (const std::exception& fault) {
+      _reporter.failed(fault.what());
+    }
+  return false;
+}
+
+bool Player::serve(Message message) {
+  const std::string kind = kindOf(message.body.get());
+  if (kind == "event") takeEvent(message.body.get());
+  if (kind == "image") takeImage(std::move(message));
+  if (kind == "frame done") _frames.release(numberIn(message.body.get(), "buffer"));
+  return kind != "stop";
+}
+
+void Player::takeEvent(json_object* message) {
+  json_object* values = arrayIn(message, "values");
+  for (std::size_t i = 0; i < json_object_array_length(values); ++i) {
+    json_object* pair = json_object_array_get_idx(values, i);
+    _composition.setValue(json_object_get_uint64(json_object_array_get_idx(pair, 0)),
+                          json_object_array_get_idx(pair, 1));
+  }
+  json_object* inputs = arrayIn(message, "inputs");
+  std::vector<std::size_t> fired;
+  for (std::size_t i = 0; i < json_object_array_length(inputs); ++i)
+    fired.push_back(json_object_get_uint64(json_object_array_get_idx(inputs, i)));
+  _composition.fire(std::move(fired));
+}
+
+void Player::takeImage(Message message) {
+  const std::uint64_t width = numberIn(message.body.get(), "width");
+  const std::uint64_t height = numberIn(message.body.get(), "height");
+  const SharedMemory pixels(std::move(message.descriptor), pixelBytes(width, height));
+  if (!_uploader) _uploader = std::make_unique<TextureUploader>();
+  const ImageRef image = _uploader->upload(width, height, pixels.bytes());
+  const JsonOwner value(VuoImage_getJson(image.get()));
+  _composition.setValue(numberIn(message.body.get(), "input"), value.get());
+}
+
+void Player::stop() {
+  _frames.close();
+  _composition.stop();
+  _composition.hasStoppedWithin(lastEventPatience);
+}
+
+}  // namespace vuo

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/transport/FrameTransport.h"
+
+namespace vuo {
+
+/// Sends what the composition reports to the host. A host that is gone is no fault: the player's
+/// main thread notices it.
+class Reporter : public CompositionListener {
+ public:
+  Reporter(MessageSocket& socket, FrameSender& frames) : _socket(socket), _frames(frames) {}
+
+  void outputsReached(std::vector<OutputReport>& reports) override;
+  void eventDropped(std::size_t input) override;
+  void failed(const std::string& message) override;
+  void contactLost() override {}
+
+ private:
+  JsonOwner messageOf(const OutputReport& report);
+  void send(const JsonOwner& message);
+
+  MessageSocket& _socket;
+  FrameSender& _frames;
+};
+
+}  // namespace vuo
