@@ -1,61 +1,53 @@
 #include "platform/runtime/VuoImage.h"
 
+#include <epoxy/gl.h>
 #include <json-c/json.h>
 
-#include <memory>
-#include <new>
 #include <stdexcept>
-#include <string>
 
 #include "platform/runtime/ImagePixels.h"
-#include "platform/runtime/VuoHeap.h"
+#include "platform/runtime/ImageRef.h"
 #include "platform/runtime/VuoHeapBlock.h"
 #include "platform/runtime/textures/ShareGroup.h"
 #include "platform/runtime/textures/TextureReader.h"
 
 namespace {
 
-constexpr std::uint32_t kTexture2D = 0x0DE1;
-constexpr std::uint32_t kTextureRectangle = 0x84F5;
-constexpr std::uint64_t kLongestSide = 1u << 15;
-
-void destroyImage(void* value) {
-  const auto image = static_cast<VuoImage>(value);
-  if (image->freeCallback) image->freeCallback(image);
-}
-
 VuoImage makeImage(const VuoImageRecord& record) {
   if (record.glTextureName == 0 || record.pixelsWide == 0 || record.pixelsHigh == 0) return nullptr;
-  return new (vuo::newCounted(sizeof record, destroyImage)) VuoImageRecord(record);
+  void* memory = vuo::newCounted(sizeof record, [](void* value) {
+    const auto image = static_cast<VuoImage>(value);
+    if (image->freeCallback != nullptr) image->freeCallback(image);
+  });
+  return new (memory) VuoImageRecord(record);
 }
 
-/// What stands behind a value that names an image in this process, or pixels for another one. Tied
-/// to the value as its userdata, which no JSON text can bring along.
+/// What stands behind a value that names an image. Tied to the value as its userdata, which no JSON
+/// text can bring along.
 struct Backing {
-  VuoImage image = nullptr;
-  std::unique_ptr<vuo::SharedMemory> pixels;
-  ~Backing() { VuoRelease(image); }
+  vuo::ImageRef image;
+  std::unique_ptr<vuo::SharedMemory> pixels;  ///< null where only this process reads the value
 };
 
-void deleteBacking(json_object*, void* backing) {
-  delete static_cast<Backing*>(backing);
-}
+/// The member that these values, and no other values of ports, have; it carries the backing.
+constexpr const char* markKey = "pointer";
 
 const Backing* backingOf(json_object* value) {
-  if (!json_object_is_type(value, json_type_object)) return nullptr;
   json_object* mark = nullptr;
-  if (!json_object_object_get_ex(value, "image", &mark)) return nullptr;
+  if (!json_object_is_type(value, json_type_object) ||
+      !json_object_object_get_ex(value, markKey, &mark))
+    return nullptr;
   return static_cast<const Backing*>(json_object_get_userdata(mark));
 }
 
-json_object* valueWith(std::unique_ptr<Backing> backing, std::uint64_t width,
-                       std::uint64_t height) {
-  json_object* mark = json_object_new_boolean(true);
-  json_object_set_userdata(mark, backing.release(), deleteBacking);
+json_object* valueWith(std::unique_ptr<Backing> backing) {
+  json_object* mark =
+      json_object_new_uint64(reinterpret_cast<std::uintptr_t>(backing->image.get()));
+  json_object_set_userdata(mark, backing.release(), [](json_object*, void* userdata) {
+    delete static_cast<Backing*>(userdata);
+  });
   json_object* value = json_object_new_object();
-  json_object_object_add(value, "image", mark);
-  json_object_object_add(value, "width", json_object_new_int64(static_cast<std::int64_t>(width)));
-  json_object_object_add(value, "height", json_object_new_int64(static_cast<std::int64_t>(height)));
+  json_object_object_add(value, markKey, mark);
   return value;
 }
 
@@ -63,35 +55,31 @@ std::unique_ptr<vuo::SharedMemory> sharedPixelsOf(VuoImage image) {
   auto pixels =
       std::make_unique<vuo::SharedMemory>(vuo::pixelBytes(image->pixelsWide, image->pixelsHigh));
   bool read = false;
-  const auto group = vuo::ShareGroup::current();
-  group->withContext([&] { read = vuo::readPixels(image, pixels->bytes()); });
-  return read ? std::move(pixels) : nullptr;
+  vuo::ShareGroup::current()->withContext([&] { read = vuo::readPixels(image, pixels->bytes()); });
+  if (!read) throw std::runtime_error("The image's texture can't be read");
+  return pixels;
 }
 
 }  // namespace
 
-namespace vuo {
-
-std::size_t pixelBytes(std::uint64_t width, std::uint64_t height) {
-  if (width == 0 || height == 0 || width > kLongestSide || height > kLongestSide) {
-    throw std::runtime_error("no picture is " + std::to_string(width) + "x" +
-                             std::to_string(height) + " pixels large");
-  }
-  return static_cast<std::size_t>(width * height * 4);
+std::size_t vuo::pixelBytes(std::uint64_t width, std::uint64_t height) {
+  constexpr std::uint64_t longest = 1 << 16;
+  if (width == 0 || height == 0 || width > longest || height > longest)
+    throw std::runtime_error("There is no picture of " + std::to_string(width) + " by " +
+                             std::to_string(height) + " pixels");
+  return width * height * 4;
 }
 
-const SharedMemory* pixelsOfImageValue(json_object* value) {
+const vuo::SharedMemory* vuo::pixelsOfImageValue(json_object* value) {
   const Backing* backing = backingOf(value);
-  return backing ? backing->pixels.get() : nullptr;
+  return backing != nullptr ? backing->pixels.get() : nullptr;
 }
-
-}  // namespace vuo
 
 VuoImage VuoImage_makeClientOwned(std::uint32_t textureName, std::uint32_t internalFormat,
                                   std::uint64_t width, std::uint64_t height,
                                   VuoImage_FreeCallback freeCallback, void* freeCallbackContext) {
-  return makeImage(
-      {textureName, kTexture2D, internalFormat, width, height, freeCallback, freeCallbackContext});
+  return makeImage({textureName, GL_TEXTURE_2D, internalFormat, width, height, freeCallback,
+                    freeCallbackContext});
 }
 
 VuoImage VuoImage_makeClientOwnedGlTextureRectangle(std::uint32_t textureName,
@@ -99,29 +87,31 @@ VuoImage VuoImage_makeClientOwnedGlTextureRectangle(std::uint32_t textureName,
                                                     std::uint64_t width, std::uint64_t height,
                                                     VuoImage_FreeCallback freeCallback,
                                                     void* freeCallbackContext) {
-  return makeImage({textureName, kTextureRectangle, internalFormat, width, height, freeCallback,
+  return makeImage({textureName, GL_TEXTURE_RECTANGLE, internalFormat, width, height, freeCallback,
                     freeCallbackContext});
 }
 
 VuoImage VuoImage_makeFromJson(json_object* value) {
   const Backing* backing = backingOf(value);
-  return backing ? backing->image : nullptr;
+  return backing != nullptr ? backing->image.get() : nullptr;
 }
 
 json_object* VuoImage_getJson(VuoImage image) {
-  if (!image) return nullptr;
-  auto backing = std::make_unique<Backing>();
-  backing->image = image;
-  VuoRetain(image);
-  return valueWith(std::move(backing), image->pixelsWide, image->pixelsHigh);
+  if (image == nullptr) return nullptr;
+  return valueWith(std::make_unique<Backing>(Backing{vuo::ImageRef(image), nullptr}));
 }
 
+/// The value holds the image as well, so it serves a runner in this process too.
 json_object* VuoImage_getInterprocessJson(VuoImage image) try {
-  if (!image) return nullptr;
-  auto backing = std::make_unique<Backing>();
-  backing->pixels = sharedPixelsOf(image);
-  if (!backing->pixels) return nullptr;
-  return valueWith(std::move(backing), image->pixelsWide, image->pixelsHigh);
+  if (image == nullptr) return nullptr;
+  auto pixels = sharedPixelsOf(image);
+  const int descriptor = pixels->descriptor();
+  json_object* value =
+      valueWith(std::make_unique<Backing>(Backing{vuo::ImageRef(image), std::move(pixels)}));
+  json_object_object_add(value, "width", json_object_new_uint64(image->pixelsWide));
+  json_object_object_add(value, "height", json_object_new_uint64(image->pixelsHigh));
+  json_object_object_add(value, "fd", json_object_new_int(descriptor));
+  return value;
 } catch (const std::runtime_error&) {
   return nullptr;
 }

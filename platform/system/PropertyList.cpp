@@ -15,9 +15,8 @@ namespace {
 constexpr std::int64_t kSecondsFrom1970To2001 = 978'307'200;
 
 // libplist recurses once per level of nesting, so a file that nests without end would overflow the
-// stack. No level lies deeper in a binary file than the file has objects.
+// stack.
 constexpr int kDeepestXml = 512;
-constexpr std::uint64_t kMostBinaryObjects = 2'000;
 
 struct FreeNode {
   void operator()(void* node) const { plist_free(node); }
@@ -47,37 +46,11 @@ bool isShallowXml(std::string_view xml) {
   return true;
 }
 
-/// Whether a binary file, by its trailer's count, has few enough objects.
-bool isSmallBinary(std::string_view bytes) {
-  constexpr std::size_t kTrailer = 32, kCountInTrailer = 8, kCountBytes = 8;
-  if (bytes.size() < kTrailer) return false;
-  std::uint64_t count = 0;
-  for (const char byte : bytes.substr(bytes.size() - kTrailer + kCountInTrailer, kCountBytes)) {
-    count = count << 8 | static_cast<unsigned char>(byte);
-  }
-  return count <= kMostBinaryObjects;
-}
-
 Node nodeFromXml(std::string_view xml) {
+  if (xml.size() > std::numeric_limits<std::uint32_t>::max() || !isShallowXml(xml)) return nullptr;
   plist_t root = nullptr;
-  if (isShallowXml(xml)) plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
+  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
   return Node(root);
-}
-
-/// By way of XML: libplist aborts the process when it is asked for a key that holds U+0000, which
-/// only a binary file can bring in.
-Node nodeFromBinary(std::string_view bytes) {
-  if (!isSmallBinary(bytes)) return nullptr;
-  plist_t root = nullptr;
-  plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
-  const Node owner(root);
-  const auto xml = xmlOf(root);
-  return xml ? nodeFromXml(*xml) : nullptr;
-}
-
-Node parsed(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
-  return bytes.starts_with("bplist") ? nodeFromBinary(bytes) : nodeFromXml(bytes);
 }
 
 PropertyListDictionary dictionaryOf(plist_t node);
@@ -178,7 +151,7 @@ std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary
 std::optional<PropertyListDictionary> readPropertyList(const std::string& path) {
   const auto bytes = readFile(path);
   if (!bytes) return std::nullopt;
-  const Node root = parsed(*bytes);
+  const Node root = nodeFromXml(*bytes);
   if (!root || plist_get_node_type(root.get()) != PLIST_DICT) return std::nullopt;
   return dictionaryOf(root.get());
 }

@@ -22,11 +22,12 @@ class Canvas {
 
   /// A new image of the pixels (as readPixels gives them).
   ImageRef imageOfPixels(std::uint64_t width, std::uint64_t height, const void* pixels);
-  /// A new image that the program draws, once `setUniforms` has set its uniforms.
+  /// A new image that the program draws, once `setUniforms` has bound its images and set its
+  /// uniforms.
   ImageRef draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
                 const std::function<void()>& setUniforms);
   /// The image as a sampler2D can read it: itself, a copy when its texture is a rectangle, or
-  /// transparent black for no image.
+  /// transparent black for no image. May draw.
   ImageRef sampleable(const ImageRef& image);
   /// Binds a sampleable image to a texture unit. It must live until the drawing is over.
   void bind(const ImageRef& image, unsigned unit) const;

@@ -55,6 +55,4 @@ class Composition {
   virtual void waitUntilStopped() = 0;
 };
 
-PublishedPorts publishedPortsOf(const Plan& plan);
-
 }  // namespace vuo

@@ -7,6 +7,7 @@
 #include "platform/runtime/graph/Execution.h"
 
 namespace vuo {
+namespace {
 
 PublishedPorts publishedPortsOf(const Plan& plan) {
   PublishedPorts ports;
@@ -14,6 +15,8 @@ PublishedPorts publishedPortsOf(const Plan& plan) {
   for (const Port& port : plan.publishedOutputs) ports.outputs.push_back({port.name, port.type});
   return ports;
 }
+
+}  // namespace
 
 LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener)
     : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener) {}

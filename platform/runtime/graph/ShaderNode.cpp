@@ -48,10 +48,15 @@ ShaderNode::ShaderNode(const Node& node, Canvas& canvas) : _canvas(canvas), _pro
                          input.name == "height"});
 }
 
+/// What else is drawn or made for a picture uses the texture units too: images are bound last.
 Value ShaderNode::run(const std::vector<Value>& inputs) {
   const Size size = sizeFor(inputs);
-  const std::vector<ImageRef> bound = bindImages(inputs);
-  return _canvas.draw(_program, size.width, size.height, [&] { setUniforms(inputs, size); });
+  const std::vector<ImageRef> images = sampleableImages(inputs);
+  return _canvas.draw(_program, size.width, size.height, [&] {
+    for (std::size_t unit = 0; unit < images.size(); ++unit)
+      _canvas.bind(images[unit], static_cast<unsigned>(unit));
+    setUniforms(inputs, size);
+  });
 }
 
 ShaderNode::Size ShaderNode::sizeFor(const std::vector<Value>& inputs) const {
@@ -69,14 +74,11 @@ ShaderNode::Size ShaderNode::sizeFor(const std::vector<Value>& inputs) const {
           side(_hasHeight, inputs[1], image ? image->pixelsHigh : 1)};
 }
 
-/// Copying a rectangle draws over the state of the units, so all copies are made first.
-std::vector<ImageRef> ShaderNode::bindImages(const std::vector<Value>& inputs) {
+std::vector<ImageRef> ShaderNode::sampleableImages(const std::vector<Value>& inputs) {
   std::vector<ImageRef> images;
   for (const Value& input : inputs)
     if (const auto* image = std::get_if<ImageRef>(&input))
       images.push_back(_canvas.sampleable(*image));
-  for (std::size_t unit = 0; unit < images.size(); ++unit)
-    _canvas.bind(images[unit], static_cast<unsigned>(unit));
   return images;
 }
 

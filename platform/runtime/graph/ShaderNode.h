@@ -23,7 +23,7 @@ class ShaderNode : public NodeWork {
   };
 
   Size sizeFor(const std::vector<Value>& inputs) const;
-  std::vector<ImageRef> bindImages(const std::vector<Value>& inputs);
+  std::vector<ImageRef> sampleableImages(const std::vector<Value>& inputs);
   void setUniforms(const std::vector<Value>& inputs, Size size) const;
 
   Canvas& _canvas;

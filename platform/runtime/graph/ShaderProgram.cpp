@@ -3,6 +3,7 @@
 #include <epoxy/gl.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace vuo {
 namespace {

@@ -3,13 +3,16 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+
+extern "C" {  // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
 
 #include "platform/runtime/transport/Protocol.h"
 

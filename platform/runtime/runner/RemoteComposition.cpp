@@ -67,7 +67,12 @@ PublishedPorts RemoteComposition::start() {
     const FileDescriptor playersEnd(ends[1]);  // closed here, so that its end is noticed
     _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
   }
-  _ports = awaitReady();
+  try {
+    _ports = awaitReady();
+  } catch (...) {
+    _process->kill();
+    throw;
+  }
   _reader = std::thread(&RemoteComposition::takeReports, this);
   return _ports;
 }
@@ -82,6 +87,7 @@ PublishedPorts RemoteComposition::awaitReady() {
 
 /// Images travel at once, since their pixels are the host's to change afterwards.
 void RemoteComposition::setValue(std::size_t input, json_object* value) {
+  if (_gone) gone();
   if (_ports.inputs.at(input).type == Type::Image && value != nullptr)
     return sendImage(input, value);
   std::lock_guard hold(_valuesLock);
@@ -131,12 +137,13 @@ void RemoteComposition::takeReports() {
   pthread_setname_np(pthread_self(), "vuo reports");
   {
     FrameReceiver frames(*_socket);
-    try {
-      while (auto message = _socket->receive(std::nullopt)) take(std::move(*message), frames);
-    } catch (const std::exception& fault) {
-      _listener.failed(fault.what());
-    }
+    while (auto message = _socket->receive(std::nullopt)) try {
+        take(std::move(*message), frames);
+      } catch (const std::exception& fault) {
+        _listener.failed(fault.what());
+      }
   }
+  _gone = true;
   if (_stopping) return;
   _process->waitAtMost(std::chrono::milliseconds(0));
   _listener.contactLost();

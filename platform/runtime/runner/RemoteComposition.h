@@ -41,6 +41,7 @@ class RemoteComposition : public Composition {
   std::unique_ptr<MessageSocket> _socket;
   std::unique_ptr<PlayerProcess> _process;
   std::atomic<bool> _stopping = false;
+  std::atomic<bool> _gone = false;
 
   std::mutex _valuesLock;  ///< guards the field below, and keeps events in order; then _socket's
   std::map<std::size_t, Value> _values;  ///< for the next event

@@ -16,8 +16,20 @@ constexpr std::size_t spareBuffers = 2;
 /// Of the player's words to its host, which is there or will end the player.
 constexpr MessageSocket::Patience forEver = std::nullopt;
 
-/// Of the host's thanks to the player.
-constexpr std::chrono::milliseconds thanksPatience{50};
+/// Of the host, with a player that does not listen.
+constexpr std::chrono::milliseconds hostsPatience{50};
+
+/// Gives a buffer back to the player at the end of a scope, whatever became of the frame. That the
+/// player is gone is noticed by whoever receives next.
+struct HandBack {
+  MessageSocket& socket;
+  std::uint64_t buffer;
+  ~HandBack() {
+    const JsonOwner done = newMessage("frame done");
+    add(done.get(), "buffer", buffer);
+    socket.send(done.get(), -1, hostsPatience);
+  }
+};
 
 }  // namespace
 
@@ -97,13 +109,9 @@ ImageRef FrameReceiver::receive(json_object* frame) {
   if (buffer == _buffers.end() || !buffer->second ||
       buffer->second->size() < pixelBytes(width, height))
     throw std::runtime_error("The frame lies in no buffer");
+  const HandBack handBack{_socket, number};
   if (!_uploader) _uploader = std::make_unique<TextureUploader>();
-  ImageRef image = _uploader->upload(width, height, buffer->second->bytes());
-  const JsonOwner done = newMessage("frame done");
-  add(done.get(), "buffer", number);
-  // A player that is gone or stuck is noticed by whoever reads or fires next.
-  _socket.send(done.get(), -1, thanksPatience);
-  return image;
+  return _uploader->upload(width, height, buffer->second->bytes());
 }
 
 }  // namespace vuo

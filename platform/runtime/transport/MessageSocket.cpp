@@ -63,7 +63,9 @@ bool MessageSocket::send(json_object* body, int descriptor, Patience patience) {
   const Head head{static_cast<std::uint32_t>(length), descriptor >= 0 ? 1u : 0u};
   std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
   bytes.append(text, length);
-  return sendAll(std::move(bytes), descriptor, patience);
+  if (sendAll(std::move(bytes), descriptor, patience)) return true;
+  shutDown();  // part of the message may have been sent
+  return false;
 }
 
 bool MessageSocket::sendAll(std::string bytes, int descriptor, Patience patience) {

@@ -23,7 +23,8 @@ class MessageSocket {
 
   explicit MessageSocket(FileDescriptor socket) : _socket(std::move(socket)) {}
 
-  /// Any thread. False when the other end is gone, or took nothing for as long as `patience`.
+  /// Any thread. False when the other end is gone, or took nothing for as long as `patience`; the
+  /// connection is at its end then.
   bool send(json_object* body, int descriptor, Patience patience);
   /// One thread at a time. Nothing when the other end is gone, sends what is no message, or sends
   /// nothing for as long as `patience`.

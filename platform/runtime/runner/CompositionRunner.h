@@ -1,0 +1,68 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/runtime/VuoRunner.h"
+#include "platform/runtime/VuoRunnerDelegate.h"
+#include "platform/runtime/graph/Composition.h"
+
+namespace vuo {
+
+/// The runner of any composition, wherever it runs: keeps its published ports, the current values of
+/// the outputs, and the delegate.
+class CompositionRunner final : public VuoRunner, private CompositionListener {
+ public:
+  using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
+
+  /// `fileToDelete`, where not empty, goes with the runner.
+  CompositionRunner(const MakeComposition& makeComposition, std::string fileToDelete);
+  ~CompositionRunner() override;
+
+  void setDelegate(VuoRunnerDelegate* delegate) override;
+  void start() override;
+  void stop() override;
+  void waitUntilStopped() override;
+  Port* getPublishedInputPortWithName(std::string name) override;
+  Port* getPublishedOutputPortWithName(std::string name) override;
+  void setPublishedInputPortValue(Port* port, json_object* value) override;
+  void firePublishedInputPortEvent(Port* port) override;
+  void firePublishedInputPortEvent() override;
+  json_object* getPublishedOutputPortValue(Port* port) override;
+
+ private:
+  using Ports = std::vector<std::unique_ptr<Port>>;
+  enum class State { NotStarted, Running, Ended };
+
+  void outputsReached(std::vector<OutputReport>& reports) override;
+  void eventDropped(std::size_t input) override;
+  void failed(const std::string& message) override;
+  void contactLost() override;
+
+  void requireRunning() const;
+  static Port* portNamed(const Ports& ports, const std::string& name);
+  static std::size_t indexOf(const Ports& ports, const Port* port);
+  void keepValues(std::vector<OutputReport>& reports);
+  template <typename Call>
+  void tellDelegate(Call call);
+
+  const std::string _fileToDelete;
+  Ports _inputs, _outputs;  ///< from `start` on
+  std::atomic<State> _state = State::NotStarted;
+  std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
+
+  std::mutex _valuesLock;  ///< guards the field below; no lock is taken inside it
+  std::vector<Value> _values;  ///< by output
+
+  std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may
+                             ///< call the runner, so `_valuesLock` and the composition's come after
+  VuoRunnerDelegate* _delegate = nullptr;
+
+  std::shared_ptr<Composition> _composition;  ///< uses what stands above
+};
+
+}  // namespace vuo

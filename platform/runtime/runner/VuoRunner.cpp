@@ -1,0 +1,58 @@
+#include "platform/runtime/VuoRunner.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include "platform/runtime/runner/CompositionRunner.h"
+#include "platform/runtime/runner/LoadedModule.h"
+#include "platform/runtime/runner/RemoteComposition.h"
+#include "platform/runtime/transport/Protocol.h"
+
+using vuo::Composition;
+using vuo::CompositionListener;
+
+namespace {
+
+std::string fileToDelete(const std::string& artefact, bool really) {
+  return really ? artefact : std::string();
+}
+
+/// The module is unloaded after its composition has been destroyed.
+std::shared_ptr<Composition> compositionOfLibrary(vuo::FileDescriptor file,
+                                                  const std::string& folder,
+                                                  CompositionListener& listener) {
+  const vuo::Plan plan = vuo::planOfArtefact(file.get());
+  const auto module = std::make_shared<vuo::LoadedModule>(std::move(file));
+  return {module->entry()(plan, folder, listener),
+          [module](Composition* composition) { delete composition; }};
+}
+
+}  // namespace
+
+VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executablePath,
+                                                             std::string sourceDirectory,
+                                                             bool outliveHost,
+                                                             bool deleteExecutable) {
+  std::vector<std::string> arguments{sourceDirectory};
+  if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
+  return new vuo::CompositionRunner(
+      [&](CompositionListener& listener) {
+        return std::make_shared<vuo::RemoteComposition>(executablePath, arguments, listener);
+      },
+      fileToDelete(executablePath, deleteExecutable));
+}
+
+VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
+                                                                std::string sourceDirectory,
+                                                                bool deleteDylib) {
+  vuo::FileDescriptor file(open(dylibPath.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) throw std::runtime_error(dylibPath + " can't be opened: " + std::strerror(errno));
+  return new vuo::CompositionRunner(
+      [&](CompositionListener& listener) {
+        return compositionOfLibrary(std::move(file), sourceDirectory, listener);
+      },
+      fileToDelete(dylibPath, deleteDylib));
+}

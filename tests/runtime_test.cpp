@@ -1,0 +1,497 @@
+// The runner: compositions in this process and in one of their own.
+#include <gmock/gmock.h>
+#include <json-c/json.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <future>
+#include <sstream>
+#include <thread>
+
+extern "C" {  // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
+
+#include "platform/hostbuffers/ZQBufferPool.h"
+#include "platform/runtime/VuoGlContext.h"
+#include "platform/runtime/VuoHeap.h"
+#include "platform/runtime/VuoImage.h"
+#include "platform/runtime/VuoPlan.h"
+#include "platform/runtime/VuoRunnerCocoa.h"
+#include "platform/runtime/VuoRunnerDelegate.h"
+#include "platform/runtime/VuoValues.h"
+#include "platform/runtime/compiler/HelperFolder.h"
+#include "platform/runtime/textures/TexturePool.h"
+#include "platform/runtime/transport/FileDescriptor.h"
+#include "tests/TestSupport.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::Ge;
+using testing::HasSubstr;
+using vuo::Cable;
+using vuo::Node;
+using vuo::NodeKind;
+using vuo::Plan;
+using vuo::Port;
+using vuo::Type;
+
+constexpr std::uint32_t kTexture2D = 0x0DE1, kTextureRectangle = 0x84F5;
+constexpr int kPublished = vuo::Source::PublishedInputs;
+
+std::string contentsOf(const std::string& path) {
+  std::ostringstream contents;
+  contents << std::ifstream(path, std::ios::binary).rdbuf();
+  return contents.str();
+}
+
+Port port(const std::string& name, Type type, const std::string& constant = "") {
+  return {name, type, constant, {}};
+}
+Port cabled(const std::string& name, Type type, std::vector<Cable> cables) {
+  return {name, type, "", std::move(cables)};
+}
+Node expression(const std::string& formula, std::vector<Port> inputs) {
+  return {formula, NodeKind::Expression, std::move(inputs), {port("result", Type::Real)}, formula};
+}
+Node shader(const std::string& name, const std::string& body, std::vector<Port> inputs) {
+  return {name, NodeKind::Shader, std::move(inputs), {port("image", Type::Image)},
+          "#version 330 core\nin vec2 uv;\nout vec4 pixel;\n" + body};
+}
+
+/// One published input that goes straight to a published output, and as an event to another one.
+Plan straight(Type type) {
+  return {"straight", {port("in", type)}, {},
+          {cabled("out", type, {{{kPublished, 0}}}),
+           cabled("event", type, {{{kPublished, 0}, true}})}};
+}
+
+/// Collects what a runner reports: "name", "name (event)", "dropped", "lost", or a fault.
+class Recorder : public VuoRunnerDelegate {
+ public:
+  void receivedTelemetryPublishedOutputPortUpdated(VuoRunner::Port* updated, bool sentData,
+                                                   std::string) override {
+    if (onReport) onReport();
+    add(updated->getName() + (sentData ? "" : " (event)"));
+  }
+  void receivedTelemetryEventDropped(VuoRunner::Port*) override { add("dropped"); }
+  void receivedTelemetryError(std::string message) override { add(message); }
+  void lostContactWithComposition() override { add("lost"); }
+
+  /// Waits for that many reports and takes them out.
+  std::vector<std::string> take(std::size_t count) {
+    std::unique_lock hold(_lock);
+    _changed.wait(hold, [&] { return _reports.size() >= count; });
+    return std::exchange(_reports, {});
+  }
+
+  std::function<void()> onReport;
+
+ private:
+  void add(const std::string& report) {
+    std::lock_guard hold(_lock);
+    _reports.push_back(report);
+    _changed.notify_all();
+  }
+  std::mutex _lock;
+  std::condition_variable _changed;
+  std::vector<std::string> _reports;
+};
+
+/// A composition that has been started.
+class Running {
+ public:
+  Running(const TestFolder& folder, const Plan& plan, bool ownProcess,
+          const std::string& name = "artefact")
+      : Running(write(folder, plan, ownProcess, name), folder.path, ownProcess) {}
+  Running(const std::string& artefact, const std::string& folder, bool ownProcess)
+      : runner(ownProcess ? VuoRunner::newSeparateProcessRunnerFromExecutable(artefact, folder,
+                                                                              false, false)
+                          : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(artefact, folder,
+                                                                                 false)) {
+    runner->setDelegate(&recorder);
+    runner->start();
+  }
+
+  /// As a linker of compositions does: beside the target, then renamed over it.
+  static std::string write(const TestFolder& folder, const Plan& plan, bool ownProcess,
+                           const std::string& name) {
+    const std::string helper = ownProcess ? "/vuo-player" : "/vuo-module.so";
+    const std::string file = folder.write(
+        name + ".new", vuo::artefactWithPlan(contentsOf(vuo::helperFolder() + helper),
+                                             vuo::serialized(plan)));
+    fs::permissions(file, fs::perms::owner_all);
+    fs::rename(file, folder.path + "/" + name);
+    return folder.path + "/" + name;
+  }
+
+  void set(const std::string& input, json_object* value) {
+    runner->setPublishedInputPortValue(runner->getPublishedInputPortWithName(input), value);
+    json_object_put(value);
+  }
+  void fire(const std::string& input) {
+    runner->firePublishedInputPortEvent(runner->getPublishedInputPortWithName(input));
+  }
+  json_object* value(const std::string& output) {
+    return runner->getPublishedOutputPortValue(runner->getPublishedOutputPortWithName(output));
+  }
+  std::string text(const std::string& output) {
+    json_object* json = value(output);
+    const std::string text = json_object_to_json_string_ext(json, JSON_C_TO_STRING_PLAIN);
+    json_object_put(json);
+    return text;
+  }
+
+  Recorder recorder;  // outlives the runner
+  std::unique_ptr<VuoRunner> runner;
+};
+
+std::vector<pid_t> childrenOf(pid_t parent) {
+  std::vector<pid_t> children;
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename();
+    const std::string stat = contentsOf(entry.path() / "stat");
+    std::istringstream fields(stat.substr(std::min(stat.rfind(')') + 1, stat.size())));
+    char state;
+    pid_t itsParent = 0;
+    if (std::isdigit(name[0]) && fields >> state >> itsParent && itsParent == parent)
+      children.push_back(std::stoi(name));
+  }
+  return children;
+}
+
+class RuntimeTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    static const auto context = platform::GLContext::createRoot();
+    root = context->handle();
+    VuoGlContext_setGlobalRootContext(root);
+  }
+
+  ZQPixels pixelsOf(VuoImage image) const {
+    const auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(pool.get()));
+    buffer->descriptorPtr()->target = image->glTextureTarget;
+    buffer->descriptorPtr()->name = image->glTextureName;
+    buffer->descriptorPtr()->textureBacking = ZQTextureBacking_External;
+    buffer->setSrcRect({0, 0, double(image->pixelsWide), double(image->pixelsHigh)});
+    return pool->readPixels(*buffer);
+  }
+  /// The picture that an output shows.
+  ZQPixels picture(Running& running, const std::string& output) const {
+    json_object* json = running.value(output);
+    const VuoImage image = VuoImage_makeFromJson(json);
+    const ZQPixels pixels = image ? pixelsOf(image) : ZQPixels();
+    json_object_put(json);
+    return pixels;
+  }
+  /// A host's picture as a composition's input; two by two, with different rows.
+  json_object* hostImage(std::uint32_t target, bool ownProcess) const {
+    const ZQPixels pixels{2, 2, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 9, 9, 9}};
+    ZQBufferRef buffer = pool->allocBufferWithPixels(pixels, target);
+    const auto make = target == kTexture2D ? VuoImage_makeClientOwned
+                                           : VuoImage_makeClientOwnedGlTextureRectangle;
+    const auto giveBack = [](VuoImage image) {
+      static_cast<ZQBuffer*>(image->freeCallbackContext)->release();
+    };
+    const VuoImage image = make(buffer->name(), 0x8058, 2, 2, giveBack, buffer.get());
+    buffer->retain();
+    VuoRetain(image);
+    json_object* json =
+        ownProcess ? VuoImage_getInterprocessJson(image) : VuoImage_getJson(image);
+    VuoRelease(image);
+    return json;
+  }
+
+  inline static platform::GLContextHandle root;
+  TestFolder folder;
+  std::unique_ptr<ZQBufferPool> pool = ZQBufferPool::create(root);
+};
+
+class BothModes : public RuntimeTest, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(Runtime, BothModes, testing::Bool(), [](const auto& mode) {
+  return mode.param ? "OwnProcess" : "ThisProcess";
+});
+
+TEST_P(BothModes, EveryKindOfValueGoesThroughUnchanged) {
+  const struct {
+    Type type;
+    std::string json;
+    ZQVuoPortValue host;
+  } cases[] = {
+      {Type::Real, "-0.1", -0.1},
+      {Type::Real, "1e+300", 1e300},
+      {Type::Integer, "9223372036854775807", std::int64_t{9223372036854775807}},
+      {Type::Boolean, "true", true},
+      {Type::Color, R"({"r":0.1,"g":2,"b":-1,"a":0})", ZQVuoColor{0.1f, 2, -1, 0}},
+      {Type::Point2d, R"({"x":1.5,"y":-3e10})", ZQVuoPoint{1.5, -3e10f}},
+      {Type::Text, R"("a\u0000b \"ü\"\n")", std::string("a\0b \"ü\"\n", 9)},
+      {Type::Text, "\"" + std::string(1 << 20, 'x') + "\"", std::string(1 << 20, 'x')},
+  };
+  for (const auto& [type, json, host] : cases) {
+    Running running(folder, straight(type), GetParam());
+    EXPECT_EQ(running.value("out"), nullptr);
+    running.set("in", json_tokener_parse(json.c_str()));
+    running.fire("in");
+    EXPECT_THAT(running.recorder.take(2), ElementsAre("out", "event (event)"));
+    json_object* value = running.value("out");
+    const auto object = VuoRunnerCocoa::cocoaObjectWithVuoValue(value, vuo::typeName(type));
+    json_object_put(value);
+    ASSERT_TRUE(object) << json;
+    EXPECT_EQ(*object, host) << json.substr(0, 99);
+    EXPECT_EQ(running.value("event"), nullptr);
+    EXPECT_THROW(running.set("in", json_tokener_parse("[]")), std::runtime_error);
+  }
+}
+
+TEST_P(BothModes, EventsRunInOrderAndReachEachOutputOnce) {
+  // twice = 2 * (a + b); "both" is reached along two ways, "note" by an event alone.
+  const Plan plan{
+      "order",
+      {port("a", Type::Integer, "1"), port("b", Type::Real, "10"), port("c", Type::Boolean)},
+      {expression("x+1", {port("x", Type::Real, "41")}),
+       expression("a+b", {cabled("a", Type::Real, {{{kPublished, 0}}}),
+                          cabled("b", Type::Real, {{{kPublished, 1}}})}),
+       expression("2*s+0*f", {cabled("s", Type::Real, {{{1, 0}}, {{kPublished, 0}, true}}),
+                              cabled("f", Type::Real, {{{0, 0}}})})},
+      {cabled("both", Type::Integer, {{{2, 0}}}),
+       cabled("note", Type::Real, {{{0, 0}}, {{kPublished, 1}, true}}),
+       cabled("c", Type::Real, {{{kPublished, 2}}})}};
+  Running running(folder, plan, GetParam());
+  std::vector<std::string> seen;
+  running.recorder.onReport = [&] { seen.push_back(running.text("both")); };
+
+  running.set("b", VuoReal_getJson(0.75));  // without an event: there for the next run
+  running.fire("a");
+  EXPECT_THAT(running.recorder.take(1), ElementsAre("both"));
+  running.fire("b");
+  EXPECT_THAT(running.recorder.take(2), ElementsAre("both", "note (event)"));
+  EXPECT_EQ(running.value("note"), nullptr);
+  running.runner->firePublishedInputPortEvent();
+  EXPECT_THAT(running.recorder.take(3), ElementsAre("both", "note (event)", "c"));
+  EXPECT_EQ(running.text("c"), "0.0");
+
+  seen.clear();
+  std::vector<std::string> expected;
+  for (int i = 0; i < 100; ++i) {
+    running.set("a", VuoInteger_getJson(-1));
+    running.set("a", VuoInteger_getJson(i));
+    running.fire("a");
+    expected.push_back(std::to_string(2 * i + 1));  // 2 * 0.75, toward zero
+  }
+  EXPECT_THAT(running.recorder.take(100), Each("both"));
+  running.runner->setDelegate(nullptr);
+  EXPECT_EQ(seen, expected);
+}
+
+TEST_P(BothModes, EventsBeyondTheBacklogAreDroppedAndReported) {
+  Running running(folder, straight(Type::Integer), GetParam());
+  std::promise<void> promise;
+  running.recorder.onReport = [&, go = promise.get_future().share()] { go.wait(); };
+  constexpr int count = 2000;
+  for (int i = 1; i <= count; ++i) {
+    running.set("in", VuoInteger_getJson(i));
+    running.fire("in");
+  }
+  promise.set_value();
+  std::vector<std::string> reports;
+  const auto all = [&] {
+    const auto dropped = std::count(reports.begin(), reports.end(), "dropped");
+    return dropped + (static_cast<long>(reports.size()) - dropped) / 2;
+  };
+  while (all() < count)
+    for (auto& report : running.recorder.take(1)) reports.push_back(report);
+  EXPECT_EQ(all(), count);
+  EXPECT_THAT(reports, testing::Contains("dropped").Times(Ge(count / 2)));
+  running.fire("in");  // the value that was set last was not dropped with its event
+  running.recorder.take(2);
+  EXPECT_EQ(running.text("out"), std::to_string(count));
+}
+
+TEST_P(BothModes, PicturesAreDrawnTheSameEverywhere) {
+  fs::copy_file(fs::path(COMPOSITIONS_DIR) / "picture.png", folder.path + "/p.png");
+  const std::vector<Port> sized{cabled("width", Type::Integer, {{{kPublished, 0}}}),
+                                port("height", Type::Integer, "2"),
+                                cabled("width", Type::Real, {{{kPublished, 0}}}),
+                                port("tint", Type::Color, R"({"r":0,"g":0,"b":1,"a":1})")};
+  const Plan plan{
+      "pictures",
+      {port("width", Type::Real, "4.9"), port("image", Type::Image)},
+      {shader("ramp", "uniform float width; uniform vec4 tint;\n"
+                      "void main() { pixel = vec4(uv, 0, width / 5.0) + tint * 0.2; }", sized),
+       shader("copy", "uniform sampler2D image; void main() { pixel = texture(image, uv); }",
+              {port("width", Type::Integer), port("height", Type::Integer),
+               cabled("image", Type::Image, {{{kPublished, 1}}})}),
+       {"file", NodeKind::ImageFile, {}, {port("image", Type::Image)}, "p.png"},
+       {"none", NodeKind::ImageFile, {}, {port("image", Type::Image)}, "none.png"},
+       shader("files", "uniform sampler2D a, b; void main() { pixel = texture(a, uv) + "
+                       "texture(b, uv); }",
+              {port("width", Type::Integer), port("height", Type::Integer),
+               cabled("a", Type::Image, {{{2, 0}}, {{kPublished, 0}, true}}),
+               cabled("b", Type::Image, {{{3, 0}}})})},
+      {cabled("ramp", Type::Image, {{{0, 0}}}), cabled("copy", Type::Image, {{{1, 0}}}),
+       cabled("files", Type::Image, {{{4, 0}}})}};
+  Running running(folder, plan, GetParam());
+  running.fire("width");
+  EXPECT_THAT(running.recorder.take(3),
+              ElementsAre(AllOf(HasSubstr("\"none\""), HasSubstr("none.png")), "ramp", "files"));
+  const ZQPixels ramp = picture(running, "ramp");
+  ASSERT_EQ(std::pair(ramp.width, ramp.height), std::pair(std::size_t{4}, std::size_t{2}));
+  EXPECT_THAT(std::vector(ramp.rgba.begin(), ramp.rgba.begin() + 4), ElementsAre(32, 191, 51, 255));
+  const ZQPixels file = picture(running, "files");
+  EXPECT_THAT(file.rgba, testing::Contains(AllOf(Ge(1), testing::Le(254))));
+
+  ZQPixels copies[2];
+  for (const std::uint32_t target : {kTexture2D, kTextureRectangle}) {
+    running.set("image", hostImage(target, GetParam()));
+    running.fire("image");
+    EXPECT_THAT(running.recorder.take(1), ElementsAre("copy"));
+    EXPECT_THAT(picture(running, "copy").rgba,
+                ElementsAre(255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 9, 9, 9));
+  }
+  running.set("image", hostImage(kTexture2D, !GetParam()));  // made for the other mode
+  running.set("image", nullptr);
+  running.fire("image");
+  running.recorder.take(1);
+  EXPECT_THAT(picture(running, "copy").rgba, ElementsAre(0, 0, 0, 0));
+
+  static const ZQPixels firstModesFile = file, firstModesRamp = ramp;
+  EXPECT_EQ(file, firstModesFile);
+  EXPECT_EQ(ramp, firstModesRamp);
+}
+
+TEST_P(BothModes, ImagesOutliveTheirRunnerAndLeaveNoTexture) {
+  const long before = vuo::TexturePool::liveTextures();
+  json_object* json = nullptr;
+  {
+    const Plan plan{"one", {port("t", Type::Real)},
+                    {shader("s", "void main() { pixel = vec4(1); }",
+                            {port("width", Type::Integer, "64"),
+                             cabled("height", Type::Integer, {{{kPublished, 0}}})})},
+                    {cabled("image", Type::Image, {{{0, 0}}})}};
+    Running running(folder, plan, GetParam());
+    for (int height = 1; height < 50; ++height) {
+      running.set("t", VuoReal_getJson(height));
+      running.fire("t");
+      running.recorder.take(1);
+    }
+    EXPECT_LT(vuo::TexturePool::liveTextures(), before + 40) << "old sizes are given up";
+    json = running.value("image");
+  }
+  EXPECT_EQ(vuo::TexturePool::liveTextures(), before + 1);
+  EXPECT_THAT(pixelsOf(VuoImage_makeFromJson(json)).rgba, Each(255));
+  std::thread([&] { json_object_put(json); }).join();
+  EXPECT_EQ(vuo::TexturePool::liveTextures(), before);
+}
+
+TEST_P(BothModes, WhatCantRunSaysWhy) {
+  Plan plan = straight(Type::Real);
+  plan.nodes = {shader("bad", "void main() { pixel = nothing; }",
+                       {port("width", Type::Integer, "1"), port("height", Type::Integer, "1")})};
+  try {
+    Running(folder, plan, GetParam());
+    FAIL();
+  } catch (const std::runtime_error& fault) {
+    EXPECT_THAT(fault.what(), AllOf(HasSubstr("straight"), HasSubstr("\"bad\"")));
+  }
+  EXPECT_THROW(Running("/no/such/file", folder.path, GetParam()), std::runtime_error);
+  EXPECT_THROW(Running("/bin/true", folder.path, GetParam()), std::runtime_error);
+  Running ended(folder, straight(Type::Real), GetParam());
+  ended.runner->stop();
+  EXPECT_THROW(ended.fire("in"), std::runtime_error);
+  ended.runner->waitUntilStopped();
+  EXPECT_THAT(ended.recorder.take(0), ElementsAre());
+  EXPECT_THAT(childrenOf(getpid()), ElementsAre());
+}
+
+TEST_F(RuntimeTest, ReplacedLibraryGivesTheNewCodeWhileTheOldOneRuns) {
+  const auto plan = [](const std::string& formula) {
+    return Plan{"p", {port("x", Type::Real)},
+                {expression(formula, {cabled("x", Type::Real, {{{kPublished, 0}}})})},
+                {cabled("y", Type::Real, {{{0, 0}}})}};
+  };
+  Running old(folder, plan("1+0*x"), false), same(folder.path + "/artefact", folder.path, false);
+  Running renewed(folder, plan("2+0*x"), false);
+  for (Running* running : {&old, &same, &renewed}) {
+    running->fire("x");
+    running->recorder.take(1);
+  }
+  EXPECT_EQ(old.text("y") + same.text("y") + renewed.text("y"), "1.01.02.0");
+  const auto mapped = [] { return contentsOf("/proc/self/maps"); };
+  EXPECT_THAT(mapped(), HasSubstr(folder.path));
+  for (Running* running : {&old, &same, &renewed}) running->runner = nullptr;
+  EXPECT_THAT(mapped(), testing::Not(HasSubstr(folder.path)));
+}
+
+TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
+  Running running(folder, straight(Type::Real), true);
+  const std::vector<pid_t> players = childrenOf(getpid());
+  ASSERT_EQ(players.size(), 1u);
+  kill(players[0], SIGKILL);
+  EXPECT_THAT(running.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(childrenOf(getpid()), ElementsAre()) << "not even a zombie";
+  EXPECT_THROW(running.fire("in"), std::runtime_error);
+  EXPECT_THROW(running.value("out"), std::runtime_error);
+  running.runner->stop();
+  running.runner->waitUntilStopped();
+  EXPECT_THAT(running.recorder.take(0), ElementsAre());
+}
+
+TEST_F(RuntimeTest, StuckPlayerIsEnded) {
+  Running fired(folder, straight(Type::Real), true), stopped(folder, straight(Type::Real), true);
+  for (const pid_t player : childrenOf(getpid())) kill(player, SIGSTOP);
+  EXPECT_THROW(
+      while (true) fired.fire("in"), std::runtime_error);
+  EXPECT_THAT(fired.recorder.take(1), ElementsAre("lost"));
+  stopped.runner->stop();
+  stopped.runner->waitUntilStopped();
+  EXPECT_THAT(childrenOf(getpid()), ElementsAre());
+  EXPECT_THAT(stopped.recorder.take(0), ElementsAre());
+}
+
+TEST_F(RuntimeTest, PlayerInheritsNoDescriptor) {
+  const std::string file = folder.write("open", "");
+  const vuo::FileDescriptor inheritable(open(file.c_str(), O_RDONLY));
+  Running running(folder, straight(Type::Real), true);
+  const std::string descriptors = "/proc/" + std::to_string(childrenOf(getpid()).at(0)) + "/fd";
+  std::vector<std::string> links;
+  for (const auto& entry : fs::directory_iterator(descriptors)) {
+    if (std::stoi(entry.path().filename()) < 3) continue;
+    links.push_back(fs::read_symlink(entry));
+  }
+  EXPECT_THAT(links, testing::Contains(HasSubstr("socket:")).Times(1));
+  EXPECT_THAT(links, testing::Not(testing::Contains(file)));
+}
+
+/// Run by the next test, in a process of its own.
+TEST_F(RuntimeTest, DISABLED_HostThatIsKilled) {
+  Running running(folder, straight(Type::Real), true);
+  kill(getpid(), SIGSTOP);
+}
+
+TEST_F(RuntimeTest, PlayerGoesWithItsHost) {
+  const char* arguments[] = {"host", "--gtest_filter=*HostThatIsKilled",
+                             "--gtest_also_run_disabled_tests", nullptr};
+  pid_t host = 0;
+  ASSERT_EQ(posix_spawn(&host, "/proc/self/exe", nullptr, nullptr,
+                        const_cast<char**>(arguments), environ),
+            0);
+  int status = 0;
+  ASSERT_EQ(waitpid(host, &status, WUNTRACED), host);
+  ASSERT_TRUE(WIFSTOPPED(status));
+  const vuo::FileDescriptor player(pidfd_open(childrenOf(host).at(0), 0));
+  kill(host, SIGKILL);
+  waitpid(host, &status, 0);
+  pollfd ended{player.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&ended, 1, 10000), 1);
+}
+
+}  // namespace
