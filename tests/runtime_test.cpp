@@ -18,6 +18,7 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 }
 
 #include "platform/hostbuffers/ZQBufferPool.h"
+#include "platform/runtime/JsonOwner.h"
 #include "platform/runtime/VuoGlContext.h"
 #include "platform/runtime/VuoHeap.h"
 #include "platform/runtime/VuoImage.h"
@@ -64,15 +65,20 @@ Node expression(const std::string& formula, std::vector<Port> inputs) {
   return {formula, NodeKind::Expression, std::move(inputs), {port("result", Type::Real)}, formula};
 }
 Node shader(const std::string& name, const std::string& body, std::vector<Port> inputs) {
-  return {name, NodeKind::Shader, std::move(inputs), {port("image", Type::Image)},
+  return {name,
+          NodeKind::Shader,
+          std::move(inputs),
+          {port("image", Type::Image)},
           "#version 330 core\nin vec2 uv;\nout vec4 pixel;\n" + body};
 }
 
 /// One published input that goes straight to a published output, and as an event to another one.
 Plan straight(Type type) {
-  return {"straight", {port("in", type)}, {},
-          {cabled("out", type, {{{kPublished, 0}}}),
-           cabled("event", type, {{{kPublished, 0}, true}})}};
+  return {
+      "straight",
+      {port("in", type)},
+      {},
+      {cabled("out", type, {{{kPublished, 0}}}), cabled("event", type, {{{kPublished, 0}, true}})}};
 }
 
 /// Collects what a runner reports: "name", "name (event)", "dropped", "lost", or a fault.
@@ -114,10 +120,10 @@ class Running {
           const std::string& name = "artefact")
       : Running(write(folder, plan, ownProcess, name), folder.path, ownProcess) {}
   Running(const std::string& artefact, const std::string& folder, bool ownProcess)
-      : runner(ownProcess ? VuoRunner::newSeparateProcessRunnerFromExecutable(artefact, folder,
-                                                                              false, false)
-                          : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(artefact, folder,
-                                                                                 false)) {
+      : runner(
+            ownProcess
+                ? VuoRunner::newSeparateProcessRunnerFromExecutable(artefact, folder, false, false)
+                : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(artefact, folder, false)) {
     runner->setDelegate(&recorder);
     runner->start();
   }
@@ -127,16 +133,16 @@ class Running {
                            const std::string& name) {
     const std::string helper = ownProcess ? "/vuo-player" : "/vuo-module.so";
     const std::string file = folder.write(
-        name + ".new", vuo::artefactWithPlan(contentsOf(vuo::helperFolder() + helper),
-                                             vuo::serialized(plan)));
+        name + ".new",
+        vuo::artefactWithPlan(contentsOf(vuo::helperFolder() + helper), vuo::serialized(plan)));
     fs::permissions(file, fs::perms::owner_all);
     fs::rename(file, folder.path + "/" + name);
     return folder.path + "/" + name;
   }
 
   void set(const std::string& input, json_object* value) {
+    const vuo::JsonOwner owner(value);
     runner->setPublishedInputPortValue(runner->getPublishedInputPortWithName(input), value);
-    json_object_put(value);
   }
   void fire(const std::string& input) {
     runner->firePublishedInputPortEvent(runner->getPublishedInputPortWithName(input));
@@ -205,8 +211,7 @@ class RuntimeTest : public testing::Test {
     const VuoImage image = make(buffer->name(), 0x8058, 2, 2, giveBack, buffer.get());
     buffer->retain();
     VuoRetain(image);
-    json_object* json =
-        ownProcess ? VuoImage_getInterprocessJson(image) : VuoImage_getJson(image);
+    json_object* json = ownProcess ? VuoImage_getInterprocessJson(image) : VuoImage_getJson(image);
     VuoRelease(image);
     return json;
   }
@@ -325,15 +330,18 @@ TEST_P(BothModes, PicturesAreDrawnTheSameEverywhere) {
   const Plan plan{
       "pictures",
       {port("width", Type::Real, "4.9"), port("image", Type::Image)},
-      {shader("ramp", "uniform float width; uniform vec4 tint;\n"
-                      "void main() { pixel = vec4(uv, 0, width / 5.0) + tint * 0.2; }", sized),
+      {shader("ramp",
+              "uniform float width; uniform vec4 tint;\n"
+              "void main() { pixel = vec4(uv, 0, width / 5.0) + tint * 0.2; }",
+              sized),
        shader("copy", "uniform sampler2D image; void main() { pixel = texture(image, uv); }",
               {port("width", Type::Integer), port("height", Type::Integer),
                cabled("image", Type::Image, {{{kPublished, 1}}})}),
        {"file", NodeKind::ImageFile, {}, {port("image", Type::Image)}, "p.png"},
        {"none", NodeKind::ImageFile, {}, {port("image", Type::Image)}, "none.png"},
-       shader("files", "uniform sampler2D a, b; void main() { pixel = texture(a, uv) + "
-                       "texture(b, uv); }",
+       shader("files",
+              "uniform sampler2D a, b; void main() { pixel = texture(a, uv) + "
+              "texture(b, uv); }",
               {port("width", Type::Integer), port("height", Type::Integer),
                cabled("a", Type::Image, {{{2, 0}}, {{kPublished, 0}, true}}),
                cabled("b", Type::Image, {{{3, 0}}})})},
@@ -372,7 +380,8 @@ TEST_P(BothModes, ImagesOutliveTheirRunnerAndLeaveNoTexture) {
   const long before = vuo::TexturePool::liveTextures();
   json_object* json = nullptr;
   {
-    const Plan plan{"one", {port("t", Type::Real)},
+    const Plan plan{"one",
+                    {port("t", Type::Real)},
                     {shader("s", "void main() { pixel = vec4(1); }",
                             {port("width", Type::Integer, "64"),
                              cabled("height", Type::Integer, {{{kPublished, 0}}})})},
@@ -414,7 +423,8 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
 
 TEST_F(RuntimeTest, ReplacedLibraryGivesTheNewCodeWhileTheOldOneRuns) {
   const auto plan = [](const std::string& formula) {
-    return Plan{"p", {port("x", Type::Real)},
+    return Plan{"p",
+                {port("x", Type::Real)},
                 {expression(formula, {cabled("x", Type::Real, {{{kPublished, 0}}})})},
                 {cabled("y", Type::Real, {{{0, 0}}})}};
   };
@@ -448,8 +458,7 @@ TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
 TEST_F(RuntimeTest, StuckPlayerIsEnded) {
   Running fired(folder, straight(Type::Real), true), stopped(folder, straight(Type::Real), true);
   for (const pid_t player : childrenOf(getpid())) kill(player, SIGSTOP);
-  EXPECT_THROW(
-      while (true) fired.fire("in"), std::runtime_error);
+  EXPECT_THROW(while (true) fired.fire("in"), std::runtime_error);
   EXPECT_THAT(fired.recorder.take(1), ElementsAre("lost"));
   stopped.runner->stop();
   stopped.runner->waitUntilStopped();
@@ -481,8 +490,8 @@ TEST_F(RuntimeTest, PlayerGoesWithItsHost) {
   const char* arguments[] = {"host", "--gtest_filter=*HostThatIsKilled",
                              "--gtest_also_run_disabled_tests", nullptr};
   pid_t host = 0;
-  ASSERT_EQ(posix_spawn(&host, "/proc/self/exe", nullptr, nullptr,
-                        const_cast<char**>(arguments), environ),
+  ASSERT_EQ(posix_spawn(&host, "/proc/self/exe", nullptr, nullptr, const_cast<char**>(arguments),
+                        environ),
             0);
   int status = 0;
   ASSERT_EQ(waitpid(host, &status, WUNTRACED), host);

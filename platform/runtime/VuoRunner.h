@@ -23,8 +23,9 @@ class VuoRunner {
   };
 
   /// A runner, not yet started, that will run the executable in a process of its own with
-  /// `sourceDirectory` as the folder that relative file names start from. `outliveHost` lets the
-  /// process go on when this one ends; `deleteExecutable` removes the file with the runner.
+  /// `sourceDirectory` as the folder that relative file names start from. The process ends with
+  /// this one; with `outliveHost` it goes on, idle, until somebody ends it. `deleteExecutable`
+  /// removes the file with the runner.
   static VuoRunner* newSeparateProcessRunnerFromExecutable(std::string executablePath,
                                                            std::string sourceDirectory,
                                                            bool outliveHost, bool deleteExecutable);
@@ -45,14 +46,18 @@ class VuoRunner {
   virtual void start() = 0;
   /// Asks the composition to end. Returns at once.
   virtual void stop() = 0;
-  /// Returns when the composition has ended; a composition that does not end in time is ended.
+  /// Returns when the composition has ended. A process that does not end within a second is ended;
+  /// inside this process the event that is running is waited for, however long it takes. Must not
+  /// be called from a callback.
   virtual void waitUntilStopped() = 0;
 
   /// The published port of that name, or null.
   virtual Port* getPublishedInputPortWithName(std::string name) = 0;
   virtual Port* getPublishedOutputPortWithName(std::string name) = 0;
 
-  /// Stores a value in the port. The caller keeps its own reference to the value.
+  /// Stores a value in the port, for the next event. The caller keeps its own reference to the
+  /// value. Throws when the value does not fit the port. What is drawn in an image must be complete
+  /// or flushed, and the image must not change until the composition lets go of it.
   virtual void setPublishedInputPortValue(Port* port, json_object* value) = 0;
   /// Fires one event into the composition from this port only. Returns at once.
   virtual void firePublishedInputPortEvent(Port* port) = 0;

@@ -12,7 +12,8 @@ class VuoRunnerDelegate {
   /// A published output was reached by an event; `sentData` tells whether data came with it.
   virtual void receivedTelemetryPublishedOutputPortUpdated(VuoRunner::Port* port, bool sentData,
                                                            std::string dataSummary) = 0;
-  /// An event was dropped because the composition lags too far behind the events fired into it.
+  /// An event was dropped because the composition lags too far behind the events fired into it. An
+  /// event into several ports is reported for each of them.
   virtual void receivedTelemetryEventDropped(VuoRunner::Port* port) = 0;
   /// A node could not do its work; the composition goes on.
   virtual void receivedTelemetryError(std::string message) = 0;

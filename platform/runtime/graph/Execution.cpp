@@ -16,8 +16,7 @@ const Cable* dataCable(const Port& input) {
 }
 
 Value constantOf(const Port& port) {
-  const JsonOwner json(port.constant.empty() ? nullptr
-                                             : json_tokener_parse(port.constant.c_str()));
+  const JsonOwner json(port.constant.empty() ? nullptr : json_tokener_parse(port.constant.c_str()));
   return json ? valueFromJson(port.type, json.get()) : converted(Value(), port.type);
 }
 
@@ -33,8 +32,8 @@ std::string about(const Node& node, const std::exception& fault) {
 
 }  // namespace
 
-Execution::Execution(const Plan& plan, const std::string& folder,
-                     std::shared_ptr<ShareGroup> group, CompositionListener& listener)
+Execution::Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
+                     CompositionListener& listener)
     : _plan(plan),
       _listener(listener),
       _canvas(std::move(group)),

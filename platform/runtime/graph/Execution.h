@@ -43,7 +43,7 @@ class Execution {
   const Plan& _plan;
   CompositionListener& _listener;
   Canvas _canvas;
-  std::vector<Value> _published;       ///< by published input
+  std::vector<Value> _published;      ///< by published input
   std::vector<bool> _publishedFired;  ///< by the event that is being run
   std::vector<RunningNode> _nodes;
 };

@@ -44,8 +44,8 @@ ShaderNode::ShaderNode(const Node& node, Canvas& canvas) : _canvas(canvas), _pro
   _hasWidth = hasData(node.inputs[0]);
   _hasHeight = hasData(node.inputs[1]);
   for (const Port& input : node.inputs)
-    _uniforms.push_back({_program.uniformLocation(input.name), input.name == "width",
-                         input.name == "height"});
+    _uniforms.push_back(
+        {_program.uniformLocation(input.name), input.name == "width", input.name == "height"});
 }
 
 /// What else is drawn or made for a picture uses the texture units too: images are bound last.

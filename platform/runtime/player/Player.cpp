@@ -98,7 +98,7 @@ void Player::takeImage(Message message) {
 void Player::stop() {
   _frames.close();
   _composition.stop();
-  _composition.hasStoppedWithin(lastEventPatience);
+  if (_composition.hasStoppedWithin(lastEventPatience)) _composition.waitUntilStopped();
 }
 
 }  // namespace vuo

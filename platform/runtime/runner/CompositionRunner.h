@@ -13,8 +13,8 @@
 
 namespace vuo {
 
-/// The runner of any composition, wherever it runs: keeps its published ports, the current values of
-/// the outputs, and the delegate.
+/// The runner of any composition, wherever it runs: keeps its published ports, the current values
+/// of the outputs, and the delegate.
 class CompositionRunner final : public VuoRunner, private CompositionListener {
  public:
   using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
@@ -55,7 +55,7 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   std::atomic<State> _state = State::NotStarted;
   std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
 
-  std::mutex _valuesLock;  ///< guards the field below; no lock is taken inside it
+  std::mutex _valuesLock;      ///< guards the field below; no lock is taken inside it
   std::vector<Value> _values;  ///< by output
 
   std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may

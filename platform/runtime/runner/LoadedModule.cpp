@@ -19,8 +19,8 @@ FileIdentity identityOf(int file) {
   return {status.st_dev, status.st_ino};
 }
 
-/// The loader knows a library by the name that it was opened under, so each file goes by a name that
-/// no other file has: that of a descriptor which stays open for as long as the library does.
+/// The loader knows a library by the name that it was opened under, so each file goes by a name
+/// that no other file has: that of a descriptor which stays open for as long as the library does.
 std::string nameFor(const FileDescriptor& file) {
   return "/proc/self/fd/" + std::to_string(file.get());
 }

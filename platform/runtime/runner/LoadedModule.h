@@ -7,8 +7,8 @@
 
 namespace vuo {
 
-/// A composition's shared object, open in this process. Objects of the same file share one handle; a
-/// file that was put in the place of another one gives its own code.
+/// A composition's shared object, open in this process. Objects of the same file share one handle;
+/// a file that was put in the place of another one gives its own code.
 class LoadedModule {
  public:
   /// Throws std::runtime_error when the file is no module of this runtime.

@@ -55,7 +55,7 @@ void deleteTextures(const std::vector<Texture>& textures) {
 
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
+  std::mutex lock;            ///< guards the fields below; no lock is taken inside it
   std::vector<Texture> idle;  ///< the one that was used last stands last
   std::uint64_t imagesMade = 0;
   bool ended = false;

@@ -10,8 +10,7 @@ bool readPixels(VuoImage image, void* pixels) {
   glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
   glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, image->glTextureTarget,
                          image->glTextureName, 0);
-  const bool readable =
-      glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+  const bool readable = glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
   if (readable)
     glReadPixels(0, 0, static_cast<GLsizei>(image->pixelsWide),
                  static_cast<GLsizei>(image->pixelsHigh), GL_RGBA, GL_UNSIGNED_BYTE, pixels);

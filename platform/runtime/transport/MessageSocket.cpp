@@ -99,7 +99,7 @@ std::optional<Message> MessageSocket::receive(Patience patience) {
 
   Message message;
   const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> reader(json_tokener_new(),
-                                                                          json_tokener_free);
+                                                                           json_tokener_free);
   message.body.reset(json_tokener_parse_ex(reader.get(), _received.data() + sizeof head,
                                            static_cast<int>(head.length)));
   _received.erase(0, sizeof head + head.length);
