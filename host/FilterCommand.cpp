@@ -4,6 +4,7 @@
 
 #include "host/Picture.h"
 #include "host/PictureSequence.h"
+#include "host/StopSignals.h"
 
 namespace {
 
@@ -36,8 +37,8 @@ class Filterer {
     _driver.load({1, 1});
     _tiny = _pool.allocBufferWithPixels({1, 1, {0, 0, 0, 0}});
     for (std::size_t i = 0; i < files.size(); ++i) {
+      if (stopSignal() != 0) return;
       const ZQBufferRef picture = filtered(frameFrom(files[i]));
-      if (!picture) return;
       _driver.write(*picture, static_cast<int>(i + 1), static_cast<int>(files.size()));
     }
   }
@@ -52,41 +53,47 @@ class Filterer {
     return frame;
   }
 
-  /// Null when the user asked to stop.
   ZQBufferRef filtered(const ZQBufferRef& frame) {
     const ZQSize tiny = _tiny->size();
-    const bool canTell = frame->size() != tiny && _followsInput;
-    if (canTell) {
-      _followsInput = pushUntil(_tiny, kOwnSizeWait, [&](ZQSize size) { return size == tiny; });
-    }
+    if (!goesAhead(frame)) return afterSeveralCalls(frame);
+    auto picture = pictureThat([&](ZQSize size) { return size != tiny; }, frame, kPictureWait);
+    if (!picture) fail();
+    return picture;
+  }
+
+  /// Sends the tiny picture ahead of the frame; false where that tells nothing.
+  bool goesAhead(const ZQBufferRef& frame) {
+    const ZQSize tiny = _tiny->size();
+    if (frame->size() == tiny || !_followsInput) return false;
+    const auto isTiny = [&](ZQSize size) { return size == tiny; };
+    _followsInput = static_cast<bool>(pictureThat(isTiny, _tiny, kOwnSizeWait));
+    return _followsInput;
+  }
+
+  ZQBufferRef afterSeveralCalls(const ZQBufferRef& frame) {
     ZQBufferRef picture;
-    const auto fits = [&](ZQSize size) { return !_followsInput || !canTell || size != tiny; };
-    for (int call = 0; call < (_followsInput && canTell ? 1 : kCallsWithoutMarker); ++call) {
-      pushUntil(frame, kPictureWait, fits, &picture);
+    for (int call = 0; call < kCallsWithoutMarker; ++call) {
+      picture = pictureThat([](ZQSize) { return true; }, frame, kPictureWait);
+      if (!picture) fail();
     }
     return picture;
   }
 
-  /// Filters `frame` again and again until a fresh picture has a size that `fits`; false when none
-  /// had within `longest`.
+  /// Filters `frame` again and again until a fresh picture has a size that fits; null when none had
+  /// in time.
   template <class Fits>
-  bool pushUntil(const ZQBufferRef& frame, Clock::duration longest, Fits fits,
-                 ZQBufferRef* picture = nullptr) {
+  ZQBufferRef pictureThat(Fits fits, const ZQBufferRef& frame, Clock::duration longest) {
     const auto start = Clock::now();
     do {
       (void)_driver.scene().copyAndClearOutValPortNames();
-      auto result = _driver.scene().runFilterOnFrame(frame);
-      if (result && fits(result->size())) {
-        if (picture) *picture = std::move(result);
-        return true;
-      }
-      if (!_driver.scene().readyToRender()) _driver.fail(_options.file + " stopped running");
-      if (!result && Clock::now() - start > kPictureWait) {
-        _driver.fail(_options.file + " gave no picture");
-      }
+      auto picture = _driver.scene().runFilterOnFrame(frame);
+      if (picture && fits(picture->size())) return picture;
+      if (!_driver.scene().readyToRender()) fail();
     } while (Clock::now() - start < longest);
-    return false;
+    return nullptr;
   }
+
+  [[noreturn]] void fail() { _driver.fail(_options.file + " gave no picture"); }
 
   static constexpr int kCallsWithoutMarker = 8;
 

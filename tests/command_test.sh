@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # command_test.sh BRANNOW COMPOSITIONS: the command as a person meets it.
 set -uo pipefail
-brannow=$1 compositions=$2
+brannow=$(realpath "$1") compositions=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
@@ -57,4 +57,35 @@ done
 cmp tiles.png tiles--in-process.png || fail 'both modes give the same picture'
 "$brannow" render "$compositions/plasma.vuo" --size 64x36 --frames 3 -o 'p%02d.png' >out 2>err &&
   [ -s p01.png ] && [ -s p03.png ] || fail 'three frames'
+
+"$brannow" render "$tiles" --size 160x90 -o again.png >out 2>err && grep -qx 'from the cache' out &&
+  cmp -s tiles.png again.png || fail 'a second run compiles nothing'
+cp "$compositions"/tiles.* .
+stamp=$(stat -c %y tiles.vuo)
+for expected in compiled 'from the cache' touch compiled restore compiled 'from the cache'; do
+  case $expected in
+    touch) touch tiles.vuo ;;
+    restore) touch -d "$stamp" tiles.vuo ;;
+    *) "$brannow" render tiles.vuo --size 16x9 -o t.png >out 2>err && grep -q "^$expected" out ||
+      fail "says $expected" ;;
+  esac
+done
+"$brannow" cache list --json >out 2>err
+[ "$(grep -c '"fresh":true,"valid":true' out)" -ge 3 ] || fail 'lists what is in the cache'
+plistutil -i cache/brannow/VuoCache/vuoExeData.plist >out 2>err &&
+  [ "$(grep -cE '<key>(p|m|e|ap)</key>' out)" -eq $((4 * $(grep -c '<key>p</key>' out))) ] ||
+  fail 'another reader understands the records'
+"$brannow" cache clear >out 2>err && [ ! -e cache/brannow/VuoCache ] || fail 'clears the cache'
+[ -z "$("$brannow" cache list)" ] || fail 'an empty cache lists nothing'
+
+for mode in '' --in-process; do
+  # shellcheck disable=SC2086
+  "$brannow" filter "$compositions/invert.vuo" --input tiles.png -o "once$mode.png" $mode \
+    --set strength=0 >out 2>err && cmp -s tiles.png "once$mode.png" || fail "filters: $mode"
+done
+mkdir in && cp tiles.png in/a.png && cp p01.png in/b.png
+"$brannow" filter "$compositions/invert.vuo" --input in -o 'f%d.png' --set strength=0 >out 2>err &&
+  cmp -s f1.png tiles.png && cmp -s f2.png p01.png || fail 'each picture of a folder is filtered'
+"$brannow" render "$compositions/pass_through.vuo" --set real=0.5 --print realOut -o p.png >out 2>err &&
+  grep -qx 'realOut = 0.5' out || fail 'prints an output'
 exit "$failures"
