@@ -57,6 +57,8 @@ std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) 
 
 HostSession::~HostSession() {
   platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  // Compositions are still ending in the background; a program must not end under them.
+  platform::finishQueues();
   platform::setAlertPresenter({});
   _globalZQBufferPool = nullptr;
 }
