@@ -88,6 +88,11 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   bool _isCachedAvailable(const Kind& kind, const Path& path) const;
   Item _copyOfRecord(const Kind& kind, const std::string& path) const;
   Item _fetchSynchronously(const Kind& kind, const Path& path);
+  std::optional<std::string> _compileUnchanged(const Kind& kind, const std::string& path,
+                                               std::string& artefactPath,
+                                               VuoCacheItem::Date& modDate);
+  std::optional<std::string> _compile(const Kind& kind, const std::string& path,
+                                      std::string& artefactPath);
   void _fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone);
   bool _enqueue(const Kind& kind, const Path& path, const Completion& completion);
   void _scheduleQueueRun();

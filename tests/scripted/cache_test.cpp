@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <latch>
 #include <thread>
 
@@ -11,6 +13,7 @@
 #include "platform/system/Notifications.h"
 #include "platform/system/PropertyList.h"
 #include "tests/TestSupport.h"
+#include "tests/scripted/EmptyCache.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 using testing::ElementsAre;
@@ -25,12 +28,7 @@ class Cache : public testing::Test {
  protected:
   Cache() {
     scripted::reset();
-    if (VuoCache::globalCache()) {
-      VuoCache::clearCache();
-      VuoCache::globalCache()->setSavePath(folder.path);
-    } else {
-      VuoCache::configGlobalCacheWithSavePath(folder.path);
-    }
+    useEmptyCache(folder.path);
     platform::setAlertPresenter([this](const platform::Alert& alert) {
       alerts.push_back(alert);
       return std::size_t{0};
@@ -168,6 +166,64 @@ TEST_F(Cache, KeepsQueuedWorkThroughAClear) {
   serveMainQueueUntil([&] { return answers.size() == 3; });
   EXPECT_THAT(answers, ElementsAre(0, 1, 2));
   EXPECT_FALSE(VuoCache::isCachedExeAvailableForVuoFile(composition));
+}
+
+TEST_F(Cache, CompilesAgainWhatWasEditedMeanwhile) {
+  int edits = 1;
+  scripted::script().during["compile"] = [&] {
+    timespec time = modificationTimeOf(composition);
+    time.tv_nsec ^= 1;
+    if (edits-- > 0) setModificationTime(composition, time);
+  };
+  EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition)->upToDate());
+  EXPECT_EQ(compiles().size(), 2u);
+  edits = 1000;
+  EXPECT_FALSE(VuoCache::fetchCachedDylibForVuoFileSynchronously(composition)->upToDate());
+}
+
+TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
+  std::atomic<int> inside{0}, most{0};
+  std::latch compiling(1), posted(1);
+  scripted::script().during["compile"] = [&] { most = std::max(most.load(), ++inside); };
+  scripted::script().during["linkExe"] = [&] { --inside; };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back(
+        [&] { EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition)); });
+  }
+  std::vector<std::string> files;
+  for (int i = 0; i < 8; ++i) files.push_back(folder.write(std::to_string(i) + ".vuo", ""));
+  std::vector<int> answers;
+  for (int i = 0; i < 64; ++i) {
+    VuoCache::fetchCachedExeForVuoFile(files[i % 8], [&, i](VuoCache::Item item) {
+      EXPECT_TRUE(item);
+      answers.push_back(i);
+    });
+  }
+  serveMainQueueUntil([&] { return answers.size() == 64; });
+  for (auto& thread : threads) thread.join();
+  EXPECT_TRUE(std::is_sorted(answers.begin(), answers.end()));
+  EXPECT_EQ(most, 1);
+  scripted::takeCalls();
+
+  // The application ends while a file is being compiled: the record of that one is saved too late.
+  scripted::script().during["compile"] = [&] {
+    compiling.count_down();
+    posted.wait();
+  };
+  timespec time = modificationTimeOf(composition);
+  time.tv_nsec ^= 1;
+  setModificationTime(composition, time);
+  std::thread compiler([&] { VuoCache::fetchCachedExeForVuoFileSynchronously(composition); });
+  compiling.wait();
+  std::thread host(
+      [] { platform::postNotification(platform::NSApplicationWillTerminateNotification); });
+  posted.count_down();
+  host.join();
+  compiler.join();
+  const auto records = platform::readPropertyList(folder.path + "/VuoCache/vuoExeData.plist");
+  ASSERT_TRUE(records);
+  EXPECT_EQ(records->size(), 9u);
 }
 
 TEST_F(Cache, WritesItsRecordsWhenTheApplicationEnds) {

@@ -10,6 +10,7 @@
 #include "platform/system/Alert.h"
 #include "platform/system/Notifications.h"
 #include "tests/TestSupport.h"
+#include "tests/scripted/EmptyCache.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 using testing::ElementsAre;
@@ -45,12 +46,7 @@ class Scene : public testing::Test {
  protected:
   Scene() {
     scripted::reset();
-    if (VuoCache::globalCache()) {
-      VuoCache::clearCache();
-      VuoCache::globalCache()->setSavePath(folder.path);
-    } else {
-      VuoCache::configGlobalCacheWithSavePath(folder.path);
-    }
+    useEmptyCache(folder.path);
     platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
     _globalZQBufferPool = sharedPool();
     generator = folder.write("clouds.vuo", kGenerator);
