@@ -1,6 +1,6 @@
 #include "host/FramePattern.h"
 
-#include <regex>
+#include <optional>
 
 namespace {
 
@@ -10,22 +10,33 @@ std::string padded(int index, std::size_t digits) {
   return number;
 }
 
-const std::regex& numberPlace() {
-  static const std::regex place("%(0([0-9]))?d");
-  return place;
+/// "%d" or "%0Nd" in a pattern.
+struct NumberPlace {
+  std::size_t begin;
+  std::size_t length;
+  std::size_t digits;
+};
+
+std::optional<NumberPlace> numberPlaceIn(const std::string& pattern) {
+  for (auto at = pattern.find('%'); at != std::string::npos; at = pattern.find('%', at + 1)) {
+    const std::string rest = pattern.substr(at + 1, 3);
+    if (rest.starts_with('d')) return NumberPlace{at, 2, 1};
+    const bool isPadded = rest.size() == 3 && rest[0] == '0' && rest[1] >= '0' && rest[1] <= '9';
+    if (isPadded && rest[2] == 'd') return NumberPlace{at, 4, std::size_t(rest[1] - '0')};
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
 bool hasFrameNumber(const std::string& pattern) {
-  return std::regex_search(pattern, numberPlace());
+  return numberPlaceIn(pattern).has_value();
 }
 
 std::string frameFile(const std::string& pattern, int index, int count) {
-  std::smatch match;
-  if (std::regex_search(pattern, match, numberPlace())) {
-    const std::size_t digits = match[2].matched ? std::stoul(match[2]) : 1;
-    return match.prefix().str() + padded(index, digits) + match.suffix().str();
+  if (const auto place = numberPlaceIn(pattern)) {
+    std::string file = pattern;
+    return file.replace(place->begin, place->length, padded(index, place->digits));
   }
   if (count == 1) return pattern;
   const auto slash = pattern.find_last_of('/');

@@ -28,6 +28,10 @@ SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoCompo
   parseInputs();
 }
 
+SceneDriver::~SceneDriver() {
+  if (_scene) _scene->prepareToBeDeleted();
+}
+
 /// Splits "NAME=REST" and checks that the composition has such an input.
 std::string SceneDriver::namedInput(const std::string& text, const char* option,
                                     std::string& name) const {

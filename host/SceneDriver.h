@@ -36,6 +36,10 @@ class SceneDriver {
  public:
   SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
               HostSession& session, LogCapture& log);
+  /// Unloads the scene, which a report that is under way could otherwise keep alive.
+  ~SceneDriver();
+  SceneDriver(const SceneDriver&) = delete;
+  SceneDriver& operator=(const SceneDriver&) = delete;
 
   VuoGLScene& scene() { return *_scene; }
 
@@ -51,7 +55,6 @@ class SceneDriver {
   [[noreturn]] void fail(std::string message);
 
  private:
-  struct Assignment;
   void parseInputs();
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
   void compile();

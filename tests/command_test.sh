@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # command_test.sh BRANNOW COMPOSITIONS: the command as a person meets it.
 set -uo pipefail
-brannow=$(realpath "$1") compositions=$2
+brannow=$(realpath "$1") compositions=$(realpath "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data

@@ -12,8 +12,8 @@
 #include "platform/system/Bundle.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/PropertyList.h"
+#include "tests/EmptyCache.h"
 #include "tests/TestSupport.h"
-#include "tests/scripted/EmptyCache.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 using testing::ElementsAre;

@@ -9,8 +9,8 @@
 #include "platform/runtime/VuoHeap.h"
 #include "platform/system/Alert.h"
 #include "platform/system/Notifications.h"
+#include "tests/EmptyCache.h"
 #include "tests/TestSupport.h"
-#include "tests/scripted/EmptyCache.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 using testing::ElementsAre;

@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# cache_command_test.sh BRANNOW BUNDLE COMPOSITIONS: what the cache survives, seen from several
+# processes: new versions of the runtime, damaged files, one another, folders that can't be written.
+set -uo pipefail
+brannow=$(realpath "$1") bundle=$2 tiles=$(realpath "$3")/tiles.vuo
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
+cd "$work" || exit 1
+failures=0
+records=cache/brannow/VuoCache/vuoExeData.plist
+
+fail() {
+  printf 'FAILED: %s\n' "$1"
+  cat out err
+  failures=$((failures + 1))
+}
+
+# says WORDS ARGUMENTS...: renders, and says so in its first line.
+says() {
+  local words=$1
+  shift
+  "$brannow" render "$tiles" --size 16x9 -o t.png "$@" >out 2>err || fail "renders ($words)"
+  head -1 out | grep -q "^$words" || fail "says '$words'"
+}
+
+# A bundle of our own, whose runtime can be given another version.
+cp -r "$bundle" Brannow.framework
+export LD_LIBRARY_PATH=$work/Brannow.framework/Versions/A
+info=Brannow.framework/Versions/A/Frameworks/Vuo.framework/Resources/Info.plist
+says compiled
+says 'from the cache'
+sed -i 's|<string>[0-9.]*</string>|<string>99.9</string>|' "$info"
+says compiled
+[ "$(ls data/Trash/files | wc -l)" -eq 1 ] || fail 'the old artefacts are in the trash'
+says 'from the cache'
+rm "$info"
+says compiled
+says compiled
+unset LD_LIBRARY_PATH
+
+says compiled
+cp "$records" good.plist
+for damage in 'not a property list' '<plist version="1.0"><array/></plist>' ''; do
+  printf '%s' "$damage" >"$records"
+  says compiled
+done
+sed 's|<dict>|<dict><key>bad</key><string>record</string><key>worse</key><dict><key>p</key><integer>7</integer></dict>|;' \
+  good.plist | awk '/<dict>/ && seen++ { sub(/<key>bad.*<\/dict>/, "") } { print }' >"$records"
+says 'from the cache'
+
+rm -rf cache
+for i in 1 2 3 4; do
+  "$brannow" render "$tiles" --size 16x9 -o "p$i.png" >"out$i" 2>"err$i" &
+done
+for job in $(jobs -p); do wait "$job" || fail 'renders beside others'; done
+cmp -s p1.png p2.png && cmp -s p3.png p4.png || fail 'gives the same picture beside others'
+says 'from the cache'
+
+touch plain
+if "$brannow" render "$tiles" --cache "$work/plain" -o no.png >out 2>err; then fail 'needs a folder'; fi
+grep -q 'There was a problem loading the composition tiles.vuo.  ' err || fail 'says what is wrong'
+rm -rf cache
+if (trap '' XFSZ && ulimit -f 8 && "$brannow" render "$tiles" -o no.png >out 2>err); then
+  fail 'needs space on the disk'
+fi
+grep -q 'tiles.vuo' err || fail 'says which composition found no space'
+[ ! -e no.png ] || fail 'left a picture'
+[ -z "$(find cache -name 'lumoVuoExe*')" ] || fail 'left half an artefact'
+says compiled
+exit "$failures"
