@@ -298,4 +298,238 @@ TEST_F(Scene, RefusesSmallSizesAndFollowsLaterOnes) {
               ElementsAre("\t\terr: no width port, -[VuoGLScene _applySize] - " + generator));
 }
 
+TEST_F(Scene, LogsWhatGoesWrongOnTheWayToARunner) {
+  const std::string available = "-[VuoGLScene _cachedItemAvailable:]";
+  const std::string notLoaded = "\t\terr: caught exception trying to load .vuo comp! " + available;
+  const auto loadFreshly = [&](const std::string& file) {
+    scene->useFile(std::nullopt);
+    platform::finishQueues();
+    log.take();
+    scene->useFile(file);
+    return log.take();
+  };
+  for (const char* throwing : {"setDelegate", "start"}) {
+    scripted::script().throwing = {throwing};
+    EXPECT_THAT(loadFreshly(generator), ElementsAre(notLoaded)) << throwing;
+    EXPECT_TRUE(scene->readyToRender());
+  }
+  scripted::script().throwing = {"newSeparate"};
+  EXPECT_THAT(loadFreshly(generator), ElementsAre(notLoaded));
+  EXPECT_FALSE(scene->readyToRender());
+  scripted::script().throwing = {};
+  scripted::script().yieldsRunner = false;
+  EXPECT_THAT(loadFreshly(generator), IsEmpty());
+  EXPECT_FALSE(scene->readyToRender());
+  scripted::script().yieldsRunner = true;
+  scripted::script().throwing = {"compile"};
+  EXPECT_THAT(loadFreshly(folder.write("new.vuo", kGenerator)), IsEmpty());
+  EXPECT_FALSE(scene->readyToRender());
+  scripted::script().throwing = {};
+
+  bool served = false;
+  const auto serve = [&] {
+    served = false;
+    VuoCache::fetchCachedExeForVuoFile(generator, [&](VuoCache::Item) { served = true; });
+    serveMainQueueUntil([&] { return served; });
+    return log.take();
+  };
+  scene->useFile(generator, true);
+  scene->useFile(std::nullopt);
+  EXPECT_THAT(serve(), ElementsAre("\t\terr: the file i should be using is nil, " + available));
+  scene->useFile(generator, true);
+  scene->setRunnerNewProcess(false);
+  EXPECT_THAT(serve(),
+              ElementsAre("\t\terr: problem with cached path, (null). src is " + generator +
+                          ", should be loading " + generator + ".  " + available));
+  scene->useFile(generator, true);
+  scene->prepareToBeDeleted();
+  EXPECT_THAT(serve(), IsEmpty());
+}
+
+TEST_F(Scene, LogsWhatTheSizeLacks) {
+  const std::string where = ", -[VuoGLScene _applySize] - " + generator;
+  load(generator);
+  double width = 1;
+  const auto push = [&] {
+    scene->setSize(++width, 1);
+    return log.take();
+  };
+  scripted::script().inputs = {};
+  EXPECT_THAT(push(),
+              ElementsAre("\t\terr: no width port" + where, "\t\terr: no height port" + where));
+  scripted::script().inputs = {"width", "height"};
+  scripted::script().yieldsJson = false;
+  scripted::takeCalls();
+  EXPECT_THAT(push(), ElementsAre("\t\terr: no width port val" + where,
+                                  "\t\terr: no height port val" + where));
+  EXPECT_EQ(scripted::takeCalls().back(), "fire");
+  scripted::script().yieldsJson = true;
+  for (const char* throwing : {"findInput", "set", "fire"}) {
+    scripted::script().throwing = {throwing};
+    EXPECT_THAT(push(), ElementsAre("\t\terr: caught exception in -[VuoGLScene _applySize]"));
+  }
+  scripted::script().throwing = {};
+  load(filter);
+  scene->setSize(++width, 2);
+  const std::string there = " name, -[VuoGLScene _applySize] - " + filter;
+  EXPECT_THAT(log.take(),
+              ElementsAre("\t\terr: no width port" + there, "\t\terr: no height port" + there));
+}
+
+TEST_F(Scene, LogsWhatFramesRunInto) {
+  const std::string start = "-[VuoGLScene startRendering]", current = "-[VuoGLScene allocABuffer]",
+                    render = "-[VuoGLScene allocAndRenderABuffer]",
+                    run = "-[VuoGLScene runFilterOnFrame:]";
+  const ZQBufferRef frame = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
+  frame->descriptorPtr()->target = 0x0DE1;
+  frame->setSrcRect({0, 0, 4, 4});
+  const auto all = [&] {
+    scene->startRendering();
+    EXPECT_FALSE(scene->allocABuffer());
+    EXPECT_FALSE(scene->allocAndRenderABuffer());
+    return log.take();
+  };
+  const std::string nil = "\t\terr: bailing, localComp nil, ";
+  EXPECT_THAT(all(), ElementsAre(nil + start, nil + current, nil + render));
+  EXPECT_EQ(scene->runFilterOnFrame(frame), frame);
+  EXPECT_FALSE(scene->runFilterOnFrame(nullptr));
+
+  load(generator);
+  scripted::script().throwing = {"fire"};
+  scene->startRendering();
+  EXPECT_TRUE(scene->allocAndRenderABuffer());
+  const std::string caught = "\t\terr: caught exception in ";
+  EXPECT_THAT(log.take(), ElementsAre(caught + start, caught + render));
+  scripted::script().throwing = {};
+
+  load(filter);
+  EXPECT_FALSE(scene->runFilterOnFrame(frame));
+  EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, blur.vuo, " + run));
+  scripted::report("outputImage", true);
+  scripted::script().throwing = {"fire"};
+  EXPECT_TRUE(scene->runFilterOnFrame(frame));
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception A in " + run,
+                                      "\t\terr: caught exception B in " + run));
+  scripted::script().throwing = {};
+  scripted::script().yieldsImage = false;
+  scripted::takeCalls();
+  EXPECT_TRUE(scene->runFilterOnFrame(frame));
+  EXPECT_THAT(scripted::takeCalls(), testing::Not(testing::Contains("fire image")));
+  EXPECT_EQ(frame->retainCount(), 1);
+  scripted::script().yieldsImage = true;
+
+  scene->prepareToBeDeleted();
+  const std::string gone = "\t\terr: bailing immediately, ";
+  EXPECT_THAT(all(), ElementsAre(gone + start, gone + current, gone + render));
+  EXPECT_FALSE(scene->runFilterOnFrame(frame));
+  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_FALSE(scene->readyToRender() || scene->filePath());
+}
+
+TEST_F(Scene, EndsSilentlyWhereThereIsNothingToCarry) {
+  load(generator);
+  const ZQBufferRef image = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
+  const std::string setBuffer = "-[VuoGLScene setBuffer:forInputImageKey:]",
+                    alloc = "-[VuoGLScene allocValueForOutputKey:]";
+  const auto one = std::make_shared<const ZQVuoPortValue>(1);
+  image->setSrcRect({0, 0, 4, 4});
+  scene->setBuffer(image, "picture");  // of no texture target that is known
+  image->descriptorPtr()->target = 0x0DE1;
+  scene->setBuffer(image, "level");
+  scene->setBuffer(image, "nowhere");
+  scene->setBuffer(nullptr, "picture");
+  scripted::script().yieldsJson = false;
+  scene->setBuffer(image, "picture");
+  scene->setValue(one, "level");
+  scripted::script().yieldsJson = true;
+  auto calls = scripted::takeCalls();
+  std::erase_if(calls, [](const auto& call) { return !call.starts_with("fire"); });
+  EXPECT_THAT(calls, IsEmpty());
+  scene->setBuffer(image, "picture");
+  EXPECT_THAT(scripted::takeCalls(), testing::Contains("fire picture"));
+  EXPECT_EQ(image->retainCount(), 1);
+
+  scripted::script().outputs = {{"sum", ""}, {"secret", "1"}};
+  EXPECT_FALSE(scene->allocValueForOutputKey("sum"));
+  EXPECT_FALSE(scene->allocValueForOutputKey(std::nullopt));
+  scripted::script().imageOutputs["outputImage"] = nullptr;
+  EXPECT_FALSE(scene->allocABuffer());
+  scripted::script().imageOutputs["outputImage"] = picture;
+  _globalZQBufferPool = nullptr;
+  EXPECT_FALSE(scene->allocABuffer());
+  EXPECT_EQ(scripted::retainsOf(picture), 1);
+  EXPECT_THAT(log.take(), IsEmpty());
+
+  EXPECT_FALSE(scene->allocValueForOutputKey("secret"));
+  EXPECT_THAT(log.take(),
+              ElementsAre("\t\tERR: bailing, can't call " + alloc + " for an undefined port type"));
+  scripted::script().throwing = {"set", "get"};
+  scene->setBuffer(image, "picture");
+  EXPECT_FALSE(scene->allocABuffer());
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in " + setBuffer,
+                                      "\t\terr: caught exception in " + alloc));
+  EXPECT_EQ(image->retainCount(), 1);
+}
+
+TEST_F(Scene, KeepsEachReportedNameOnce) {
+  load(generator);
+  for (int i = 0; i < 10; ++i) scripted::report("sum", true);
+  scripted::report("outputImage", true);
+  scripted::report("sum", false);
+  scripted::report("\xff", true);
+  EXPECT_THAT(scene->copyAndClearOutValPortNames(), ElementsAre("sum", "outputImage"));
+  EXPECT_THAT(scene->copyAndClearOutEventPortNames(), ElementsAre("sum"));
+  EXPECT_THAT(scene->copyAndClearOutValPortNames(), IsEmpty());
+
+  // The old runner still reports while it is being stopped.
+  std::latch stopping(1), stopped(1);
+  scripted::script().during["removeDelegate"] = [&] {
+    stopping.count_down();
+    stopped.wait();
+  };
+  scene->prepareToBeDeleted();
+  stopping.wait();
+  scripted::report("sum", true);
+  scripted::delegate()->lostContactWithComposition();
+  EXPECT_THAT(scene->copyAndClearOutValPortNames(), IsEmpty());
+  const std::weak_ptr<VuoGLScene> weak = scene;
+  scene.reset();
+  EXPECT_TRUE(weak.expired());
+  scripted::report("sum", true);
+  stopped.count_down();
+  platform::finishQueues();
+  EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST(Bridge, LendsAnImageToABuffer) {
+  scripted::reset();
+  const auto root = platform::GLContext::createRoot();
+  const auto pool = ZQBufferPool::create(root->handle());
+  const VuoImage image = scripted::makeImage(1920, 1080, 0x84F5);
+  {
+    const ZQBufferRef buffer = allocBufferFromVuoImage(pool.get(), image);
+    const ZQBufferDescriptor& d = *buffer->descriptorPtr();
+    EXPECT_EQ(d.kind, 3);
+    EXPECT_EQ(d.target, 0x84F5u);
+    EXPECT_EQ(d.internalFormat, 0x1907);
+    EXPECT_EQ(d.pixelFormat, 0x1908);
+    EXPECT_EQ(d.pixelType, 0x8367);
+    EXPECT_EQ(d.memoryBacking, 0);
+    EXPECT_EQ(d.textureBacking, 2);
+    EXPECT_EQ(d.name, 7u);
+    EXPECT_EQ(buffer->backingSize(), (ZQSize{1920, 1080}));
+    EXPECT_TRUE(buffer->preferDeletion());
+    EXPECT_NE(buffer->timestamp(), 0);
+    EXPECT_EQ(scripted::retainsOf(image), 2);
+  }
+  EXPECT_FALSE(allocBufferFromVuoImage(pool.get(), nullptr));
+  pool->prepareToBeDeleted();
+  EXPECT_FALSE(allocBufferFromVuoImage(pool.get(), image));
+  EXPECT_EQ(scripted::retainsOf(image), 1);
+  ZQBuffer_ReleaseVuoImage(nullptr, nullptr);
+  VuoCallback_FreeBackingForVuoImage(image);
+  VuoRelease(image);
+  EXPECT_EQ(scripted::liveImages(), 0);
+}
+
 }  // namespace
