@@ -73,7 +73,8 @@ done
 "$brannow" cache list --json >out 2>err
 [ "$(grep -c '"fresh":true,"valid":true' out)" -ge 3 ] || fail 'lists what is in the cache'
 plistutil -i cache/brannow/VuoCache/vuoExeData.plist >out 2>err &&
-  [ "$(grep -cE '<key>(p|m|e|ap)</key>' out)" -eq $((4 * $(grep -c '<key>p</key>' out))) ] ||
+  [ "$(grep -cE '<key>(p|m|e|ap)</key>' out)" -eq $((4 * $(grep -c '<key>p</key>' out))) ] &&
+  [ "$(grep -c '<key>' out)" -eq $((5 * $(grep -c '<key>p</key>' out))) ] ||
   fail 'another reader understands the records'
 "$brannow" cache clear >out 2>err && [ ! -e cache/brannow/VuoCache ] || fail 'clears the cache'
 [ -z "$("$brannow" cache list)" ] || fail 'an empty cache lists nothing'
