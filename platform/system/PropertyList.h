@@ -33,8 +33,8 @@ struct PropertyListValue {
 std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary,
                                         const std::string& key);
 
-/// Reads a file in the XML form. None when the file is missing, is no such property list, has a root
-/// that is no dictionary, or nests more than 512 elements deep.
+/// Reads a file in the XML form. None when the file is missing, is no such property list, has a
+/// root that is no dictionary, or nests more than 512 elements deep.
 std::optional<PropertyListDictionary> readPropertyList(const std::string& path);
 
 /// Writes the XML form; the file appears whole or not at all. What has no XML form is left out
