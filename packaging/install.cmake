@@ -37,3 +37,19 @@ file(RELATIVE_PATH BRANNOW_PREFIX_FROM_PC
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(packaging/brannow.pc.in brannow.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/brannow.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# cpack: one Debian package with everything, which brings a driver along where no GPU's is installed.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME brannow)
+set(CPACK_PACKAGE_VENDOR "The Brannow developers")
+set(CPACK_PACKAGE_CONTACT "maintainers@brannow.example")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
+  "Node-graph compositions as image generators and filters of a video application")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libegl1, libopengl0, libegl-mesa0, libgl1-mesa-dri")
+set(CPACK_STRIP_FILES ON)
+include(CPack)
