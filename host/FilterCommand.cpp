@@ -2,8 +2,9 @@
 
 #include <chrono>
 
-#include "host/Picture.h"
+#include "host/FrameSource.h"
 #include "host/PictureSequence.h"
+#include "host/PixelSize.h"
 #include "host/StopSignals.h"
 
 namespace {
@@ -25,6 +26,17 @@ std::shared_ptr<ZQVuoComposition> readFilter(const std::string& file) {
   return composition;
 }
 
+std::unique_ptr<FrameSource> sourceOf(const FilterOptions& options) {
+  if (options.input == "-") {
+    const ZQSize size = options.size ? sizeFromText(*options.size) : ZQSize{};
+    return videoFromStandardInput(options.format, static_cast<std::size_t>(size.width),
+                                  static_cast<std::size_t>(size.height));
+  }
+  auto files = picturesNamed(options.input);
+  if (files.empty()) throw Failure{"--input " + options.input + ": no picture there"};
+  return picturesFrom(std::move(files));
+}
+
 /// A frame call returns the latest picture, which may still be of the frame before. So a tiny
 /// picture goes in ahead of each frame: what comes out at another size than the tiny one is the
 /// frame's own.
@@ -33,26 +45,20 @@ class Filterer {
   Filterer(SceneDriver& driver, const FilterOptions& options, ZQBufferPool& pool)
       : _driver(driver), _options(options), _pool(pool) {}
 
-  void run(const std::vector<std::string>& files) {
+  void run(FrameSource& source) {
+    if (source.fps()) _driver.setFps(*source.fps());
     _driver.load({1, 1});
     _tiny = _pool.allocBufferWithPixels({1, 1, {0, 0, 0, 0}});
-    for (std::size_t i = 0; i < files.size(); ++i) {
-      if (stopSignal() != 0) return;
-      const ZQBufferRef picture = filtered(frameFrom(files[i]));
-      _driver.write(*picture, static_cast<int>(i + 1), static_cast<int>(files.size()));
+    for (int index = 1; stopSignal() == 0; ++index) {
+      const auto pixels = source.next();
+      if (!pixels) return;
+      const auto frame = _pool.allocBufferWithPixels(*pixels);
+      if (!frame) throw Failure{"a picture is too large for the GPU"};
+      _driver.write(*filtered(frame), index, source.count());
     }
   }
 
  private:
-  ZQBufferRef frameFrom(const std::string& file) {
-    std::string problem;
-    const auto pixels = host::readPicture(file, problem);
-    if (!pixels) throw Failure{problem};
-    auto frame = _pool.allocBufferWithPixels(*pixels);
-    if (!frame) throw Failure{file + " is too large for the GPU"};
-    return frame;
-  }
-
   ZQBufferRef filtered(const ZQBufferRef& frame) {
     const ZQSize tiny = _tiny->size();
     if (!goesAhead(frame)) return afterSeveralCalls(frame);
@@ -109,9 +115,8 @@ class Filterer {
 int filter(const FilterOptions& options) {
   return withSession(options.cacheFolder, [&](HostSession& session, LogCapture& log) {
     const auto composition = readFilter(options.file);
-    const auto files = picturesNamed(options.input);
-    if (files.empty()) throw Failure{"--input " + options.input + ": no picture there"};
+    const auto source = sourceOf(options);
     SceneDriver driver(options, composition, session, log);
-    Filterer(driver, options, session.pool()).run(files);
+    Filterer(driver, options, session.pool()).run(*source);
   });
 }

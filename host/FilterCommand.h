@@ -5,7 +5,7 @@
 #include "host/SceneDriver.h"
 
 struct FilterOptions : SceneOptions {
-  std::string input;  ///< a PNG file, a folder of them, or a numbered pattern
+  std::string input;  ///< a PNG file, a folder of them, a numbered pattern, or "-" for video
 };
 
 /// `brannow filter`: runs every input picture through a filter and writes what comes out. The

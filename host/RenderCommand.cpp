@@ -1,8 +1,9 @@
 #include "host/RenderCommand.h"
 
-#include <charconv>
 #include <chrono>
 #include <cmath>
+
+#include "host/PixelSize.h"
 
 namespace {
 
@@ -19,28 +20,12 @@ double defaultPixels(const ZQVuoComposition::Port& port, double otherwise) {
   return value && *value >= 1 ? std::trunc(*value) : otherwise;
 }
 
-/// 0 when the text is no sensible number of pixels.
-int pixelsFrom(const std::string& text) {
-  constexpr int kMost = 32768;
-  int pixels = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, pixels);
-  const bool isWhole = result.ec == std::errc() && result.ptr == end;
-  return isWhole && pixels > 0 && pixels <= kMost ? pixels : 0;
-}
-
 ZQSize pictureSize(const RenderOptions& options, const ZQVuoComposition& composition) {
   if (!options.size) {
     return {defaultPixels(composition.runnerWidthPort(), kDefaultSize.width),
             defaultPixels(composition.runnerHeightPort(), kDefaultSize.height)};
   }
-  const auto cross = options.size->find_first_of("xX");
-  const auto width = pixelsFrom(options.size->substr(0, cross));
-  const auto height = cross == std::string::npos ? 0 : pixelsFrom(options.size->substr(cross + 1));
-  if (width == 0 || height == 0) {
-    throw Failure{"--size " + *options.size + ": needs a size such as 640x360"};
-  }
-  return {static_cast<double>(width), static_cast<double>(height)};
+  return sizeFromText(*options.size);
 }
 
 std::shared_ptr<ZQVuoComposition> readGenerator(const std::string& file) {

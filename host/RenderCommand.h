@@ -1,12 +1,8 @@
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include "host/SceneDriver.h"
 
 struct RenderOptions : SceneOptions {
-  std::optional<std::string> size;  ///< "WxH"; none: the composition's own defaults
   int frames = 1;
 };
 

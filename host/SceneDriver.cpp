@@ -1,11 +1,11 @@
 #include "host/SceneDriver.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
 
-#include "host/FramePattern.h"
 #include "host/Picture.h"
 #include "host/StopSignals.h"
 #include "host/ValueText.h"
@@ -24,7 +24,12 @@ std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file) {
 
 SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
                          HostSession& session, LogCapture& log)
-    : _options(options), _composition(std::move(composition)), _session(session), _log(log) {
+    : _options(options),
+      _composition(std::move(composition)),
+      _session(session),
+      _log(log),
+      _fps(options.fps),
+      _say(options.output == "-" ? std::cerr : std::cout) {
   parseInputs();
 }
 
@@ -95,8 +100,8 @@ void SceneDriver::compile() {
                                        : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
   if (!item) fail("can't compile " + file);
   const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
-  std::cout << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
-            << "\n";
+  _say << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
+       << "\n";
 }
 
 bool SceneDriver::waitForNextTick() {
@@ -113,30 +118,40 @@ bool SceneDriver::waitForNextTick() {
 }
 
 void SceneDriver::write(const ZQBuffer& picture, int index, int count) {
-  const std::string pattern =
+  const std::string name =
       _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
-  const std::string file = frameFile(pattern, index, count);
-  const ZQPixels pixels = _session.pool().readPixels(picture);
-  std::string problem;
-  if (!host::writePicture(pixels, file, problem)) {
-    throw Failure{"can't write " + file + ": " + problem};
-  }
-  std::cout << file << "  " << pixels.width << "x" << pixels.height << "\n";
+  if (!_sink)
+    _sink = name == "-" ? videoToStandardOutput(_options.format, _fps) : pictureFiles(name);
+  tell(_sink->write(_session.pool().readPixels(picture), index, count), index, count);
   printOutputs();
+}
+
+/// On a terminal the frames of a video are a bar that grows; elsewhere they pass without a word.
+void SceneDriver::tell(const std::string& line, int index, int count) {
+  if (_options.output != "-") {
+    _say << line << "\n";
+  } else if (::isatty(STDERR_FILENO)) {
+    constexpr int kWidth = 40;
+    const int done = count > 0 ? kWidth * index / count : 0;
+    _say << "\r" << line;
+    if (count > 0)
+      _say << "  [" << std::string(done, '#') << std::string(kWidth - done, ' ') << "]";
+    _say << (index == count ? "\n" : "") << std::flush;
+  }
 }
 
 void SceneDriver::printOutputs() {
   for (const auto& name : _options.printed) {
     const VuoOutput output = _scene->allocValueForOutputKey(name);
-    std::cout << name << " = ";
+    _say << name << " = ";
     if (output.value) {
-      std::cout << textFromValue(*output.value);
+      _say << textFromValue(*output.value);
     } else if (output.buffer) {
-      std::cout << output.buffer->size().width << "x" << output.buffer->size().height << " image";
+      _say << output.buffer->size().width << "x" << output.buffer->size().height << " image";
     } else {
-      std::cout << "nothing";
+      _say << "nothing";
     }
-    std::cout << "\n";
+    _say << "\n";
   }
 }
 
@@ -156,6 +171,8 @@ int withSession(const std::string& cacheFolder,
   try {
     work(*session, log);
     return stopSignal() == 0 ? 0 : 128 + stopSignal();
+  } catch (const ReaderGone&) {
+    return 0;
   } catch (const Failure& failure) {
     std::cerr << "brannow: " << failure.message << "\n";
     return 1;

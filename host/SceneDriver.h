@@ -10,16 +10,16 @@
 #include <vector>
 
 #include "Brannow/Brannow.h"
+#include "host/Failure.h"
+#include "host/FrameSink.h"
 #include "host/HostSession.h"
-
-/// Ends a command with a message.
-struct Failure {
-  std::string message;
-};
 
 struct SceneOptions {
   std::string file;
-  std::optional<std::string> output;     ///< a file or a pattern; none: the composition's name
+  /// A file, a pattern, or "-" for video on standard output; none: the composition's name.
+  std::optional<std::string> output;
+  std::optional<std::string> size;  ///< "WxH"
+  VideoFormat format = VideoFormat::Y4m;
   std::vector<std::string> assignments;  ///< "NAME=VALUE"
   std::vector<std::string> images;       ///< "NAME=FILE.png"
   std::vector<std::string> printed;      ///< outputs whose values are shown after each frame
@@ -49,8 +49,10 @@ class SceneDriver {
   /// Serves the main queue until the display would show the next frame. False when the user asked
   /// the program to stop.
   bool waitForNextTick();
-  /// Writes the picture of frame `index` of `count`, and the printed outputs.
+  /// Writes the picture of frame `index` of `count`, 0 where nobody knows, and the printed outputs.
   void write(const ZQBuffer& picture, int index, int count);
+  /// The rate that a video says it has.
+  void setFps(double fps) { _fps = fps; }
   /// Ends the command, with all that the framework has to say about it.
   [[noreturn]] void fail(std::string message);
 
@@ -58,6 +60,7 @@ class SceneDriver {
   void parseInputs();
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
   void compile();
+  void tell(const std::string& line, int index, int count);
   void printOutputs();
 
   const SceneOptions& _options;
@@ -68,6 +71,9 @@ class SceneDriver {
   std::vector<std::pair<std::string, ZQBufferRef>> _images;
   std::shared_ptr<VuoGLScene> _scene;
   std::chrono::steady_clock::time_point _nextTick;
+  double _fps;
+  std::unique_ptr<FrameSink> _sink;  // made with the first picture
+  std::ostream& _say;                // standard output, unless a video goes there
 };
 
 /// Sets a session up, runs `work` and puts the session away. The result is the exit status: 0, 1

@@ -13,6 +13,7 @@ void catchStopSignals() {
   action.sa_handler = [](int signal) { received = signal; };
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);  // whoever writes to a pipe is told by its result
 }
 
 int stopSignal() {

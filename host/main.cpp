@@ -23,7 +23,13 @@ int main(int argc, char** argv) {
     options.cacheFolder = defaultCacheFolder();
     command->add_option("FILE", options.file, "A composition file")->required();
     command->add_option("-o,--output", options.output,
-                        "The picture's file; %d or %04d stands for the frame's number");
+                        "The picture's file; %d or %04d stands for the frame's number; - writes "
+                        "video to standard output");
+    command
+        ->add_option("--format", options.format, "Video as y4m (YUV4MPEG2) or rgba (bare pixels)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, VideoFormat>{
+            {"y4m", VideoFormat::Y4m}, {"rgba", VideoFormat::Rgba}}));
+    command->add_option("--size", options.size, "Size in pixels, as WIDTHxHEIGHT");
     command->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
         ->allow_extra_args(false);
     command->add_option("--image", options.images, "Set a published image input: NAME=FILE.png")
@@ -38,8 +44,6 @@ int main(int argc, char** argv) {
   RenderOptions renderOptions;
   auto* renderApp = app.add_subcommand("render", "Render an image generator to PNG files");
   addSceneOptions(renderApp, renderOptions);
-  renderApp->add_option("--size", renderOptions.size,
-                        "The picture's size in pixels, as WIDTHxHEIGHT");
   renderApp->add_option("--frames", renderOptions.frames, "How many frames")
       ->check(CLI::Range(1, 1'000'000));
   renderApp->add_option("--fps", renderOptions.fps, "Frames per second, by the clock on the wall")
@@ -51,7 +55,8 @@ int main(int argc, char** argv) {
   addSceneOptions(filterApp, filterOptions);
   filterApp
       ->add_option("--input", filterOptions.input,
-                   "A PNG file, a folder of them, or a numbered pattern such as in-%04d.png")
+                   "A PNG file, a folder of them, a numbered pattern such as in-%04d.png, or - for "
+                   "video from standard input")
       ->required();
   filterApp->callback([&] { status = filter(filterOptions); });
 

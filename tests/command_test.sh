@@ -89,4 +89,25 @@ mkdir in && cp tiles.png in/a.png && cp p01.png in/b.png
   cmp -s f1.png tiles.png && cmp -s f2.png p01.png || fail 'each picture of a folder is filtered'
 "$brannow" render "$compositions/pass_through.vuo" --set real=0.5 --print realOut -o p.png >out 2>err &&
   grep -qx 'realOut = 0.5' out || fail 'prints an output'
+
+# Video on standard output and input.
+"$brannow" render "$tiles" --size 32x18 --frames 3 --fps 500 -o - --format rgba >tiles.rgba 2>err &&
+  [ "$(stat -c %s tiles.rgba)" -eq $((3 * 32 * 18 * 4)) ] || fail 'writes bare pixels'
+"$brannow" filter "$compositions/invert.vuo" --input - -o - --format rgba --size 32x18 \
+  --set strength=0 <tiles.rgba >same.rgba 2>err && cmp -s tiles.rgba same.rgba ||
+  fail 'reads bare pixels'
+"$brannow" render "$tiles" --size 32x18 --frames 3 --fps 500 -o - >tiles.y4m 2>err &&
+  head -1 tiles.y4m | grep -aqx 'YUV4MPEG2 W32 H18 F500:1 Ip A1:1 C444' &&
+  [ "$(stat -c %s tiles.y4m)" -eq $((38 + 3 * (6 + 32 * 18 * 3))) ] || fail 'writes a video'
+"$brannow" filter "$compositions/invert.vuo" --input - -o again.y4m.png --set strength=0 \
+  <tiles.y4m >out 2>err && [ -s again.y4m-0003.png ] || fail 'reads a video'
+for video in 'no video' 'YUV4MPEG2 W2 H2 C420p10' 'YUV4MPEG2 W2 H2
+FRAME
+x'; do
+  printf '%s\n' "$video" | "$brannow" filter "$compositions/invert.vuo" --input - -o - >out 2>err &&
+    fail "refuses $video"
+  grep -q video err || fail 'says what is wrong with the video'
+done
+"$brannow" render "$tiles" --size 320x180 --frames 50 --fps 500 -o - 2>err | head -c 9 >out
+[ "${PIPESTATUS[0]}" -eq 0 ] && ! grep -q brannow err || fail 'ends quietly when its reader goes'
 exit "$failures"

@@ -1,0 +1,137 @@
+#include "host/FrameSource.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "host/Failure.h"
+#include "host/Picture.h"
+#include "host/Yuv.h"
+
+namespace {
+
+constexpr std::size_t kLongestSide = 16384;
+
+class Pictures : public FrameSource {
+ public:
+  explicit Pictures(std::vector<std::string> files) : _files(std::move(files)) {}
+
+  std::optional<ZQPixels> next() override {
+    if (_next == _files.size()) return std::nullopt;
+    std::string problem;
+    auto picture = host::readPicture(_files[_next++], problem);
+    if (!picture) throw Failure{problem};
+    return picture;
+  }
+  int count() const override { return static_cast<int>(_files.size()); }
+
+ private:
+  const std::vector<std::string> _files;
+  std::size_t _next = 0;
+};
+
+/// False at the end of the input; a part of what was asked for is a failure.
+bool takeBytes(std::vector<std::uint8_t>& bytes, std::size_t size) {
+  bytes.resize(size);
+  const std::size_t got = std::fread(bytes.data(), 1, size, stdin);
+  if (got != 0 && got != size) throw Failure{"the video ends in the middle of a frame"};
+  return got == size;
+}
+
+class RgbaStream : public FrameSource {
+ public:
+  RgbaStream(std::size_t width, std::size_t height) : _width(width), _height(height) {}
+
+  std::optional<ZQPixels> next() override {
+    ZQPixels picture{_width, _height, {}};
+    if (!takeBytes(picture.rgba, 4 * _width * _height)) return std::nullopt;
+    return picture;
+  }
+
+ private:
+  const std::size_t _width;
+  const std::size_t _height;
+};
+
+std::string takeLine() {
+  constexpr std::size_t kLongest = 4096;
+  std::string line;
+  for (int c; (c = std::getchar()) != EOF && c != '\n';) {
+    line += static_cast<char>(c);
+    if (line.size() > kLongest) throw Failure{"standard input is no YUV4MPEG2 video"};
+  }
+  return line;
+}
+
+class Y4mStream : public FrameSource {
+ public:
+  Y4mStream() {
+    std::istringstream head(takeLine());
+    std::string word;
+    head >> word;
+    if (word != "YUV4MPEG2") throw Failure{"standard input is no YUV4MPEG2 video"};
+    while (head >> word) takeParameter(word[0], word.substr(1));
+    const bool fits = _layout.width > 0 && _layout.height > 0 && _layout.width <= kLongestSide &&
+                      _layout.height <= kLongestSide;
+    if (!fits) throw Failure{"the video names no sensible size"};
+  }
+
+  std::optional<ZQPixels> next() override {
+    const std::string line = takeLine();
+    if (line.empty() && std::feof(stdin)) return std::nullopt;
+    if (!line.starts_with("FRAME")) throw Failure{"the video has something between its frames"};
+    if (!takeBytes(_planes, _layout.frameSize())) {
+      throw Failure{"the video ends in the middle of a frame"};
+    }
+    return pictureFromYuv(_planes, _layout);
+  }
+  std::optional<double> fps() const override { return _fps; }
+
+ private:
+  void takeParameter(char name, const std::string& value) {
+    if (name == 'W') _layout.width = std::strtoull(value.c_str(), nullptr, 10);
+    if (name == 'H') _layout.height = std::strtoull(value.c_str(), nullptr, 10);
+    if (name == 'F') takeRate(value);
+    if (name == 'C') takeChroma(value);
+    if (name == 'X' && value == "COLORRANGE=FULL") _layout.isFullRange = true;
+  }
+
+  void takeRate(const std::string& value) {
+    const auto colon = value.find(':');
+    if (colon == std::string::npos) return;
+    const double over = std::strtod(value.c_str(), nullptr);
+    const double under = std::strtod(value.c_str() + colon + 1, nullptr);
+    if (over > 0 && under > 0) _fps = over / under;
+  }
+
+  void takeChroma(const std::string& value) {
+    if (value == "mono") {
+      _layout.hasChroma = false;
+    } else if (value == "444") {
+      _layout.chromaAcross = _layout.chromaDown = 1;
+    } else if (value == "422") {
+      _layout.chromaDown = 1;
+    } else if (value != "420" && value != "420jpeg" && value != "420mpeg2" && value != "420paldv") {
+      throw Failure{"a video in C" + value + " is not understood; 8 bits in 420, 422 or 444 are"};
+    }
+  }
+
+  YuvLayout _layout;
+  std::optional<double> _fps;
+  std::vector<std::uint8_t> _planes;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSource> picturesFrom(std::vector<std::string> files) {
+  return std::make_unique<Pictures>(std::move(files));
+}
+
+std::unique_ptr<FrameSource> videoFromStandardInput(VideoFormat format, std::size_t width,
+                                                    std::size_t height) {
+  if (format == VideoFormat::Y4m) return std::make_unique<Y4mStream>();
+  if (width == 0 || height == 0) {
+    throw Failure{"--format rgba: bare pixels from standard input need --size WxH"};
+  }
+  return std::make_unique<RgbaStream>(width, height);
+}

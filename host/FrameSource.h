@@ -1,0 +1,27 @@
+// Where a filter's pictures come from.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/FrameSink.h"
+#include "platform/hostbuffers/ZQBufferPool.h"
+
+class FrameSource {
+ public:
+  virtual ~FrameSource() = default;
+  /// None after the last one. Throws Failure when a picture can't be read.
+  virtual std::optional<ZQPixels> next() = 0;
+  /// How many pictures there are; 0 where nobody knows.
+  virtual int count() const { return 0; }
+  /// The rate that the source itself names.
+  virtual std::optional<double> fps() const { return std::nullopt; }
+};
+
+std::unique_ptr<FrameSource> picturesFrom(std::vector<std::string> files);
+/// Video on standard input: YUV4MPEG2 with 8 bits, or bare RGBA pixels of the given size. Throws
+/// Failure when it is neither.
+std::unique_ptr<FrameSource> videoFromStandardInput(VideoFormat format, std::size_t width,
+                                                    std::size_t height);

@@ -1,0 +1,29 @@
+#include "host/PixelSize.h"
+
+#include <charconv>
+
+#include "host/Failure.h"
+
+namespace {
+
+/// 0 when the text is no sensible number of pixels.
+int pixelsFrom(const std::string& text) {
+  constexpr int kMost = 32768;
+  int pixels = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, pixels);
+  const bool isWhole = result.ec == std::errc() && result.ptr == end;
+  return isWhole && pixels > 0 && pixels <= kMost ? pixels : 0;
+}
+
+}  // namespace
+
+ZQSize sizeFromText(const std::string& text) {
+  const auto cross = text.find_first_of("xX");
+  const int width = pixelsFrom(text.substr(0, cross));
+  const int height = cross == std::string::npos ? 0 : pixelsFrom(text.substr(cross + 1));
+  if (width == 0 || height == 0) {
+    throw Failure{"--size " + text + ": needs a size such as 640x360"};
+  }
+  return {static_cast<double>(width), static_cast<double>(height)};
+}

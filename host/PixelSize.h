@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+
+#include "platform/hostbuffers/ZQBuffer.h"
+
+/// A size in pixels from "640x360". Throws Failure when the text is none.
+ZQSize sizeFromText(const std::string& text);
