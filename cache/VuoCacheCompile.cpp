@@ -2,7 +2,9 @@
 
 #include <stdexcept>
 
+#include "Brannow/VuoCache.h"
 #include "Brannow/ZQVuoAlertPanel.h"
+#include "cache/VuoCacheKind.h"
 #include "platform/runtime/VuoCompiler.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
@@ -41,4 +43,30 @@ void queueCompileAlert(const std::string& compositionPath, const std::string& er
     ZQVuoRunAlertPanel("Problem loading composition", message, "Whoops!", std::nullopt,
                        std::nullopt);
   });
+}
+
+/// Compiles until the composition kept its modification date meanwhile: what was made from contents
+/// that have been edited since must not pass for the edited file's. A file that changes all the
+/// time is given no date, so that the next fetch compiles it again. None on success.
+std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const std::string& path,
+                                                       std::string& artefactPath,
+                                                       VuoCacheItem::Date& modDate) {
+  constexpr int kTries = 3;
+  for (int left = kTries; left > 0; --left) {
+    const auto before = platform::modificationTime(path);
+    if (auto errorText = _compile(kind, path, artefactPath)) return errorText;
+    modDate = platform::modificationTime(path);
+    if (modDate == before) return std::nullopt;
+  }
+  modDate = std::nullopt;
+  return std::nullopt;
+}
+
+std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::string& path,
+                                              std::string& artefactPath) {
+  std::lock_guard hold(_compilerSynchLock);
+  const std::string folder = _artefactFolder(path);
+  if (!platform::itemExists(folder)) platform::createFolders(folder);
+  artefactPath = _artefactPath(kind, path);
+  return compileArtefact({path, _bitcodePath(path), artefactPath, kind.isDylib});
 }

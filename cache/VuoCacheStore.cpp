@@ -1,34 +1,11 @@
-// The tables of records: look-up, paths on disk, loading and saving.
-#include <array>
-#include <cstdio>
-
+// The tables of records: look-up, loading and saving.
 #include "Brannow/VuoCache.h"
 #include "cache/VuoCacheKind.h"
-#include "platform/system/Digest.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/PropertyList.h"
 #include "platform/system/SystemLog.h"
 
 using platform::systemLog;
-
-std::string VuoCache::_cacheFolder() const {
-  return platform::expandTilde(_savePath.value_or("") + "/VuoCache");
-}
-
-std::string VuoCache::_artefactFolder(const std::string& path) const {
-  return _cacheFolder() + "/" + *_hashThisString(path);
-}
-
-VuoCache::Path VuoCache::_hashThisString(const Path& text) {
-  if (!text) return std::nullopt;
-  std::string key;
-  for (const std::uint8_t byte : platform::md5(*text)) {
-    std::array<char, 3> digits;
-    std::snprintf(digits.data(), digits.size(), "%02X", byte);
-    key += digits.data();
-  }
-  return key;
-}
 
 VuoCache::Item VuoCache::_copyOfRecord(const Kind& kind, const std::string& path) const {
   const auto& table = this->*kind.table;

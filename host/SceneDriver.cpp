@@ -84,7 +84,13 @@ void SceneDriver::load(ZQSize size) {
   _scene->setRunnerNewProcess(!_options.inProcess);
   compile();
   _scene->useFile(_options.file, false);
-  if (!_scene->readyToRender()) fail("can't run " + _options.file);
+  const auto lines = _log.take();
+  const auto saysNotStarted = [](const std::string& line) {
+    return line.find("trying to load .vuo comp!") != std::string::npos;
+  };
+  if (!_scene->readyToRender() || std::any_of(lines.begin(), lines.end(), saysNotStarted)) {
+    fail("can't run " + _options.file);
+  }
   for (const auto& [name, value] : _values) _scene->setValue(value, name);
   for (const auto& [name, image] : _images) _scene->setBuffer(image, name);
   _nextTick = Clock::now();
@@ -157,7 +163,10 @@ void SceneDriver::printOutputs() {
 
 void SceneDriver::fail(std::string message) {
   for (const auto& alert : _session.runMainQueue()) message += "\n" + alert;
-  for (const auto& line : _log.take()) message += "\n" + line;
+  const auto lines = _log.take();
+  for (auto line = lines.begin(); line != lines.end(); ++line) {
+    if (std::find(lines.begin(), line, *line) == line) message += "\n" + *line;
+  }
   throw Failure{message};
 }
 

@@ -1,5 +1,6 @@
 // Values and images in and out, by the names of published ports.
 #include "Brannow/VuoBufferPoolAdditions.h"
+#include "bridging/ImageOverBuffer.h"
 #include "platform/runtime/VuoHeap.h"
 #include "platform/runtime/VuoImage.h"
 #include "platform/runtime/VuoRunnerCocoa.h"
@@ -13,9 +14,6 @@
 using platform::systemLog;
 
 namespace {
-
-constexpr std::uint32_t kTexture2D = 0x0DE1;
-constexpr std::uint32_t kTextureRectangle = 0x84F5;
 
 ZQVuoPortType typeOf(const ZQVuoComposition::Port& port) {
   return port ? port->portType() : ZQVuoPortType_Undefined;
@@ -159,26 +157,8 @@ VuoOutput VuoGLScene::allocValueForOutputKey(const Key& key) {
   return output;
 }
 
-/// The image that the buffer wraps, or a new one over its texture, which holds a reference to the
-/// buffer until it is freed. A new image has no references yet.
 VuoImage VuoGLScene::_vuoImageForBuffer(ZQBuffer& buffer) {
-  if (buffer.backingID() == VuoImageBackingID && buffer.backingReleaseCallbackContext()) {
-    return static_cast<VuoImage>(buffer.backingReleaseCallbackContext());
-  }
-  const auto pixels = [](double length) -> std::uint64_t {
-    return static_cast<std::uint64_t>(ZQVuoPortValue(length).longLongValue().value_or(0));
-  };
-  const auto make = buffer.target() == kTexture2D ? VuoImage_makeClientOwned
-                    : buffer.target() == kTextureRectangle
-                        ? VuoImage_makeClientOwnedGlTextureRectangle
-                        : nullptr;
-  if (!make) return nullptr;
-  const ZQRect rect = buffer.srcRect();
-  const VuoImage image =
-      make(buffer.name(), static_cast<std::uint32_t>(buffer.descriptorPtr()->internalFormat),
-           pixels(rect.width), pixels(rect.height), VuoCallback_FreeBackingForVuoImage, &buffer);
-  if (image) buffer.retain();
-  return image;
+  return imageOverBuffer(buffer);
 }
 
 /// The caller holds `runnerLock`.

@@ -53,7 +53,9 @@ rm -rf cache
 for i in 1 2 3 4; do
   "$brannow" render "$tiles" --size 16x9 -o "p$i.png" >"out$i" 2>"err$i" &
 done
-for job in $(jobs -p); do wait "$job" || fail 'renders beside others'; done
+for job in $(jobs -p); do
+  wait "$job" || { cat err[1-4] && fail 'renders beside others'; }
+done
 cmp -s p1.png p2.png && cmp -s p3.png p4.png || fail 'gives the same picture beside others'
 says 'from the cache'
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <thread>
 
 #include "Brannow/Brannow.h"
@@ -110,6 +111,17 @@ TEST_P(Road, LendsTexturesWithoutCopyingThem) {
   }
   EXPECT_THAT(firstPixel(back.buffer), testing::ElementsAre(1, 2, 3, 4));
   EXPECT_EQ(back.buffer->name() == uploaded->name(), !GetParam());
+}
+
+TEST_P(Road, MayStillRunWhenTheProcessEnds) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto endWhileDrawing = [&] {
+    scene->setSize(640, 360);
+    scene->useFile(file);
+    for (int i = 0; i < 40; ++i) scene->setSize(640, 360 + i);
+    std::exit(0);
+  };
+  EXPECT_EXIT(endWhileDrawing(), testing::ExitedWithCode(0), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Road, testing::Bool(), [](const auto& mode) {

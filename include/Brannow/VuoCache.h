@@ -83,6 +83,8 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   void _saveTable(const Kind& kind, const std::string& cacheFolder);
   std::string _cacheFolder() const;
   std::string _artefactFolder(const std::string& path) const;
+  std::string _artefactPath(const Kind& kind, const std::string& path) const;
+  static std::string _bitcodePath(const std::string& path);
   static Path _hashThisString(const Path& text);
 
   bool _isCachedAvailable(const Kind& kind, const Path& path) const;

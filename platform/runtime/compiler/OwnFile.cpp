@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace vuo {
 namespace {
@@ -18,18 +19,20 @@ namespace {
 class Descriptor {
  public:
   explicit Descriptor(int descriptor) : _descriptor(descriptor) {}
-  ~Descriptor() {
-    if (_descriptor >= 0) close(_descriptor);
-  }
+  ~Descriptor() { close(); }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   int get() const { return _descriptor; }
+  void close() {
+    if (_descriptor >= 0) ::close(std::exchange(_descriptor, -1));
+  }
 
  private:
   int _descriptor;
 };
 
-/// A second link would let its owner change what stands under the first.
+/// A second link would let its owner change what stands under the first. No link is left where
+/// another process of ours has just put a newer file in its place.
 void checkOwn(const std::string& path, const struct stat& status) {
   const char* what = S_ISLNK(status.st_mode)      ? "is a link"
                      : !S_ISREG(status.st_mode)   ? "is no regular file"
@@ -63,7 +66,9 @@ class FileBeside {
     if (fchmod(_descriptor.get(), mode) != 0) fault(_path, "can't be given its mode", errno);
   }
 
+  /// Closed first: a program that is open for writing can't be started.
   void moveTo(const std::string& target) {
+    _descriptor.close();
     if (rename(_path.c_str(), target.c_str()) != 0) fault(target, "can't be replaced", errno);
     _moved = true;
   }

@@ -13,6 +13,7 @@ CompositionRunner::CompositionRunner(const MakeComposition& makeComposition,
     : _fileToDelete(std::move(fileToDelete)), _composition(makeComposition(*this)) {}
 
 CompositionRunner::~CompositionRunner() {
+  _atExit.reset();
   setDelegate(nullptr);
   stop();
   waitUntilStopped();
@@ -37,6 +38,10 @@ void CompositionRunner::start() {
   _inputs = portsFor(published.inputs);
   _outputs = portsFor(published.outputs);
   _values.resize(_outputs.size());
+  _atExit.emplace([this] {
+    stop();
+    waitUntilStopped();
+  });
   State expected = State::NotStarted;
   _state.compare_exchange_strong(expected, State::Running);  // it may be lost already
 }

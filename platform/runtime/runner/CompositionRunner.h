@@ -4,12 +4,14 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/runtime/VuoRunner.h"
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/runner/RunningAtExit.h"
 
 namespace vuo {
 
@@ -63,6 +65,7 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   VuoRunnerDelegate* _delegate = nullptr;
 
   std::shared_ptr<Composition> _composition;  ///< uses what stands above
+  std::optional<RunningAtExit> _atExit;       ///< from `start` on; goes first
 };
 
 }  // namespace vuo

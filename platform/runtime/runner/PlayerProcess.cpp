@@ -6,9 +6,11 @@
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 
 extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
@@ -51,6 +53,21 @@ class SpawnSettings {
   posix_spawnattr_t attributes;
 };
 
+/// The program may be open for writing for a moment longer than its writer meant: in a process that
+/// the host is just making, until that one's own program begins.
+int spawn(pid_t& process, const std::string& executable, const SpawnSettings& settings,
+          char** arguments) {
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+  for (;;) {
+    std::unique_lock hold(spawnLock);
+    const int error = posix_spawn(&process, executable.c_str(), &settings.actions,
+                                  &settings.attributes, arguments, environ);
+    hold.unlock();
+    if (error != ETXTBSY || std::chrono::steady_clock::now() > patience) return error;
+    std::this_thread::yield();
+  }
+}
+
 }  // namespace
 
 PlayerProcess::PlayerProcess(const std::string& executable, std::vector<std::string> arguments,
@@ -59,9 +76,7 @@ PlayerProcess::PlayerProcess(const std::string& executable, std::vector<std::str
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const SpawnSettings settings(socket);
-  std::lock_guard hold(spawnLock);
-  const int error = posix_spawn(&_process, executable.c_str(), &settings.actions,
-                                &settings.attributes, pointers.data(), environ);
+  const int error = spawn(_process, executable, settings, pointers.data());
   if (error != 0)
     throw std::runtime_error(executable + " can't be started: " + std::strerror(error));
   // Fails only where the host lets its children go unseen and this one is gone already.
