@@ -3,10 +3,13 @@
 
 #include "platform/runtime/VuoGlContext.h"
 #include "platform/system/SystemLog.h"
+#include "scene/Guarded.h"
 #include "scene/VuoGLSceneState.h"
 
 void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context) {
-  if (context) VuoGlContext_setGlobalRootContext(context->handle());
+  if (!context) return;
+  guarded("+[VuoGLScene setGlobalVuoGLContext:]",
+          [&] { VuoGlContext_setGlobalRootContext(context->handle()); });
 }
 
 std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height) {

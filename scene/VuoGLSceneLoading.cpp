@@ -40,10 +40,11 @@ std::shared_ptr<VuoRunner> makeRunner(const std::string& artefact, const std::st
 }  // namespace
 
 /// A runner with what belongs to it: its bridge to the scene and the record of what it runs.
+/// The runner is destroyed first: it may call its bridge until then.
 struct VuoGLScene::Running {
-  std::shared_ptr<VuoRunner> runner;
-  std::shared_ptr<VuoRunnerDelegate> bridge;
   std::shared_ptr<VuoCacheItem> item;
+  std::shared_ptr<VuoRunnerDelegate> bridge;
+  std::shared_ptr<VuoRunner> runner;
   bool newProcess = true;
 };
 
@@ -87,15 +88,22 @@ bool VuoGLScene::_setFile(const Path& path) {
 
 VuoGLScene::Running VuoGLScene::_takeOutRunner() {
   std::lock_guard hold(_state->runnerLock);
-  return {std::exchange(_state->runner, nullptr), std::exchange(_state->runnerDelegate, nullptr),
-          std::exchange(_state->runnerCacheItem, nullptr), _state->runnerNewProcess};
+  return _takeOutRunnerLocked();
+}
+
+/// The caller holds `runnerLock`.
+VuoGLScene::Running VuoGLScene::_takeOutRunnerLocked() {
+  return {std::exchange(_state->runnerCacheItem, nullptr),
+          std::exchange(_state->runnerDelegate, nullptr), std::exchange(_state->runner, nullptr),
+          _state->runnerNewProcess};
 }
 
 /// Stopping a runner may take long: it happens on the concurrent queue, with nothing of the scene.
 void VuoGLScene::_discard(Running running) {
   if (!running.runner && !running.bridge) return;
-  platform::globalConcurrentQueue().after(
-      kDelay, [running = std::move(running)] { _tearDown(running, kTearDownName); });
+  platform::globalConcurrentQueue().after(kDelay, [running = std::move(running)]() mutable {
+    _tearDown(std::move(running), kTearDownName);
+  });
 }
 
 void VuoGLScene::_tearDown(Running running, const char* operation) {
@@ -118,8 +126,7 @@ void VuoGLScene::_unloadForGood() {
   {
     std::lock_guard hold(_state->runnerLock);
     _state->deleted = true;
-    old = {std::exchange(_state->runner, nullptr), std::exchange(_state->runnerDelegate, nullptr),
-           std::exchange(_state->runnerCacheItem, nullptr), false};
+    old = _takeOutRunnerLocked();
   }
   _setFile(std::nullopt);
   _discard(std::move(old));
@@ -153,7 +160,7 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
     return;
   }
 
-  const Running running = _startRunner(item, *artefact, *source, newProcess);
+  Running running = _startRunner(item, *artefact, *source, newProcess);
   _state->runnerOutValPortNames.lockRemoveAllObjects();
   _state->runnerOutEventPortNames.lockRemoveAllObjects();
   if (_install(running, *source)) {
@@ -161,7 +168,7 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
     return;
   }
   systemLog("\t\terr: something went wrong, cached path was %@, %s", {*artefact, kAvailableName});
-  _tearDown(running, kAvailableName);
+  _tearDown(std::move(running), kAvailableName);
 }
 
 /// A runner whose bridge or start raised something is handed on all the same.
@@ -185,12 +192,12 @@ VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>
 
 /// Refuses when the scene was deleted, was pointed at another file, or got a runner from another
 /// load while this one was starting.
-bool VuoGLScene::_install(const Running& running, const std::string& source) {
+bool VuoGLScene::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
   std::lock_guard hold(_state->runnerLock);
   old = std::exchange(_state->runnerCacheItem, running.item);
   if (_state->deleted || _state->runner || filePath() != source) return false;
-  _state->runner = running.runner;
-  _state->runnerDelegate = running.bridge;
+  _state->runner = std::move(running.runner);
+  _state->runnerDelegate = std::move(running.bridge);
   return true;
 }

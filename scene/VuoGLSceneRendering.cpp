@@ -6,7 +6,7 @@
 #include "platform/system/SystemLog.h"
 #include "scene/Guarded.h"
 #include "scene/JsonValue.h"
-#include "scene/RetainedImage.h"
+#include "scene/Retained.h"
 #include "scene/VuoGLSceneState.h"
 
 using platform::systemLog;
@@ -114,7 +114,7 @@ double VuoGLScene::_secondsSinceLoad() const {
 
 /// The caller holds `runnerLock`.
 void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) {
-  const RetainedImage image(_vuoImageForBuffer(frame));
+  const Retained<VuoImage> image(_vuoImageForBuffer(frame));
   if (!image.get() || !composition.runnerImageInputPort()) return;
   VuoRunner::Port* port =
       _state->runner->getPublishedInputPortWithName(composition.runnerImageInputPort()->portName());

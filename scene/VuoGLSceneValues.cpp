@@ -1,14 +1,13 @@
 // Values and images in and out, by the names of published ports.
 #include "Brannow/VuoBufferPoolAdditions.h"
 #include "bridging/ImageOverBuffer.h"
-#include "platform/runtime/VuoHeap.h"
 #include "platform/runtime/VuoImage.h"
 #include "platform/runtime/VuoRunnerCocoa.h"
 #include "platform/runtime/VuoValues.h"
 #include "platform/system/SystemLog.h"
 #include "scene/Guarded.h"
 #include "scene/JsonValue.h"
-#include "scene/RetainedImage.h"
+#include "scene/Retained.h"
 #include "scene/VuoGLSceneState.h"
 
 using platform::systemLog;
@@ -20,11 +19,8 @@ ZQVuoPortType typeOf(const ZQVuoComposition::Port& port) {
 }
 
 json_object* jsonForText(const std::string& text) {
-  const VuoText runtimeText = VuoText_make(text.c_str());
-  VuoRetain(runtimeText);
-  json_object* json = VuoText_getJson(runtimeText);
-  VuoRelease(runtimeText);
-  return json;
+  const Retained<VuoText> held(VuoText_make(text.c_str()));
+  return VuoText_getJson(held.get());
 }
 
 json_object* jsonForColor(const ZQVuoColor& color) {
@@ -89,7 +85,7 @@ void setAndFire(VuoRunner& runner, VuoRunner::Port* port, const JsonValue& value
 ZQBufferRef allocBufferForImageValue(json_object* value) {
   const VuoImage image = VuoImage_makeFromJson(value);
   if (!image) return nullptr;
-  const RetainedImage held(image);
+  const Retained<VuoImage> held(image);
   return allocBufferFromVuoImage(_globalZQBufferPool, image);
 }
 
@@ -163,7 +159,7 @@ VuoImage VuoGLScene::_vuoImageForBuffer(ZQBuffer& buffer) {
 
 /// The caller holds `runnerLock`.
 void VuoGLScene::_pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) {
-  const RetainedImage held(image);
+  const Retained<VuoImage> held(image);
   const JsonValue value(_state->runnerNewProcess ? VuoImage_getInterprocessJson(image)
                                                  : VuoImage_getJson(image));
   if (value) setAndFire(*_state->runner, toRunnerPort, value);

@@ -128,12 +128,13 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   bool _setFile(const Path& path);
   void _unloadForGood();
   Running _takeOutRunner();
+  Running _takeOutRunnerLocked();
   static void _discard(Running running);
   static void _tearDown(Running running, const char* operation);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
                        const std::string& source, bool newProcess);
-  bool _install(const Running& running, const std::string& source);
+  bool _install(Running& running, const std::string& source);
   void _applySize();
   std::shared_ptr<ZQVuoComposition> _compositionToRender(const char* operation) const;
   bool _pushTime(const ZQVuoComposition& composition);

@@ -27,12 +27,14 @@ std::atomic<int> images{0};
 std::atomic<VuoRunnerDelegate*> lastDelegate{nullptr};
 std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports;  // under callsLock
 
+void noted(const std::string& call) {
+  std::lock_guard hold(callsLock);
+  calls.push_back(call);
+}
+
 /// Records a call and does what the script says of its first word.
 void called(const std::string& call) {
-  {
-    std::lock_guard hold(callsLock);
-    calls.push_back(call);
-  }
+  noted(call);
   const std::string word = call.substr(0, call.find(' '));
   if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
     action->second();
@@ -52,10 +54,16 @@ VuoRunner::Port* portNamed(const std::string& name) {
 class Runner : public VuoRunner {
  public:
   Runner() { ++runners; }
-  ~Runner() override { --runners; }
+  ~Runner() override {
+    // Like a runner that was not told to leave its delegate alone.
+    if (_delegate)
+      _delegate->receivedTelemetryPublishedOutputPortUpdated(portNamed("last"), true, "");
+    noted("destroyRunner");
+    --runners;
+  }
   void setDelegate(VuoRunnerDelegate* delegate) override {
     called(delegate ? "setDelegate" : "removeDelegate");
-    lastDelegate = delegate;
+    lastDelegate = _delegate = delegate;
   }
   void start() override { called("start"); }
   void stop() override { called("stop"); }
@@ -82,6 +90,9 @@ class Runner : public VuoRunner {
     const std::string& text = theScript.outputs[port->getName()];
     return text.empty() ? nullptr : json_tokener_parse(text.c_str());
   }
+
+ private:
+  VuoRunnerDelegate* _delegate = nullptr;
 };
 
 struct CountedImage {
@@ -190,15 +201,23 @@ void VuoRelease(const void* value) {
   delete image;
 }
 
+static void calledMake(const char* kind, std::uint32_t name, std::uint32_t format,
+                       std::uint64_t width, std::uint64_t height) {
+  called(std::string(kind) + " " + std::to_string(name) + " " + std::to_string(format) + " " +
+         std::to_string(width) + "x" + std::to_string(height));
+}
+
 VuoImage VuoImage_makeClientOwned(std::uint32_t name, std::uint32_t format, std::uint64_t width,
                                   std::uint64_t height, VuoImage_FreeCallback callback,
                                   void* context) {
+  calledMake("make2D", name, format, width, height);
   return scripted::newImage(name, 0x0DE1, format, width, height, callback, context);
 }
 
 VuoImage VuoImage_makeClientOwnedGlTextureRectangle(std::uint32_t name, std::uint32_t format,
                                                     std::uint64_t width, std::uint64_t height,
                                                     VuoImage_FreeCallback callback, void* context) {
+  calledMake("makeRectangle", name, format, width, height);
   return scripted::newImage(name, 0x84F5, format, width, height, callback, context);
 }
 
@@ -234,6 +253,7 @@ VuoText VuoText_make(const char* text) {
 }
 
 json_object* VuoText_getJson(VuoText text) {
+  called("textJson");
   if (!theScript.yieldsJson) return nullptr;
   const auto* record = reinterpret_cast<const VuoImageRecord*>(text);
   return json_object_new_string(static_cast<const char*>(record->freeCallbackContext));

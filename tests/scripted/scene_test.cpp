@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <latch>
 #include <thread>
 
@@ -84,7 +86,10 @@ class Scene : public testing::Test {
 };
 
 TEST_F(Scene, TakesAGeneratorFromTheFileToAPicture) {
-  scripted::script().during["start"] = [] { scripted::report("outputImage", true); };
+  scripted::script().during["start"] = [] {
+    scripted::report("outputImage", true);
+    scripted::report("outputImage", false);
+  };
   scene->useFile(generator, true);
   EXPECT_FALSE(scene->readyToRender());
   EXPECT_EQ(scene->comp()->protocol(), ZQVuoProtocol_ImageGenerator);
@@ -98,6 +103,7 @@ TEST_F(Scene, TakesAGeneratorFromTheFileToAPicture) {
                           "findInput height", "set height 360.5", "fire height", "fire"));
   // What the composition reported while it started does not count as a frame.
   EXPECT_THAT(scene->copyAndClearOutValPortNames(), IsEmpty());
+  EXPECT_THAT(scene->copyAndClearOutEventPortNames(), IsEmpty());
 
   std::thread composition;
   scripted::script().during["fire"] = [&] {
@@ -133,7 +139,9 @@ TEST_F(Scene, RunsInsideThisProcessWhenAsked) {
 
 TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
   load(generator);
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(scene->allocAndRenderABuffer());
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
   EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, clouds.vuo, "
                                       "-[VuoGLScene allocAndRenderABuffer]"));
   scripted::report("outputImage", true);
@@ -143,6 +151,26 @@ TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
   EXPECT_FALSE(scene->allocAndRenderABuffer());
   EXPECT_THAT(log.take(), ElementsAre("\t\terr: bailing, localComp nil, -[VuoGLScene "
                                       "allocAndRenderABuffer]"));
+}
+
+TEST_F(Scene, WakesAFrameWithTheReportItself) {
+  load(generator);
+  const std::string state = "/proc/self/task/" + std::to_string(::gettid()) + "/stat";
+  std::thread composition;
+  scripted::script().during["fire"] = [&] {
+    composition = std::thread([&] {
+      for (std::string field; field != "S";) {  // until the frame call waits
+        std::ifstream stat(state);
+        std::getline(stat, field, ')');
+        stat >> field;
+      }
+      scripted::report("outputImage", true);
+    });
+  };
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(scene->allocAndRenderABuffer());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+  composition.join();
 }
 
 TEST_F(Scene, KeepsOnlyTheResultOfTheLastLoad) {
@@ -203,9 +231,21 @@ TEST_F(Scene, StopsTheOldRunnerInTheBackground) {
   scripted::script().throwing = {"waitUntilStopped"};
   stopped.count_down();
   platform::finishQueues();
-  EXPECT_THAT(scripted::takeCalls(), ElementsAre("removeDelegate", "stop", "waitUntilStopped"));
-  EXPECT_EQ(scripted::liveRunners(), 0);
-  EXPECT_THAT(log.take(), ElementsAre(StartsWith("\t\terr: caught exception in ")));
+  EXPECT_THAT(scripted::takeCalls(),
+              ElementsAre("removeDelegate", "stop", "waitUntilStopped", "destroyRunner"));
+  const std::string caught = "\t\terr: caught exception in +[VuoGLScene _tearDown:]";
+  EXPECT_THAT(log.take(), ElementsAre(caught));
+  scripted::script().during.clear();
+  for (const bool anInt : {false, true}) {
+    scripted::script().throwing = {};
+    load(generator);
+    scripted::script().throwing = {"removeDelegate"};
+    scripted::script().throwsInt = anInt;
+    scene->useFile(std::nullopt);
+    platform::finishQueues();
+    EXPECT_THAT(scripted::takeCalls(), ElementsAre("removeDelegate", "destroyRunner"));
+    EXPECT_THAT(log.take(), ElementsAre(caught));
+  }
 }
 
 TEST_F(Scene, CarriesValuesOfEveryType) {
@@ -236,6 +276,12 @@ TEST_F(Scene, CarriesValuesOfEveryType) {
 
   scripted::script().outputs["sum"] = "2.5";
   EXPECT_EQ(*scene->allocValueForOutputKey("sum").value, ZQVuoPortValue("2.5"));
+  EXPECT_EQ(scripted::takeCalls().back(), "cocoa VuoReal");
+  scripted::script().throwing = {"textJson"};
+  scene->setValue(value("text"), "name");
+  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(scripted::liveImages(), 1);  // the picture alone: the text is gone
+  scripted::script().throwing = {};
   EXPECT_FALSE(scene->allocValueForOutputKey("other"));
   for (const char* throwing : {"findInput", "set", "fire"}) {
     scripted::script().throwing = {throwing};
@@ -246,6 +292,7 @@ TEST_F(Scene, CarriesValuesOfEveryType) {
 
 TEST_F(Scene, LosesContactOnceAndLoadsAgain) {
   load(generator);
+  scripted::report("sum", true);
   std::thread([] { scripted::delegate()->lostContactWithComposition(); }).join();
   EXPECT_TRUE(scene->readyToRender());
   serveMainQueueUntil([&] { return !scene->readyToRender(); });
@@ -253,6 +300,9 @@ TEST_F(Scene, LosesContactOnceAndLoadsAgain) {
               ElementsAre("\t\terr: -[VuoGLScene runnerDelegateLostContactWithComposition], file "
                           "was clouds.vuo"));
   EXPECT_FALSE(scene->filePath() || scene->comp());
+  EXPECT_THAT(scene->copyAndClearOutValPortNames(), ElementsAre("sum"));
+  EXPECT_TRUE(scene->runnerNewProcess());
+  EXPECT_EQ(scene->size(), (ZQSize{640.9, 360.5}));
   platform::finishQueues();
   load(generator);
   EXPECT_TRUE(scene->readyToRender());
@@ -267,23 +317,35 @@ TEST_F(Scene, LendsFramesToAFilterAndTakesThemBack) {
   ZQBufferRef frame = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
   frame->descriptorPtr()->target = 0x84F5;
   frame->descriptorPtr()->name = 9;
+  frame->descriptorPtr()->internalFormat = (std::int64_t{5} << 32) | 77;  // the low half counts
   frame->setSrcRect({10, 20, 640.9, 480.2});
   {
     const ZQBufferRef filtered = scene->runFilterOnFrame(frame);
     EXPECT_EQ(filtered->backingReleaseCallbackContext(), picture);
     EXPECT_THAT(scripted::takeCalls(),
-                testing::IsSupersetOf({"fire time", "interprocessImageJson", "fire image"}));
+                testing::IsSupersetOf({"fire time", "makeRectangle 9 77 640x480",
+                                       "interprocessImageJson", "fire image"}));
     EXPECT_EQ(frame->retainCount(), 1);
 
+    scene->setRunnerNewProcess(false);
     (void)scene->runFilterOnFrame(filtered);
     EXPECT_EQ(filtered->retainCount(), 1);
+    const auto calls = scripted::takeCalls();
+    EXPECT_THAT(calls, testing::Contains("imageJson").Times(2));  // the frame in, the picture out
+    EXPECT_THAT(calls, testing::Contains("set image " +
+                                         std::to_string(reinterpret_cast<std::int64_t>(picture))));
   }
+  frame->descriptorPtr()->target = 0x0DE1;
+  (void)scene->runFilterOnFrame(frame);
+  EXPECT_THAT(scripted::takeCalls(), testing::Contains("make2D 9 77 640x480"));
   load(generator);
   EXPECT_EQ(scene->runFilterOnFrame(frame), frame);
   EXPECT_THAT(scripted::takeCalls(), IsEmpty());
 }
 
 TEST_F(Scene, RefusesSmallSizesAndFollowsLaterOnes) {
+  EXPECT_FALSE(VuoGLScene::initWithSize(10, 0.5));
+  log.take();
   EXPECT_FALSE(VuoGLScene::initWithSize(0.5, 10));
   EXPECT_THAT(log.take(), ElementsAre("\t\terr: -[VuoGLScene initWithSize:] - BAIL"));
   EXPECT_TRUE(VuoGLScene::initWithSize(1, 1));
@@ -403,7 +465,9 @@ TEST_F(Scene, LogsWhatFramesRunInto) {
   scripted::script().throwing = {};
 
   load(filter);
+  const auto before = std::chrono::steady_clock::now();
   EXPECT_FALSE(scene->runFilterOnFrame(frame));
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
   EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, blur.vuo, " + run));
   scripted::report("outputImage", true);
   scripted::script().throwing = {"fire"};
@@ -492,6 +556,9 @@ TEST_F(Scene, KeepsEachReportedNameOnce) {
   scripted::report("sum", true);
   scripted::delegate()->lostContactWithComposition();
   EXPECT_THAT(scene->copyAndClearOutValPortNames(), IsEmpty());
+  bool marked = false;  // behind the lost contact, which must pass without a word
+  platform::MainQueue::shared().after(std::chrono::nanoseconds(10'000), [&] { marked = true; });
+  serveMainQueueUntil([&] { return marked; });
   const std::weak_ptr<VuoGLScene> weak = scene;
   scene.reset();
   EXPECT_TRUE(weak.expired());
