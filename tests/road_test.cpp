@@ -116,8 +116,8 @@ TEST_P(Road, LendsTexturesWithoutCopyingThem) {
 TEST_P(Road, MayStillRunWhenTheProcessEnds) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   const auto endWhileDrawing = [&] {
-    scene->setSize(640, 360);
     scene->useFile(file);
+    (void)picture();
     for (int i = 0; i < 40; ++i) scene->setSize(640, 360 + i);
     std::exit(0);
   };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 namespace vuo {
 
@@ -114,6 +115,7 @@ std::size_t CompositionRunner::indexOf(const Ports& ports, const Port* wanted) {
 
 /// All values of an event are there before the first of its reports is made.
 void CompositionRunner::outputsReached(std::vector<OutputReport>& reports) {
+  if (!std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
   std::vector<std::string> summaries;
   for (const OutputReport& report : reports)
     summaries.push_back(report.sentData ? summary(report.value) : "");

@@ -64,6 +64,8 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
                              ///< call the runner, so `_valuesLock` and the composition's come after
   VuoRunnerDelegate* _delegate = nullptr;
 
+  bool _hasReported = false;  ///< of the thread that reports
+
   std::shared_ptr<Composition> _composition;  ///< uses what stands above
   std::optional<RunningAtExit> _atExit;       ///< from `start` on; goes first
 };

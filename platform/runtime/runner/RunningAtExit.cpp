@@ -1,5 +1,6 @@
 #include "platform/runtime/runner/RunningAtExit.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <set>
@@ -12,21 +13,25 @@ struct RunningAtExit::Registry {
   std::set<RunningAtExit*> running;
 };
 
-/// Never destroyed. Made by the first runner, so after the GL driver has been loaded, and what is
-/// registered later is run earlier when the process ends.
+/// Never destroyed.
 RunningAtExit::Registry& RunningAtExit::registry() {
-  static Registry& theRegistry = *[] {
-    std::atexit([] {
-      std::lock_guard hold(registry().lock);
-      for (RunningAtExit* running : std::exchange(registry().running, {})) running->_end();
-    });
-    return new Registry;
-  }();
+  static Registry& theRegistry = *new Registry;
   return theRegistry;
+}
+
+void RunningAtExit::endAll() {
+  std::lock_guard hold(registry().lock);
+  for (RunningAtExit* running : std::exchange(registry().running, {})) running->_end();
+}
+
+/// What is registered last runs first when the process ends.
+void RunningAtExit::driverIsComplete() {
+  std::atexit(endAll);
 }
 
 RunningAtExit::RunningAtExit(std::function<void()> end) : _end(std::move(end)) {
   std::lock_guard hold(registry().lock);
+  if (registry().running.empty()) driverIsComplete();  // as far as it can be by now
   registry().running.insert(this);
 }
 

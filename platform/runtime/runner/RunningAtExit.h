@@ -10,6 +10,9 @@ class RunningAtExit {
  public:
   /// `end` is called at most once, on the thread that ends the process.
   explicit RunningAtExit(std::function<void()> end);
+  /// To be called after the first picture: by then the GL driver has made whatever it makes at its
+  /// first use, and what was made before this call is still there when `end` is called.
+  static void driverIsComplete();
   /// Waits for a call that is under way.
   ~RunningAtExit();
   RunningAtExit(const RunningAtExit&) = delete;
@@ -18,6 +21,7 @@ class RunningAtExit {
  private:
   struct Registry;
   static Registry& registry();
+  static void endAll();
   const std::function<void()> _end;
 };
 
