@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/runtime/VuoCompiler.h"
 #include "platform/runtime/VuoGlContext.h"
@@ -63,7 +64,13 @@ class Runner : public VuoRunner {
   }
   void setDelegate(VuoRunnerDelegate* delegate) override {
     called(delegate ? "setDelegate" : "removeDelegate");
-    lastDelegate = _delegate = delegate;
+    // An old runner that is being stopped must not take the delegate of a newer one away.
+    VuoRunnerDelegate* old = std::exchange(_delegate, delegate);
+    if (delegate) {
+      lastDelegate = delegate;
+    } else {
+      lastDelegate.compare_exchange_strong(old, nullptr);
+    }
   }
   void start() override { called("start"); }
   void stop() override { called("stop"); }

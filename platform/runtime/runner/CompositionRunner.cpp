@@ -11,7 +11,12 @@ namespace vuo {
 
 CompositionRunner::CompositionRunner(const MakeComposition& makeComposition,
                                      std::string fileToDelete)
-    : _fileToDelete(std::move(fileToDelete)), _composition(makeComposition(*this)) {}
+    : _fileToDelete(std::move(fileToDelete)), _composition(makeComposition(*this)) {
+  _atExit.emplace([this] {
+    stop();
+    waitUntilStopped();
+  });
+}
 
 CompositionRunner::~CompositionRunner() {
   _atExit.reset();
@@ -39,10 +44,6 @@ void CompositionRunner::start() {
   _inputs = portsFor(published.inputs);
   _outputs = portsFor(published.outputs);
   _values.resize(_outputs.size());
-  _atExit.emplace([this] {
-    stop();
-    waitUntilStopped();
-  });
   State expected = State::NotStarted;
   _state.compare_exchange_strong(expected, State::Running);  // it may be lost already
 }

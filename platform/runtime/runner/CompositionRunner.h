@@ -67,7 +67,7 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   bool _hasReported = false;  ///< of the thread that reports
 
   std::shared_ptr<Composition> _composition;  ///< uses what stands above
-  std::optional<RunningAtExit> _atExit;       ///< from `start` on; goes first
+  std::optional<RunningAtExit> _atExit;       ///< comes last and goes first, with no lock held
 };
 
 }  // namespace vuo
