@@ -202,10 +202,10 @@ TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
 TEST_F(CompilerTest, AnArtefactCarriesItsPlan) {
   const vuo::Plan plan = planOf("digraph G {\n" + std::string(inputs) + "}");
   const std::string text = vuo::serialized(plan);
-  const std::string good = vuo::artefactWithPlan(
+  const std::string good =
       "\x7f"
-      "ELF",
-      text);
+      "ELF" +
+      vuo::attachment(text);
   std::string tooLong = good;
   tooLong[good.size() - 10] = '\x7f';
   const auto planIn = [&](const std::string& artefact) {
@@ -218,7 +218,7 @@ TEST_F(CompilerTest, AnArtefactCarriesItsPlan) {
   };
   EXPECT_EQ(planIn(good), "no fault");
   for (const std::string& bad : {std::string(), good.substr(0, good.size() - 1), tooLong,
-                                 vuo::artefactWithPlan("", "{}"), vuo::artefactWithPlan("", "[")})
+                                 vuo::attachment("{}"), vuo::attachment("[")})
     EXPECT_THAT(planIn(bad), HasSubstr("no compiled composition"));
 
   vuo::Plan wild = plan;

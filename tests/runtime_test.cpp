@@ -132,9 +132,9 @@ class Running {
   static std::string write(const TestFolder& folder, const Plan& plan, bool ownProcess,
                            const std::string& name) {
     const std::string helper = ownProcess ? "/vuo-player" : "/vuo-module.so";
-    const std::string file = folder.write(
-        name + ".new",
-        vuo::artefactWithPlan(contentsOf(vuo::helperFolder() + helper), vuo::serialized(plan)));
+    const std::string file =
+        folder.write(name + ".new", contentsOf(vuo::helperFolder() + helper) +
+                                        vuo::attachment(vuo::serialized(plan)));
     fs::permissions(file, fs::perms::owner_all);
     fs::rename(file, folder.path + "/" + name);
     return folder.path + "/" + name;

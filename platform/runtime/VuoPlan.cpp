@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace vuo {
 namespace {
@@ -197,12 +198,10 @@ Plan planFromText(const std::string& text) {
   return plan;
 }
 
-std::string artefactWithPlan(std::string prebuilt, const std::string& planText) {
+std::string attachment(std::string planText) {
   Footer footer{planText.size(), {}};
   std::memcpy(footer.magic, magicOfPlans, sizeof footer.magic);
-  prebuilt += planText;
-  prebuilt.append(reinterpret_cast<const char*>(&footer), sizeof footer);
-  return prebuilt;
+  return std::move(planText.append(reinterpret_cast<const char*>(&footer), sizeof footer));
 }
 
 Plan planOfArtefact(int fileDescriptor) {

@@ -60,8 +60,9 @@ struct Plan {
 std::string serialized(const Plan& plan);
 Plan planFromText(const std::string& text);
 
-/// Appends a serialised plan to the bytes of a prebuilt module or player.
-std::string artefactWithPlan(std::string prebuilt, const std::string& planText);
+/// What makes an artefact with this serialised plan of a prebuilt module or player when it is put
+/// at its end.
+std::string attachment(std::string planText);
 /// The plan at the end of an artefact. Throws std::runtime_error when there is none.
 Plan planOfArtefact(int fileDescriptor);
 

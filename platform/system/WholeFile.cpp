@@ -1,18 +1,70 @@
 // Whole files: reading text, and writing so that a file is there completely or not at all.
+#include <fcntl.h>
 #include <glib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <memory>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "platform/system/FileSystem.h"
 
 namespace platform {
+namespace {
+
+/// The length of the ASCII text at the beginning, which is valid as it stands.
+std::size_t asciiLength(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t length = 0;
+  for (std::uint64_t eight; length + sizeof eight <= text.size(); length += sizeof eight) {
+    std::memcpy(&eight, text.data() + length, sizeof eight);
+    if (eight & kHighBits) break;
+  }
+  while (length < text.size() && static_cast<signed char>(text[length]) >= 0) ++length;
+  return length;
+}
+
+/// The length of the text at the beginning that has no ASCII in it.
+std::size_t nonAsciiLength(std::string_view text) {
+  const auto end = std::find_if(text.begin(), text.end(),
+                                [](char byte) { return static_cast<signed char>(byte) >= 0; });
+  return static_cast<std::size_t>(end - text.begin());
+}
+
+/// Reads up to `room` bytes; nothing when that fails.
+std::optional<std::size_t> readSome(int file, char* bytes, std::size_t room) {
+  ssize_t count;
+  do count = read(file, bytes, room);
+  while (count < 0 && errno == EINTR);
+  return count < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(count));
+}
+
+std::optional<std::string> readAll(int file) {
+  struct stat status {};
+  if (fstat(file, &status) != 0) return std::nullopt;
+  // One byte more than the file is long shows its end; it may also have grown meanwhile.
+  std::string contents(static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 1, '\0');
+  for (std::size_t length = 0;;) {
+    const auto count = readSome(file, contents.data() + length, contents.size() - length);
+    if (!count) return std::nullopt;
+    length += *count;
+    if (*count == 0) {
+      contents.resize(length);
+      return contents;
+    }
+    if (length == contents.size()) contents.resize(2 * length + 4096);
+  }
+}
+
+}  // namespace
 
 std::optional<std::string> readFile(const std::string& path) {
-  gchar* bytes = nullptr;
-  gsize length = 0;
-  if (!g_file_get_contents(path.c_str(), &bytes, &length, nullptr)) return std::nullopt;
-  const std::unique_ptr<gchar, void (*)(gpointer)> owner(bytes, g_free);
-  return std::string(bytes, length);
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return std::nullopt;
+  auto contents = readAll(file);
+  close(file);
+  return contents;
 }
 
 std::optional<std::string> readTextFile(const std::string& path) {
@@ -34,15 +86,13 @@ bool writeFileAtomically(const std::string& path, std::string_view contents) {
 }
 
 bool isValidUtf8(std::string_view text) {
-  // GLib takes U+0000 for the end of a text; in a file it is a character like any other.
-  for (;;) {
-    const auto end = text.find('\0');
-    const auto segment = text.substr(0, end);
-    if (!g_utf8_validate(segment.data(), static_cast<gssize>(segment.size()), nullptr))
-      return false;
-    if (end == std::string_view::npos) return true;
-    text.remove_prefix(end + 1);
+  while (!text.empty()) {
+    text.remove_prefix(asciiLength(text));
+    const std::size_t length = nonAsciiLength(text);
+    if (!g_utf8_validate(text.data(), static_cast<gssize>(length), nullptr)) return false;
+    text.remove_prefix(length);
   }
+  return true;
 }
 
 }  // namespace platform

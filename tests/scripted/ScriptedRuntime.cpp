@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "platform/runtime/VuoCompiler.h"
@@ -33,10 +34,19 @@ void noted(const std::string& call) {
   calls.push_back(call);
 }
 
-/// Records a call and does what the script says of its first word.
-void called(const std::string& call) {
-  noted(call);
-  const std::string word = call.substr(0, call.find(' '));
+template <class Argument>
+std::string text(const Argument& argument) {
+  if constexpr (std::is_invocable_v<Argument>)
+    return argument();
+  else
+    return argument;
+}
+
+/// Records a call and does what the script says of its first word. The arguments may be functions
+/// that make a text.
+template <class... Arguments>
+void called(const std::string& word, const Arguments&... arguments) {
+  if (theScript.records) noted((word + ... + (" " + text(arguments))));
   if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
     action->second();
   }
@@ -76,22 +86,23 @@ class Runner : public VuoRunner {
   void stop() override { called("stop"); }
   void waitUntilStopped() override { called("waitUntilStopped"); }
   Port* getPublishedInputPortWithName(std::string name) override {
-    called("findInput " + name);
+    called("findInput", name);
     return theScript.inputs.contains(name) ? portNamed(name) : nullptr;
   }
   Port* getPublishedOutputPortWithName(std::string name) override {
-    called("findOutput " + name);
+    called("findOutput", name);
     const bool known = theScript.outputs.contains(name) || theScript.imageOutputs.contains(name);
     return known ? portNamed(name) : nullptr;
   }
   void setPublishedInputPortValue(Port* port, json_object* value) override {
-    called("set " + port->getName() + " " +
-           json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN));
+    called("set", port->getName(), [value] {
+      return std::string(json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN));
+    });
   }
-  void firePublishedInputPortEvent(Port* port) override { called("fire " + port->getName()); }
+  void firePublishedInputPortEvent(Port* port) override { called("fire", port->getName()); }
   void firePublishedInputPortEvent() override { called("fire"); }
   json_object* getPublishedOutputPortValue(Port* port) override {
-    called("get " + port->getName());
+    called("get", port->getName());
     const auto image = theScript.imageOutputs.find(port->getName());
     if (image != theScript.imageOutputs.end()) return VuoImage_getJson(image->second);
     const std::string& text = theScript.outputs[port->getName()];
@@ -167,13 +178,13 @@ using scripted::theScript;
 
 VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string path, std::string folder,
                                                              bool, bool) {
-  called("newSeparate " + path + " " + folder);
+  called("newSeparate", path, folder);
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
 VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string path,
                                                                 std::string folder, bool) {
-  called("newInProcess " + path + " " + folder);
+  called("newInProcess", path, folder);
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
@@ -181,18 +192,18 @@ VuoCompiler::VuoCompiler() = default;
 VuoCompiler::~VuoCompiler() = default;
 
 void VuoCompiler::compileComposition(std::string composition, std::string bitcode) {
-  called("compile " + platform::lastPathComponent(composition) + " " + bitcode);
+  called("compile", platform::lastPathComponent(composition), bitcode);
 }
 
 void VuoCompiler::linkCompositionToCreateDynamicLibrary(std::string, std::string library,
                                                         Optimization optimization) {
-  called("linkDylib " + platform::lastPathComponent(library) + " " + std::to_string(optimization));
+  called("linkDylib", platform::lastPathComponent(library), std::to_string(optimization));
   platform::writeFileAtomically(library, "library");
 }
 
 void VuoCompiler::linkCompositionToCreateExecutable(std::string, std::string executable,
                                                     Optimization optimization, bool, std::string) {
-  called("linkExe " + platform::lastPathComponent(executable) + " " + std::to_string(optimization));
+  called("linkExe", platform::lastPathComponent(executable), std::to_string(optimization));
   platform::writeFileAtomically(executable, "executable");
 }
 
@@ -210,7 +221,7 @@ void VuoRelease(const void* value) {
 
 static void calledMake(const char* kind, std::uint32_t name, std::uint32_t format,
                        std::uint64_t width, std::uint64_t height) {
-  called(std::string(kind) + " " + std::to_string(name) + " " + std::to_string(format) + " " +
+  called(kind, std::to_string(name), std::to_string(format),
          std::to_string(width) + "x" + std::to_string(height));
 }
 
@@ -296,7 +307,7 @@ json_object* VuoPoint2d_getJson(VuoPoint2d value) {
 
 std::shared_ptr<const ZQVuoPortValue> VuoRunnerCocoa::cocoaObjectWithVuoValue(
     json_object* value, const std::string& ofType) {
-  called("cocoa " + ofType);
+  called("cocoa", ofType);
   return std::make_shared<const ZQVuoPortValue>(json_object_get_string(value));
 }
 

@@ -18,6 +18,7 @@ namespace scripted {
 struct Script {
   std::set<std::string> throwing;  ///< first words of the calls that throw a std::runtime_error
   bool throwsInt = false;          ///< throw an int instead
+  bool records = true;
   bool yieldsRunner = true;
   bool yieldsJson = true;
   bool yieldsImage = true;

@@ -1,6 +1,7 @@
 #include "platform/runtime/compiler/OwnFile.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -55,7 +56,7 @@ class FileBeside {
   FileBeside(const FileBeside&) = delete;
   FileBeside& operator=(const FileBeside&) = delete;
 
-  void write(const std::string& contents, mode_t mode) {
+  void write(const std::string& contents) {
     for (std::size_t done = 0; done < contents.size();) {
       const ssize_t count =
           ::write(_descriptor.get(), contents.data() + done, contents.size() - done);
@@ -63,6 +64,23 @@ class FileBeside {
       if (count < 0) fault(_path, "can't be written", errno);
       done += static_cast<std::size_t>(count);
     }
+  }
+
+  /// Where the file system can, both files share the same blocks afterwards.
+  void append(const std::string& original) {
+    const Descriptor from(open(original.c_str(), O_RDONLY | O_CLOEXEC));
+    if (from.get() < 0) fault(original, "can't be read", errno);
+    constexpr std::size_t all = 1 << 30;
+    ssize_t count;
+    do count = copy_file_range(from.get(), nullptr, _descriptor.get(), nullptr, all, 0);
+    while (count > 0);
+    if (count == 0 && lseek(_descriptor.get(), 0, SEEK_CUR) > 0) return;
+    do count = sendfile(_descriptor.get(), from.get(), nullptr, all);
+    while (count > 0);
+    if (count < 0) fault(_path, "can't be written", errno);
+  }
+
+  void setMode(mode_t mode) {
     if (fchmod(_descriptor.get(), mode) != 0) fault(_path, "can't be given its mode", errno);
   }
 
@@ -83,7 +101,17 @@ class FileBeside {
 
 void replaceFile(const std::string& path, const std::string& contents, mode_t mode) {
   FileBeside file(path);
-  file.write(contents, mode);
+  file.write(contents);
+  file.setMode(mode);
+  file.moveTo(path);
+}
+
+void replaceFileWithCopy(const std::string& path, const std::string& original,
+                         const std::string& more, mode_t mode) {
+  FileBeside file(path);
+  file.append(original);
+  file.write(more);
+  file.setMode(mode);
   file.moveTo(path);
 }
 

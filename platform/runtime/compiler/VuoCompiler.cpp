@@ -1,7 +1,5 @@
 #include "platform/runtime/VuoCompiler.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "platform/runtime/VuoPlan.h"
@@ -13,14 +11,6 @@ namespace {
 
 constexpr mode_t executable = 0755;
 
-std::string prebuilt(const std::string& name) {
-  const std::string path = vuo::helperFolder() + "/" + name;
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream contents;
-  if (!(contents << file.rdbuf())) throw std::runtime_error(path + " can't be read");
-  return contents.str();
-}
-
 void link(const std::string& prebuiltName, const std::string& bitcodePath,
           const std::string& artefactPath) {
   const std::string planText = vuo::readOwnFile(bitcodePath);
@@ -29,8 +19,8 @@ void link(const std::string& prebuiltName, const std::string& bitcodePath,
   } catch (const std::runtime_error& fault) {
     throw std::runtime_error(bitcodePath + ": " + fault.what());
   }
-  vuo::replaceFile(artefactPath, vuo::artefactWithPlan(prebuilt(prebuiltName), planText),
-                   executable);
+  vuo::replaceFileWithCopy(artefactPath, vuo::helperFolder() + "/" + prebuiltName,
+                           vuo::attachment(planText), executable);
 }
 
 }  // namespace

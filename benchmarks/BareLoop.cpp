@@ -1,0 +1,109 @@
+#include "benchmarks/BareLoop.h"
+
+#include <epoxy/gl.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr const char* vertexShader = R"(#version 330 core
+out vec2 uv;
+void main() {
+  uv = vec2((gl_VertexID << 1) & 2, gl_VertexID & 2);
+  gl_Position = vec4(uv * 2.0 - 1.0, 0.0, 1.0);
+}
+)";
+
+void attach(GLuint program, GLenum kind, const char* source) {
+  const GLuint shader = glCreateShader(kind);
+  glShaderSource(shader, 1, &source, nullptr);
+  glCompileShader(shader);
+  glAttachShader(program, shader);
+  glDeleteShader(shader);
+}
+
+GLuint newTexture(int width, int height) {
+  GLuint name = 0;
+  glGenTextures(1, &name);
+  glBindTexture(GL_TEXTURE_2D, name);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glBindTexture(GL_TEXTURE_2D, 0);
+  return name;
+}
+
+}  // namespace
+
+BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader,
+                   int width, int height, std::uint32_t input)
+    : _context(platform::GLContext::createSharedWith(shareWith.handle())),
+      _width(width),
+      _height(height),
+      _input(input),
+      _pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
+  const platform::GLCurrent current(*_context);
+  _program = glCreateProgram();
+  attach(_program, GL_VERTEX_SHADER, vertexShader);
+  attach(_program, GL_FRAGMENT_SHADER, fragmentShader.c_str());
+  glLinkProgram(_program);
+  GLint linked = 0;
+  glGetProgramiv(_program, GL_LINK_STATUS, &linked);
+  if (!linked) {
+    std::fprintf(stderr, "the bare loop's shader can't be used\n");
+    std::_Exit(1);
+  }
+  _time = glGetUniformLocation(_program, "time");
+  glGenVertexArrays(1, &_vertexArray);
+  glGenFramebuffers(1, &_framebuffer);
+  _picture = newTexture(width, height);
+  _carried = newTexture(width, height);
+}
+
+BareLoop::~BareLoop() {
+  const platform::GLCurrent current(*_context);
+  glDeleteTextures(1, &_picture);
+  glDeleteTextures(1, &_carried);
+  glDeleteFramebuffers(1, &_framebuffer);
+  glDeleteVertexArrays(1, &_vertexArray);
+  glDeleteProgram(_program);
+}
+
+void BareLoop::drawOnce() {
+  glUseProgram(_program);
+  glUniform1f(_time, static_cast<float>(_framesDrawn++) / 60.0F);
+  if (_input != 0) glBindTexture(GL_TEXTURE_2D, _input);
+  glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, _picture, 0);
+  glViewport(0, 0, _width, _height);
+  glBindVertexArray(_vertexArray);
+  glDrawArrays(GL_TRIANGLES, 0, 3);
+}
+
+void BareLoop::draw(int frames) {
+  const platform::GLCurrent current(*_context);
+  for (int i = 0; i < frames; ++i) {
+    drawOnce();
+    glFinish();
+  }
+}
+
+void BareLoop::drawAndCarry(int frames) {
+  const platform::GLCurrent current(*_context);
+  for (int i = 0; i < frames; ++i) {
+    drawOnce();
+    glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
+    glBindTexture(GL_TEXTURE_2D, _carried);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE,
+                    _pixels.data());
+    glFinish();
+  }
+}
+
+const std::vector<std::uint8_t>& BareLoop::drawAndRead() {
+  const platform::GLCurrent current(*_context);
+  drawOnce();
+  glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
+  return _pixels;
+}

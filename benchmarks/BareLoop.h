@@ -1,0 +1,37 @@
+// The limit: a fragment shader drawn by nothing but OpenGL, in a loop that finishes each frame.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/system/GLContext.h"
+
+class BareLoop {
+ public:
+  /// With a context of its own. `input` is a texture in that context's share group for the shader's
+  /// sampler, 0 for a shader without one.
+  BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader, int width,
+           int height, std::uint32_t input = 0);
+  ~BareLoop();
+  BareLoop(const BareLoop&) = delete;
+  BareLoop& operator=(const BareLoop&) = delete;
+
+  void draw(int frames);
+  /// Reads each frame back once and uploads it once, too.
+  void drawAndCarry(int frames);
+  /// One frame, read into memory that stays the loop's.
+  const std::vector<std::uint8_t>& drawAndRead();
+
+ private:
+  void drawOnce();
+
+  std::shared_ptr<platform::GLContext> _context;
+  int _width, _height;
+  std::uint32_t _program = 0, _vertexArray = 0, _framebuffer = 0, _picture = 0, _carried = 0;
+  std::uint32_t _input;
+  int _time = -1;
+  int _framesDrawn = 0;
+  std::vector<std::uint8_t> _pixels;
+};

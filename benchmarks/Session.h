@@ -1,0 +1,34 @@
+// What a host sets up before it uses scenes, over a folder that goes with it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Brannow/Brannow.h"
+
+class Session {
+ public:
+  Session();
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  ZQBufferPool& pool() { return *_pool; }
+  const platform::GLContext& context() const { return *_context; }
+  const std::string& folder() const { return _folder; }
+
+ private:
+  std::string _folder;
+  std::shared_ptr<platform::GLContext> _context;
+  std::unique_ptr<ZQBufferPool> _pool;
+};
+
+/// The file of a composition that is measured.
+std::string benchComposition(const std::string& name);
+std::string textOf(const std::string& file);
+
+/// A scene in which that composition runs. Ends the program when it does not.
+std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, double height,
+                                         bool newProcess);
+/// A generator's next frame, waited for. Ends the program when none comes.
+ZQBufferRef nextFrame(VuoGLScene& scene);

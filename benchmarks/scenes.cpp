@@ -1,0 +1,159 @@
+// Many scenes at once: what they cost together, and what they cost when nobody looks.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "benchmarks/BareLoop.h"
+#include "benchmarks/Measured.h"
+#include "benchmarks/Session.h"
+#include "platform/system/Dispatch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kWidth = 320, kHeight = 180;
+constexpr int kRounds = 9;
+
+/// The process that has started the one behind a folder of /proc.
+int parentOf(const fs::path& folder) {
+  const std::string text = textOf(folder / "stat");
+  const std::size_t name = text.rfind(')');
+  int parent = -1;
+  if (name != text.npos) std::istringstream(text.substr(name + 4)) >> parent;
+  return parent;
+}
+
+/// This process and those that it has started.
+std::vector<std::string> processFolders() {
+  std::vector<std::string> folders{"/proc/self"};
+  for (const auto& entry : fs::directory_iterator("/proc"))
+    if (parentOf(entry.path()) == getpid()) folders.push_back(entry.path());
+  return folders;
+}
+
+/// The number behind `key` in a file of each process, added up.
+double total(const char* file, const std::string& key) {
+  double sum = 0;
+  for (const std::string& folder : processFolders()) {
+    std::istringstream text(textOf(folder + "/" + file));
+    for (std::string line; std::getline(text, line);)
+      if (line.starts_with(key)) sum += std::atof(line.c_str() + key.size());
+  }
+  return sum;
+}
+
+/// Processor time of all of them, in milliseconds.
+double processorTime() {
+  double ticks = 0;
+  for (const std::string& folder : processFolders()) {
+    const std::string text = textOf(folder + "/stat");
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string skipped;
+    for (int i = 0; i < 11; ++i) fields >> skipped;
+    double user = 0, system = 0;
+    fields >> user >> system;
+    ticks += user + system;
+  }
+  return 1000 * ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+using Scenes = std::vector<std::shared_ptr<VuoGLScene>>;
+
+Scenes scenesOf(int count, bool newProcess) {
+  Scenes scenes;
+  while (count-- > 0)
+    scenes.push_back(runningScene(benchComposition("waves.vuo"), kWidth, kHeight, newProcess));
+  return scenes;
+}
+
+void drawAll(const Scenes& scenes) {
+  for (const auto& scene : scenes) std::ignore = nextFrame(*scene);
+}
+
+std::string mode(bool newProcess) {
+  return newProcess ? "separate processes" : "in process";
+}
+
+/// One frame of each, over and over.
+Subject inTurn(const std::string& name, int count, const std::function<void()>& drawEach) {
+  return {name,
+          [=] {
+            const int frames = std::max(1, 64 / count);
+            const double taken = milliseconds([&] {
+              for (int i = 0; i < frames; ++i) drawEach();
+            });
+            return taken / frames / count;
+          },
+          {},
+          {}};
+}
+
+/// As many bare loops, which share what a machine's caches have room for.
+Subject bareLoops(const Session& session, int count, bool carried) {
+  const auto loops = std::make_shared<std::vector<std::unique_ptr<BareLoop>>>();
+  for (int i = 0; i < count; ++i)
+    loops->push_back(std::make_unique<BareLoop>(
+        session.context(), textOf(benchComposition("waves.frag")), kWidth, kHeight));
+  return inTurn(std::to_string(count) + " bare loops" + (carried ? ", read back and uploaded" : ""),
+                count, [=] {
+                  for (const auto& loop : *loops) carried ? loop->drawAndCarry(1) : loop->draw(1);
+                });
+}
+
+void costOfFrames(const Session& session, bool newProcess) {
+  std::map<int, Scenes> scenes;
+  std::vector<Subject> subjects;
+  for (const int count : {64, 16, 4, 1}) {
+    scenes[count] = scenesOf(count, newProcess);
+    subjects.push_back(inTurn(std::to_string(count) + (count == 1 ? " scene" : " scenes"), count,
+                              [&all = scenes[count]] { drawAll(all); }));
+  }
+  subjects[1].mostTimes = 1.2;  // linear: four times as many scenes take four times as long
+  for (const int count : {64, 1}) subjects.push_back(bareLoops(session, count, newProcess));
+  compare({"frame of one of many scenes at 320x180, " + mode(newProcess), "ms"}, subjects, kRounds);
+}
+
+void costOfHaving(bool newProcess) {
+  constexpr int kScenes = 64;
+  drawAll(scenesOf(1, newProcess));
+  platform::finishQueues();  // scenes end in the background
+  const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
+  const Scenes scenes = scenesOf(kScenes, newProcess);
+  drawAll(scenes);
+  const std::string of = " for each of 64 scenes, " + mode(newProcess);
+  print({"memory" + of, "MB"}, {"framework and players",
+                                {(total("smaps_rollup", "Pss:") - memory) / 1000 / kScenes},
+                                {},
+                                {}});
+  print({"threads" + of, ""},
+        {"framework and players", {(total("status", "Threads:") - threads) / kScenes}, {}, {}});
+
+  Figures idle{"framework and players", {}, {}, 0.5};
+  for (int round = 0; round < 4; ++round) {
+    const double before = processorTime();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    if (round > 0) idle.samples.push_back((processorTime() - before) / 2);
+  }
+  print({"processor time of 64 idle scenes in a second, " + mode(newProcess), "ms"}, idle);
+}
+
+}  // namespace
+
+int main() {
+  Session session;
+  for (const bool newProcess : {false, true}) {
+    costOfFrames(session, newProcess);
+    costOfHaving(newProcess);
+  }
+}
