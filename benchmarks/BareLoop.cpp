@@ -57,14 +57,14 @@ BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& frag
   _time = glGetUniformLocation(_program, "time");
   glGenVertexArrays(1, &_vertexArray);
   glGenFramebuffers(1, &_framebuffer);
-  _picture = newTexture(width, height);
-  _carried = newTexture(width, height);
+  for (std::uint32_t& picture : _pictures) picture = newTexture(width, height);
+  for (std::uint32_t& picture : _carried) picture = newTexture(width, height);
 }
 
 BareLoop::~BareLoop() {
   const platform::GLCurrent current(*_context);
-  glDeleteTextures(1, &_picture);
-  glDeleteTextures(1, &_carried);
+  glDeleteTextures(2, _pictures);
+  glDeleteTextures(2, _carried);
   glDeleteFramebuffers(1, &_framebuffer);
   glDeleteVertexArrays(1, &_vertexArray);
   glDeleteProgram(_program);
@@ -75,7 +75,8 @@ void BareLoop::drawOnce() {
   glUniform1f(_time, static_cast<float>(_framesDrawn++) / 60.0F);
   if (_input != 0) glBindTexture(GL_TEXTURE_2D, _input);
   glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, _picture, 0);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D,
+                         _pictures[_framesDrawn % 2], 0);
   glViewport(0, 0, _width, _height);
   glBindVertexArray(_vertexArray);
   glDrawArrays(GL_TRIANGLES, 0, 3);
@@ -94,7 +95,7 @@ void BareLoop::drawAndCarry(int frames) {
   for (int i = 0; i < frames; ++i) {
     drawOnce();
     glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
-    glBindTexture(GL_TEXTURE_2D, _carried);
+    glBindTexture(GL_TEXTURE_2D, _carried[_framesDrawn % 2]);
     glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE,
                     _pixels.data());
     glFinish();

@@ -1,4 +1,5 @@
-// The limit: a fragment shader drawn by nothing but OpenGL, in a loop that finishes each frame.
+// The limit: a fragment shader drawn by nothing but OpenGL, in a loop that finishes each frame. It
+// draws into two pictures in turn, as everybody does who shows one while the next is drawn.
 #pragma once
 
 #include <cstdint>
@@ -29,9 +30,10 @@ class BareLoop {
 
   std::shared_ptr<platform::GLContext> _context;
   int _width, _height;
-  std::uint32_t _program = 0, _vertexArray = 0, _framebuffer = 0, _picture = 0, _carried = 0;
+  std::uint32_t _program = 0, _vertexArray = 0, _framebuffer = 0;
+  std::uint32_t _pictures[2], _carried[2];
   std::uint32_t _input;
   int _time = -1;
-  int _framesDrawn = 0;
+  unsigned _framesDrawn = 0;
   std::vector<std::uint8_t> _pixels;
 };
