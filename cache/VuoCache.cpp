@@ -13,7 +13,8 @@ using platform::systemLog;
 
 namespace {
 
-std::shared_ptr<VuoCache> _vuoCache;
+/// Never destroyed: other threads may still ask for it while the process ends.
+std::shared_ptr<VuoCache>& _vuoCache = *new std::shared_ptr<VuoCache>;
 
 constexpr const char* kVersionKey = "lastVuoFmwkVersString";
 
@@ -50,8 +51,8 @@ void VuoCache::configGlobalCacheWithSavePath(const Path& path) {
   _configure(path, false);
 }
 
-/// A cache that was cleared a moment ago has nothing left to purge, so an unreadable version, which
-/// never equals the last one, does not clear it a second time.
+/// A cache that was cleared a moment ago has nothing left to load. Nor has it anything to purge, so
+/// an unreadable version, which never equals the last one, does not clear it a second time.
 void VuoCache::_configure(const Path& path, bool justCleared) {
   constexpr const char* kName = "+[VuoCache configGlobalCacheWithSavePath:]";
   systemLog("%s", {kName});
@@ -74,7 +75,7 @@ void VuoCache::_configure(const Path& path, bool justCleared) {
   const auto lastVersion = platform::userDefault(kVersionKey);
   systemLog("\t\tvuoFmwkVersString is %@, lastVuoFmwkVersString is %@", {version, lastVersion});
   if (version && version == lastVersion) {
-    _vuoCache->_load();
+    if (!justCleared) _vuoCache->_load();
     return;
   }
   platform::setUserDefault(version, kVersionKey);

@@ -53,18 +53,21 @@ std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const s
                                                        VuoCacheItem::Date& modDate) {
   constexpr int kTries = 3;
   for (int left = kTries; left > 0; --left) {
-    const auto before = platform::modificationTime(path);
-    if (auto errorText = _compile(kind, path, artefactPath)) return errorText;
+    VuoCacheItem::Date before;
+    if (auto errorText = _compile(kind, path, artefactPath, before)) return errorText;
     modDate = platform::modificationTime(path);
-    if (modDate == before) return std::nullopt;
+    if (!modDate || modDate == before) return std::nullopt;
   }
   modDate = std::nullopt;
   return std::nullopt;
 }
 
+/// `modDate` becomes the file's when its turn to be compiled has come.
 std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::string& path,
-                                              std::string& artefactPath) {
+                                              std::string& artefactPath,
+                                              VuoCacheItem::Date& modDate) {
   std::lock_guard hold(_compilerSynchLock);
+  modDate = platform::modificationTime(path);
   const std::string folder = _artefactFolder(path);
   if (!platform::itemExists(folder)) platform::createFolders(folder);
   artefactPath = _artefactPath(kind, path);

@@ -57,10 +57,14 @@ void VuoCache::_compileAndCacheFromTheQueue() {
   const auto entry = _takeFirstEntry();
   if (!entry) return;
   Item result;
-  if (entry->createDylib) {
-    result = _fetchSynchronously(kDylib, entry->path);
-  } else if (entry->createExecutable) {
-    result = _fetchSynchronously(kExe, entry->path);
+  try {
+    if (entry->createDylib) {
+      result = _fetchSynchronously(kDylib, entry->path);
+    } else if (entry->createExecutable) {
+      result = _fetchSynchronously(kExe, entry->path);
+    }
+  } catch (...) {
+    // Whatever went wrong, the requests behind this one are still to be served.
   }
   _removeEntry(entry);
   deliver(entry->completionBlock, std::move(result));

@@ -40,6 +40,20 @@ says compiled
 unset LD_LIBRARY_PATH
 
 says compiled
+key=$(printf %s "$tiles" | md5sum | cut -c-32 | tr a-f A-F)
+[ -x "cache/brannow/VuoCache/$key/lumoVuoExe" ] || fail 'a folder is named after the path'
+[ -f "/tmp/$key.bc" ] || fail 'the bitcode is named after the path'
+says compiled --in-process
+says 'from the cache' --in-process
+
+# What is stale when it is loaded goes, an executable with its file; so does another application's.
+for change in 's|<string>[0-9.]*</string>|<string>1.000000000</string>|' 's|<key>ap</key>|<key>other</key>|'; do
+  cp "$records" good.plist
+  sed -i "$change" "$records"
+  "$brannow" render "${tiles%/*}/plasma.vuo" --size 16x9 -o p.png >out 2>err || fail 'renders another'
+  [ ! -e "cache/brannow/VuoCache/$key/lumoVuoExe" ] || fail "keeps what is stale ($change)"
+  says compiled
+done
 cp "$records" good.plist
 for damage in 'not a property list' '<plist version="1.0"><array/></plist>' ''; do
   printf '%s' "$damage" >"$records"

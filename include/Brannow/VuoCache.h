@@ -94,7 +94,7 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
                                                std::string& artefactPath,
                                                VuoCacheItem::Date& modDate);
   std::optional<std::string> _compile(const Kind& kind, const std::string& path,
-                                      std::string& artefactPath);
+                                      std::string& artefactPath, VuoCacheItem::Date& modDate);
   void _fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone);
   bool _enqueue(const Kind& kind, const Path& path, const Completion& completion);
   void _scheduleQueueRun();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <latch>
 #include <thread>
 
@@ -16,6 +17,7 @@
 #include "tests/TestSupport.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -51,6 +53,8 @@ class Cache : public testing::Test {
 };
 
 TEST_F(Cache, CompilesOncePerModificationAndPerKind) {
+  VuoCache::globalCache()->setExecutableName("");
+  VuoCache::globalCache()->setExecutableName(std::nullopt);
   const auto dylib = VuoCache::fetchCachedDylibForVuoFileSynchronously(composition);
   const auto exe = VuoCache::fetchCachedExeForVuoFileSynchronously(composition);
   EXPECT_THAT(scripted::takeCalls(),
@@ -64,8 +68,17 @@ TEST_F(Cache, CompilesOncePerModificationAndPerKind) {
   EXPECT_FALSE(exe->cachedDylibPath());
   EXPECT_TRUE(exe->isValid() && dylib->isValid());
 
-  EXPECT_NE(VuoCache::fetchCachedDylibForVuoFileSynchronously(composition), dylib);
+  // What callers do with their copies, the compiled one and later ones, is their own affair. So is
+  // what becomes of the artefact: only the composition's date counts.
+  dylib->setVuoFilePath(nullptr);
+  VuoCache::fetchCachedDylibForVuoFileSynchronously(composition)->setModDate(std::nullopt);
+  std::filesystem::remove(*dylib->cachedDylibPath());
+  const auto later = VuoCache::fetchCachedDylibForVuoFileSynchronously(composition);
+  EXPECT_EQ(*later->vuoFilePath(), composition);
+  EXPECT_TRUE(later->upToDate() && !later->isValid());
+  EXPECT_TRUE(VuoCache::isCachedDylibAvailableForVuoFile(composition));
   EXPECT_THAT(compiles(), IsEmpty());
+  dylib->setVuoFilePath(later->vuoFilePath());
 
   timespec time = modificationTimeOf(composition);
   const timespec before = time;
@@ -113,6 +126,7 @@ TEST_F(Cache, TellsTheUserAboutEveryFailedCompile) {
     called = true;
     EXPECT_FALSE(item);
   });
+  EXPECT_THAT(alerts, IsEmpty());  // they are for the main queue
   serveMainQueueUntil([&] { return called && alerts.size() == 2; });
   EXPECT_EQ(alerts[0].messageText, "Problem loading composition");
   EXPECT_EQ(alerts[0].informativeText,
@@ -123,6 +137,17 @@ TEST_F(Cache, TellsTheUserAboutEveryFailedCompile) {
 
   scripted::script().throwing = {};
   EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition));
+
+  // A compile that fails leaves the older record in place.
+  const timespec good = modificationTimeOf(composition);
+  timespec bad = good;
+  bad.tv_nsec ^= 1;
+  setModificationTime(composition, bad);
+  scripted::script().throwing = {"linkExe"};
+  EXPECT_FALSE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition));
+  setModificationTime(composition, good);
+  EXPECT_TRUE(VuoCache::isCachedExeAvailableForVuoFile(composition));
+  serveMainQueueUntil([&] { return alerts.size() == 3; });
 }
 
 TEST_F(Cache, RefusesWhatIsNotThere) {
@@ -133,16 +158,22 @@ TEST_F(Cache, RefusesWhatIsNotThere) {
   };
   VuoCache::fetchCachedExeForVuoFile("/nowhere/x.vuo", none);
   VuoCache::fetchCachedExeForVuoFile(std::nullopt, none);
+  VuoCache::fetchCachedDylibForVuoFile("/nowhere/x.vuo", none);
   EXPECT_EQ(answers, 0);
-  serveMainQueueUntil([&] { return answers == 2; });
+  serveMainQueueUntil([&] { return answers == 3; });
   EXPECT_THAT(log.take(),
               ElementsAre("\t\terr: nil path or no file, -[VuoCache "
-                          "fetchCachedExeForVuoFile:callBlockWhenDone:].  /nowhere/x.vuo"));
+                          "fetchCachedExeForVuoFile:callBlockWhenDone:].  /nowhere/x.vuo",
+                          "\t\terr: nil path or no file, -[VuoCache "
+                          "fetchCachedDylibForVuoFile:callBlockWhenDone:].  /nowhere/x.vuo"));
   EXPECT_FALSE(VuoCache::fetchCachedDylibForVuoFileSynchronously(std::nullopt));
   EXPECT_THAT(log.take(), IsEmpty());
   EXPECT_FALSE(VuoCache::isCachedDylibAvailableForVuoFile(std::nullopt));
+  EXPECT_FALSE(VuoCache::isCachedExeAvailableForVuoFile(std::nullopt));
   EXPECT_THAT(log.take(), ElementsAre("\t\terr: bailing, passed path was nil, -[VuoCache "
-                                      "isCachedDylibAvailableForVuoFile:]"));
+                                      "isCachedDylibAvailableForVuoFile:]",
+                                      "\t\terr: bailing, passed path was nil, -[VuoCache "
+                                      "isCachedExeAvailableForVuoFile:]"));
   EXPECT_THAT(alerts, IsEmpty());
 }
 
@@ -179,6 +210,61 @@ TEST_F(Cache, CompilesAgainWhatWasEditedMeanwhile) {
   EXPECT_EQ(compiles().size(), 2u);
   edits = 1000;
   EXPECT_FALSE(VuoCache::fetchCachedDylibForVuoFileSynchronously(composition)->upToDate());
+  compiles();
+  scripted::script().during["linkExe"] = [&] { std::filesystem::remove(composition); };
+  EXPECT_FALSE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition)->modDate());
+  EXPECT_EQ(compiles().size(), 1u);
+}
+
+TEST_F(Cache, CompilesOnceWhatWasEditedBeforeItsTurn) {
+  std::latch compiling(1), edited(1);
+  scripted::script().during["compile"] = [&, first = true]() mutable {
+    if (!std::exchange(first, false)) return;
+    compiling.count_down();
+    edited.wait();
+  };
+  const std::string other = folder.write("other.vuo", "digraph {}");
+  std::thread holder([&] { VuoCache::fetchCachedExeForVuoFileSynchronously(other); });
+  compiling.wait();
+  std::atomic<bool> done{false};
+  std::thread waiter([&] {
+    EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition)->upToDate());
+    done = true;
+  });
+  // Nothing shows that a thread waits for a lock; it has far more than the time to get there.
+  for (int i = 0; i < 10'000 && !done; ++i) std::this_thread::yield();
+  timespec time = modificationTimeOf(composition);
+  time.tv_nsec ^= 1;
+  setModificationTime(composition, time);
+  edited.count_down();
+  holder.join();
+  waiter.join();
+  EXPECT_EQ(compiles().size(), 2u);
+}
+
+TEST_F(Cache, IsConfiguredOnceAndClearsTheFolderThatItKeeps) {
+  VuoCache::configGlobalCacheWithSavePath("/elsewhere");
+  EXPECT_THAT(log.take(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
+                                      "\t\terr: cache already exists, bailing, +[VuoCache "
+                                      "configGlobalCacheWithSavePath:]"));
+  EXPECT_EQ(VuoCache::globalCache()->savePath(), folder.path);
+
+  VuoCache::globalCache()->setSavePath("~/kept/");
+  const std::string kept = folder.path + "/kept/VuoCache";
+  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  EXPECT_TRUE(platform::readPropertyList(kept + "/vuoDylibData.plist"));
+  const auto exe = VuoCache::fetchCachedExeForVuoFileSynchronously(composition);
+  EXPECT_THAT(*exe->cachedExePath(), StartsWith(folder.path + "/kept"));
+  log.take();
+  VuoCache::clearCache();
+  EXPECT_FALSE(std::filesystem::exists(kept));
+  EXPECT_FALSE(VuoCache::isCachedExeAvailableForVuoFile(composition));
+  EXPECT_EQ(VuoCache::globalCache()->savePath(), folder.path + "/kept");
+  EXPECT_THAT(log.take(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
+                                      StartsWith("\t\tvuoFmwkVersString is ")));
+  VuoCache::clearCache();
+  EXPECT_THAT(log.take(), Contains("\t\terr: trash path nil or not a folder (" + kept +
+                                   ", 0) in +[VuoCache clearCache]"));
 }
 
 TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
@@ -206,7 +292,7 @@ TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
   EXPECT_EQ(most, 1);
   scripted::takeCalls();
 
-  // The application ends while a file is being compiled: the record of that one is saved too late.
+  // The application ends while a file is being compiled: saving waits for the compile.
   scripted::script().during["compile"] = [&] {
     compiling.count_down();
     posted.wait();
@@ -216,8 +302,13 @@ TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
   setModificationTime(composition, time);
   std::thread compiler([&] { VuoCache::fetchCachedExeForVuoFileSynchronously(composition); });
   compiling.wait();
-  std::thread host(
-      [] { platform::postNotification(platform::NSApplicationWillTerminateNotification); });
+  std::atomic<bool> saved{false};
+  std::thread host([&] {
+    platform::postNotification(platform::NSApplicationWillTerminateNotification);
+    saved = true;
+  });
+  for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+  EXPECT_FALSE(saved);
   posted.count_down();
   host.join();
   compiler.join();
@@ -239,6 +330,29 @@ TEST_F(Cache, WritesItsRecordsWhenTheApplicationEnds) {
   EXPECT_EQ(loaded.description(), exe->description());
   EXPECT_EQ(loaded.modDate(), exe->modDate());
   EXPECT_TRUE(loaded.isValid() && loaded.upToDate());
+}
+
+TEST_F(Cache, KnowsWhichRecordsAreValid) {
+  const auto shared = [](std::string text) {
+    return std::make_shared<const std::string>(std::move(text));
+  };
+  const auto here = shared(composition), gone = shared("/nowhere/x");
+  const auto app = shared(platform::mainBundlePath());
+  struct {
+    VuoCacheItem::Text composition, dylib, exe, app;
+    bool valid;
+  } const cases[] = {
+      {here, nullptr, nullptr, nullptr, true},  {nullptr, nullptr, nullptr, nullptr, false},
+      {gone, nullptr, nullptr, nullptr, false}, {here, here, nullptr, nullptr, true},
+      {here, gone, nullptr, nullptr, false},    {here, nullptr, here, app, true},
+      {here, nullptr, gone, app, false},        {here, nullptr, here, nullptr, false},
+      {here, nullptr, here, gone, false},       {here, gone, here, app, false},
+  };
+  for (const auto& [file, dylib, exe, compiledBy, valid] : cases) {
+    const auto item = VuoCacheItem::initWithVuoFile(file, dylib, exe, std::nullopt, compiledBy);
+    EXPECT_EQ(item->isValid(), valid) << item->description();
+    EXPECT_FALSE(item->upToDate());
+  }
 }
 
 TEST(CacheItem, ReadsWhateverASnapshotHolds) {
