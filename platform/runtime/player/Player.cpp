@@ -65,9 +65,12 @@ bool Player::serve() {
 
 bool Player::serve(Message message) {
   const std::string kind = kindOf(message.body.get());
-  if (kind == "event") takeEvent(message.body.get());
-  if (kind == "image") takeImage(std::move(message));
-  if (kind == "frame done") _frames.release(numberIn(message.body.get(), "buffer"));
+  if (kind == "event")
+    takeEvent(message.body.get());
+  else if (kind == "image")
+    takeImage(std::move(message));
+  else
+    _frames.take(message.body.get());
   return kind != "stop";
 }
 

@@ -150,9 +150,9 @@ void RemoteComposition::takeReports() {
 }
 
 void RemoteComposition::take(Message message, FrameReceiver& frames) {
+  if (frames.take(message)) return;
   json_object* body = message.body.get();
   const std::string kind = kindOf(body);
-  if (kind == "buffer") frames.takeBuffer(std::move(message));
   if (kind == "failed") _listener.failed(textIn(body, "message"));
   if (kind == "dropped") _listener.eventDropped(numberIn(body, "input"));
   if (kind != "outputs") return;

@@ -34,9 +34,24 @@ struct HandBack {
 }  // namespace
 
 FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
-    : _socket(socket), _buffers(mostPerEvent + spareBuffers) {}
+    : _socket(socket), _buffers(mostPerEvent + spareBuffers), _textures(socket) {}
 
 JsonOwner FrameSender::send(const ImageRef& image) {
+  if (JsonOwner frame = _textures.lend(image)) return frame;
+  JsonOwner frame = sendPixels(image);
+  _textures.offer(image, frame.get());
+  return frame;
+}
+
+void FrameSender::take(json_object* message) {
+  const std::string kind = kindOf(message);
+  const auto number = [&](const char* key) { return numberIn(message, key); };
+  if (kind == "frame done") release(number("buffer"));
+  if (kind == "texture done") _textures.givenBack(number("texture"));
+  if (kind == "texture answer") _textures.answered(number("texture"), number("usable") != 0);
+}
+
+JsonOwner FrameSender::sendPixels(const ImageRef& image) {
   const std::size_t buffer = takeFreeBuffer();
   try {
     makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
@@ -95,6 +110,22 @@ void FrameSender::close() {
   _changed.notify_all();
 }
 
+bool FrameReceiver::take(Message& message) {
+  json_object* body = message.body.get();
+  const std::string kind = kindOf(body);
+  if (kind == "buffer") {
+    takeBuffer(std::move(message));
+  } else if (kind == "texture") {
+    uploader();
+    _textures.take(std::move(message));
+  } else if (kind == "texture gone") {
+    _textures.drop(numberIn(body, "texture"));
+  } else {
+    return false;
+  }
+  return true;
+}
+
 void FrameReceiver::takeBuffer(Message message) {
   auto& buffer = _buffers[numberIn(message.body.get(), "buffer")];
   buffer = nullptr;
@@ -103,6 +134,7 @@ void FrameReceiver::takeBuffer(Message message) {
 }
 
 ImageRef FrameReceiver::receive(json_object* frame) {
+  if (valueIn(frame, "buffer") == nullptr) return _textures.borrow(frame);
   const std::uint64_t number = numberIn(frame, "buffer");
   const std::uint64_t width = numberIn(frame, "width"), height = numberIn(frame, "height");
   const auto buffer = _buffers.find(number);
@@ -110,8 +142,14 @@ ImageRef FrameReceiver::receive(json_object* frame) {
       buffer->second->size() < pixelBytes(width, height))
     throw std::runtime_error("The frame lies in no buffer");
   const HandBack handBack{_socket, number};
+  ImageRef image = uploader().upload(width, height, buffer->second->bytes());
+  _textures.answer(frame, buffer->second->bytes());
+  return image;
+}
+
+TextureUploader& FrameReceiver::uploader() {
   if (!_uploader) _uploader = std::make_unique<TextureUploader>();
-  return _uploader->upload(width, height, buffer->second->bytes());
+  return *_uploader;
 }
 
 }  // namespace vuo

@@ -1,5 +1,6 @@
-// How the pictures of a composition come from the player to its host: through a few buffers of
-// shared memory that are used over and over. Both ends are here, and nothing else knows the way.
+// How the pictures of a composition come from the player to its host: in the player's own textures
+// where both can use them, and else through a few buffers of shared memory that are used over and
+// over. Both ends are here, and nothing else knows the way.
 #pragma once
 
 #include <condition_variable>
@@ -12,6 +13,7 @@
 #include "platform/runtime/textures/TextureUploader.h"
 #include "platform/runtime/transport/MessageSocket.h"
 #include "platform/runtime/transport/SharedMemory.h"
+#include "platform/runtime/transport/TextureLoans.h"
 
 namespace vuo {
 
@@ -21,11 +23,12 @@ class FrameSender {
   /// `mostPerEvent` frames may go into one message.
   FrameSender(MessageSocket& socket, std::size_t mostPerEvent);
 
-  /// Puts the image into a free buffer, waiting for one while the host has them all, and returns
-  /// the frame for the message. Throws std::runtime_error when that fails or the host is gone.
+  /// The frame for the message. Where the pixels have to travel it puts them into a free buffer,
+  /// waiting for one while the host has them all. Throws std::runtime_error when that fails or the
+  /// host is gone.
   JsonOwner send(const ImageRef& image);
-  /// The host has done with the buffer. Any thread.
-  void release(std::size_t buffer);
+  /// Takes a message of the host's that is about frames, and leaves others. Any thread.
+  void take(json_object* message);
   /// The host is gone: nobody waits any more. Any thread.
   void close();
 
@@ -35,31 +38,38 @@ class FrameSender {
     bool isFree = true;
   };
 
+  JsonOwner sendPixels(const ImageRef& image);
   std::size_t takeFreeBuffer();
   void makeLargeEnough(std::size_t buffer, std::size_t size);
+  void release(std::size_t buffer);
 
   MessageSocket& _socket;
   std::mutex _lock;  ///< guards `isFree` and `_closed`; no lock is taken inside it
   std::condition_variable _changed;
   std::vector<Buffer> _buffers;
   bool _closed = false;
+  TextureLender _textures;
 };
 
 /// The host's end, on one thread.
 class FrameReceiver {
  public:
-  explicit FrameReceiver(MessageSocket& socket) : _socket(socket) {}
+  explicit FrameReceiver(MessageSocket& socket) : _socket(socket), _textures(socket) {}
 
-  /// Takes a buffer that the player has made, in place of the one with the same number.
-  void takeBuffer(Message message);
-  /// The image of a frame, complete on the GPU; its buffer goes back to the player. Throws
+  /// Takes a message of the player's that prepares for frames; false for any other.
+  bool take(Message& message);
+  /// The image of a frame, complete on the GPU; what it lay in goes back to the player. Throws
   /// std::runtime_error when the frame makes no sense or there is no memory for it.
   ImageRef receive(json_object* frame);
 
  private:
+  void takeBuffer(Message message);
+  TextureUploader& uploader();
+
   MessageSocket& _socket;
   std::map<std::uint64_t, std::unique_ptr<SharedMemory>> _buffers;
   std::unique_ptr<TextureUploader> _uploader;  ///< made for the first frame
+  TextureBorrower _textures;
 };
 
 }  // namespace vuo

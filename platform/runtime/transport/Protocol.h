@@ -5,15 +5,21 @@
 //   {"kind": "event", "values": [[input, value], ...], "inputs": [input, ...]}
 //   {"kind": "image", "input": i, "width": w, "height": h}   with the pixels' descriptor
 //   {"kind": "frame done", "buffer": b}
+//   {"kind": "texture answer", "texture": t, "usable": 0 or 1}   to what a frame offered
+//   {"kind": "texture done", "texture": t}                   once for each time it was lent
 //   {"kind": "stop"}
 //
 // player to runner
 //   {"kind": "ready", "inputs": [[name, type], ...], "outputs": [[name, type], ...]}
 //   {"kind": "refused", "message": m}
 //   {"kind": "buffer", "buffer": b, "size": n}               with the buffer's descriptor
+//   {"kind": "texture", "texture": t, "width": w, "height": h, "format": f, "modifier": m,
+//    "stride": s, "offset": o}                               with the texture's descriptor
+//   {"kind": "texture gone", "texture": t}
 //   {"kind": "outputs", "reports": [{"output": o, "value": v, "frame": f}, ...]}
 //       "value" or "frame" where data came with the event;
-//       a frame is {"buffer": b, "width": w, "height": h}
+//       a frame is {"buffer": b, "texture": t, "width": w, "height": h}: with the buffer only, with
+//       the texture only where it is lent, and with both where the texture is offered as well
 //   {"kind": "dropped", "input": i}
 //   {"kind": "failed", "message": m}
 #pragma once
