@@ -1,0 +1,56 @@
+#include "host/view/PictureStream.h"
+
+#include <algorithm>
+
+#include "host/ValueText.h"
+
+namespace {
+
+/// A composition that did not answer is busy, or its picture does not follow the time. It is asked
+/// again only after a while, so that frames never pile up in it; what it makes meanwhile is shown.
+constexpr std::chrono::seconds kPatience{2};
+
+std::string outputText(const VuoOutput& output) {
+  if (output.value) return textFromValue(*output.value);
+  if (!output.buffer) return "–";
+  const ZQSize size = output.buffer->size();
+  return std::to_string(static_cast<int>(size.width)) + " × " +
+         std::to_string(static_cast<int>(size.height));
+}
+
+}  // namespace
+
+PictureStream::PictureStream(std::shared_ptr<VuoGLScene> scene)
+    : _scene(std::move(scene)), _composition(_scene->comp()) {}
+
+ZQBufferRef PictureStream::next(const ZQBufferRef& frame) {
+  const bool reported = pictureReported();
+  const auto now = Clock::now();
+  if (!_answers && reported) {
+    _answers = true;
+    return still();
+  }
+  if (!_answers && now - _asked < kPatience) return nullptr;
+  _asked = now;
+  auto picture = frame ? _scene->runFilterOnFrame(frame) : _scene->allocAndRenderABuffer();
+  _answers = static_cast<bool>(picture);
+  return picture;
+}
+
+/// Forgets what has been reported, so that the next frame call waits for a fresh picture.
+bool PictureStream::pictureReported() {
+  const auto names = _scene->copyAndClearOutValPortNames();
+  const auto& port = _composition ? _composition->runnerImageOutputPort() : nullptr;
+  return port && std::find(names.begin(), names.end(), port->portName()) != names.end();
+}
+
+PictureStream::OutputTexts PictureStream::outputs() {
+  OutputTexts texts;
+  if (!_composition) return texts;
+  for (const auto& port : _composition->publishedOutputPorts()) {
+    if (port == _composition->runnerImageOutputPort()) continue;
+    texts.emplace_back(port->portName(),
+                       outputText(_scene->allocValueForOutputKey(port->portName())));
+  }
+  return texts;
+}
