@@ -14,15 +14,15 @@ FrameMaker::~FrameMaker() {
 void FrameMaker::ask(Job job) {
   {
     std::lock_guard hold(_lock);
-    if (_job || _isMaking || _frame) return;
+    if (_job) return;
     _job = std::move(job);
   }
   _changed.notify_one();
 }
 
-std::optional<FrameMaker::Frame> FrameMaker::take() {
+std::vector<FrameMaker::Frame> FrameMaker::take() {
   std::lock_guard hold(_lock);
-  return std::exchange(_frame, std::nullopt);
+  return std::exchange(_frames, {});
 }
 
 void FrameMaker::work() {
@@ -31,13 +31,11 @@ void FrameMaker::work() {
     _changed.wait(hold, [this] { return _ends || _job; });
     if (_ends) return;
     auto job = std::exchange(_job, std::nullopt);
-    _isMaking = true;
     hold.unlock();
     auto frame = made(*job);
     job.reset();
     hold.lock();
-    _frame = std::move(frame);
-    _isMaking = false;
+    _frames.push_back(std::move(frame));
   }
 }
 

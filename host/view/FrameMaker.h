@@ -34,10 +34,10 @@ class FrameMaker {
   FrameMaker(const FrameMaker&) = delete;
   FrameMaker& operator=(const FrameMaker&) = delete;
 
-  /// Begins a frame; ignored while one is being made or has not been taken.
+  /// Makes a frame, after the one that is being made; ignored while another one waits for that.
   void ask(Job job);
-  /// The frame that was asked for, when it is done.
-  std::optional<Frame> take();
+  /// The frames that are done, the latest last. Forgets them.
+  std::vector<Frame> take();
 
  private:
   void work();
@@ -46,8 +46,7 @@ class FrameMaker {
   std::mutex _lock;  // guards the fields below; not held while a frame is made
   std::condition_variable _changed;
   std::optional<Job> _job;
-  std::optional<Frame> _frame;
-  bool _isMaking = false;
+  std::vector<Frame> _frames;
   bool _ends = false;
   std::thread _thread;
 };

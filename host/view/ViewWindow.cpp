@@ -5,6 +5,7 @@
 #include <epoxy/gl.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cmath>
 #include <string_view>
 
@@ -26,6 +27,8 @@ void* startSdl() {
   // The framework shares EGL contexts only; without the hint X11 windows get one of GLX.
   SDL_SetHint(SDL_HINT_VIDEO_X11_FORCE_EGL, "1");
   SDL_SetHint(SDL_HINT_APP_NAME, "brannow");
+  // X11 windows understand the letters of the user's language only in that language.
+  std::setlocale(LC_CTYPE, "");
   if (SDL_Init(SDL_INIT_VIDEO) != 0) fail();
   // Without a display SDL falls back on windows that nobody sees.
   const char* driver = SDL_GetCurrentVideoDriver();
@@ -110,17 +113,31 @@ WindowEvents ViewWindow::waitForEvents(Clock::time_point earliest, Clock::time_p
   WindowEvents events;
   bool any = false;
   do {
-    SDL_Event event;
-    if (SDL_WaitEventTimeout(&event, millisecondsUntil(any ? earliest : latest))) {
-      do any = take(event, events) || any;
-      while (SDL_PollEvent(&event));
-    }
+    if (!SDL_WaitEventTimeout(nullptr, millisecondsUntil(any ? earliest : latest))) continue;
+    any = true;
+    if (!takeAll(events)) break;
   } while (!_closeRequested && Clock::now() < (any ? earliest : latest));
   return events;
 }
 
-/// Whether the event may change what is to be seen.
-bool ViewWindow::take(const SDL_Event& event, WindowEvents& events) {
+/// False when the rest must wait for another frame: ImGui looks at a frame's keys once, so one that
+/// goes down and up again within a frame would be missed.
+bool ViewWindow::takeAll(WindowEvents& events) {
+  SDL_Event event;
+  const auto isNext = [&] {
+    return SDL_PeepEvents(&event, 1, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0;
+  };
+  bool hasKey = false;
+  while (isNext()) {
+    if (hasKey && event.type == SDL_KEYUP) return false;
+    hasKey = hasKey || event.type == SDL_KEYDOWN;
+    SDL_PollEvent(&event);
+    take(event, events);
+  }
+  return true;
+}
+
+void ViewWindow::take(const SDL_Event& event, WindowEvents& events) {
   ImGui_ImplSDL2_ProcessEvent(&event);
   switch (event.type) {
     case SDL_QUIT:
@@ -145,7 +162,6 @@ bool ViewWindow::take(const SDL_Event& event, WindowEvents& events) {
     default:
       break;
   }
-  return true;
 }
 
 /// Lengths are in the window's own units, of which a display may show several pixels each; letters
@@ -184,6 +200,12 @@ void ViewWindow::makeFont(float pixelsPerUnit) {
 void ViewWindow::beginFrame() {
   ImGui_ImplOpenGL3_NewFrame();
   ImGui_ImplSDL2_NewFrame();
+  // From the events, since the pointer's place on the whole screen is stale during some grabs.
+  int x = 0;
+  int y = 0;
+  SDL_GetMouseState(&x, &y);
+  if (SDL_GetMouseFocus() == _window.get())
+    ImGui::GetIO().MousePos = {static_cast<float>(x), static_cast<float>(y)};
   ImGui::NewFrame();
 }
 

@@ -56,7 +56,8 @@ class ViewWindow {
   template <class Handle>
   using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
 
-  bool take(const SDL_Event& event, WindowEvents& events);
+  bool takeAll(WindowEvents& events);
+  void take(const SDL_Event& event, WindowEvents& events);
   void followScale();
   void makeFont(float pixelsPerPoint);
 

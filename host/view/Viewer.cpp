@@ -92,7 +92,7 @@ void Viewer::run() {
     _player.poll();
     _input.poll();
     followSize();
-    takeFrame();
+    takeFrames();
     askForFrame();
     if (!_window.isHidden()) draw();
     (void)_log.take();
@@ -148,7 +148,7 @@ void Viewer::drop(const std::string& path) {
 void Viewer::open(const std::string& file) {
   if (const auto problem = whyNotShown(file)) return notice(*problem);
   if (file != _player.file()) _values.clear();
-  _window.setTitle(platform::lastPathComponent(file) + " – brannow");
+  _window.setTitle(platform::lastPathComponent(file) + " - brannow");
   _player.open(file);
 }
 
@@ -218,12 +218,13 @@ void Viewer::followSize() {
   _input.setSize(size);
 }
 
-void Viewer::takeFrame() {
-  auto frame = _maker.take();
-  if (!frame || frame->pictures != _player.pictures()) return;
-  if (frame->picture) _picture = std::move(frame->picture);
-  if (frame->took.count() > 0) _history.add(Clock::now(), frame->took);
-  if (frame->outputs) _state.outputs = std::move(*frame->outputs);
+void Viewer::takeFrames() {
+  for (auto& frame : _maker.take()) {
+    if (frame.pictures != _player.pictures()) continue;
+    if (frame.picture) _picture = std::move(frame.picture);
+    if (frame.took.count() > 0) _history.add(Clock::now(), frame.took);
+    if (frame.outputs) _state.outputs = std::move(*frame.outputs);
+  }
 }
 
 void Viewer::askForFrame() {

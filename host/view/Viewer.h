@@ -48,7 +48,7 @@ class Viewer : private ViewActions {
   void drop(const std::string& path);
   void started();
   void followSize();
-  void takeFrame();
+  void takeFrames();
   void askForFrame();
   bool isFilter() const;
   void draw();
