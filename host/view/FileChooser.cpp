@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "Brannow/BrannowStringAdditions.h"
 #include "host/FramePattern.h"
 #include "platform/system/FileSystem.h"
 
@@ -26,7 +27,7 @@ std::string folderNear(const std::string& start) {
   std::error_code error;
   fs::path path = fs::absolute(start.empty() ? "." : start, error);
   while (!fs::is_directory(path, error) && path.has_relative_path()) path = path.parent_path();
-  return path.lexically_normal().string();
+  return trimExtraSlashFromEnd(path.lexically_normal().string());
 }
 
 }  // namespace

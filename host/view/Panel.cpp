@@ -166,7 +166,7 @@ void Panel::drawFilterInput() {
   ImGui::SameLine(ImGui::GetCursorPosX() + room - button);
   if (ImGui::Button("Choose…")) {
     _chooser.open({"Choose a picture, a folder of pictures or a generator to be filtered",
-                   input.name(),
+                   input.name().empty() ? _state.player.file() : input.name(),
                    {".png", ".vuo"},
                    true,
                    [this](const std::string& name) { _actions.chooseInput(name); }});
@@ -229,8 +229,9 @@ void Panel::drawFile(const ZQVuoComposition::Port& port) {
   if (ImGui::Button((label + "##file").c_str(), {ImGui::GetContentRegionAvail().x, 0})) {
     _chooser.open({"Choose " + std::string(isImage ? "a picture" : "a text file") + " for " +
                        port->portName(),
-                   file, isImage ? std::vector<std::string>{".png"} : std::vector<std::string>{},
-                   false, [this, port, isImage](const std::string& path) {
+                   file.empty() ? _state.player.file() : file,
+                   isImage ? std::vector<std::string>{".png"} : std::vector<std::string>{}, false,
+                   [this, port, isImage](const std::string& path) {
                      isImage ? _actions.setImage(*port, path) : _actions.setValue(*port, path);
                    }});
   }

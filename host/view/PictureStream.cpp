@@ -1,6 +1,7 @@
 #include "host/view/PictureStream.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "host/ValueText.h"
 
@@ -10,8 +11,25 @@ namespace {
 /// again only after a while, so that frames never pile up in it; what it makes meanwhile is shown.
 constexpr std::chrono::seconds kPatience{2};
 
+/// As many digits as a glance takes in.
+std::string briefly(double number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.4g", number);
+  return text;
+}
+
+std::string briefly(const ZQVuoPortValue& value) {
+  if (const auto color = value.colorValue()) {
+    return briefly(color->red) + ", " + briefly(color->green) + ", " + briefly(color->blue) + ", " +
+           briefly(color->alpha);
+  }
+  if (const auto point = value.pointValue()) return briefly(point->x) + ", " + briefly(point->y);
+  if (const auto* number = std::get_if<double>(&value.contents())) return briefly(*number);
+  return textFromValue(value);
+}
+
 std::string outputText(const VuoOutput& output) {
-  if (output.value) return textFromValue(*output.value);
+  if (output.value) return briefly(*output.value);
   if (!output.buffer) return "–";
   const ZQSize size = output.buffer->size();
   return std::to_string(static_cast<int>(size.width)) + " × " +

@@ -147,7 +147,10 @@ void Viewer::drop(const std::string& path) {
 
 void Viewer::open(const std::string& file) {
   if (const auto problem = whyNotShown(file)) return notice(*problem);
-  if (file != _player.file()) _values.clear();
+  if (file != _player.file()) {
+    _values.clear();
+    _state.outputs.clear();
+  }
   _window.setTitle(platform::lastPathComponent(file) + " - brannow");
   _player.open(file);
 }
@@ -207,7 +210,6 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
 void Viewer::started() {
   _values.applyTo(_player.scene());
   _history.clear();
-  _state.outputs.clear();
 }
 
 void Viewer::followSize() {
