@@ -134,7 +134,7 @@ void Panel::drawFrames() {
   const float longest = times.empty() ? 0 : *std::max_element(times.begin(), times.end());
   ImGui::SetNextItemWidth(-1);
   ImGui::PlotLines("##frames", times.data(), static_cast<int>(times.size()), 0,
-                   _state.isPaused ? "paused" : text, 0, std::max(20.0F, longest * 1.2F),
+                   _state.isPaused ? "paused" : text, 0, std::max(20.0F, longest * 2),
                    {ImGui::GetContentRegionAvail().x, 48 * _scale});
 }
 
@@ -156,7 +156,7 @@ void Panel::drawButtons() {
 void Panel::drawFilterInput() {
   const auto& composition = _state.player.composition();
   if (!composition || !composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return;
-  title("Filtered");
+  title("Picture to filter");
   const FilterInput& input = _state.input;
   const float button = ImGui::CalcTextSize("Choose…").x + 2 * ImGui::GetStyle().FramePadding.x;
   const float room = ImGui::GetContentRegionAvail().x;

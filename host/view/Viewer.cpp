@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kIdleTick{100};
+constexpr std::chrono::milliseconds kIdleTick{200};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
@@ -74,7 +74,8 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
       _panel(_state, *this, _chooser),
       _size(window.pixels()) {
   platform::setAlertPresenter([this](const platform::Alert& alert) {
-    return runAlertDialog(_window, alert, [this] { drawPicture(); });
+    std::cerr << "brannow: " << alert.informativeText << std::endl;
+    return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
   });
   _player.setWhenStarted([this] { started(); });
   if (options.input) _input.choose(*options.input);
@@ -103,13 +104,18 @@ void Viewer::run() {
 /// only what the user does brings a new frame soon.
 void Viewer::waitForNextTick() {
   const auto period = _window.displayPeriod() * 19 / 20;
-  const bool isIdle = _state.isPaused || !_player.pictures() || _window.isHidden();
+  const bool isIdle = _player.state() != ScenePlayer::State::Compiling &&
+                      (_state.isPaused || !_player.pictures() || _window.isHidden());
   _nextTick = std::max(_nextTick + period, Clock::now());
   handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
 }
 
 void Viewer::handle(const WindowEvents& events) {
-  for (const SDL_Keycode key : events.keys) press(key);
+  const bool popupIsOpen =
+      ImGui::IsPopupOpen("", ImGuiPopupFlags_AnyPopupId | ImGuiPopupFlags_AnyPopupLevel);
+  if (!popupIsOpen) {
+    for (const SDL_Keycode key : events.keys) press(key);
+  }
   for (const auto& path : events.dropped) drop(path);
 }
 
@@ -245,12 +251,16 @@ bool Viewer::isFilter() const {
 
 void Viewer::draw() {
   _window.beginFrame();
-  drawPicture();
-  if (_showsPanel) _panel.draw(_window.scale());
+  drawPictureAndPanel();
   drawLostContact();
   drawNotice();
   _chooser.draw(_window.scale());
   _window.endFrame();
+}
+
+void Viewer::drawPictureAndPanel() {
+  drawPicture();
+  if (_showsPanel) _panel.draw(_window.scale());
 }
 
 void Viewer::drawPicture() {

@@ -52,6 +52,7 @@ class Viewer : private ViewActions {
   void askForFrame();
   bool isFilter() const;
   void draw();
+  void drawPictureAndPanel();
   void drawPicture();
   void drawLostContact();
   void drawNotice();
