@@ -102,7 +102,7 @@ class FilterInput::Generated : public Frames {
  public:
   ZQBufferRef next(const std::shared_ptr<PictureStream>& generator) override {
     if (!generator) return _picture;
-    if (auto picture = generator->next(nullptr)) _picture = std::move(picture);
+    if (auto made = generator->next(nullptr); made.picture) _picture = std::move(made.picture);
     return _picture;
   }
 

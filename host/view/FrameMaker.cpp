@@ -44,9 +44,9 @@ FrameMaker::Frame FrameMaker::made(const Job& job) {
   if (job.paused) {
     frame.picture = job.pictures->still();
   } else if (const auto input = job.input ? job.input() : nullptr; input || !job.input) {
-    const auto start = PictureStream::Clock::now();
-    frame.picture = job.pictures->next(input);
-    if (frame.picture) frame.took = PictureStream::Clock::now() - start;
+    auto [picture, took] = job.pictures->next(input);
+    if (picture) frame.took = took;
+    frame.picture = std::move(picture);
   }
   if (job.wantsOutputs) frame.outputs = job.pictures->outputs();
   return frame;

@@ -41,18 +41,18 @@ std::string outputText(const VuoOutput& output) {
 PictureStream::PictureStream(std::shared_ptr<VuoGLScene> scene)
     : _scene(std::move(scene)), _composition(_scene->comp()) {}
 
-ZQBufferRef PictureStream::next(const ZQBufferRef& frame) {
-  const bool reported = pictureReported();
+PictureStream::Made PictureStream::next(const ZQBufferRef& frame) {
+  const bool cameLate = pictureReported() && !_answers;
   const auto now = Clock::now();
-  if (!_answers && reported) {
+  if (cameLate) {
     _answers = true;
-    return still();
+    return {still(), now - _asked};
   }
-  if (!_answers && now - _asked < kPatience) return nullptr;
+  if (!_answers && now - _asked < kPatience) return {};
   _asked = now;
   auto picture = frame ? _scene->runFilterOnFrame(frame) : _scene->allocAndRenderABuffer();
   _answers = static_cast<bool>(picture);
-  return picture;
+  return {std::move(picture), Clock::now() - now};
 }
 
 /// Forgets what has been reported, so that the next frame call waits for a fresh picture.

@@ -18,9 +18,14 @@ class PictureStream {
 
   explicit PictureStream(std::shared_ptr<VuoGLScene> scene);
 
+  struct Made {
+    ZQBufferRef picture;  ///< null when there is none; the last one then still holds
+    std::chrono::duration<double> took{};
+  };
+
   /// The picture that the composition made after it had been told the time and, for a filter, given
-  /// `frame`. Null when it made none; the last one then still holds.
-  ZQBufferRef next(const ZQBufferRef& frame);
+  /// `frame`.
+  Made next(const ZQBufferRef& frame);
   /// The picture as it is, without telling the composition anything.
   ZQBufferRef still() { return _scene->allocABuffer(); }
   /// The names of the published outputs with their values as texts.

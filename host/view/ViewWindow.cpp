@@ -10,12 +10,12 @@
 #include <string_view>
 
 #include "host/Failure.h"
+#include "host/view/DesktopScale.h"
 #include "host/view/ViewStyle.h"
 #include "platform/system/FileSystem.h"
 
 namespace {
 
-constexpr float kUsualDpi = 96;
 constexpr float kFontSize = 14;
 constexpr const char* kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 
@@ -40,16 +40,9 @@ void* startSdl() {
   return &started;
 }
 
-/// In quarters, so that letters stay crisp; never smaller than usual.
-float contentScale(int display) {
-  float dpi = kUsualDpi;
-  if (SDL_GetDisplayDPI(display, nullptr, &dpi, nullptr) != 0) dpi = kUsualDpi;
-  return std::clamp(std::floor(dpi / kUsualDpi * 4 + 0.1F) / 4, 1.0F, 4.0F);
-}
-
 /// As large as a display leaves room for, with the shape of a film.
 SDL_Point comfortableSize() {
-  const float scale = contentScale(0);
+  const float scale = desktopScale(0);
   SDL_Rect room{};
   if (SDL_GetDisplayUsableBounds(0, &room) != 0) return {1280, 720};
   const float width = std::min({1280 * scale, room.w * 0.9F, room.h * 0.85F * 16 / 9});
@@ -170,8 +163,11 @@ void ViewWindow::followScale() {
   int width = 0;
   SDL_GetWindowSize(_window.get(), &width, nullptr);
   const float pixelsPerUnit = width > 0 ? static_cast<float>(pixels().width) / width : 1;
-  const float content = contentScale(SDL_GetWindowDisplayIndex(_window.get()));
-  const float scale = std::max(1.0F, content / pixelsPerUnit);
+  if (_display != SDL_GetWindowDisplayIndex(_window.get())) {
+    _display = SDL_GetWindowDisplayIndex(_window.get());
+    _desktopScale = desktopScale(_display);
+  }
+  const float scale = std::max(1.0F, _desktopScale / pixelsPerUnit);
   if (scale == _scale && ImGui::GetIO().FontGlobalScale == 1 / pixelsPerUnit) return;
   _scale = scale;
   ImGui::GetStyle() = viewStyle();

@@ -59,12 +59,14 @@ class ViewWindow {
   bool takeAll(WindowEvents& events);
   void take(const SDL_Event& event, WindowEvents& events);
   void followScale();
-  void makeFont(float pixelsPerPoint);
+  void makeFont(float pixelsPerUnit);
 
   Owned<void> _sdl;
   Owned<SDL_Window> _window;
   Owned<void> _context;
   Owned<ImGuiContext> _imgui;
+  int _display = -1;  // whose scale is known
+  float _desktopScale = 1;
   float _scale = 0;
   bool _closeRequested = false;
 };

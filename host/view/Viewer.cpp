@@ -96,7 +96,7 @@ void Viewer::run() {
     takeFrames();
     askForFrame();
     if (!_window.isHidden()) draw();
-    (void)_log.take();
+    tellWhyNotStarted(_log.take());
   }
 }
 
@@ -242,6 +242,11 @@ void Viewer::askForFrame() {
   if (isFilter()) job.input = _input.frames();
   if (job.wantsOutputs) _nextOutputs = now + kBetweenOutputs;
   _maker.ask(std::move(job));
+}
+
+/// A composition that does not compile brings up an alert; one that does not start only logs.
+void Viewer::tellWhyNotStarted(const std::vector<std::string>& lines) {
+  if (_player.state() == ScenePlayer::State::Failed && !lines.empty()) notice(lines.back());
 }
 
 bool Viewer::isFilter() const {

@@ -50,6 +50,7 @@ class Viewer : private ViewActions {
   void followSize();
   void takeFrames();
   void askForFrame();
+  void tellWhyNotStarted(const std::vector<std::string>& lines);
   bool isFilter() const;
   void draw();
   void drawPictureAndPanel();
