@@ -38,7 +38,8 @@ std::optional<std::size_t> drawAlert(const platform::Alert& alert,
   std::optional<std::size_t> pressed;
   const ImVec2 room = ImGui::GetMainViewport()->Size;
   ImGui::SetNextWindowPos({room.x / 2, room.y * 0.4F}, ImGuiCond_Always, {0.5F, 0.5F});
-  ImGui::SetNextWindowSize({std::min(460 * scale, room.x * 0.9F), 0});
+  const float width = std::min(460 * scale, room.x * 0.9F);
+  ImGui::SetNextWindowSizeConstraints({width, 0}, {width, room.y * 0.75F});
   ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, {18 * scale, 16 * scale});
   if (ImGui::BeginPopupModal(
           kPopup, nullptr,

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kIdleTick{200};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
+constexpr std::chrono::seconds kSettleTime{1};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
 
@@ -105,7 +106,7 @@ void Viewer::run() {
 void Viewer::waitForNextTick() {
   const auto period = _window.displayPeriod() * 19 / 20;
   const bool isIdle = _player.state() != ScenePlayer::State::Compiling &&
-                      (_state.isPaused || !_player.pictures() || _window.isHidden());
+                      (isStill() || !_player.pictures() || _window.isHidden());
   _nextTick = std::max(_nextTick + period, Clock::now());
   handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
 }
@@ -185,6 +186,7 @@ void Viewer::savePicture() {
 void Viewer::chooseInput(const std::string& name) {
   try {
     _input.choose(name);
+    _stillFrom = Clock::now() + kSettleTime;
   } catch (const Failure& failure) {
     notice(failure.message);
   }
@@ -216,6 +218,7 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
 void Viewer::started() {
   _values.applyTo(_player.scene());
   _history.clear();
+  _stillFrom = Clock::now() + kSettleTime;
 }
 
 void Viewer::followSize() {
@@ -238,7 +241,7 @@ void Viewer::takeFrames() {
 void Viewer::askForFrame() {
   if (!_player.pictures()) return;
   const auto now = Clock::now();
-  FrameMaker::Job job{_player.pictures(), nullptr, _state.isPaused, now >= _nextOutputs};
+  FrameMaker::Job job{_player.pictures(), nullptr, isStill(), now >= _nextOutputs};
   if (isFilter()) job.input = _input.frames();
   if (job.wantsOutputs) _nextOutputs = now + kBetweenOutputs;
   _maker.ask(std::move(job));
@@ -272,7 +275,7 @@ void Viewer::drawPicture() {
   if (!_picture || _picture->target() != kTexture2D) return;
   const ImVec4 place = placeFor(_picture->size(), ImGui::GetMainViewport()->Size);
   ImDrawList& draw = *ImGui::GetBackgroundDrawList();
-  drawChecks(draw, place, 12 * _window.scale());
+  drawChecks(draw, place, 16 * _window.scale());
   draw.AddImage(reinterpret_cast<ImTextureID>(std::intptr_t{_picture->name()}), {place.x, place.y},
                 {place.z, place.w}, {0, 1}, {1, 0});
 }

@@ -52,6 +52,7 @@ class Viewer : private ViewActions {
   void askForFrame();
   void tellWhyNotStarted(const std::vector<std::string>& lines);
   bool isFilter() const;
+  bool isStill() const { return _state.isPaused && Clock::now() > _stillFrom; }
   void draw();
   void drawPictureAndPanel();
   void drawPicture();
@@ -76,5 +77,6 @@ class Viewer : private ViewActions {
   Clock::time_point _noticeEnds;
   Clock::time_point _nextTick;
   Clock::time_point _nextOutputs;
-  FrameMaker _maker;  // ends first: it works on what stands above
+  Clock::time_point _stillFrom;  // a pause lets through what has just been started or chosen
+  FrameMaker _maker;             // ends first: it works on what stands above
 };
