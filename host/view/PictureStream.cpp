@@ -52,6 +52,8 @@ PictureStream::Made PictureStream::next(const ZQBufferRef& frame) {
   _asked = now;
   auto picture = frame ? _scene->runFilterOnFrame(frame) : _scene->allocAndRenderABuffer();
   _answers = static_cast<bool>(picture);
+  // Without an answer the latest picture may still be one that had been reported before the call.
+  if (!_answers) return {still(), {}};
   return {std::move(picture), Clock::now() - now};
 }
 

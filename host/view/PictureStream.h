@@ -20,7 +20,7 @@ class PictureStream {
 
   struct Made {
     ZQBufferRef picture;  ///< null when there is none; the last one then still holds
-    std::chrono::duration<double> took{};
+    std::chrono::duration<double> took{};  ///< zero when it was not made for this frame
   };
 
   /// The picture that the composition made after it had been told the time and, for a filter, given
