@@ -49,17 +49,17 @@ SDL_Point comfortableSize() {
   return {static_cast<int>(width), static_cast<int>(width * 9 / 16)};
 }
 
-SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> pixels) {
+SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> size) {
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 3);
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 3);
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_CORE);
   SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, 0);
-  const SDL_Point size =
-      pixels ? SDL_Point{static_cast<int>(pixels->width), static_cast<int>(pixels->height)}
-             : comfortableSize();
-  SDL_Window* window =
-      SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, size.x,
-                       size.y, SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
+  const SDL_Point content =
+      size ? SDL_Point{static_cast<int>(size->width), static_cast<int>(size->height)}
+           : comfortableSize();
+  SDL_Window* window = SDL_CreateWindow(
+      title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, content.x, content.y,
+      SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
   if (!window) fail();
   return window;
 }
@@ -92,9 +92,9 @@ int millisecondsUntil(ViewWindow::Clock::time_point then) {
 
 }  // namespace
 
-ViewWindow::ViewWindow(const std::string& title, std::optional<ZQSize> pixels)
+ViewWindow::ViewWindow(const std::string& title, std::optional<ZQSize> size)
     : _sdl(startSdl(), [](void*) { SDL_Quit(); }),
-      _window(openWindow(title, pixels), SDL_DestroyWindow),
+      _window(openWindow(title, size), SDL_DestroyWindow),
       _context(makeContext(_window.get()), SDL_GL_DeleteContext),
       _imgui(startImGui(_window.get(), _context.get()), endImGui) {
   followScale();

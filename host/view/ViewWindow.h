@@ -23,9 +23,9 @@ class ViewWindow {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// `pixels` is the size of the window's content; none gives a size that suits the display. Throws
+  /// `size` is the content's, in the desktop's units; none gives one that suits the display. Throws
   /// Failure when no window can be opened.
-  ViewWindow(const std::string& title, std::optional<ZQSize> pixels);
+  ViewWindow(const std::string& title, std::optional<ZQSize> size);
   ~ViewWindow();
   ViewWindow(const ViewWindow&) = delete;
   ViewWindow& operator=(const ViewWindow&) = delete;
