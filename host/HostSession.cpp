@@ -38,8 +38,13 @@ std::vector<std::string> LogCapture::take() {
 }
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {
+  return begin(cacheFolder, platform::GLContext::createRoot());
+}
+
+std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
+                                                std::shared_ptr<platform::GLContext> context) {
   std::unique_ptr<HostSession> session(new HostSession);
-  session->_context = platform::GLContext::createRoot();
+  session->_context = std::move(context);
   if (session->_context) session->_pool = ZQBufferPool::create(session->_context->handle());
   if (!session->_pool) {
     std::cerr << "brannow: this machine offers no OpenGL 3.3 core through EGL\n";

@@ -28,8 +28,12 @@ class LogCapture {
 /// instead of shown.
 class HostSession {
  public:
-  /// Null, with a message on standard error, when this machine offers no OpenGL.
+  /// With a root context of its own. Null, with a message on standard error, when this machine
+  /// offers no OpenGL.
   static std::unique_ptr<HostSession> begin(const std::string& cacheFolder);
+  /// With the program's own context, which it keeps until the session has ended.
+  static std::unique_ptr<HostSession> begin(const std::string& cacheFolder,
+                                            std::shared_ptr<platform::GLContext> context);
   /// Tells the framework that the application ends.
   ~HostSession();
 

@@ -6,6 +6,7 @@
 #include "host/FilterCommand.h"
 #include "host/HostSession.h"
 #include "host/RenderCommand.h"
+#include "host/view/ViewCommand.h"
 
 int main(int argc, char** argv) {
   CLI::App app("Hosts node-graph compositions (.vuo files).", "brannow");
@@ -59,6 +60,19 @@ int main(int argc, char** argv) {
                    "video from standard input")
       ->required();
   filterApp->callback([&] { status = filter(filterOptions); });
+
+  ViewOptions viewOptions;
+  viewOptions.cacheFolder = defaultCacheFolder();
+  auto* viewApp = app.add_subcommand("view", "Show a composition in a window, with its controls");
+  viewApp->add_option("FILE", viewOptions.file, "A composition file")->required();
+  viewApp->add_option("--input", viewOptions.input,
+                      "For a filter: a PNG file, a folder of them, a numbered pattern such as "
+                      "in-%04d.png, or a second composition that is a generator");
+  viewApp->add_option("--size", viewOptions.size, "The window's size, as WIDTHxHEIGHT");
+  viewApp->add_flag("--in-process", viewOptions.inProcess, "Run the composition in this process");
+  viewApp->add_option("--cache", viewOptions.cacheFolder, "The folder for compiled compositions")
+      ->capture_default_str();
+  viewApp->callback([&] { status = view(viewOptions); });
 
   auto* cacheApp = app.add_subcommand("cache", "Look into the compiled compositions");
   cacheApp->require_subcommand(1);

@@ -1,0 +1,56 @@
+// Where a filter's frames come from.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/view/ScenePlayer.h"
+#include "platform/hostbuffers/ZQBufferPool.h"
+
+/// A test card until something else is chosen: a picture, a sequence of pictures, or a composition
+/// that is a generator. For the thread that serves the main queue.
+class FilterInput {
+ public:
+  FilterInput(ZQBufferPool& pool, ZQSize size, bool newProcess);
+  ~FilterInput();
+
+  /// A PNG file, a folder of them, a numbered pattern or a composition. Throws Failure when it is
+  /// none of these; the input before then stays.
+  void choose(const std::string& name);
+  void chooseTestCard();
+  /// What was chosen; empty for the test card.
+  const std::string& name() const { return _name; }
+  /// What it is, in words.
+  std::string description() const;
+  /// The generator's composition; null for any other input.
+  ScenePlayer* generator() { return _generator.get(); }
+
+  void setSize(ZQSize size);
+  void setNewProcess(bool newProcess);
+  /// To be called now and then: reads again what has changed on the disk.
+  void poll();
+  /// Gives the frames, one at a time, on any thread.
+  std::function<ZQBufferRef()> frames();
+
+ private:
+  class Frames;
+  class Still;
+  class Sequence;
+  class Generated;
+
+  void choosePictures(const std::string& name);
+  void chooseGenerator(const std::string& file);
+
+  ZQBufferPool& _pool;
+  ZQSize _size;
+  bool _newProcess;
+  std::string _name;
+  std::string _description;
+  std::optional<FileWatch> _watch;
+  std::unique_ptr<ScenePlayer> _generator;
+  std::shared_ptr<Frames> _frames;
+};
+
+/// Reads a PNG file into a buffer. Throws Failure.
+ZQBufferRef bufferWithPicture(ZQBufferPool& pool, const std::string& file);

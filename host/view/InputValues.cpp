@@ -1,0 +1,60 @@
+#include "host/view/InputValues.h"
+
+namespace {
+
+ZQVuoPortValue neutralValue(ZQVuoPortType type) {
+  switch (type) {
+    case ZQVuoPortType_Boolean:
+      return false;
+    case ZQVuoPortType_Color:
+      return ZQVuoColor{0, 0, 0, 0};
+    case ZQVuoPortType_Point2D:
+      return ZQVuoPoint{0, 0};
+    case ZQVuoPortType_Text:
+      return "";
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+ZQVuoPortValue InputValues::current(const ZQVuoCompositionPort& port) const {
+  const auto found = _values.find(port.portName());
+  if (found != _values.end()) return found->second;
+  const auto value = port.defaultVal();
+  return value ? *value : neutralValue(port.portType());
+}
+
+bool InputValues::isDefault(const ZQVuoCompositionPort& port) const {
+  return !_values.contains(port.portName()) && !_images.contains(port.portName());
+}
+
+std::string InputValues::imageFile(const ZQVuoCompositionPort& port) const {
+  const auto found = _images.find(port.portName());
+  return found == _images.end() ? "" : found->second.file;
+}
+
+void InputValues::set(const ZQVuoCompositionPort& port, ZQVuoPortValue value) {
+  _values.insert_or_assign(port.portName(), std::move(value));
+}
+
+void InputValues::setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image) {
+  _images.insert_or_assign(port.portName(), Image{std::move(file), std::move(image)});
+}
+
+void InputValues::forget(const ZQVuoCompositionPort& port) {
+  _values.erase(port.portName());
+  _images.erase(port.portName());
+}
+
+void InputValues::clear() {
+  _values.clear();
+  _images.clear();
+}
+
+void InputValues::applyTo(VuoGLScene& scene) const {
+  for (const auto& [name, value] : _values)
+    scene.setValue(std::make_shared<const ZQVuoPortValue>(value), name);
+  for (const auto& [name, image] : _images) scene.setBuffer(image.buffer, name);
+}

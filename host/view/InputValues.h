@@ -1,0 +1,36 @@
+// What the user has given the published inputs.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Brannow/VuoGLScene.h"
+
+/// Kept by the ports' names, so that a composition that is started again gets them again.
+class InputValues {
+ public:
+  using Value = std::shared_ptr<const ZQVuoPortValue>;
+
+  /// The value that was set, else the default, else what a port of the type begins with.
+  ZQVuoPortValue current(const ZQVuoCompositionPort& port) const;
+  bool isDefault(const ZQVuoCompositionPort& port) const;
+  /// The picture's file; empty without one.
+  std::string imageFile(const ZQVuoCompositionPort& port) const;
+
+  void set(const ZQVuoCompositionPort& port, ZQVuoPortValue value);
+  void setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image);
+  void forget(const ZQVuoCompositionPort& port);
+  void clear();
+  /// Hands everything to a scene that has just started.
+  void applyTo(VuoGLScene& scene) const;
+
+ private:
+  struct Image {
+    std::string file;
+    ZQBufferRef buffer;
+  };
+  std::map<std::string, ZQVuoPortValue> _values;
+  std::map<std::string, Image> _images;
+};

@@ -1,0 +1,262 @@
+#include "host/view/Panel.h"
+
+#include <imgui.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "host/view/InputControls.h"
+#include "platform/system/FileSystem.h"
+
+namespace {
+
+const ImVec4 kGood{0.55F, 0.85F, 0.6F, 1};
+const ImVec4 kBusy{0.95F, 0.8F, 0.4F, 1};
+const ImVec4 kBad{1, 0.45F, 0.4F, 1};
+
+ImVec4 colorOf(ScenePlayer::State state) {
+  switch (state) {
+    case ScenePlayer::State::Running:
+      return kGood;
+    case ScenePlayer::State::Failed:
+    case ScenePlayer::State::LostContact:
+      return kBad;
+    default:
+      return kBusy;
+  }
+}
+
+const char* kindOf(const ZQVuoComposition& composition) {
+  if (composition.conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return "Filter";
+  if (composition.conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) return "Generator";
+  return "No picture";
+}
+
+void title(const char* text) {
+  ImGui::Spacing();
+  ImGui::Separator();
+  ImGui::TextDisabled("%s", text);
+}
+
+void tooltip(const std::string& text) {
+  if (!ImGui::IsItemHovered()) return;
+  ImGui::BeginTooltip();
+  ImGui::TextUnformatted(text.c_str());
+  ImGui::EndTooltip();
+}
+
+/// The text as far as it fits into the width, the whole of it in a tooltip.
+void clipped(const std::string& text, float width) {
+  std::string shown = text;
+  const auto tooWide = [&] { return ImGui::CalcTextSize((shown + "…").c_str()).x > width; };
+  if (ImGui::CalcTextSize(text.c_str()).x > width) {
+    while (!shown.empty() && tooWide()) {
+      do shown.pop_back();
+      while (!platform::isValidUtf8(shown));
+    }
+    shown += "…";
+  }
+  ImGui::TextUnformatted(shown.c_str());
+  if (shown != text) tooltip(text);
+}
+
+/// A button for each label, all of one width, in one row; the index of the one that was pressed.
+int buttonRow(std::initializer_list<const char*> labels) {
+  const float gap = ImGui::GetStyle().ItemSpacing.x;
+  const auto count = static_cast<float>(labels.size());
+  const float width = (ImGui::GetContentRegionAvail().x - (count - 1) * gap) / count;
+  int pressed = -1;
+  int index = 0;
+  for (const char* label : labels) {
+    if (index > 0) ImGui::SameLine();
+    if (ImGui::Button(label, {width, 0})) pressed = index;
+    ++index;
+  }
+  return pressed;
+}
+
+}  // namespace
+
+void Panel::draw(float scale) {
+  _scale = scale;
+  const ImVec2 room = ImGui::GetMainViewport()->Size;
+  const float margin = 12 * scale;
+  const float width = std::min(340 * scale, room.x - 2 * margin);
+  ImGui::SetNextWindowPos({margin, margin}, ImGuiCond_FirstUseEver);
+  ImGui::SetNextWindowSizeConstraints({width, 0}, {width, room.y - 2 * margin});
+  if (ImGui::Begin("brannow", nullptr,
+                   ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_AlwaysAutoResize)) {
+    drawHead();
+    drawMode();
+    drawFrames();
+    drawButtons();
+    drawFilterInput();
+    drawInputs();
+    drawOutputs();
+    title("Space pause   S save   F full   R reload   Tab hide");
+  }
+  ImGui::End();
+}
+
+void Panel::drawHead() {
+  const ScenePlayer& player = _state.player;
+  const float button = ImGui::CalcTextSize("Open…").x + 2 * ImGui::GetStyle().FramePadding.x;
+  const float room = ImGui::GetContentRegionAvail().x;
+  ImGui::AlignTextToFramePadding();
+  clipped(platform::lastPathComponent(player.file()), room - button - 16 * _scale);
+  ImGui::SameLine(ImGui::GetCursorPosX() + room - button);
+  if (ImGui::Button("Open…")) {
+    _chooser.open(
+        {"Open a composition", player.file(), {".vuo"}, false, [this](const std::string& file) {
+           _actions.open(file);
+         }});
+  }
+  if (player.composition()) {
+    ImGui::TextDisabled("%s,", kindOf(*player.composition()));
+    ImGui::SameLine(0, ImGui::CalcTextSize(" ").x);
+  }
+  ImGui::TextColored(colorOf(player.state()), "%s", player.stateText().c_str());
+}
+
+void Panel::drawMode() {
+  const bool newProcess = _state.player.newProcess();
+  if (ImGui::RadioButton("Separate process", newProcess)) _actions.setNewProcess(true);
+  ImGui::SameLine();
+  if (ImGui::RadioButton("In process", !newProcess)) _actions.setNewProcess(false);
+}
+
+void Panel::drawFrames() {
+  const auto now = FrameHistory::Clock::now();
+  const auto times = _state.history.milliseconds();
+  char text[80];
+  std::snprintf(text, sizeof text, "%.1f frames/s   %.1f ms", _state.history.rate(now),
+                _state.history.meanMilliseconds(now));
+  const float longest = times.empty() ? 0 : *std::max_element(times.begin(), times.end());
+  ImGui::SetNextItemWidth(-1);
+  ImGui::PlotLines("##frames", times.data(), static_cast<int>(times.size()), 0,
+                   _state.isPaused ? "paused" : text, 0, std::max(20.0F, longest * 2),
+                   {ImGui::GetContentRegionAvail().x, 48 * _scale});
+}
+
+void Panel::drawButtons() {
+  switch (buttonRow({_state.isPaused ? "Play" : "Pause", "Save", "Full", "Reload"})) {
+    case 0:
+      return _actions.togglePause();
+    case 1:
+      return _actions.savePicture();
+    case 2:
+      return _actions.toggleFullScreen();
+    case 3:
+      return _actions.reload();
+    default:
+      return;
+  }
+}
+
+void Panel::drawFilterInput() {
+  const auto& composition = _state.player.composition();
+  if (!composition || !composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return;
+  title("Picture to filter");
+  const FilterInput& input = _state.input;
+  const float button = ImGui::CalcTextSize("Choose…").x + 2 * ImGui::GetStyle().FramePadding.x;
+  const float room = ImGui::GetContentRegionAvail().x;
+  ImGui::AlignTextToFramePadding();
+  clipped(input.name().empty() ? input.description() : platform::lastPathComponent(input.name()),
+          room - button - 16 * _scale);
+  ImGui::SameLine(ImGui::GetCursorPosX() + room - button);
+  if (ImGui::Button("Choose…")) {
+    _chooser.open({"Choose a picture, a folder of pictures or a generator to be filtered",
+                   input.name().empty() ? _state.player.file() : input.name(),
+                   {".png", ".vuo"},
+                   true,
+                   [this](const std::string& name) { _actions.chooseInput(name); }});
+  }
+  if (!input.name().empty()) ImGui::TextDisabled("%s", input.description().c_str());
+}
+
+void Panel::drawInputs() {
+  const auto& composition = _state.player.composition();
+  if (!composition) return;
+  const auto& ports = composition->publishedInputPorts();
+  if (std::none_of(ports.begin(), ports.end(), [this](auto& port) { return hasControl(*port); }))
+    return;
+  title("Inputs");
+  if (!ImGui::BeginTable("inputs", 3, ImGuiTableFlags_SizingFixedFit)) return;
+  ImGui::TableSetupColumn("name", ImGuiTableColumnFlags_WidthFixed, 96 * _scale);
+  ImGui::TableSetupColumn("control", ImGuiTableColumnFlags_WidthStretch);
+  ImGui::TableSetupColumn("default", ImGuiTableColumnFlags_WidthFixed);
+  for (const auto& port : ports) {
+    if (hasControl(*port)) drawInput(port);
+  }
+  ImGui::EndTable();
+}
+
+bool Panel::hasControl(const ZQVuoCompositionPort& port) const {
+  return port.wantsUI() || isTextSourceFile(port);
+}
+
+bool Panel::isTextSourceFile(const ZQVuoCompositionPort& port) const {
+  return _state.player.composition()->runnerTxtSrcFileInputPort().get() == &port;
+}
+
+void Panel::drawInput(const ZQVuoComposition::Port& port) {
+  ImGui::PushID(port->portName().c_str());
+  ImGui::TableNextRow();
+  ImGui::TableNextColumn();
+  ImGui::AlignTextToFramePadding();
+  clipped(port->portName(), ImGui::GetContentRegionAvail().x);
+  ImGui::TableNextColumn();
+  ImGui::SetNextItemWidth(-1);
+  if (isTextSourceFile(*port) || port->portType() == ZQVuoPortType_Image) {
+    drawFile(port);
+  } else if (const auto value = valueControl(*port, _state.values.current(*port), _scale)) {
+    _actions.setValue(*port, *value);
+  }
+  ImGui::TableNextColumn();
+  drawBackToDefault(*port);
+  ImGui::PopID();
+}
+
+/// A picture for an image input; for the text source, a file whose path is the input's value.
+void Panel::drawFile(const ZQVuoComposition::Port& port) {
+  const bool isImage = port->portType() == ZQVuoPortType_Image;
+  std::string file = _state.values.imageFile(*port);
+  if (!isImage) {
+    const ZQVuoPortValue value = _state.values.current(*port);
+    if (value.stringValue()) file = *value.stringValue();
+  }
+  const std::string label = file.empty() ? "Choose…" : platform::lastPathComponent(file);
+  if (ImGui::Button((label + "##file").c_str(), {ImGui::GetContentRegionAvail().x, 0})) {
+    _chooser.open({"Choose " + std::string(isImage ? "a picture" : "a text file") + " for " +
+                       port->portName(),
+                   file.empty() ? _state.player.file() : file,
+                   isImage ? std::vector<std::string>{".png"} : std::vector<std::string>{}, false,
+                   [this, port, isImage](const std::string& path) {
+                     isImage ? _actions.setImage(*port, path) : _actions.setValue(*port, path);
+                   }});
+  }
+  if (!file.empty()) tooltip(file);
+}
+
+void Panel::drawBackToDefault(const ZQVuoCompositionPort& port) {
+  const bool isDefault = _state.values.isDefault(port);
+  ImGui::BeginDisabled(isDefault);
+  if (ImGui::Button("↺")) _actions.backToDefault(port);
+  ImGui::EndDisabled();
+  if (!isDefault) tooltip("Back to the default");
+}
+
+void Panel::drawOutputs() {
+  if (_state.outputs.empty()) return;
+  title("Outputs");
+  if (!ImGui::BeginTable("outputs", 2, ImGuiTableFlags_SizingFixedFit)) return;
+  ImGui::TableSetupColumn("name", ImGuiTableColumnFlags_WidthFixed, 96 * _scale);
+  ImGui::TableSetupColumn("value", ImGuiTableColumnFlags_WidthStretch);
+  for (const auto& [name, text] : _state.outputs) {
+    ImGui::TableNextColumn();
+    clipped(name, ImGui::GetContentRegionAvail().x);
+    ImGui::TableNextColumn();
+    clipped(text, ImGui::GetContentRegionAvail().x);
+  }
+  ImGui::EndTable();
+}

@@ -1,0 +1,41 @@
+// The pictures of one running composition, one after the other.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Brannow/VuoGLScene.h"
+
+/// For one thread at a time; may wait for as long as a frame call does. Made anew for each load.
+class PictureStream {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using OutputTexts = std::vector<std::pair<std::string, std::string>>;
+
+  explicit PictureStream(std::shared_ptr<VuoGLScene> scene);
+
+  struct Made {
+    ZQBufferRef picture;  ///< null when there is none; the last one then still holds
+    std::chrono::duration<double> took{};  ///< zero when it was not made for this frame
+  };
+
+  /// The picture that the composition made after it had been told the time and, for a filter, given
+  /// `frame`.
+  Made next(const ZQBufferRef& frame);
+  /// The picture as it is, without telling the composition anything.
+  ZQBufferRef still() { return _scene->allocABuffer(); }
+  /// The names of the published outputs with their values as texts.
+  OutputTexts outputs();
+
+ private:
+  bool pictureReported();
+
+  const std::shared_ptr<VuoGLScene> _scene;
+  const std::shared_ptr<ZQVuoComposition> _composition;
+  bool _answers = true;  // the last frame that was asked for came
+  Clock::time_point _asked;
+};

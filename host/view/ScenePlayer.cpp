@@ -1,0 +1,96 @@
+#include "host/view/ScenePlayer.h"
+
+#include <algorithm>
+
+using Clock = std::chrono::steady_clock;
+
+ScenePlayer::ScenePlayer(ZQSize size, bool newProcess)
+    : _scene(VuoGLScene::initWithSize(std::max(1.0, size.width), std::max(1.0, size.height))),
+      _newProcess(newProcess) {}
+
+ScenePlayer::~ScenePlayer() {
+  _scene->prepareToBeDeleted();
+}
+
+void ScenePlayer::open(const std::string& file) {
+  _file = file;
+  _watch.emplace(file);
+  compile();
+}
+
+void ScenePlayer::reload() {
+  if (!_file.empty()) open(_file);
+}
+
+void ScenePlayer::setNewProcess(bool newProcess) {
+  if (newProcess == _newProcess) return;
+  _newProcess = newProcess;
+  reload();
+}
+
+void ScenePlayer::setSize(ZQSize size) {
+  if (size.width >= 1 && size.height >= 1) _scene->setSize(size.width, size.height);
+}
+
+void ScenePlayer::poll() {
+  if (_watch && _watch->changed(Clock::now())) reload();
+  if (_pictures && !_scene->readyToRender()) {
+    _pictures.reset();
+    if (_state != State::Compiling) _state = State::LostContact;
+  }
+}
+
+void ScenePlayer::compile() {
+  _state = State::Compiling;
+  _fromCache = _newProcess ? VuoCache::isCachedExeAvailableForVuoFile(_file)
+                           : VuoCache::isCachedDylibAvailableForVuoFile(_file);
+  _compileStart = Clock::now();
+  _awaited = std::make_shared<int>();
+  auto whenDone = [this, awaited = std::weak_ptr(_awaited)](const VuoCache::Item& item) {
+    if (awaited.lock()) compiled(item);
+  };
+  _newProcess ? VuoCache::fetchCachedExeForVuoFile(_file, whenDone)
+              : VuoCache::fetchCachedDylibForVuoFile(_file, whenDone);
+}
+
+void ScenePlayer::compiled(const VuoCache::Item& item) {
+  _awaited.reset();
+  _compileTime = std::chrono::round<std::chrono::milliseconds>(Clock::now() - _compileStart);
+  if (item) {
+    start();
+  } else {
+    _state = State::Failed;
+  }
+}
+
+/// Loads on this thread: the artefact is in the cache by now.
+void ScenePlayer::start() {
+  _pictures.reset();
+  _scene->setRunnerNewProcess(_newProcess);
+  _scene->useFile(_file, false);
+  if (!_scene->readyToRender()) {
+    _state = State::Failed;
+    return;
+  }
+  _state = State::Running;
+  _composition = _scene->comp();
+  _pictures = std::make_shared<PictureStream>(_scene);
+  if (_whenStarted) _whenStarted();
+}
+
+std::string ScenePlayer::stateText() const {
+  switch (_state) {
+    case State::Empty:
+      return "nothing loaded";
+    case State::Compiling:
+      return _fromCache ? "starting…" : "compiling…";
+    case State::Running:
+      return _fromCache ? "from the cache"
+                        : "compiled in " + std::to_string(_compileTime.count()) + " ms";
+    case State::Failed:
+      return _pictures ? "failed; the previous version runs" : "failed";
+    case State::LostContact:
+      return "lost contact";
+  }
+  return "";
+}

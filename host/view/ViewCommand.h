@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+struct ViewOptions {
+  std::string file;
+  /// A PNG file, a folder of them, a numbered pattern, or a composition that is a generator.
+  std::optional<std::string> input;
+  std::optional<std::string> size;  ///< "WxH"
+  bool inProcess = false;
+  std::string cacheFolder;
+};
+
+/// `brannow view`: shows a composition in a window until the window is closed. The result is the
+/// exit status: 0, or 1 after a message on standard error.
+int view(const ViewOptions& options);

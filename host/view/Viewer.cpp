@@ -1,0 +1,316 @@
+#include "host/view/Viewer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+
+#include "host/Failure.h"
+#include "host/Picture.h"
+#include "host/view/AlertDialog.h"
+#include "platform/system/Alert.h"
+#include "platform/system/FileSystem.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kIdleTick{200};
+constexpr std::chrono::milliseconds kBetweenOutputs{150};
+constexpr std::chrono::seconds kSettleTime{1};
+constexpr std::chrono::seconds kNoticeTime{4};
+constexpr std::uint32_t kTexture2D = 0x0DE1;
+
+/// The first "name-0001.png" that is not taken, in the working folder.
+std::string freePictureName(const std::string& compositionFile) {
+  const std::string name = std::filesystem::path(compositionFile).stem().string();
+  for (int number = 1;; ++number) {
+    std::string digits = std::to_string(number);
+    digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
+    const std::string file = name + "-" + digits + ".png";
+    if (!platform::itemExists(file)) return file;
+  }
+}
+
+/// The place of a picture of this size in the middle of the room, as large as fits.
+ImVec4 placeFor(ZQSize picture, ImVec2 room) {
+  const auto width = static_cast<float>(picture.width);
+  const auto height = static_cast<float>(picture.height);
+  const float zoom = std::min(room.x / width, room.y / height);
+  const ImVec2 size{width * zoom, height * zoom};
+  const ImVec2 corner{std::floor((room.x - size.x) / 2), std::floor((room.y - size.y) / 2)};
+  return {corner.x, corner.y, corner.x + size.x, corner.y + size.y};
+}
+
+/// What shows through where a picture is transparent.
+void drawChecks(ImDrawList& draw, const ImVec4& place, float cell) {
+  draw.AddRectFilled({place.x, place.y}, {place.z, place.w}, IM_COL32(38, 38, 42, 255));
+  draw.PushClipRect({place.x, place.y}, {place.z, place.w}, true);
+  int row = 0;
+  for (float y = place.y; y < place.w; y += cell, ++row) {
+    for (float x = place.x + (row % 2 ? cell : 0); x < place.z; x += 2 * cell)
+      draw.AddRectFilled({x, y}, {x + cell, y + cell}, IM_COL32(50, 50, 55, 255));
+  }
+  draw.PopClipRect();
+}
+
+}  // namespace
+
+std::optional<std::string> whyNotShown(const std::string& file) {
+  if (!platform::readTextFile(file)) {
+    return "can't read " + file +
+           (platform::itemExists(file) ? ": not a UTF-8 text file" : ": no such file");
+  }
+  const auto composition = ZQVuoComposition::initWithPath(file);
+  if (composition->protocol() == 0) return file + " is neither an image generator nor a filter";
+  return std::nullopt;
+}
+
+Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session,
+               LogCapture& log)
+    : _window(window),
+      _session(session),
+      _log(log),
+      _player(window.pixels(), !options.inProcess),
+      _input(session.pool(), window.pixels(), !options.inProcess),
+      _state{_player, _input, _values, _history, {}, false},
+      _panel(_state, *this, _chooser),
+      _size(window.pixels()) {
+  platform::setAlertPresenter([this](const platform::Alert& alert) {
+    std::cerr << "brannow: " << alert.informativeText << std::endl;
+    return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
+  });
+  _player.setWhenStarted([this] { started(); });
+  if (options.input) _input.choose(*options.input);
+  open(options.file);
+}
+
+Viewer::~Viewer() {
+  platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
+}
+
+void Viewer::run() {
+  while (!_window.closeRequested()) {
+    waitForNextTick();
+    _session.runMainQueue();
+    _player.poll();
+    _input.poll();
+    followSize();
+    takeFrames();
+    askForFrame();
+    if (!_window.isHidden()) draw();
+    tellWhyNotStarted(_log.take());
+  }
+}
+
+/// A little faster than the display, which sets the pace itself where it can. While nothing moves
+/// only what the user does brings a new frame soon.
+void Viewer::waitForNextTick() {
+  const auto period = _window.displayPeriod() * 19 / 20;
+  const bool isIdle = _player.state() != ScenePlayer::State::Compiling &&
+                      (isStill() || !_player.pictures() || _window.isHidden());
+  _nextTick = std::max(_nextTick + period, Clock::now());
+  handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
+}
+
+void Viewer::handle(const WindowEvents& events) {
+  const bool popupIsOpen =
+      ImGui::IsPopupOpen("", ImGuiPopupFlags_AnyPopupId | ImGuiPopupFlags_AnyPopupLevel);
+  if (!popupIsOpen) {
+    for (const SDL_Keycode key : events.keys) press(key);
+  }
+  for (const auto& path : events.dropped) drop(path);
+}
+
+void Viewer::press(SDL_Keycode key) {
+  switch (key) {
+    case SDLK_SPACE:
+      return togglePause();
+    case SDLK_s:
+      return savePicture();
+    case SDLK_f:
+      return toggleFullScreen();
+    case SDLK_r:
+      return reload();
+    case SDLK_TAB:
+      _showsPanel = !_showsPanel;
+      return;
+    case SDLK_ESCAPE:
+      if (_window.isFullScreen()) toggleFullScreen();
+      return;
+    default:
+      return;
+  }
+}
+
+/// A composition is shown, anything else is a filter's input.
+void Viewer::drop(const std::string& path) {
+  if (ZQVuoComposition::pathLooksLikeALegitComposition(path)) {
+    open(path);
+  } else if (isFilter()) {
+    chooseInput(path);
+  } else {
+    notice("Only a filter takes a picture");
+  }
+}
+
+void Viewer::open(const std::string& file) {
+  if (const auto problem = whyNotShown(file)) return notice(*problem);
+  if (file != _player.file()) {
+    _values.clear();
+    _state.outputs.clear();
+  }
+  _window.setTitle(platform::lastPathComponent(file) + " - brannow");
+  _player.open(file);
+}
+
+void Viewer::reload() {
+  _player.reload();
+  if (_input.generator()) _input.generator()->reload();
+}
+
+void Viewer::setNewProcess(bool newProcess) {
+  _player.setNewProcess(newProcess);
+  _input.setNewProcess(newProcess);
+}
+
+void Viewer::savePicture() {
+  if (!_picture) return notice("There is no picture yet");
+  const std::string file = freePictureName(_player.file());
+  std::string problem;
+  if (!host::writePicture(_session.pool().readPixels(*_picture), file, problem)) {
+    return notice(problem);
+  }
+  notice("Saved " + file);
+  std::cout << "saved " << file << std::endl;
+}
+
+void Viewer::chooseInput(const std::string& name) {
+  try {
+    _input.choose(name);
+    _stillFrom = Clock::now() + kSettleTime;
+  } catch (const Failure& failure) {
+    notice(failure.message);
+  }
+}
+
+void Viewer::setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) {
+  _values.set(port, value);
+  _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(value), port.portName());
+}
+
+void Viewer::setImage(const ZQVuoCompositionPort& port, const std::string& file) {
+  try {
+    auto image = bufferWithPicture(_session.pool(), file);
+    _player.scene().setBuffer(image, port.portName());
+    _values.setImage(port, file, std::move(image));
+  } catch (const Failure& failure) {
+    notice(failure.message);
+  }
+}
+
+/// An image can't be taken back: only a composition that starts again is without it.
+void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
+  _values.forget(port);
+  if (port.portType() == ZQVuoPortType_Image) return _player.reload();
+  _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(_values.current(port)),
+                           port.portName());
+}
+
+void Viewer::started() {
+  _values.applyTo(_player.scene());
+  _history.clear();
+  _stillFrom = Clock::now() + kSettleTime;
+}
+
+void Viewer::followSize() {
+  const ZQSize size = _window.pixels();
+  if (size == _size || size.width < 1 || size.height < 1) return;
+  _size = size;
+  _player.setSize(size);
+  _input.setSize(size);
+}
+
+void Viewer::takeFrames() {
+  for (auto& frame : _maker.take()) {
+    if (frame.pictures != _player.pictures()) continue;
+    if (frame.picture) _picture = std::move(frame.picture);
+    if (frame.took.count() > 0) _history.add(Clock::now(), frame.took);
+    if (frame.outputs) _state.outputs = std::move(*frame.outputs);
+  }
+}
+
+void Viewer::askForFrame() {
+  if (!_player.pictures()) return;
+  const auto now = Clock::now();
+  FrameMaker::Job job{_player.pictures(), nullptr, isStill(), now >= _nextOutputs};
+  if (isFilter()) job.input = _input.frames();
+  if (job.wantsOutputs) _nextOutputs = now + kBetweenOutputs;
+  _maker.ask(std::move(job));
+}
+
+/// A composition that does not compile brings up an alert; one that does not start only logs.
+void Viewer::tellWhyNotStarted(const std::vector<std::string>& lines) {
+  if (_player.state() == ScenePlayer::State::Failed && !lines.empty()) notice(lines.back());
+}
+
+bool Viewer::isFilter() const {
+  const auto& composition = _player.composition();
+  return composition && composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter);
+}
+
+void Viewer::draw() {
+  _window.beginFrame();
+  drawPictureAndPanel();
+  drawLostContact();
+  drawNotice();
+  _chooser.draw(_window.scale());
+  _window.endFrame();
+}
+
+void Viewer::drawPictureAndPanel() {
+  drawPicture();
+  if (_showsPanel) _panel.draw(_window.scale());
+}
+
+void Viewer::drawPicture() {
+  if (!_picture || _picture->target() != kTexture2D) return;
+  const ImVec4 place = placeFor(_picture->size(), ImGui::GetMainViewport()->Size);
+  ImDrawList& draw = *ImGui::GetBackgroundDrawList();
+  drawChecks(draw, place, 16 * _window.scale());
+  draw.AddImage(reinterpret_cast<ImTextureID>(std::intptr_t{_picture->name()}), {place.x, place.y},
+                {place.z, place.w}, {0, 1}, {1, 0});
+}
+
+void Viewer::drawLostContact() {
+  const bool inputIsLost =
+      _input.generator() && _input.generator()->state() == ScenePlayer::State::LostContact;
+  const bool isLost = _player.state() == ScenePlayer::State::LostContact;
+  if (!isLost && !(isFilter() && inputIsLost)) return;
+  ScenePlayer& player = isLost ? _player : *_input.generator();
+  const ImVec2 room = ImGui::GetMainViewport()->Size;
+  ImGui::SetNextWindowPos({room.x / 2, room.y / 2}, ImGuiCond_Always, {0.5F, 0.5F});
+  ImGui::Begin("##lost", nullptr,
+               ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove |
+                   ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoSavedSettings);
+  ImGui::TextColored({1, 0.6F, 0.45F, 1}, "Lost contact with %s",
+                     platform::lastPathComponent(player.file()).c_str());
+  ImGui::TextUnformatted("Its process ended. The last picture stays.");
+  ImGui::Spacing();
+  if (ImGui::Button("Load again", {ImGui::GetContentRegionAvail().x, 0})) player.reload();
+  ImGui::End();
+}
+
+void Viewer::notice(const std::string& text) {
+  _notice = text;
+  _noticeEnds = Clock::now() + kNoticeTime;
+}
+
+void Viewer::drawNotice() {
+  if (Clock::now() > _noticeEnds) return;
+  const ImVec2 room = ImGui::GetMainViewport()->Size;
+  ImGui::SetNextWindowPos({room.x / 2, room.y - 24 * _window.scale()}, ImGuiCond_Always, {0.5F, 1});
+  ImGui::Begin("##notice", nullptr,
+               ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoInputs |
+                   ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing);
+  ImGui::TextUnformatted(_notice.c_str());
+  ImGui::End();
+}

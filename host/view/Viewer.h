@@ -1,0 +1,82 @@
+// The desktop host: one window, one composition.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "host/HostSession.h"
+#include "host/view/FileChooser.h"
+#include "host/view/FilterInput.h"
+#include "host/view/FrameHistory.h"
+#include "host/view/FrameMaker.h"
+#include "host/view/InputValues.h"
+#include "host/view/Panel.h"
+#include "host/view/ScenePlayer.h"
+#include "host/view/ViewCommand.h"
+#include "host/view/ViewWindow.h"
+
+/// Why a file can't be shown; none when it can.
+std::optional<std::string> whyNotShown(const std::string& file);
+
+class Viewer : private ViewActions {
+ public:
+  /// Throws Failure when the input that the options name can't be used.
+  Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session, LogCapture& log);
+  ~Viewer() override;
+
+  /// Returns when the window has been closed.
+  void run();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void open(const std::string& file) override;
+  void reload() override;
+  void setNewProcess(bool newProcess) override;
+  void togglePause() override { _state.isPaused = !_state.isPaused; }
+  void savePicture() override;
+  void toggleFullScreen() override { _window.toggleFullScreen(); }
+  void chooseInput(const std::string& name) override;
+  void setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) override;
+  void setImage(const ZQVuoCompositionPort& port, const std::string& file) override;
+  void backToDefault(const ZQVuoCompositionPort& port) override;
+
+  void waitForNextTick();
+  void handle(const WindowEvents& events);
+  void press(SDL_Keycode key);
+  void drop(const std::string& path);
+  void started();
+  void followSize();
+  void takeFrames();
+  void askForFrame();
+  void tellWhyNotStarted(const std::vector<std::string>& lines);
+  bool isFilter() const;
+  bool isStill() const { return _state.isPaused && Clock::now() > _stillFrom; }
+  void draw();
+  void drawPictureAndPanel();
+  void drawPicture();
+  void drawLostContact();
+  void drawNotice();
+  void notice(const std::string& text);
+
+  ViewWindow& _window;
+  HostSession& _session;
+  LogCapture& _log;
+  InputValues _values;
+  FrameHistory _history;
+  FileChooser _chooser;
+  ScenePlayer _player;
+  FilterInput _input;
+  ViewState _state;
+  Panel _panel;
+  ZQBufferRef _picture;
+  ZQSize _size;
+  bool _showsPanel = true;
+  std::string _notice;
+  Clock::time_point _noticeEnds;
+  Clock::time_point _nextTick;
+  Clock::time_point _nextOutputs;
+  Clock::time_point _stillFrom;  // a pause lets through what has just been started or chosen
+  FrameMaker _maker;             // ends first: it works on what stands above
+};

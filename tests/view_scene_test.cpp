@@ -1,0 +1,247 @@
+// What the window does with compositions, without the window, against the real runtime.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include "Brannow/Brannow.h"
+#include "EmptyCache.h"
+#include "TestSupport.h"
+#include "host/Failure.h"
+#include "host/Picture.h"
+#include "host/view/FilterInput.h"
+#include "host/view/FrameMaker.h"
+#include "host/view/InputValues.h"
+#include "host/view/ScenePlayer.h"
+#include "platform/system/Alert.h"
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::Pair;
+using State = ScenePlayer::State;
+
+namespace {
+
+/// As red as `level`, which also comes out as it went in. The time reaches nothing.
+std::string composition(const std::string& level, const std::string& shader = "s.frag") {
+  return "digraph G {\n"
+         "PublishedInputs [type=\"vuo.in\" label=\"In|<width>w|<height>h|<time>t|<level>l\" "
+         "_width_type=\"VuoInteger\" _height_type=\"VuoInteger\" _time_type=\"VuoReal\" "
+         "_level_type=\"VuoReal\" "
+         "_level=\"" +
+         level +
+         "\"];\n"
+         "PublishedOutputs [type=\"vuo.out\" label=\"Out|<outputImage>o|<back>b\" "
+         "_outputImage_type=\"VuoImage\" _back_type=\"VuoReal\"];\n"
+         "S [type=\"vuo.shader\" shader=\"" +
+         shader +
+         "\"];\n"
+         "PublishedInputs:width -> S:width;\nPublishedInputs:height -> S:height;\n"
+         "PublishedInputs:level -> S:level;\nPublishedInputs:level -> PublishedOutputs:back;\n"
+         "S:image -> PublishedOutputs:outputImage;\n}\n";
+}
+
+class View : public testing::Test {
+ protected:
+  View() {
+    static const auto context = platform::GLContext::createRoot();
+    static const auto pool = ZQBufferPool::create(context->handle());
+    _globalZQBufferPool = pool.get();
+    VuoGLScene::setGlobalVuoGLContext(context);
+    useEmptyCache(folder.path);
+    platform::setAlertPresenter([this](const platform::Alert& alert) {
+      alerts.push_back(alert.messageText);
+      return std::size_t{0};
+    });
+    folder.write("s.frag",
+                 "#version 330 core\nuniform float level;\nout vec4 pixel;\n"
+                 "void main() { pixel = vec4(level, 0.0, 0.0, 1.0); }\n");
+    file = folder.write("level.vuo", composition("0.25"));
+  }
+  ~View() override {
+    platform::setAlertPresenter({});
+    platform::finishQueues();
+  }
+
+  static void await(ScenePlayer& player, const std::function<bool()>& done) {
+    serveUntil([&] {
+      player.poll();
+      return done();
+    });
+  }
+  static void awaitState(ScenePlayer& player, State state) {
+    await(player, [&] { return player.state() == state; });
+  }
+  /// Like the window: gives the main queue its turns and looks around in between.
+  static void serveUntil(const std::function<bool()>& done) {
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (!done()) {
+      ASSERT_LT(std::chrono::steady_clock::now(), end);
+      platform::MainQueue::shared().runDue();
+      std::this_thread::sleep_for(1ms);
+    }
+  }
+  static std::string back(ScenePlayer& player) {
+    const auto value = player.scene().allocValueForOutputKey("back").value;
+    return value && value->doubleValue() ? std::to_string(*value->doubleValue()) : "";
+  }
+  static int redOf(const ZQBufferRef& picture) {
+    if (!picture) return -1;
+    return _globalZQBufferPool->readPixels(*picture).rgba.front();
+  }
+  std::string picture(const std::string& name, std::uint8_t red) const {
+    std::string problem;
+    EXPECT_TRUE(host::writePicture({1, 1, {red, 0, 0, 255}}, folder.path + "/" + name, problem));
+    return folder.path + "/" + name;
+  }
+  /// Written later than anything before, however fast.
+  void rewrite(const std::string& contents) {
+    folder.write("level.vuo", contents);
+    setModificationTime(file, {++writes + ::time(nullptr), 0});
+  }
+
+  TestFolder folder;
+  TestLog log;
+  std::string file;
+  std::vector<std::string> alerts;
+  int writes = 0;
+};
+
+TEST_F(View, APlayerCompilesStartsAndTellsHow) {
+  ScenePlayer player({4, 4}, true);
+  int starts = 0;
+  player.setWhenStarted([&] { ++starts; });
+  EXPECT_EQ(player.state(), State::Empty);
+  player.open(file);
+  EXPECT_EQ(player.stateText(), "compiling…");
+  awaitState(player, State::Running);
+  EXPECT_THAT(player.stateText(), testing::StartsWith("compiled in "));
+  player.reload();
+  EXPECT_EQ(player.state(), State::Compiling);
+  EXPECT_TRUE(player.pictures()) << "what ran goes on meanwhile";
+  awaitState(player, State::Running);
+  EXPECT_EQ(player.stateText(), "from the cache");
+  EXPECT_EQ(starts, 2);
+}
+
+TEST_F(View, AnEditIsLoadedAndABrokenOneLeavesWhatRan) {
+  ScenePlayer player({4, 4}, false);
+  player.open(file);
+  awaitState(player, State::Running);
+  rewrite(composition("0.5", "nowhere.frag"));
+  awaitState(player, State::Failed);
+  serveUntil([&] { return !alerts.empty(); });
+  EXPECT_THAT(alerts, ElementsAre("Problem loading composition"));
+  EXPECT_TRUE(player.pictures());
+  EXPECT_TRUE(player.scene().readyToRender());
+  rewrite(composition("0.75"));
+  awaitState(player, State::Running);
+  EXPECT_EQ(player.composition()->inputPortNamed("level")->defaultVal()->doubleValue(), 0.75);
+}
+
+TEST_F(View, OnlyTheLastOfSeveralSwitchesCounts) {
+  ScenePlayer player({4, 4}, true);
+  int starts = 0;
+  player.setWhenStarted([&] { ++starts; });
+  player.open(file);
+  player.setNewProcess(false);
+  player.setNewProcess(true);
+  player.setNewProcess(false);
+  awaitState(player, State::Running);
+  platform::finishQueues();
+  for (int turn = 0; turn < 10; ++turn) platform::MainQueue::shared().runDue();
+  EXPECT_EQ(starts, 1);
+  EXPECT_FALSE(player.scene().runnerNewProcess());
+  EXPECT_EQ(player.state(), State::Running);
+}
+
+TEST_F(View, LostContactIsNoticedAndLoadedAgain) {
+  ScenePlayer player({4, 4}, true);
+  player.open(file);
+  awaitState(player, State::Running);
+  // What the scene does when its process is gone, at the same moment in the main queue's order.
+  player.scene().runnerDelegateLostContactWithComposition();
+  awaitState(player, State::LostContact);
+  EXPECT_FALSE(player.pictures());
+  EXPECT_TRUE(player.composition()) << "the controls stay";
+  player.reload();
+  awaitState(player, State::Running);
+  EXPECT_TRUE(player.pictures());
+}
+
+TEST_F(View, ValuesOutliveAReloadAndGoBackToTheDefault) {
+  ScenePlayer player({4, 4}, true);
+  InputValues values;
+  player.setWhenStarted([&] { values.applyTo(player.scene()); });
+  player.open(file);
+  awaitState(player, State::Running);
+  const auto held = player.composition()->inputPortNamed("level");
+  const ZQVuoCompositionPort& port = *held;
+  EXPECT_TRUE(values.isDefault(port));
+  EXPECT_EQ(values.current(port), ZQVuoPortValue(0.25));
+  values.set(port, 0.625);
+  player.reload();
+  await(player, [&] { return back(player) == "0.625000"; });
+  EXPECT_FALSE(values.isDefault(port));
+  values.forget(port);
+  EXPECT_EQ(values.current(port), ZQVuoPortValue(0.25));
+}
+
+TEST_F(View, APictureThatTheTimeDoesNotReachIsSeenAllTheSame) {
+  ScenePlayer player({4, 4}, true);
+  player.open(file);
+  awaitState(player, State::Running);
+  FrameMaker maker;
+  int red = -1;
+  std::optional<PictureStream::OutputTexts> outputs;
+  const auto ask = [&] {
+    maker.ask({player.pictures(), nullptr, false, true});
+    for (auto& frame : maker.take()) {
+      if (frame.picture) red = redOf(frame.picture);
+      if (frame.outputs) outputs = frame.outputs;
+    }
+  };
+  for (const double level : {0.2, 0.6, 1.0}) {
+    player.scene().setValue(std::make_shared<const ZQVuoPortValue>(level), "level");
+    serveUntil([&] {
+      ask();
+      return red == std::lround(255 * level);
+    });
+  }
+  serveUntil([&] {
+    ask();
+    return outputs && outputs->front().second == "1";
+  });
+  EXPECT_THAT(*outputs, ElementsAre(Pair("back", "1")));
+}
+
+TEST_F(View, AFilterTakesPicturesSequencesAndGenerators) {
+  FilterInput input(*_globalZQBufferPool, {4, 4}, false);
+  EXPECT_GT(redOf(input.frames()()), 0) << "a test card";
+  input.choose(picture("one.png", 10));
+  EXPECT_EQ(redOf(input.frames()()), 10);
+  EXPECT_EQ(input.description(), "picture");
+
+  std::filesystem::create_directory(folder.path + "/many");
+  picture("many/a.png", 20);
+  picture("many/b.png", 30);
+  input.choose(folder.path + "/many");
+  const auto frames = input.frames();
+  EXPECT_EQ(input.description(), "2 pictures");
+  serveUntil([&] { return redOf(frames()) == 30; });
+  serveUntil([&] { return redOf(frames()) == 20; });
+
+  EXPECT_THROW(input.choose(folder.path + "/none.png"), Failure);
+  EXPECT_THROW(input.choose(folder.path + "/none.vuo"), Failure);
+  EXPECT_THROW(input.choose(folder.path + "/s.frag"), Failure);
+  EXPECT_EQ(input.description(), "2 pictures") << "what was chosen before stays";
+
+  input.choose(file);
+  serveUntil([&] {
+    input.poll();
+    return redOf(input.frames()()) == 64;
+  });
+}
+
+}  // namespace

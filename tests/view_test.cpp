@@ -1,0 +1,114 @@
+// What the window decides without a window.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+
+#include "host/view/FileWatch.h"
+#include "host/view/FrameHistory.h"
+#include "host/view/NumberRange.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+NumberRange rangeOf(ZQVuoPortType type, std::optional<double> min, std::optional<double> max,
+                    std::optional<double> step) {
+  const auto port = ZQVuoCompositionPort::createWithPortType(type, "number");
+  port->setMinVal(min);
+  port->setMaxVal(max);
+  port->setStepVal(step);
+  return NumberRange(*port);
+}
+
+TEST(NumberRange, IsASliderOnlyBetweenTwoEnds) {
+  EXPECT_TRUE(rangeOf(ZQVuoPortType_Real, 0, 1, {}).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, 0, {}, 0.1).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, {}, 1, {}).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, 1, 1, {}).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, 2, 1, {}).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, 0, 1e300, {}).isSlider());
+  EXPECT_FALSE(rangeOf(ZQVuoPortType_Real, 0, INFINITY, {}).isSlider());
+}
+
+TEST(NumberRange, StepsFromTheLowerEndAndReachesTheUpperOne) {
+  const auto range = rangeOf(ZQVuoPortType_Real, 0.5, 2, 0.4);
+  EXPECT_DOUBLE_EQ(range.nearest(0.8), 0.9);
+  EXPECT_DOUBLE_EQ(range.nearest(1.8), 1.7);
+  EXPECT_DOUBLE_EQ(range.nearest(2), 2);
+  EXPECT_DOUBLE_EQ(range.nearest(7), 2);
+  EXPECT_DOUBLE_EQ(range.nearest(-7), 0.5);
+}
+
+TEST(NumberRange, StaysBelowAnEndThatIsNoStepAway) {
+  EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, 0.3).nearest(0.99), 0.9);
+  EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, 0.7).nearest(0.99), 0.7);
+  EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, 0.6).nearest(0.95), 1);
+}
+
+TEST(NumberRange, TakesNoStepThatIsNone) {
+  for (const double step : {0.0, -1.0, double(NAN), double(INFINITY)}) {
+    EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, step).nearest(0.123), 0.123);
+    EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Integer, 0, 9, step).nearest(3.6), 4);
+  }
+  EXPECT_DOUBLE_EQ(rangeOf(ZQVuoPortType_Integer, 0, 9, 0.4).nearest(3.6), 4);
+}
+
+TEST(NumberRange, ShowsAsManyDecimalsAsAStepHas) {
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, 0.05).decimals(), 2);
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, 0.1).decimals(), 1);
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Real, 0, 100, 5).decimals(), 0);
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Real, 0, 1, {}).decimals(), 3);
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Real, {}, {}, 1e-12).decimals(), 6);
+  EXPECT_EQ(rangeOf(ZQVuoPortType_Integer, 0, 1, 0.5).decimals(), 0);
+}
+
+TEST(FrameHistory, CountsTheFramesOfTheLastSecond) {
+  FrameHistory history;
+  const FrameHistory::Clock::time_point start{};
+  EXPECT_EQ(history.rate(start), 0);
+  for (int frame = 0; frame <= 100; ++frame) history.add(start + frame * 20ms, 5ms);
+  EXPECT_NEAR(history.rate(start + 2000ms), 50, 0.5);
+  EXPECT_NEAR(history.meanMilliseconds(start + 2000ms), 5, 1e-9);
+  EXPECT_EQ(history.rate(start + 9s), 0);
+  EXPECT_EQ(history.meanMilliseconds(start + 9s), 0);
+}
+
+TEST(FrameHistory, KeepsEnoughForAFastDisplayAndShowsTheLatest) {
+  FrameHistory history;
+  const FrameHistory::Clock::time_point start{};
+  for (int frame = 0; frame < 1000; ++frame)
+    history.add(start + frame * 2ms, std::chrono::milliseconds(frame));
+  EXPECT_NEAR(history.rate(start + 1998ms), 500, 2);
+  ASSERT_EQ(history.milliseconds().size(), FrameHistory::kLength);
+  EXPECT_FLOAT_EQ(history.milliseconds().back(), 999);
+}
+
+/// Writes the file with a modification time of its own, however fast the writes follow each other.
+void writeAt(const std::string& file, int second) {
+  ASSERT_TRUE(platform::writeFileAtomically(file, "contents"));
+  std::filesystem::last_write_time(file, std::filesystem::file_time_type(1s * second));
+}
+
+TEST(FileWatch, SeesEachChangeOnceItHasSettled) {
+  const std::string file = testing::TempDir() + "watched.vuo";
+  writeAt(file, 1);
+  FileWatch watch(file);
+  FileWatch::Clock::time_point now{};
+  EXPECT_FALSE(watch.changed(now += 1s));
+  writeAt(file, 2);
+  EXPECT_FALSE(watch.changed(now + 10ms));
+  EXPECT_FALSE(watch.changed(now += 1s));
+  EXPECT_TRUE(watch.changed(now += 1s));
+  EXPECT_FALSE(watch.changed(now += 1s));
+  platform::removeFile(file);
+  EXPECT_FALSE(watch.changed(now += 1s));
+  EXPECT_FALSE(watch.changed(now += 1s));
+  writeAt(file, 3);
+  EXPECT_FALSE(watch.changed(now += 1s));
+  EXPECT_TRUE(watch.changed(now += 1s));
+  platform::removeFile(file);
+}
+
+}  // namespace

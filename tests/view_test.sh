@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# view_test.sh BRANNOW COMPOSITIONS: the window as a person with a keyboard meets it, on a display of
+# its own.
+set -uo pipefail
+brannow=$(realpath "$1") compositions=$(realpath "$2")
+work=$(mktemp -d)
+trap 'kill $(jobs -p) 2>/dev/null; wait; rm -rf "$work"' EXIT
+export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
+export XDG_RUNTIME_DIR=$work
+cd "$work" || exit 1
+failures=0
+
+fail() {
+  printf 'FAILED: %s\n' "$1"
+  tail -n 3 out err seen said 2>/dev/null
+  failures=$((failures + 1))
+}
+
+# within SECONDS COMMAND...: tries the command until it succeeds.
+within() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@" >/dev/null 2>&1; do
+    [ "$SECONDS" -lt "$end" ] || return 1
+    sleep 0.1
+  done
+}
+
+# view ARGUMENTS...: opens the window and gives it the keyboard.
+view() {
+  rm -f ./*-0*.png seen
+  "$brannow" view "$@" >seen 2>said &
+  window=$!
+  within 30 focus || fail "opens a window: $*"
+}
+window_id() { xdotool search --onlyvisible --class brannow | head -1; }
+focus() { xdotool windowfocus "$(window_id)"; }
+resize() { within 30 eval 'xdotool windowsize "$(window_id)" '"$1 $2" || fail 'resizes the window'; }
+player() { pgrep -P "$window" lumoVuoExe; }
+player_is_new() { player && [ "$(player)" != "$old_player" ]; }
+
+# saves EXPECTED: whether the picture that the window saves is this one.
+saves() {
+  local before
+  before=$(grep -c '^saved' seen)
+  xdotool key s
+  within 2 saved_more_than "$before" && cmp "$(ls -t ./*-0*.png | head -1)" "$1"
+}
+saved_more_than() { [ "$(grep -c '^saved' seen)" -gt "$1" ]; }
+shows() { within 30 saves "$1" || fail "$2"; }
+
+closes() {
+  kill "$window"
+  wait "$window" || fail 'ends well'
+  if player; then fail 'left a process'; fi
+}
+
+for command in 'missing.vuo' "$compositions/tiles.vuo"; do
+  if DISPLAY='' WAYLAND_DISPLAY='' "$brannow" view "$command" >out 2>err; then fail "needs $command"; fi
+  cat err >>problems
+done
+grep -q 'missing.vuo: no such file' problems || fail 'says that there is no such file'
+grep -q 'no window can be opened' problems || fail 'says that there is no display'
+
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>display 2>xvfb.log &
+within 30 test -s display || { cat xvfb.log && exit 1; }
+DISPLAY=:$(cat display)
+export DISPLAY
+
+cp "$compositions"/tiles.* .
+render() { "$brannow" render tiles.vuo --size 320x180 -o "$1" >out 2>err || fail "renders $1"; }
+render first.png
+view tiles.vuo --size 320x180
+shows first.png 'shows what render gives'
+
+sed -i 's/_seed="7"/_seed="8"/' tiles.vuo
+render second.png
+if cmp -s first.png second.png; then fail 'another seed is another picture'; fi
+shows second.png 'loads a file again that has changed'
+
+sed -i 's/tiles.frag/nowhere.frag/' tiles.vuo
+within 30 grep -q nowhere.frag said || fail 'says what does not compile'
+xdotool key Return
+shows second.png 'goes on with what ran before'
+sed -i 's/nowhere.frag/tiles.frag/; s/_seed="8"/_seed="7"/' tiles.vuo
+shows first.png 'loads the mended file'
+
+old_player=$(player)
+kill -9 "$old_player"
+within 30 eval '! player' || fail 'the composition is gone'
+shows first.png 'keeps the last picture'
+reloads() { xdotool key r && within 5 player_is_new; }
+within 30 reloads || fail 'loads again after lost contact'
+shows first.png 'shows pictures again'
+closes
+
+cat >same.vuo <<'VUO'
+digraph Same {
+PublishedInputs [type="vuo.in" label="In|<image>image\l|<time>time\l" _image_type="VuoImage" _time_type="VuoReal"];
+PublishedOutputs [type="vuo.out" label="Out|<outputImage>outputImage\l" _outputImage_type="VuoImage"];
+Same [type="vuo.shader" shader="same.frag"];
+PublishedInputs:image -> Same:image;
+Same:image -> PublishedOutputs:outputImage;
+}
+VUO
+printf '#version 330 core\nin vec2 uv;\nout vec4 pixel;\nuniform sampler2D image;\nvoid main() { pixel = texture(image, uv); }\n' >same.frag
+mkdir sequence && cp second.png sequence/a.png && cp second.png sequence/b.png
+view same.vuo --input tiles.vuo --size 320x180
+shows first.png 'filters a generator'
+closes
+view same.vuo --input sequence --size 320x180 --in-process
+shows second.png 'filters pictures inside the process'
+resize 200 150
+shows second.png "keeps the pictures' own size"
+closes
+view tiles.vuo --size 200x100
+resize 320 180
+shows first.png 'renders at the size of the window'
+closes
+exit "$failures"
