@@ -1,4 +1,4 @@
-// The whole public interface of Brannow.
+// The whole public interface of Brannow, with what a host needs of the platform.
 #pragma once
 
 #include "Brannow/BrannowStringAdditions.h"
@@ -13,3 +13,7 @@
 #include "Brannow/ZQVuoComposition.h"
 #include "Brannow/ZQVuoCompositionPort.h"
 #include "Brannow/ZQVuoPortValue.h"
+#include "platform/system/Alert.h"
+#include "platform/system/Dispatch.h"
+#include "platform/system/Notifications.h"
+#include "platform/system/SystemLog.h"

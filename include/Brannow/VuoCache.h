@@ -29,10 +29,11 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   /// Receives a copy of the record, or null.
   using Completion = std::function<void(Item)>;
 
-  /// Makes the global cache. Everything it keeps lies in the folder "VuoCache" under `path`, which
-  /// may begin with "~". Loads what an earlier process saved; when the runtime's version has
-  /// changed since, moves the folder to the user's trash instead. Refused, with a log line, when
-  /// the path is absent or a global cache exists.
+  /// Makes the global cache. What it keeps lies in the folder "VuoCache" under `path`, which may
+  /// begin with "~"; the compiler also leaves a file in /tmp for each composition, which must not
+  /// be another user's. Loads what an earlier process saved; when the runtime's version has changed
+  /// since, moves the folder to the user's trash instead. Refused, with a log line, when the path
+  /// is absent or a global cache exists.
   static void configGlobalCacheWithSavePath(const Path& path);
   /// Null before configuration.
   static std::shared_ptr<VuoCache> globalCache();

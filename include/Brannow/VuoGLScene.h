@@ -42,8 +42,8 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   // --- the process
 
   /// Names the host's GL context, in whose share group every composition in this process draws. To
-  /// be called once, before the first scene loads; the context must outlive all scenes. Null is
-  /// ignored.
+  /// be called once, before the first scene loads. Only the handle is kept: the caller keeps the
+  /// context until all scenes and what they were showing are gone. Null is ignored.
   static void setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context);
 
   // --- life
@@ -56,20 +56,24 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// composition is stopped in the background.
   void prepareToBeDeleted();
 
-  // --- the composition file
+  // --- the composition file. The cache knows it by the path as it is given: absolute paths.
 
   /// Loads `path` on the calling thread: reads it, compiles it where the cache has no fresh
   /// artefact, and starts it. None unloads. Whatever ran before is stopped in the background. When
   /// that fails the scene stays without a running composition (`readyToRender` is false).
   void useFile(const Path& path);
-  /// With `async` the compile runs in the background and the composition starts on the main queue;
-  /// the call returns as soon as the file has been read.
+  /// With `async` the compile runs in the background and the composition starts on the main queue,
+  /// which that blocks for some tens of milliseconds; the call returns as soon as the file has been
+  /// read. Nothing tells that such a load has failed but the log, the alert and a fetch from the
+  /// cache that gives null. A load of another file overtakes it. A second load of the same file
+  /// does not: whichever answer comes first runs, the other is logged and dropped; a host that
+  /// loads again because the file has changed does so when `readyToRender` is true.
   void useFile(const Path& path, bool async);
   /// The description of the current file; null without one.
   std::shared_ptr<ZQVuoComposition> comp() const;
   Path filePath() const;
   /// Whether the next load runs the composition in a process of its own (the default) or inside
-  /// this one.
+  /// this one. To be changed before a load, not while one is under way, which then fails.
   bool runnerNewProcess() const;
   void setRunnerNewProcess(bool runnerNewProcess);
   /// Keeps a pointer that the scene neither owns nor uses; null removes it.
@@ -77,7 +81,10 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
 
   // --- size, in pixels
 
-  /// Tells the composition when the size differs from the last one. No lower bound.
+  /// Tells the composition when the size differs from the last one. No lower bound. Width and
+  /// height arrive one after the other: the next pictures may still have the old size, or one old
+  /// side, and the first ones after a load the composition's own defaults. The picture's size
+  /// tells.
   void setSize(double width, double height);
   ZQSize size() const;
 
@@ -91,20 +98,28 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   ZQBufferRef allocABuffer();
   /// A generator's frame: tells the composition the time, waits at most 0.5 seconds until a picture
   /// has been reported, and returns the latest. Null, with a log line, when none came in time. Once
-  /// a picture has been reported there is no wait until `copyAndClearOutValPortNames`.
+  /// a picture has been reported there is no wait until `copyAndClearOutValPortNames`; then the
+  /// next report ends it, which may be that of an event from before. No wait either when nothing
+  /// runs (null) or the composition has no input `time`. Null without a line while there is no
+  /// `_globalZQBufferPool`.
   ZQBufferRef allocAndRenderABuffer();
   /// A filter's frame: the same with `frame` as the input image, which the caller's GL context must
-  /// have flushed, and a wait of at most 0.05 seconds. Returns `frame` itself when the composition
-  /// is no filter.
+  /// have flushed, and a wait of at most 0.05 seconds, also when nothing runs yet: ask
+  /// `readyToRender` first. The time's event goes ahead of the frame's, so in a composition whose
+  /// picture follows both the result is as a rule that of the frame before. Null when `frame` is
+  /// null or no picture came; `frame` itself when there is no composition or it is no filter.
   ZQBufferRef runFilterOnFrame(const ZQBufferRef& frame);
 
   // --- published ports, by name
 
   /// Stores a value in an input and fires one event from it. Ignored when nothing runs, the input
-  /// does not exist or the value does not fit its type.
+  /// does not exist or the value does not fit its type: numbers and truth values fit each other,
+  /// the rest only its own kind. A load starts with the defaults again.
   void setValue(const Value& value, const Key& forInputKey);
-  /// The same with an image. The composition uses the buffer's texture itself, which must not
-  /// change while it does.
+  /// The same with an image, the whole of the buffer's texture. In a process of its own the
+  /// composition gets the pixels before the call returns. In this process it uses the texture
+  /// itself, which must not change, and holds the buffer until another image takes its place or the
+  /// composition ends.
   void setBuffer(const ZQBufferRef& buffer, const Key& forInputImageKey);
   /// The current value of an output.
   VuoOutput allocValueForOutputKey(const Key& key);

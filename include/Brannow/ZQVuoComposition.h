@@ -53,6 +53,7 @@ class ZQVuoComposition {
   const Port& runnerTimePort() const { return _runnerTimePort; }
   const Port& runnerImageInputPort() const { return _runnerImageInputPort; }
   const Port& runnerImageOutputPort() const { return _runnerImageOutputPort; }
+  /// A text input named for a text file, whose path the host is to set as its value.
   const Port& runnerTxtSrcFileInputPort() const { return _runnerTxtSrcFileInputPort; }
 
   /// The published ports in file order. The composition's own lists, not copies: a host that

@@ -30,7 +30,8 @@ enum : std::int64_t { ZQMemoryBacking_None = 0 };
 /// Values of `ZQBufferDescriptor::textureBacking`: who made the texture and deletes it.
 enum : std::int64_t { ZQTextureBacking_Pool = 1, ZQTextureBacking_External = 2 };
 
-/// What a buffer's texture is, in OpenGL's terms.
+/// What a buffer's texture is, in OpenGL's terms. For a picture that a composition made only
+/// `target` and `name` speak of the very texture; its formats are fixed values.
 struct ZQBufferDescriptor {
   std::int64_t kind = ZQBufferKind_Texture;
   std::uint32_t target = 0;

@@ -37,7 +37,7 @@ DispatchQueue& globalConcurrentQueue();
 
 /// Returns when no task is running or due on the concurrent queue or on any serial queue and no
 /// delayed one is waiting. For a program's end: what was handed to the queues is done afterwards.
-/// Must not be called from a task.
+/// The main queue is not waited for. Must not be called from a task.
 void finishQueues();
 
 /// The queue that runs where the host handles its user interface. It owns no thread: the host
@@ -49,8 +49,8 @@ class MainQueue : public DispatchQueue {
 
   /// Readable while a task is due. Owned by the queue; only to be polled.
   virtual int fileDescriptor() const = 0;
-  /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Tasks that
-  /// they submit wait for the next call.
+  /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Blocks as
+  /// long as they do. Tasks that they submit wait for the next call.
   virtual std::size_t runDue() = 0;
   /// Runs tasks on the calling thread, sleeping in between, until `stop()`.
   virtual void run() = 0;

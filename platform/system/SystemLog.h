@@ -32,7 +32,8 @@ void systemLog(std::string_view format, std::initializer_list<LogArgument> argum
 using LogSink = std::function<void(const std::string& line)>;
 
 /// Sends every later line to `sink` instead of syslog; an empty sink restores syslog. The sink is
-/// called on the thread that logs, one line at a time, and must not log itself.
+/// called on the thread that logs, one line at a time, which may hold locks: it must neither log
+/// nor call whoever logs, but hand the line on.
 void setLogSink(LogSink sink);
 
 }  // namespace platform
