@@ -157,7 +157,7 @@ void RemoteComposition::take(Message message, FrameReceiver& frames) {
   if (kind == "dropped") _listener.eventDropped(numberIn(body, "input"));
   if (kind != "outputs") return;
   std::vector<OutputReport> reports = reportsIn(body, frames);
-  _listener.outputsReached(reports);
+  if (!reports.empty()) _listener.outputsReached(reports);
 }
 
 std::vector<OutputReport> RemoteComposition::reportsIn(json_object* message,
@@ -166,16 +166,24 @@ std::vector<OutputReport> RemoteComposition::reportsIn(json_object* message,
   std::vector<OutputReport> reports;
   for (std::size_t i = 0; i < json_object_array_length(list); ++i) {
     json_object* body = json_object_array_get_idx(list, i);
-    OutputReport report{numberIn(body, "output"), false, {}};
-    const Type type = _ports.outputs.at(report.output).type;
-    if (json_object* frame = valueIn(body, "frame"))
-      report.value = frames.receive(frame);
-    else if (json_object_object_get_ex(body, "value", nullptr))
-      report.value = valueFromJson(type, valueIn(body, "value"));
-    report.sentData = report.value.index() != 0;
-    reports.push_back(std::move(report));
+    try {
+      reports.push_back(reportIn(body, frames));
+    } catch (const std::exception& fault) {
+      _listener.failed(fault.what());  // the others' frames are still to be handed back
+    }
   }
   return reports;
+}
+
+OutputReport RemoteComposition::reportIn(json_object* body, FrameReceiver& frames) const {
+  OutputReport report{numberIn(body, "output"), false, {}};
+  const Type type = _ports.outputs.at(report.output).type;
+  if (json_object* frame = valueIn(body, "frame"))
+    report.value = frames.receive(frame);
+  else if (json_object_object_get_ex(body, "value", nullptr))
+    report.value = valueFromJson(type, valueIn(body, "value"));
+  report.sentData = report.value.index() != 0;
+  return report;
 }
 
 /// The player ends when it is told to or when its socket ends, so the message may get lost.

@@ -33,6 +33,7 @@ class RemoteComposition : public Composition {
   void takeReports();
   void take(Message message, FrameReceiver& frames);
   std::vector<OutputReport> reportsIn(json_object* message, FrameReceiver& frames) const;
+  OutputReport reportIn(json_object* body, FrameReceiver& frames) const;
 
   const std::string _executable;
   const std::vector<std::string> _arguments;

@@ -6,6 +6,9 @@
 #include <initializer_list>
 #include <vector>
 
+#include "platform/runtime/ImagePixels.h"
+#include "platform/runtime/textures/TexturePool.h"
+
 namespace vuo {
 namespace {
 
@@ -27,15 +30,15 @@ struct EglImage {
 };
 
 std::optional<ExportedTexture> exported(EGLImageKHR image, const VuoImageRecord& texture) {
+  const EGLDisplay display = eglGetCurrentDisplay();
   int format = 0, planes = 0;
-  EGLuint64KHR modifier = 0;
-  if (!eglExportDMABUFImageQueryMESA(eglGetCurrentDisplay(), image, &format, &planes, &modifier) ||
-      planes != 1)
+  EGLuint64KHR modifier = 0;  // one for each plane
+  if (!eglExportDMABUFImageQueryMESA(display, image, &format, &planes, nullptr) || planes != 1 ||
+      !eglExportDMABUFImageQueryMESA(display, image, nullptr, nullptr, &modifier))
     return std::nullopt;
   int descriptor = -1;
   EGLint stride = 0, offset = 0;
-  if (!eglExportDMABUFImageMESA(eglGetCurrentDisplay(), image, &descriptor, &stride, &offset) ||
-      descriptor < 0)
+  if (!eglExportDMABUFImageMESA(display, image, &descriptor, &stride, &offset) || descriptor < 0)
     return std::nullopt;
   return ExportedTexture{
       FileDescriptor(descriptor),
@@ -75,8 +78,7 @@ GLuint textureOver(EGLImageKHR image) {
   glGenTextures(1, &name);
   glBindTexture(GL_TEXTURE_2D, name);
   glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, image);
-  for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
-    glTexParameteri(GL_TEXTURE_2D, filter, GL_LINEAR);
+  sampleLikeAPicture();
   glBindTexture(GL_TEXTURE_2D, 0);
   if (glGetError() == GL_NO_ERROR) return name;
   glDeleteTextures(1, &name);
@@ -95,8 +97,10 @@ std::optional<ExportedTexture> exportTexture(VuoImage image) {
   return made.image != EGL_NO_IMAGE_KHR ? exported(made.image, *image) : std::nullopt;
 }
 
-std::shared_ptr<ImportedTexture> ImportedTexture::import(FileDescriptor descriptor,
+std::shared_ptr<ImportedTexture> ImportedTexture::import(std::shared_ptr<ShareGroup> group,
+                                                         FileDescriptor descriptor,
                                                          const TextureLayout& layout) {
+  pixelBytes(layout.width, layout.height);
   if (!has({"EGL_EXT_image_dma_buf_import"}) || !epoxy_has_gl_extension("GL_OES_EGL_image"))
     return nullptr;
   const EglImage made{eglCreateImageKHR(eglGetCurrentDisplay(), EGL_NO_CONTEXT,
@@ -104,7 +108,8 @@ std::shared_ptr<ImportedTexture> ImportedTexture::import(FileDescriptor descript
                                         attributesOf(layout, descriptor.get()).data())};
   if (made.image == EGL_NO_IMAGE_KHR) return nullptr;
   const GLuint name = textureOver(made.image);
-  return name != 0 ? std::shared_ptr<ImportedTexture>(new ImportedTexture(name)) : nullptr;
+  if (name == 0) return nullptr;
+  return std::shared_ptr<ImportedTexture>(new ImportedTexture(std::move(group), name, layout));
 }
 
 ImportedTexture::~ImportedTexture() {

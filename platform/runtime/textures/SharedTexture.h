@@ -1,5 +1,5 @@
-// Textures whose memory two processes use: dma-bufs, through EGL. Both ends are here; whether they
-// understand each other shows only in the pictures, so whoever uses this compares some.
+// Textures whose memory two processes use: dma-bufs, through EGL. Both ends are here. Whether two
+// drivers understand each other shows only in the pictures, so whoever uses this tries it out.
 #pragma once
 
 #include <cstdint>
@@ -30,8 +30,10 @@ std::optional<ExportedTexture> exportTexture(VuoImage image);
 /// Another process's texture under a name of this process's share group.
 class ImportedTexture {
  public:
-  /// A context of the group is current. Null where the driver can't.
-  static std::shared_ptr<ImportedTexture> import(FileDescriptor descriptor,
+  /// A context of the group is current. Null where the driver can't. Throws std::runtime_error when
+  /// the layout has no size that a picture can have.
+  static std::shared_ptr<ImportedTexture> import(std::shared_ptr<ShareGroup> group,
+                                                 FileDescriptor descriptor,
                                                  const TextureLayout& layout);
   /// Any thread, with or without a current context.
   ~ImportedTexture();
@@ -39,11 +41,16 @@ class ImportedTexture {
   ImportedTexture& operator=(const ImportedTexture&) = delete;
 
   std::uint32_t name() const { return _name; }
+  std::uint64_t width() const { return _width; }
+  std::uint64_t height() const { return _height; }
 
  private:
-  explicit ImportedTexture(std::uint32_t name) : _group(ShareGroup::current()), _name(name) {}
+  ImportedTexture(std::shared_ptr<ShareGroup> group, std::uint32_t name,
+                  const TextureLayout& layout)
+      : _group(std::move(group)), _name(name), _width(layout.width), _height(layout.height) {}
   const std::shared_ptr<ShareGroup> _group;
   const std::uint32_t _name;
+  const std::uint64_t _width, _height;
 };
 
 }  // namespace vuo

@@ -31,11 +31,7 @@ Texture newTexture(std::uint64_t width, std::uint64_t height) {
   glBindTexture(GL_TEXTURE_2D, name);
   glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, static_cast<GLsizei>(width),
                static_cast<GLsizei>(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
-  for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
-    glTexParameteri(GL_TEXTURE_2D, filter, GL_LINEAR);
-  for (const GLenum wrap : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
-    glTexParameteri(GL_TEXTURE_2D, wrap, GL_CLAMP_TO_EDGE);
+  sampleLikeAPicture();
   glBindTexture(GL_TEXTURE_2D, 0);
   if (glGetError() != GL_NO_ERROR) {
     glDeleteTextures(1, &name);
@@ -53,6 +49,14 @@ void deleteTextures(const std::vector<Texture>& textures) {
 }
 
 }  // namespace
+
+void sampleLikeAPicture() {
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+  for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
+    glTexParameteri(GL_TEXTURE_2D, filter, GL_LINEAR);
+  for (const GLenum wrap : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
+    glTexParameteri(GL_TEXTURE_2D, wrap, GL_CLAMP_TO_EDGE);
+}
 
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;

@@ -39,4 +39,7 @@ class TexturePool {
   const std::shared_ptr<State> _state;
 };
 
+/// Sets the bound texture's parameters to what every picture of the runtime is sampled with.
+void sampleLikeAPicture();
+
 }  // namespace vuo

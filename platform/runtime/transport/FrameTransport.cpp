@@ -37,18 +37,17 @@ FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
     : _socket(socket), _buffers(mostPerEvent + spareBuffers), _textures(socket) {}
 
 JsonOwner FrameSender::send(const ImageRef& image) {
-  if (JsonOwner frame = _textures.lend(image)) return frame;
-  JsonOwner frame = sendPixels(image);
-  _textures.offer(image, frame.get());
-  return frame;
+  JsonOwner frame = _textures.lend(image);
+  return frame ? std::move(frame) : sendPixels(image);
 }
 
 void FrameSender::take(json_object* message) {
   const std::string kind = kindOf(message);
   const auto number = [&](const char* key) { return numberIn(message, key); };
   if (kind == "frame done") release(number("buffer"));
+  if (kind == "trial answer") _textures.answered(number("same") != 0);
   if (kind == "texture done") _textures.givenBack(number("texture"));
-  if (kind == "texture answer") _textures.answered(number("texture"), number("usable") != 0);
+  if (kind == "texture refused") _textures.refused();
 }
 
 JsonOwner FrameSender::sendPixels(const ImageRef& image) {
@@ -115,9 +114,10 @@ bool FrameReceiver::take(Message& message) {
   const std::string kind = kindOf(body);
   if (kind == "buffer") {
     takeBuffer(std::move(message));
+  } else if (kind == "trial") {
+    _textures.tryOut(std::move(message), uploader().group());
   } else if (kind == "texture") {
-    uploader();
-    _textures.take(std::move(message));
+    _textures.take(std::move(message), uploader().group());
   } else if (kind == "texture gone") {
     _textures.drop(numberIn(body, "texture"));
   } else {
@@ -137,14 +137,12 @@ ImageRef FrameReceiver::receive(json_object* frame) {
   if (valueIn(frame, "buffer") == nullptr) return _textures.borrow(frame);
   const std::uint64_t number = numberIn(frame, "buffer");
   const std::uint64_t width = numberIn(frame, "width"), height = numberIn(frame, "height");
+  const HandBack handBack{_socket, number};
   const auto buffer = _buffers.find(number);
   if (buffer == _buffers.end() || !buffer->second ||
       buffer->second->size() < pixelBytes(width, height))
     throw std::runtime_error("The frame lies in no buffer");
-  const HandBack handBack{_socket, number};
-  ImageRef image = uploader().upload(width, height, buffer->second->bytes());
-  _textures.answer(frame, buffer->second->bytes());
-  return image;
+  return uploader().upload(width, height, buffer->second->bytes());
 }
 
 TextureUploader& FrameReceiver::uploader() {

@@ -5,21 +5,23 @@
 //   {"kind": "event", "values": [[input, value], ...], "inputs": [input, ...]}
 //   {"kind": "image", "input": i, "width": w, "height": h}   with the pixels' descriptor
 //   {"kind": "frame done", "buffer": b}
-//   {"kind": "texture answer", "texture": t, "usable": 0 or 1}   to what a frame offered
+//   {"kind": "trial answer", "same": 0 or 1}                 to each round
 //   {"kind": "texture done", "texture": t}                   once for each time it was lent
+//   {"kind": "texture refused"}                              from now on only pixels
 //   {"kind": "stop"}
 //
 // player to runner
 //   {"kind": "ready", "inputs": [[name, type], ...], "outputs": [[name, type], ...]}
 //   {"kind": "refused", "message": m}
 //   {"kind": "buffer", "buffer": b, "size": n}               with the buffer's descriptor
-//   {"kind": "texture", "texture": t, "width": w, "height": h, "format": f, "modifier": m,
-//    "stride": s, "offset": o}                               with the texture's descriptor
+//   {"kind": "trial", "round": 1, LAYOUT}                    with a texture's descriptor
+//   {"kind": "trial", "round": 2}                            the same texture with other pixels
+//   {"kind": "texture", "texture": t, LAYOUT}                with the texture's descriptor
+//       LAYOUT is "width": w, "height": h, "format": f, "modifier": m, "stride": s, "offset": o
 //   {"kind": "texture gone", "texture": t}
 //   {"kind": "outputs", "reports": [{"output": o, "value": v, "frame": f}, ...]}
 //       "value" or "frame" where data came with the event;
-//       a frame is {"buffer": b, "texture": t, "width": w, "height": h}: with the buffer only, with
-//       the texture only where it is lent, and with both where the texture is offered as well
+//       a frame is {"buffer": b, "width": w, "height": h}, or {"texture": t} where one is lent
 //   {"kind": "dropped", "input": i}
 //   {"kind": "failed", "message": m}
 #pragma once

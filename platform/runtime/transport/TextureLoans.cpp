@@ -2,13 +2,11 @@
 
 #include <epoxy/gl.h>
 
-#include <cstring>
+#include <random>
 #include <stdexcept>
-#include <vector>
 
-#include "platform/runtime/ImagePixels.h"
-#include "platform/runtime/textures/TexturePool.h"
 #include "platform/runtime/textures/TextureReader.h"
+#include "platform/runtime/textures/TextureUploader.h"
 #include "platform/runtime/transport/Protocol.h"
 
 namespace vuo {
@@ -22,24 +20,48 @@ constexpr std::uint64_t longestIdleness = 64;
 
 constexpr std::chrono::milliseconds hostsPatience{50};
 
+/// Of a size at which drivers no longer lay pictures out row by row, and of which no row is a whole
+/// number of anything.
+constexpr std::uint64_t noiseWidth = 509, noiseHeight = 263;
+
+/// What both ends expect in the texture that is tried out.
+std::vector<std::uint32_t> noiseOf(std::uint64_t round) {
+  std::mt19937 next(static_cast<std::uint32_t>(round));
+  std::vector<std::uint32_t> pixels(noiseWidth * noiseHeight);
+  for (std::uint32_t& pixel : pixels) pixel = static_cast<std::uint32_t>(next());
+  return pixels;
+}
+
+bool holdsNoise(const ImportedTexture& texture, std::uint64_t round) {
+  if (texture.width() != noiseWidth || texture.height() != noiseHeight) return false;
+  VuoImageRecord image{};
+  image.glTextureName = texture.name();
+  image.glTextureTarget = GL_TEXTURE_2D;
+  image.pixelsWide = noiseWidth;
+  image.pixelsHigh = noiseHeight;
+  std::vector<std::uint32_t> pixels(noiseWidth * noiseHeight);
+  return readPixels(&image, pixels.data()) && pixels == noiseOf(round);
+}
+
+JsonOwner roundMessage(std::uint64_t round) {
+  JsonOwner message = newMessage("trial");
+  add(message.get(), "round", round);
+  return message;
+}
+
 JsonOwner aboutTexture(const char* kind, std::uint64_t texture) {
   JsonOwner message = newMessage(kind);
   add(message.get(), "texture", texture);
   return message;
 }
 
-JsonOwner messageOf(const TextureLayout& layout, std::uint64_t texture) {
-  JsonOwner message = aboutTexture("texture", texture);
-  const auto addNumber = [&](const char* key, std::uint64_t number) {
-    add(message.get(), key, number);
-  };
-  addNumber("width", layout.width);
-  addNumber("height", layout.height);
-  addNumber("format", layout.format);
-  addNumber("modifier", layout.modifier);
-  addNumber("stride", layout.stride);
-  addNumber("offset", layout.offset);
-  return message;
+void addLayout(json_object* message, const TextureLayout& layout) {
+  add(message, "width", layout.width);
+  add(message, "height", layout.height);
+  add(message, "format", layout.format);
+  add(message, "modifier", layout.modifier);
+  add(message, "stride", layout.stride);
+  add(message, "offset", layout.offset);
 }
 
 TextureLayout layoutIn(json_object* message) {
@@ -51,62 +73,115 @@ TextureLayout layoutIn(json_object* message) {
 }  // namespace
 
 JsonOwner TextureLender::lend(const ImageRef& image) {
-  const auto serial = TexturePool::serialOf(image.get());
-  std::lock_guard hold(_lock);
   ++_framesSent;
-  const auto found = serial ? _textures.find(*serial) : _textures.end();
-  if (found == _textures.end()) return nullptr;
-  Texture& texture = found->second;
-  texture.lastFrame = _framesSent;
-  if (!texture.usable || _loans >= mostLoans) return nullptr;
-  texture.image = image;
-  ++texture.loans;
-  ++_loans;
+  for (const std::uint64_t old : takeOutOldTextures())
+    _socket.send(aboutTexture("texture gone", old).get(), -1, std::nullopt);
+  tryOut();
+  const auto serial = TexturePool::serialOf(image.get());
+  if (trial() != Trial::Passed || !serial || !introduce(image, *serial)) return nullptr;
+  {
+    std::lock_guard hold(_lock);
+    if (_loans >= mostLoans) return nullptr;
+    Texture& texture = _textures[*serial];
+    texture.image = image;
+    ++texture.loans;
+    ++_loans;
+  }
   JsonOwner frame = newObject();
   add(frame.get(), "texture", *serial);
-  add(frame.get(), "width", image->pixelsWide);
-  add(frame.get(), "height", image->pixelsHigh);
   return frame;
 }
 
-void TextureLender::offer(const ImageRef& image, json_object* frame) {
-  forgetOldTextures();
-  const auto serial = TexturePool::serialOf(image.get());
+TextureLender::Trial TextureLender::trial() {
+  std::lock_guard hold(_lock);
+  return _trial;
+}
+
+void TextureLender::setTrial(Trial trial) {
+  std::lock_guard hold(_lock);
+  _trial = trial;
+}
+
+/// Never waits for an answer: until it has come, pixels travel.
+void TextureLender::tryOut() {
+  switch (trial()) {
+    case Trial::ToBegin:
+      if (!beginTrial()) setTrial(Trial::Failed);
+      break;
+    case Trial::ToGoOn:
+      goOnWithTrial();
+      break;
+    case Trial::Passed:
+    case Trial::Failed:
+      _noise = {};
+      _pool = nullptr;
+      break;
+    default:
+      break;
+  }
+}
+
+bool TextureLender::beginTrial() try {
+  _pool = std::make_unique<TexturePool>(ShareGroup::current());
+  _noise = _pool->newImage(noiseWidth, noiseHeight);
+  const auto exported = exportTexture(_noise.get());
+  if (!exported) return false;
+  fillTexture(_noise.get(), noiseOf(1).data());
+  glFinish();
+  setTrial(Trial::FirstRound);
+  const JsonOwner message = roundMessage(1);
+  addLayout(message.get(), exported->layout);
+  return _socket.send(message.get(), exported->descriptor.get(), std::nullopt);
+} catch (const std::runtime_error&) {
+  return false;  // no room for it; pictures may still find some
+}
+
+void TextureLender::goOnWithTrial() {
+  fillTexture(_noise.get(), noiseOf(2).data());
+  glFinish();
+  setTrial(Trial::SecondRound);
+  _socket.send(roundMessage(2).get(), -1, std::nullopt);
+}
+
+void TextureLender::answered(bool same) {
+  std::lock_guard hold(_lock);
+  if (_trial == Trial::FirstRound)
+    _trial = same ? Trial::ToGoOn : Trial::Failed;
+  else if (_trial == Trial::SecondRound)
+    _trial = same ? Trial::Passed : Trial::Failed;
+}
+
+void TextureLender::refused() {
+  setTrial(Trial::Failed);
+}
+
+bool TextureLender::introduce(const ImageRef& image, std::uint64_t serial) {
   {
     std::lock_guard hold(_lock);
-    if (_refused || !serial || _textures.contains(*serial)) return;
+    const auto [known, isNew] = _textures.try_emplace(serial);
+    known->second.lastFrame = _framesSent;
+    if (!isNew) return true;
   }
   const auto exported = exportTexture(image.get());
-  if (!exported) return answered(*serial, false);
-  {
-    std::lock_guard hold(_lock);
-    _textures[*serial].lastFrame = _framesSent;
+  if (!exported) {
+    setTrial(Trial::Failed);
+    return false;
   }
-  _socket.send(messageOf(exported->layout, *serial).get(), exported->descriptor.get(),
-               std::nullopt);
-  add(frame, "texture", *serial);
+  const JsonOwner message = aboutTexture("texture", serial);
+  addLayout(message.get(), exported->layout);
+  return _socket.send(message.get(), exported->descriptor.get(), std::nullopt);
 }
 
-void TextureLender::forgetOldTextures() {
+std::vector<std::uint64_t> TextureLender::takeOutOldTextures() {
   std::vector<std::uint64_t> old;
-  {
-    std::lock_guard hold(_lock);
-    std::erase_if(_textures, [&](const auto& entry) {
-      const auto& [serial, texture] = entry;
-      const bool isOld = texture.loans == 0 && _framesSent - texture.lastFrame > longestIdleness;
-      if (isOld) old.push_back(serial);
-      return isOld;
-    });
-  }
-  for (const std::uint64_t serial : old)
-    _socket.send(aboutTexture("texture gone", serial).get(), -1, std::nullopt);
-}
-
-void TextureLender::answered(std::uint64_t texture, bool usable) {
   std::lock_guard hold(_lock);
-  const auto found = _textures.find(texture);
-  if (found != _textures.end()) found->second.usable = usable;
-  if (!usable) _refused = true;
+  std::erase_if(_textures, [&](const auto& entry) {
+    const auto& [serial, texture] = entry;
+    const bool isOld = texture.loans == 0 && _framesSent - texture.lastFrame > longestIdleness;
+    if (isOld) old.push_back(serial);
+    return isOld;
+  });
+  return old;
 }
 
 void TextureLender::givenBack(std::uint64_t texture) {
@@ -144,39 +219,30 @@ TextureBorrower::~TextureBorrower() {
   _returns->socket = nullptr;
 }
 
-/// A texture that can't be imported is refused when its frame comes.
-void TextureBorrower::take(Message message) {
+void TextureBorrower::tryOut(Message message, const std::shared_ptr<ShareGroup>& group) {
   json_object* body = message.body.get();
-  _textures[numberIn(body, "texture")] =
-      ImportedTexture::import(std::move(message.descriptor), layoutIn(body));
+  const std::uint64_t round = numberIn(body, "round");
+  if (round == 1)
+    _noise = ImportedTexture::import(group, std::move(message.descriptor), layoutIn(body));
+  const bool same = _noise && holdsNoise(*_noise, round);
+  if (!same || round != 1) _noise = nullptr;
+  const JsonOwner answer = newMessage("trial answer");
+  add(answer.get(), "same", std::uint64_t{same});
+  _socket.send(answer.get(), -1, hostsPatience);
+}
+
+void TextureBorrower::take(Message message, const std::shared_ptr<ShareGroup>& group) {
+  json_object* body = message.body.get();
+  const std::uint64_t serial = numberIn(body, "texture");
+  _textures.erase(serial);
+  if (auto texture = ImportedTexture::import(group, std::move(message.descriptor), layoutIn(body)))
+    _textures[serial] = std::move(texture);
+  else
+    _socket.send(newMessage("texture refused").get(), -1, hostsPatience);
 }
 
 void TextureBorrower::drop(std::uint64_t texture) {
   _textures.erase(texture);
-}
-
-void TextureBorrower::answer(json_object* frame, const void* pixels) {
-  if (valueIn(frame, "texture") == nullptr) return;
-  const std::uint64_t serial = numberIn(frame, "texture");
-  const auto found = _textures.find(serial);
-  const bool usable =
-      found != _textures.end() && found->second && holds(*found->second, frame, pixels);
-  if (!usable) _textures.erase(serial);
-  const JsonOwner message = aboutTexture("texture answer", serial);
-  add(message.get(), "usable", std::uint64_t{usable});
-  _socket.send(message.get(), -1, hostsPatience);
-}
-
-bool TextureBorrower::holds(const ImportedTexture& texture, json_object* frame,
-                            const void* pixels) const {
-  const std::uint64_t width = numberIn(frame, "width"), height = numberIn(frame, "height");
-  VuoImageRecord image{};
-  image.glTextureName = texture.name();
-  image.glTextureTarget = GL_TEXTURE_2D;
-  image.pixelsWide = width;
-  image.pixelsHigh = height;
-  std::vector<std::uint8_t> found(pixelBytes(width, height));
-  return readPixels(&image, found.data()) && std::memcmp(found.data(), pixels, found.size()) == 0;
 }
 
 ImageRef TextureBorrower::borrow(json_object* frame) {
@@ -186,9 +252,10 @@ ImageRef TextureBorrower::borrow(json_object* frame) {
     _returns->giveBack(serial);
     throw std::runtime_error("The frame lies in no texture");
   }
-  return ImageRef(VuoImage_makeClientOwned(found->second->name(), GL_RGBA8,
-                                           numberIn(frame, "width"), numberIn(frame, "height"),
-                                           giveBack, new Loan{_returns, serial, found->second}));
+  const auto& texture = found->second;
+  return ImageRef(VuoImage_makeClientOwned(texture->name(), GL_RGBA8, texture->width(),
+                                           texture->height(), giveBack,
+                                           new Loan{_returns, serial, texture}));
 }
 
 void TextureBorrower::giveBack(VuoImage image) {
