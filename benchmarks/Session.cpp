@@ -52,6 +52,7 @@ std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, 
   scene->setRunnerNewProcess(newProcess);
   scene->useFile(file);
   if (!scene->readyToRender()) fail(file + " does not run");
+  if (!scene->comp()->runnerTimePort()) fail(file + " does not ask for the time");
   return scene;
 }
 
@@ -60,4 +61,10 @@ ZQBufferRef nextFrame(VuoGLScene& scene) {
   auto frame = scene.allocAndRenderABuffer();
   if (!frame) fail("no frame came");
   return frame;
+}
+
+ZQBufferRef nextWholeFrame(VuoGLScene& scene) {
+  for (int i = 0; i < 10; ++i)
+    if (auto frame = nextFrame(scene); frame->size() == scene.size()) return frame;
+  fail("no frame has the scene's size");
 }

@@ -32,3 +32,5 @@ std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, 
                                          bool newProcess);
 /// A generator's next frame, waited for. Ends the program when none comes.
 ZQBufferRef nextFrame(VuoGLScene& scene);
+/// The same until one has the scene's size: the first ones after a load do not.
+ZQBufferRef nextWholeFrame(VuoGLScene& scene);

@@ -23,6 +23,7 @@
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
 }
 
 namespace {
@@ -31,7 +32,7 @@ std::atomic<long> allocations{0};
 
 }  // namespace
 
-// Counts every allocation of the program, the C++ ones included.
+// Counts the allocations of the program, the C++ ones included; nothing here asks for an alignment.
 extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   return __libc_malloc(size);
@@ -39,6 +40,10 @@ extern "C" void* malloc(std::size_t size) {
 extern "C" void* calloc(std::size_t count, std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   return __libc_calloc(count, size);
+}
+extern "C" void* realloc(void* memory, std::size_t size) {
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  return __libc_realloc(memory, size);
 }
 
 namespace {
@@ -143,12 +148,12 @@ const Call kCalls[] = {
     {"allocBufferFromVuoImage", wrap, retainAndRelease, 1},
 };
 
-long allocationsOf(void (*call)()) {
+double allocationsOf(void (*call)()) {
   constexpr int kTimes = 1000;
   call();
   const long before = allocations;
   for (int i = 0; i < kTimes; ++i) call();
-  return (allocations - before) / kTimes;
+  return static_cast<double>(allocations - before) / kTimes;
 }
 
 /// Keeps each repetition's time per iteration, in microseconds.
@@ -184,7 +189,7 @@ void measureCalls() {
     const auto& runtimes = samples.of(call.name + " (runtime)");
     for (std::size_t i = 0; i < added.samples.size(); ++i) added.samples[i] -= runtimes[i];
     print({"what is added to " + call.name, "us"}, added);
-    const auto more = static_cast<double>(allocationsOf(call.ours) - allocationsOf(call.runtimes));
+    const double more = allocationsOf(call.ours) - allocationsOf(call.runtimes);
     print({"heap allocations added to " + call.name, ""},
           {"framework", {more}, {}, static_cast<double>(call.objects)});
   }

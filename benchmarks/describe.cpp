@@ -1,6 +1,5 @@
 // Describing a file, beside the parser of the format that the files are written in.
 #include <graphviz/cgraph.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include "Brannow/ZQVuoComposition.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Process.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -41,10 +41,13 @@ void parseWithGraphviz(const std::string& file) {
   agclose(graph);
 }
 
+/// The peak of this program alone; what getrusage tells is handed on from parents.
 double mostMemory() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return 1024.0 * static_cast<double>(usage.ru_maxrss);
+  const std::string status = platform::readFile("/proc/self/status").value_or("");
+  const std::string key = "VmHWM:";
+  const std::size_t place = status.find(key);
+  if (place == status.npos) std::abort();
+  return 1024 * std::atof(status.c_str() + place + key.size());
 }
 
 /// The most memory that the description held at once, over what a process holds anyway, in bytes.
@@ -52,7 +55,7 @@ double mostMemory() {
 double peakOf(const std::string& file) {
   Process process({std::filesystem::read_symlink("/proc/self/exe"), file});
   double more = 0;
-  if (!process.read(&more, sizeof more)) std::abort();
+  if (!process.read(&more, sizeof more) || more <= 0) std::abort();
   return more;
 }
 

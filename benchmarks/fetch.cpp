@@ -36,6 +36,7 @@ void compileAndSave(const std::string& folder, const std::string& file) {
 
 /// Puts the one record that was saved under so many names more.
 void multiply(const std::string& folder, int records) {
+  bool written = false;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string file = entry.path().string();
     const auto saved = file.ends_with("list") ? platform::readPropertyList(file) : std::nullopt;
@@ -43,8 +44,9 @@ void multiply(const std::string& folder, int records) {
     auto all = *saved;
     for (int i = 1; i < records; ++i)
       all["/compositions/" + std::to_string(i) + ".vuo"] = saved->begin()->second;
-    platform::writePropertyListAtomically(all, file);
+    written = platform::writePropertyListAtomically(all, file);
   }
+  if (!written) std::abort();
 }
 
 void measure(const std::string& folder, const std::string& file, int records) {

@@ -1,6 +1,5 @@
 // Many scenes at once: what they cost together, and what they cost when nobody looks.
-#include <sys/resource.h>
-#include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -54,18 +53,19 @@ double total(const char* file, const std::string& key) {
 }
 
 /// Processor time of all of them, in milliseconds.
-double processorTime() {
-  double ticks = 0;
-  for (const std::string& folder : processFolders()) {
-    const std::string text = textOf(folder + "/stat");
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) fields >> skipped;
-    double user = 0, system = 0;
-    fields >> user >> system;
-    ticks += user + system;
+double processorTime(const std::vector<std::string>& processes) {
+  double milliseconds = 0;
+  for (const std::string& folder : processes) {
+    clockid_t clock;
+    timespec time{};
+    const std::string pid = fs::path(folder).filename();
+    if (clock_getcpuclockid(pid == "self" ? 0 : std::stoi(pid), &clock) != 0 ||
+        clock_gettime(clock, &time) != 0)
+      std::abort();
+    milliseconds +=
+        1e3 * static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_nsec);
   }
-  return 1000 * ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+  return milliseconds;
 }
 
 using Scenes = std::vector<std::shared_ptr<VuoGLScene>>;
@@ -105,7 +105,8 @@ Subject bareLoops(const Session& session, int count, bool carried) {
   for (int i = 0; i < count; ++i)
     loops->push_back(std::make_unique<BareLoop>(
         session.context(), textOf(benchComposition("waves.frag")), kWidth, kHeight));
-  return inTurn(std::to_string(count) + " bare loops" + (carried ? ", read back and uploaded" : ""),
+  return inTurn(std::to_string(count) + (count == 1 ? " bare loop" : " bare loops") +
+                    (carried ? ", read back and uploaded" : ""),
                 count, [=] {
                   for (const auto& loop : *loops) carried ? loop->drawAndCarry(1) : loop->draw(1);
                 });
@@ -130,7 +131,7 @@ void costOfHaving(bool newProcess) {
   platform::finishQueues();  // scenes end in the background
   const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
   const Scenes scenes = scenesOf(kScenes, newProcess);
-  drawAll(scenes);
+  for (const auto& scene : scenes) std::ignore = nextWholeFrame(*scene);
   const std::string of = " for each of 64 scenes, " + mode(newProcess);
   print({"memory" + of, "MB"}, {"framework and players",
                                 {(total("smaps_rollup", "Pss:") - memory) / 1000 / kScenes},
@@ -140,10 +141,11 @@ void costOfHaving(bool newProcess) {
         {"framework and players", {(total("status", "Threads:") - threads) / kScenes}, {}, {}});
 
   Figures idle{"framework and players", {}, {}, 0.5};
+  const auto processes = processFolders();
   for (int round = 0; round < 4; ++round) {
-    const double before = processorTime();
+    const double before = processorTime(processes);
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    if (round > 0) idle.samples.push_back((processorTime() - before) / 2);
+    if (round > 0) idle.samples.push_back((processorTime(processes) - before) / 2);
   }
   print({"processor time of 64 idle scenes in a second, " + mode(newProcess), "ms"}, idle);
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -67,11 +68,19 @@ void add(std::vector<Row>& rows, json_object* line) {
   json_object* samples = member(line, "samples");
   for (std::size_t i = 0; i < json_object_array_length(samples); ++i)
     subject.samples.push_back(json_object_get_double(json_object_array_get_idx(samples, i)));
+  if (subject.samples.empty()) {
+    std::cerr << what << ": there is nothing of " << subject.name << "\n";
+    std::exit(1);
+  }
   row->subjects.push_back(std::move(subject));
 }
 
 std::optional<Spread> ratioTo(const Subject& ours, const Subject& other) {
-  if (&ours == &other || ours.samples.size() != other.samples.size()) return std::nullopt;
+  if (&ours == &other) return std::nullopt;
+  if (ours.samples.size() != other.samples.size()) {
+    std::cerr << "the samples of " << other.name << " have no partners\n";
+    std::exit(1);
+  }
   std::vector<double> ratios;
   for (std::size_t i = 0; i < ours.samples.size(); ++i)
     ratios.push_back(ours.samples[i] / other.samples[i]);
