@@ -108,3 +108,37 @@ const std::vector<std::uint8_t>& BareLoop::drawAndRead() {
   glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
   return _pixels;
 }
+
+AskedBareLoop::~AskedBareLoop() {
+  {
+    std::lock_guard hold(_lock);
+    _ended = true;
+  }
+  _asked.notify_one();
+  _thread.join();
+}
+
+void AskedBareLoop::draw(int frames) {
+  for (int i = 0; i < frames; ++i) {
+    {
+      std::lock_guard hold(_lock);
+      _toDraw = 1;
+    }
+    _asked.notify_one();
+    std::unique_lock hold(_lock);
+    _drawn.wait(hold, [this] { return _toDraw == 0; });
+  }
+}
+
+void AskedBareLoop::serve() {
+  std::unique_lock hold(_lock);
+  while (true) {
+    _asked.wait(hold, [this] { return _toDraw > 0 || _ended; });
+    if (_ended) return;
+    hold.unlock();
+    _loop.draw(1);
+    hold.lock();
+    _toDraw = 0;
+    _drawn.notify_one();
+  }
+}

@@ -2,9 +2,12 @@
 // draws into two pictures in turn, as everybody does who shows one while the next is drawn.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/system/GLContext.h"
@@ -36,4 +39,25 @@ class BareLoop {
   int _time = -1;
   unsigned _framesDrawn = 0;
   std::vector<std::uint8_t> _pixels;
+};
+
+/// A bare loop on a thread of its own, which draws a frame when it is asked to: the least that a
+/// call can cost which shall return in bounded time whatever the GPU does.
+class AskedBareLoop {
+ public:
+  /// The loop must outlive this and be used by nobody else meanwhile.
+  explicit AskedBareLoop(BareLoop& loop) : _loop(loop) {}
+  ~AskedBareLoop();
+
+  void draw(int frames);
+
+ private:
+  void serve();
+
+  BareLoop& _loop;
+  std::mutex _lock;
+  std::condition_variable _asked, _drawn;
+  int _toDraw = 0;
+  bool _ended = false;
+  std::thread _thread{&AskedBareLoop::serve, this};
 };

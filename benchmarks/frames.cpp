@@ -31,10 +31,17 @@ std::function<double()> framesOf(VuoGLScene& scene, int frames) {
 
 void generatorInProcess(Session& session, Size size, int frames, double target) {
   const auto scene = runningScene(benchComposition("waves.vuo"), size.width, size.height, false);
-  BareLoop bare(session.context(), textOf(benchComposition("waves.frag")), size.width, size.height);
+  const std::string shader = textOf(benchComposition("waves.frag"));
+  BareLoop bare(session.context(), shader, size.width, size.height);
+  BareLoop onAThread(session.context(), shader, size.width, size.height);
+  AskedBareLoop asked(onAThread);
   compare({"generator frame in process, " + size.text(), "ms"},
           {{"allocAndRenderABuffer", framesOf(*scene, frames), {}, {}},
-           {"bare loop", perFrame(frames, [&](int count) { bare.draw(count); }), target, {}}},
+           {"bare loop", perFrame(frames, [&](int count) { bare.draw(count); }), target, {}},
+           {"bare loop, asked by another thread",
+            perFrame(frames, [&](int count) { asked.draw(count); }),
+            {},
+            {}}},
           kRounds);
 }
 
