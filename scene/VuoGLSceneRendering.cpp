@@ -1,5 +1,6 @@
 // Frames: pushing the time and the host's picture in, waiting for the composition's picture.
 #include <chrono>
+#include <thread>
 
 #include "platform/runtime/VuoValues.h"
 #include "platform/system/FileSystem.h"
@@ -13,8 +14,14 @@ using platform::systemLog;
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::chrono::milliseconds kGeneratorWait{500};
 constexpr std::chrono::milliseconds kFilterWait{50};
+
+/// Where a frame is drawn in so little time, waking a thread that has gone to sleep takes a good
+/// part of it again: whoever waited no longer for the last frame stays awake for the next one.
+constexpr std::chrono::microseconds kSoon{150};
 
 std::optional<std::string> nameOf(const ZQVuoComposition::Port& port) {
   return port ? std::optional(port->portName()) : std::nullopt;
@@ -121,17 +128,31 @@ void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame
   if (port) _pushVuoImage(image.get(), port);
 }
 
+/// Returns when there have been more reports than that, but at `end` at the latest. Other threads
+/// go first.
+void VuoGLScene::_stayAwakeWhileNothingIsReported(std::uint64_t reportsBefore,
+                                                  std::chrono::steady_clock::time_point end) const {
+  while (_state->outValReports == reportsBefore && Clock::now() < end) std::this_thread::yield();
+}
+
 /// False, with a log line, when the output has not been reported by the deadline.
 bool VuoGLScene::_waitForOutput(const Key& key, std::chrono::milliseconds longest,
                                 const char* operation) {
-  const auto deadline = std::chrono::steady_clock::now() + longest;
+  const auto start = Clock::now();
+  const std::uint64_t reportsBefore = _state->outValReports;
   const auto reported = [&] {
     return key && _state->runnerOutValPortNames.lockContainsObject(*key);
   };
+  if (reported()) return true;
+  if (_state->lastReportCameSoon) _stayAwakeWhileNothingIsReported(reportsBefore, start + kSoon);
   {
     std::unique_lock hold(_state->outValReportLock);
-    if (_state->outValReported.wait_until(hold, deadline, reported)) return true;
+    if (_state->outValReported.wait_until(hold, start + longest, reported)) {
+      _state->lastReportCameSoon = Clock::now() - start < kSoon;
+      return true;
+    }
   }
+  _state->lastReportCameSoon = false;
   const Path path = filePath();
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   systemLog("\t\tERR: frame took too long to render, %@, %s", {name, operation});

@@ -24,6 +24,7 @@ std::vector<std::string> copyAndClear(NameList& list) {
 void VuoGLScene::runnerDelegateReceivedValForOutputKey(const Key& key) {
   if (!key || _state->deleted) return;
   addName(_state->runnerOutValPortNames, *key);
+  ++_state->outValReports;
   // A frame call that has just looked in vain must be waiting by the time it is notified.
   { std::lock_guard hold(_state->outValReportLock); }
   _state->outValReported.notify_all();

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -46,6 +47,8 @@ struct VuoGLScene::State {
   // under `outValReportLock`, never the other way round.
   std::mutex outValReportLock;
   std::condition_variable outValReported;
+  std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
+  std::atomic<bool> lastReportCameSoon{false};
 
   platform::Observation termination;
 };
