@@ -37,6 +37,7 @@ window_id() { xdotool search --onlyvisible --class brannow | head -1; }
 focus() { xdotool windowfocus "$(window_id)"; }
 resize() { within 30 eval 'xdotool windowsize "$(window_id)" '"$1 $2" || fail 'resizes the window'; }
 player() { pgrep -P "$window" lumoVuoExe; }
+only_one_player() { [ "$(player | wc -l)" -eq 1 ]; }
 player_is_new() { player && [ "$(player)" != "$old_player" ]; }
 
 # saves EXPECTED: whether the picture that the window saves is this one.
@@ -85,6 +86,7 @@ shows second.png 'goes on with what ran before'
 sed -i 's/nowhere.frag/tiles.frag/; s/_seed="8"/_seed="7"/' tiles.vuo
 shows first.png 'loads the mended file'
 
+within 30 only_one_player || fail 'ends the composition that ran before'
 old_player=$(player)
 kill -9 "$old_player"
 within 30 eval '! player' || fail 'the composition is gone'
