@@ -54,10 +54,11 @@ void filterInProcess(Session& session, Size size, int frames) {
   BareLoop bare(session.context(), textOf(benchComposition("mirror.frag")), size.width, size.height,
                 frame->name());
   const auto filter = [&](int count) {
-    while (count-- > 0) {
+    while (count > 0) {
       std::ignore = scene->copyAndClearOutValPortNames();
       const auto picture = scene->runFilterOnFrame(frame);
-      if (!picture || picture == frame) std::abort();
+      if (picture == frame) std::abort();
+      if (picture) --count;  // a busy machine may miss the deadline
     }
   };
   compare({"filter frame in process, " + size.text(), "ms"},

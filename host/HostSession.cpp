@@ -1,6 +1,7 @@
 #include "host/HostSession.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <mutex>
 #include <utility>
@@ -71,6 +72,10 @@ HostSession::~HostSession() {
 std::vector<std::string> HostSession::runMainQueue() {
   platform::MainQueue::shared().runDue();
   return std::exchange(_alerts, {});
+}
+
+std::string pathForCache(const std::string& file) {
+  return std::filesystem::absolute(file).lexically_normal().string();
 }
 
 std::string defaultCacheFolder() {

@@ -48,5 +48,8 @@ class HostSession {
   std::vector<std::string> _alerts;
 };
 
+/// The file's whole path: the cache knows a composition by nothing else.
+std::string pathForCache(const std::string& file);
+
 /// The user's cache folder for this command (XDG).
 std::string defaultCacheFolder();

@@ -11,8 +11,9 @@ namespace {
 std::vector<std::string> picturesIn(const std::string& folder) {
   std::vector<std::string> files;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    if (entry.path().extension() == ".png") files.push_back(entry.path().string());
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (entry->path().extension() == ".png") files.push_back(entry->path().string());
   }
   std::sort(files.begin(), files.end());
   return files;

@@ -83,7 +83,7 @@ void SceneDriver::load(ZQSize size) {
   _scene = VuoGLScene::initWithSize(size.width, size.height);
   _scene->setRunnerNewProcess(!_options.inProcess);
   compile();
-  _scene->useFile(_options.file, false);
+  _scene->useFile(pathForCache(_options.file), false);
   const auto lines = _log.take();
   const auto saysNotStarted = [](const std::string& line) {
     return line.find("trying to load .vuo comp!") != std::string::npos;
@@ -98,13 +98,13 @@ void SceneDriver::load(ZQSize size) {
 
 /// Fetched ahead of the scene, so that the time that is told is the compiler's alone.
 void SceneDriver::compile() {
-  const auto& file = _options.file;
+  const std::string file = pathForCache(_options.file);
   const bool cached = _options.inProcess ? VuoCache::isCachedDylibAvailableForVuoFile(file)
                                          : VuoCache::isCachedExeAvailableForVuoFile(file);
   const auto start = Clock::now();
   const auto item = _options.inProcess ? VuoCache::fetchCachedDylibForVuoFileSynchronously(file)
                                        : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
-  if (!item) fail("can't compile " + file);
+  if (!item) fail("can't compile " + _options.file);
   const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
   _say << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
        << "\n";

@@ -20,8 +20,10 @@ constexpr std::chrono::milliseconds kGeneratorWait{500};
 constexpr std::chrono::milliseconds kFilterWait{50};
 
 /// Where a frame is drawn in so little time, waking a thread that has gone to sleep takes a good
-/// part of it again: whoever waited no longer for the last frame stays awake for the next one.
+/// part of it again, so a frame call stays awake that long. When that was for nothing, because the
+/// frame takes its time or the processor is busy, the next calls go to sleep at once.
 constexpr std::chrono::microseconds kSoon{150};
+constexpr int kFramesAfterOneForNothing = 256;
 
 std::optional<std::string> nameOf(const ZQVuoComposition::Port& port) {
   return port ? std::optional(port->portName()) : std::nullopt;
@@ -128,11 +130,17 @@ void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame
   if (port) _pushVuoImage(image.get(), port);
 }
 
-/// Returns when there have been more reports than that, but at `end` at the latest. Other threads
-/// go first.
-void VuoGLScene::_stayAwakeWhileNothingIsReported(std::uint64_t reportsBefore,
-                                                  std::chrono::steady_clock::time_point end) const {
-  while (_state->outValReports == reportsBefore && Clock::now() < end) std::this_thread::yield();
+/// True when the output is reported before `end`; looks again at each report of any output. Other
+/// threads go first.
+bool VuoGLScene::_stayAwakeForOutput(const std::string& key, std::uint64_t reportsBefore,
+                                     std::chrono::steady_clock::time_point end) const {
+  for (; Clock::now() < end; std::this_thread::yield()) {
+    const std::uint64_t reports = _state->outValReports;
+    if (reports == reportsBefore) continue;
+    if (_state->runnerOutValPortNames.lockContainsObject(key)) return true;
+    reportsBefore = reports;
+  }
+  return false;
 }
 
 /// False, with a log line, when the output has not been reported by the deadline.
@@ -144,15 +152,16 @@ bool VuoGLScene::_waitForOutput(const Key& key, std::chrono::milliseconds longes
     return key && _state->runnerOutValPortNames.lockContainsObject(*key);
   };
   if (reported()) return true;
-  if (_state->lastReportCameSoon) _stayAwakeWhileNothingIsReported(reportsBefore, start + kSoon);
+  if (_state->framesToSleepThrough > 0) {
+    --_state->framesToSleepThrough;
+  } else if (key) {
+    if (_stayAwakeForOutput(*key, reportsBefore, start + kSoon)) return true;
+    _state->framesToSleepThrough = kFramesAfterOneForNothing;
+  }
   {
     std::unique_lock hold(_state->outValReportLock);
-    if (_state->outValReported.wait_until(hold, start + longest, reported)) {
-      _state->lastReportCameSoon = Clock::now() - start < kSoon;
-      return true;
-    }
+    if (_state->outValReported.wait_until(hold, start + longest, reported)) return true;
   }
-  _state->lastReportCameSoon = false;
   const Path path = filePath();
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   systemLog("\t\tERR: frame took too long to render, %@, %s", {name, operation});

@@ -48,7 +48,7 @@ struct VuoGLScene::State {
   std::mutex outValReportLock;
   std::condition_variable outValReported;
   std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
-  std::atomic<bool> lastReportCameSoon{false};
+  std::atomic<int> framesToSleepThrough{0};
 
   platform::Observation termination;
 };

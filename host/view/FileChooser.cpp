@@ -44,10 +44,11 @@ void FileChooser::enter(const std::string& folder) {
   _typed.clear();
   _entries.clear();
   std::error_code error;
-  for (const auto& entry : fs::directory_iterator(folder, error)) {
-    const std::string name = entry.path().filename().string();
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
     std::error_code unknown;
-    const bool isFolder = entry.is_directory(unknown);
+    const bool isFolder = entry->is_directory(unknown);
     if (!name.starts_with('.') && (isFolder || fits(name))) _entries.push_back({name, isFolder});
   }
   if (error) _problem = error.message();

@@ -14,7 +14,7 @@ FrameMaker::~FrameMaker() {
 void FrameMaker::ask(Job job) {
   {
     std::lock_guard hold(_lock);
-    if (_job) return;
+    job.wantsOutputs = job.wantsOutputs || (_job && _job->wantsOutputs);
     _job = std::move(job);
   }
   _changed.notify_one();

@@ -34,7 +34,7 @@ class FrameMaker {
   FrameMaker(const FrameMaker&) = delete;
   FrameMaker& operator=(const FrameMaker&) = delete;
 
-  /// Makes a frame, after the one that is being made; ignored while another one waits for that.
+  /// Makes a frame, after the one that is being made and in place of one that waits for that.
   void ask(Job job);
   /// The frames that are done, the latest last. Forgets them.
   std::vector<Frame> take();

@@ -1,6 +1,7 @@
 // The pictures of one running composition, one after the other.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -26,6 +27,9 @@ class PictureStream {
   /// The picture that the composition made after it had been told the time and, for a filter, given
   /// `frame`.
   Made next(const ZQBufferRef& frame);
+  /// So many events have been sent beside those of `next`. Their pictures are waited for first: a
+  /// composition that is slower than the display would never catch up with them. Any thread.
+  void owe(int events) { _owed += events; }
   /// The picture as it is, without telling the composition anything.
   ZQBufferRef still() { return _scene->allocABuffer(); }
   /// The names of the published outputs with their values as texts.
@@ -33,9 +37,16 @@ class PictureStream {
 
  private:
   bool pictureReported();
+  bool awaitPicture(std::chrono::duration<double> longest);
+  void settle();
+  Made answer(const ZQBufferRef& frame);
 
   const std::shared_ptr<VuoGLScene> _scene;
   const std::shared_ptr<ZQVuoComposition> _composition;
   bool _answers = true;  // the last frame that was asked for came
   Clock::time_point _asked;
+  std::atomic<int> _owed{0};
+  std::chrono::duration<double> _lastTook{};
+  /// Where a filter's picture follows the time, each of its frames brings two of them.
+  int _framesWithoutSecond = 0;
 };

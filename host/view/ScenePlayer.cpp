@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/HostSession.h"
+
 using Clock = std::chrono::steady_clock;
 
 ScenePlayer::ScenePlayer(ZQSize size, bool newProcess)
@@ -13,8 +15,8 @@ ScenePlayer::~ScenePlayer() {
 }
 
 void ScenePlayer::open(const std::string& file) {
-  _file = file;
-  _watch.emplace(file);
+  _file = pathForCache(file);
+  _watch.emplace(_file);
   compile();
 }
 
@@ -68,7 +70,9 @@ void ScenePlayer::start() {
   _pictures.reset();
   _scene->setRunnerNewProcess(_newProcess);
   _scene->useFile(_file, false);
-  if (!_scene->readyToRender()) {
+  const bool wentWell = !_startCheck || _startCheck();
+  if (!wentWell || !_scene->readyToRender()) {
+    _scene->useFile(std::nullopt);
     _state = State::Failed;
     return;
   }

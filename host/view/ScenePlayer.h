@@ -25,6 +25,8 @@ class ScenePlayer {
 
   /// Called after each start, before the first frame is asked for.
   void setWhenStarted(std::function<void()> whenStarted) { _whenStarted = std::move(whenStarted); }
+  /// Called when a scene has loaded; false when the log says that nothing runs in it all the same.
+  void setStartCheck(std::function<bool()> startCheck) { _startCheck = std::move(startCheck); }
 
   /// Compiles in the background. What runs keeps running until the new one is there, and for good
   /// when the new one does not compile.
@@ -56,6 +58,7 @@ class ScenePlayer {
   std::string _file;
   std::optional<FileWatch> _watch;
   std::function<void()> _whenStarted;
+  std::function<bool()> _startCheck;
   State _state = State::Empty;
   bool _fromCache = false;
   std::chrono::steady_clock::time_point _compileStart;

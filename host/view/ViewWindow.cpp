@@ -168,7 +168,8 @@ void ViewWindow::followScale() {
     _desktopScale = desktopScale(_display);
   }
   const float scale = std::max(1.0F, _desktopScale / pixelsPerUnit);
-  if (scale == _scale && ImGui::GetIO().FontGlobalScale == 1 / pixelsPerUnit) return;
+  const auto isNear = [](float a, float b) { return std::fabs(a - b) < 0.01F * b; };
+  if (isNear(_scale, scale) && isNear(ImGui::GetIO().FontGlobalScale, 1 / pixelsPerUnit)) return;
   _scale = scale;
   ImGui::GetStyle() = viewStyle();
   ImGui::GetStyle().ScaleAllSizes(scale);

@@ -41,6 +41,7 @@ class ViewWindow {
   void beginFrame();
   void endFrame();
 
+  void hide() { SDL_HideWindow(_window.get()); }
   void toggleFullScreen();
   bool isFullScreen() const;
   /// Nobody can see the window.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
+#include <tuple>
 
 #include "host/Failure.h"
 #include "host/Picture.h"
@@ -18,6 +19,9 @@ constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kSettleTime{1};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
+
+/// The width, the height, and both together.
+constexpr int kEventsOfASize = 3;
 
 /// The first "name-0001.png" that is not taken, in the working folder.
 std::string freePictureName(const std::string& compositionFile) {
@@ -79,6 +83,7 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
     return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
   });
   _player.setWhenStarted([this] { started(); });
+  _player.setStartCheck([this] { return startWentWell(); });
   if (options.input) _input.choose(*options.input);
   open(options.file);
 }
@@ -90,6 +95,7 @@ Viewer::~Viewer() {
 void Viewer::run() {
   while (!_window.closeRequested()) {
     waitForNextTick();
+    std::ignore = _log.take();  // what is said from here on is about what starts now
     _session.runMainQueue();
     _player.poll();
     _input.poll();
@@ -97,8 +103,8 @@ void Viewer::run() {
     takeFrames();
     askForFrame();
     if (!_window.isHidden()) draw();
-    tellWhyNotStarted(_log.take());
   }
+  _window.hide();  // what runs may take its time to end
 }
 
 /// A little faster than the display, which sets the pace itself where it can. While nothing moves
@@ -154,11 +160,6 @@ void Viewer::drop(const std::string& path) {
 
 void Viewer::open(const std::string& file) {
   if (const auto problem = whyNotShown(file)) return notice(*problem);
-  if (file != _player.file()) {
-    _values.clear();
-    _state.outputs.clear();
-  }
-  _window.setTitle(platform::lastPathComponent(file) + " - brannow");
   _player.open(file);
 }
 
@@ -174,7 +175,7 @@ void Viewer::setNewProcess(bool newProcess) {
 
 void Viewer::savePicture() {
   if (!_picture) return notice("There is no picture yet");
-  const std::string file = freePictureName(_player.file());
+  const std::string file = freePictureName(_startedFile);
   std::string problem;
   if (!host::writePicture(_session.pool().readPixels(*_picture), file, problem)) {
     return notice(problem);
@@ -195,12 +196,14 @@ void Viewer::chooseInput(const std::string& name) {
 void Viewer::setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) {
   _values.set(port, value);
   _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(value), port.portName());
+  sent(1);
 }
 
 void Viewer::setImage(const ZQVuoCompositionPort& port, const std::string& file) {
   try {
     auto image = bufferWithPicture(_session.pool(), file);
     _player.scene().setBuffer(image, port.portName());
+    sent(1);
     _values.setImage(port, file, std::move(image));
   } catch (const Failure& failure) {
     notice(failure.message);
@@ -213,9 +216,21 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
   if (port.portType() == ZQVuoPortType_Image) return _player.reload();
   _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(_values.current(port)),
                            port.portName());
+  sent(1);
 }
 
+void Viewer::sent(int events) {
+  if (_player.pictures()) _player.pictures()->owe(events);
+}
+
+/// What was set for one composition is nothing to another one.
 void Viewer::started() {
+  if (_startedFile != _player.file()) {
+    _startedFile = _player.file();
+    _values.clear();
+    _state.outputs.clear();
+    _window.setTitle(platform::lastPathComponent(_startedFile) + " - brannow");
+  }
   _values.applyTo(_player.scene());
   _history.clear();
   _stillFrom = Clock::now() + kSettleTime;
@@ -226,6 +241,7 @@ void Viewer::followSize() {
   if (size == _size || size.width < 1 || size.height < 1) return;
   _size = size;
   _player.setSize(size);
+  sent(kEventsOfASize);
   _input.setSize(size);
 }
 
@@ -248,8 +264,15 @@ void Viewer::askForFrame() {
 }
 
 /// A composition that does not compile brings up an alert; one that does not start only logs.
-void Viewer::tellWhyNotStarted(const std::vector<std::string>& lines) {
-  if (_player.state() == ScenePlayer::State::Failed && !lines.empty()) notice(lines.back());
+bool Viewer::startWentWell() {
+  const auto lines = _log.take();
+  const bool isLoaded = _player.scene().readyToRender();
+  const bool didNotStart = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+    return line.find("trying to load .vuo comp!") != std::string::npos;
+  });
+  if (isLoaded && !didNotStart) return true;
+  if (!lines.empty()) notice(lines.back());
+  return false;
 }
 
 bool Viewer::isFilter() const {

@@ -47,10 +47,11 @@ class Viewer : private ViewActions {
   void press(SDL_Keycode key);
   void drop(const std::string& path);
   void started();
+  void sent(int events);
   void followSize();
   void takeFrames();
   void askForFrame();
-  void tellWhyNotStarted(const std::vector<std::string>& lines);
+  bool startWentWell();
   bool isFilter() const;
   bool isStill() const { return _state.isPaused && Clock::now() > _stillFrom; }
   void draw();
@@ -70,6 +71,7 @@ class Viewer : private ViewActions {
   FilterInput _input;
   ViewState _state;
   Panel _panel;
+  std::string _startedFile;  // whose values and pictures these are
   ZQBufferRef _picture;
   ZQSize _size;
   bool _showsPanel = true;

@@ -156,8 +156,8 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   bool _pushTime(const ZQVuoComposition& composition);
   double _secondsSinceLoad() const;
   void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame);
-  void _stayAwakeWhileNothingIsReported(std::uint64_t reportsBefore,
-                                        std::chrono::steady_clock::time_point end) const;
+  bool _stayAwakeForOutput(const std::string& key, std::uint64_t reportsBefore,
+                           std::chrono::steady_clock::time_point end) const;
   bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation);
   VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
   void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
