@@ -96,7 +96,7 @@ PictureStream::Made PictureStream::answer(const ZQBufferRef& frame) {
     return {still(), Clock::now() - start};
   }
   ++_framesWithoutSecond;
-  return {std::move(picture), took};
+  return {still(), took};  // both may have come at once
 }
 
 /// Looks again and again, since only frame calls wait for a report, and they send events as well.

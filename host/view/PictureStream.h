@@ -45,8 +45,8 @@ class PictureStream {
   const std::shared_ptr<ZQVuoComposition> _composition;
   bool _answers = true;  // the last frame that was asked for came
   Clock::time_point _asked;
-  std::atomic<int> _owed{0};
-  std::chrono::duration<double> _lastTook{};
+  std::atomic<int> _owed{1000};  // at first whatever the start has sent: until nothing comes
+  std::chrono::duration<double> _lastTook{0.03};  // a guess, until a frame has been made
   /// Where a filter's picture follows the time, each of its frames brings two of them.
   int _framesWithoutSecond = 0;
 };
