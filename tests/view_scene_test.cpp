@@ -216,47 +216,6 @@ TEST_F(View, APictureThatTheTimeDoesNotReachIsSeenAllTheSame) {
   EXPECT_THAT(*outputs, ElementsAre(Pair("back", "1")));
 }
 
-TEST_F(View, ASlowFilterCatchesUpWithItsFramesAndSliders) {
-  folder.write("f.frag",
-               "#version 330 core\nin vec2 uv;\nuniform sampler2D image;\nuniform float time;\n"
-               "uniform float work;\nout vec4 pixel;\nvoid main() {\n  float x = time * 1e-9;\n"
-               "  for (int i = 0; i < int(work); ++i) x += sin(x) * 1e-9;\n"
-               "  pixel = texture(image, uv) + x;\n}\n");
-  const std::string filter = folder.write(
-      "filter.vuo",
-      "digraph G {\nPublishedInputs [type=\"vuo.in\" label=\"In|<image>i|<time>t|<work>w\" "
-      "_image_type=\"VuoImage\" _time_type=\"VuoReal\" _work_type=\"VuoReal\" _work=\"200\"];\n"
-      "PublishedOutputs [type=\"vuo.out\" label=\"Out|<outputImage>o\" "
-      "_outputImage_type=\"VuoImage\"];\nS [type=\"vuo.shader\" shader=\"f.frag\"];\n"
-      "PublishedInputs:image -> S:image;\nPublishedInputs:time -> S:time;\n"
-      "PublishedInputs:work -> S:work;\nS:image -> PublishedOutputs:outputImage;\n}\n");
-  ScenePlayer player({64, 64}, true);
-  player.open(filter);
-  awaitState(player, State::Running);
-  ZQPixels dark{256, 256, std::vector<std::uint8_t>(4 * 256 * 256, 40)};
-  ZQPixels light{256, 256, std::vector<std::uint8_t>(4 * 256 * 256, 200)};
-  const ZQBufferRef frames[] = {_globalZQBufferPool->allocBufferWithPixels(dark),
-                                _globalZQBufferPool->allocBufferWithPixels(light)};
-  const auto next = [&](int index) {
-    PictureStream::Made made;
-    serveUntil([&] { return bool((made = player.pictures()->next(frames[index % 2])).picture); });
-    return redOf(made.picture);
-  };
-  next(1);  // the first one of a start may come late
-  for (int i = 0; i < 20; ++i) {
-    for (int move = 0; move < 5; ++move) {
-      player.scene().setValue(std::make_shared<const ZQVuoPortValue>(200.0 + move), "work");
-      player.pictures()->owe(1);
-    }
-    next(i);
-  }
-  for (int i = 0; i < 4; ++i) {
-    next(i);
-    next(i);
-    EXPECT_EQ(next(i), i % 2 ? 200 : 40) << "three frames later at the latest";
-  }
-}
-
 TEST_F(View, AFilterTakesPicturesSequencesAndGenerators) {
   FilterInput input(*_globalZQBufferPool, {4, 4}, false);
   EXPECT_GT(redOf(input.frames()()), 0) << "a test card";
