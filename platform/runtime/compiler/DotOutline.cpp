@@ -11,7 +11,6 @@
 namespace vuo {
 namespace {
 
-constexpr std::size_t longestText = 8 << 20;
 /// The parser keeps a slot for every attribute name in every node.
 constexpr std::uint64_t mostBytesTimesAttributes = 1 << 28;
 
@@ -200,7 +199,6 @@ class Outliner {
 }  // namespace
 
 DotOutline outlineOf(const std::string& text) {
-  if (text.size() > longestText) throw std::runtime_error("the file is larger than 8 MiB");
   return Outliner(text).outline();
 }
 

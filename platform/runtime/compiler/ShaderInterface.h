@@ -10,7 +10,7 @@ namespace vuo {
 
 /// Checks a fragment shader as a driver would and gives its uniforms, in the order of their
 /// declarations, as ports without values. Throws std::runtime_error with the first fault and its
-/// line; `fileName` names the shader in it. Any thread, also several at a time.
+/// line; `fileName` names the shader in it. Any thread.
 std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName);
 
 }  // namespace vuo
