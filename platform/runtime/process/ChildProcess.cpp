@@ -102,4 +102,12 @@ std::optional<siginfo_t> ChildProcess::waitAtMost(std::chrono::milliseconds pati
   return end;
 }
 
+std::string endDescription(const std::optional<siginfo_t>& end) {
+  if (!end) return "";
+  if (end->si_code == CLD_EXITED) return "it exited with status " + std::to_string(end->si_status);
+  const char* name = sigdescr_np(end->si_status);
+  return "it was ended by signal " + std::to_string(end->si_status) +
+         (name != nullptr ? std::string(" (") + name + ")" : "");
+}
+
 }  // namespace vuo

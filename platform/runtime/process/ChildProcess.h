@@ -36,4 +36,7 @@ class ChildProcess {
   FileDescriptor _descriptor;  ///< names the process
 };
 
+/// How a process ended, for people; empty where that is not known.
+std::string endDescription(const std::optional<siginfo_t>& end);
+
 }  // namespace vuo
