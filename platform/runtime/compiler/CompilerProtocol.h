@@ -1,9 +1,13 @@
-// What the compiler program and whoever starts it agree upon.
+// The messages between VuoCompiler and the compiler program, which stays for further compiles.
 //
-//   vuo-compiler COMPOSITION
+// to the program
+//   {"kind": "compile", "file": path}     with the file that takes the result
 //
-// The file at descriptor 3 then holds a library's artefact (VuoArtefact.h), or `faultMark` and what
-// is wrong with the composition. Anything else means that the program did not come to its end.
+// from the program
+//   {"kind": "ended", "code": c, "status": s}
+//       how the process ended that compiled, as siginfo_t tells it; the file then holds a library's
+//       artefact (VuoArtefact.h), or `faultMark` and what is wrong with the composition. Anything
+//       else means that the process did not come to its end.
 #pragma once
 
 #include <sys/resource.h>
@@ -12,7 +16,8 @@
 
 namespace vuo {
 
-constexpr int compilerOutput = 3;
+/// The descriptor at which the program finds its end of the socket pair.
+constexpr int compilerSocket = 3;
 constexpr std::string_view faultMark = "fault: ";
 
 /// What one compile may use. VuoCompiler.h tells hosts.

@@ -11,6 +11,8 @@
 namespace vuo {
 namespace {
 
+/// The parser takes a time that grows with the square of a text's length.
+constexpr std::size_t longestText = 64 << 10;
 /// The parser keeps a slot for every attribute name in every node.
 constexpr std::uint64_t mostBytesTimesAttributes = 1 << 28;
 
@@ -138,6 +140,7 @@ class Outliner {
   DotOutline outline() {
     for (Token token = _scanner.next(); token.kind != Token::End; token = _scanner.next()) {
       take(token);
+      if (token.text.size() > longestText) fault(token.line, "a text is longer than 64 KiB");
       _beforePrevious = std::move(_previous);
       _previous = std::move(token);
     }

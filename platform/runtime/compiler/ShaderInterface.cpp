@@ -140,6 +140,10 @@ std::vector<Port> uniformsIn(const std::string& preprocessed) {
 
 }  // namespace
 
+void prepareShaderCheck() {
+  uniformsOfShader("#version 330 core\nout vec4 pixel;\nvoid main() {}\n", "");
+}
+
 std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName) {
   // Never taken down again: the process ends with the compile.
   [[maybe_unused]] static const bool initialized = glslang::InitializeProcess();

@@ -1,69 +1,62 @@
-// The program that compiles one composition: everything that reads what its author wrote runs here,
-// within limits, and not in the host.
+// The program that compiles compositions: everything that reads what an author wrote runs here, not
+// in the host. Each composition gets a process of its own, with limits. That is a copy of this one,
+// made when the shader check has its tables ready, which takes longer than most compiles.
 #include <fcntl.h>
-#include <sys/prctl.h>
+#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
+#include <cerrno>
 #include <cstdio>
-#include <new>
-#include <stdexcept>
-#include <string>
+#include <cstdlib>
 
-#include "platform/runtime/VuoArtefact.h"
-#include "platform/runtime/VuoPlan.h"
 #include "platform/runtime/compiler/CompilerProtocol.h"
-#include "platform/runtime/compiler/PlanMaker.h"
+#include "platform/runtime/compiler/OneCompile.h"
+#include "platform/runtime/compiler/ShaderInterface.h"
+#include "platform/runtime/transport/MessageSocket.h"
+#include "platform/runtime/transport/Protocol.h"
+
+extern "C" {  // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
+#include <sys/wait.h>
 
 namespace {
 
-/// Lowers a limit; where it is lower already it stays. At the soft limit the process is told by a
-/// signal, `grace` later there is no way round.
-void limit(__rlimit_resource resource, rlim_t most, rlim_t grace = 0) {
-  rlimit now{};
-  getrlimit(resource, &now);
-  const rlim_t soft = std::min({most, now.rlim_cur, now.rlim_max});
-  const rlimit lowered{soft, std::min(soft + grace, now.rlim_max)};
-  setrlimit(resource, &lowered);
-}
-
-void limitOneself() {
-  limit(RLIMIT_CORE, 0);
-  limit(RLIMIT_CPU, vuo::mostProcessorSeconds, 1);
-  limit(RLIMIT_FSIZE, vuo::mostOutput);
-#ifndef VUO_SANITIZED  // a sanitizer reserves more addresses than any machine has memory
-  limit(RLIMIT_AS, vuo::mostMemory);
-#endif
-}
-
-bool write(const std::string& text) {
-  for (std::size_t done = 0; done < text.size();) {
-    const ssize_t count = ::write(vuo::compilerOutput, text.data() + done, text.size() - done);
-    if (count < 0) return false;
-    done += static_cast<std::size_t>(count);
+/// Returns when the process has ended; ends with it when the host is gone before.
+siginfo_t endOf(pid_t process) {
+  const vuo::FileDescriptor descriptor(pidfd_open(process, 0));
+  pollfd waiting[] = {{descriptor.get(), POLLIN, 0}, {vuo::compilerSocket, POLLIN | POLLHUP, 0}};
+  while (poll(waiting, 2, -1) < 0 && errno == EINTR) {
   }
-  return true;
+  if (waiting[0].revents == 0) _exit(0);  // whoever compiles goes along
+  siginfo_t end{};
+  waitid(P_PID, static_cast<id_t>(process), &end, WEXITED);
+  return end;
 }
 
-std::string resultFor(const char* composition) {
-  try {
-    return vuo::artefactOf(vuo::serialized(vuo::planOfComposition(composition)));
-  } catch (const std::runtime_error& fault) {
-    return std::string(vuo::faultMark) + fault.what();
-  } catch (const std::bad_alloc&) {
-    return std::string(vuo::faultMark) + "it needs too much memory to be compiled";
-  }
+/// False when no process can be made.
+bool compile(vuo::MessageSocket& socket, const vuo::Message& request) {
+  const std::string file = vuo::textIn(request.body.get(), "file");
+  const pid_t process = fork();
+  if (process == 0) vuo::compileAndExit(file, request.descriptor.get());
+  if (process < 0) return false;
+  const siginfo_t end = endOf(process);
+  const vuo::JsonOwner answer = vuo::newMessage("ended");
+  vuo::add(answer.get(), "code", static_cast<std::uint64_t>(end.si_code));
+  vuo::add(answer.get(), "status", static_cast<std::uint64_t>(end.si_status));
+  return socket.send(answer.get(), -1, std::nullopt);
 }
 
 }  // namespace
 
-int main(int count, char** arguments) {
-  if (count != 2 || fcntl(vuo::compilerOutput, F_SETFD, FD_CLOEXEC) != 0) {
+int main() {
+  if (fcntl(vuo::compilerSocket, F_SETFD, FD_CLOEXEC) != 0) {
     std::fputs("This program compiles compositions; the runtime starts it.\n", stderr);
     return 2;
   }
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody else waits for the result
-  limitOneself();
-  _exit(write(resultFor(arguments[1])) ? 0 : 1);
+  vuo::prepareShaderCheck();
+  vuo::MessageSocket socket{vuo::FileDescriptor(vuo::compilerSocket)};
+  while (const auto request = socket.receive(std::nullopt))
+    if (!compile(socket, *request)) break;
+  _exit(0);
 }

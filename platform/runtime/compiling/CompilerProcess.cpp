@@ -1,73 +1,69 @@
 #include "platform/runtime/compiling/CompilerProcess.h"
 
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
-#include <chrono>
-#include <cstring>
+#include <mutex>
 #include <stdexcept>
 
 #include "platform/runtime/HelperFolder.h"
-#include "platform/runtime/VuoArtefact.h"
-#include "platform/runtime/compiler/CompilerProtocol.h"
-#include "platform/runtime/process/ChildProcess.h"
+#include "platform/runtime/transport/Protocol.h"
 
 namespace vuo {
 namespace {
 
-/// For a compiler that waits instead of computing: on a file server that does not answer, or for a
-/// machine that is busy with other things.
-constexpr std::chrono::seconds patience{20};
-
-std::string mebibytes(rlim_t bytes) {
-  return std::to_string(bytes >> 20) + " MiB";
-}
-
-/// What to say of a program that left neither a plan nor a fault.
-std::string howItEnded(const std::optional<siginfo_t>& end, bool inTime) {
-  const bool bySignal = end && end->si_code != CLD_EXITED;
-  const int signal = bySignal ? end->si_status : 0;
-  if (!inTime || signal == SIGXCPU)
-    return "compiling took more than " + std::to_string(mostProcessorSeconds) +
-           " s of processor time or " + std::to_string(patience.count()) + " s in all";
-  if (signal == SIGXFSZ) return "what it compiles to is larger than " + mebibytes(mostOutput);
-  if (bySignal) return std::string("the compiler crashed (") + strsignal(signal) + ")";
-  const std::string status = end ? " with status " + std::to_string(end->si_status) : "";
-  return "the compiler ended" + status + " and left nothing; it may use " + mebibytes(mostMemory) +
-         " of memory";
-}
-
-std::string contentsOf(int file) {
-  struct stat status {};
-  if (fstat(file, &status) != 0 || status.st_size <= 0) return {};
-  if (static_cast<rlim_t>(status.st_size) > mostOutput) return {};
-  std::string contents(static_cast<std::size_t>(status.st_size), '\0');
-  const ssize_t count = pread(file, contents.data(), contents.size(), 0);
-  return count == status.st_size ? contents : std::string();
+/// Never destroyed, since the program ends when this process does.
+struct Ready {
+  std::mutex lock;  // no other is taken under it
+  std::unique_ptr<CompilerProcess> compiler;
+};
+Ready& ready() {
+  static Ready& theReady = *new Ready;
+  return theReady;
 }
 
 }  // namespace
 
-std::string compiledPlan(const std::string& compositionPath) {
-  const auto fail = [&](const std::string& what) {
-    throw std::runtime_error(compositionPath + ": " + what);
-  };
-  const FileDescriptor output(memfd_create("vuo plan", MFD_CLOEXEC));
-  if (!output) fail("there is no memory for its plan");
-  ChildProcess compiler(helperFolder() + "/vuo-compiler", {compositionPath}, {output.get()});
-  const bool inTime = compiler.hasEndedWithin(patience);
-  const auto end = compiler.waitAtMost(std::chrono::milliseconds(0));
-
-  const std::string result = contentsOf(output.get());
-  if (result.starts_with(faultMark)) fail(result.substr(faultMark.size()));
-  if (result.empty() || !inTime || (end && end->si_code != CLD_EXITED))
-    fail(howItEnded(end, inTime));
-  try {
-    return planTextIn(result);
-  } catch (const std::runtime_error&) {
-    fail("the compiler did not come to its end");
+std::unique_ptr<CompilerProcess> CompilerProcess::take() {
+  std::unique_ptr<CompilerProcess> compiler;
+  {
+    std::lock_guard hold(ready().lock);
+    compiler = std::move(ready().compiler);
   }
-  return {};
+  // A copy of the process that started the program leaves it to that one.
+  if (compiler && compiler->_owner != getpid()) (void)compiler.release();
+  if (compiler && !compiler->_process.hasEndedWithin(std::chrono::milliseconds(0))) return compiler;
+  return std::make_unique<CompilerProcess>();
+}
+
+void CompilerProcess::giveBack(std::unique_ptr<CompilerProcess> compiler) {
+  std::lock_guard hold(ready().lock);
+  if (!ready().compiler) std::swap(ready().compiler, compiler);  // else it ends without the lock
+}
+
+CompilerProcess::Sockets CompilerProcess::newSockets() {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+    throw std::runtime_error("There is no socket for the compiler");
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+CompilerProcess::CompilerProcess(Sockets sockets)
+    : _owner(getpid()),
+      _socket(std::move(sockets.first)),
+      _process(helperFolder() + "/vuo-compiler", {}, {sockets.second.get()}) {}
+
+std::optional<siginfo_t> CompilerProcess::compile(const std::string& composition, int output,
+                                                  std::chrono::milliseconds patience) {
+  const JsonOwner request = newMessage("compile");
+  add(request.get(), "file", composition);
+  if (!_socket.send(request.get(), output, patience)) return std::nullopt;
+  const auto answer = _socket.receive(patience);
+  if (!answer) return std::nullopt;
+  siginfo_t end{};
+  end.si_code = static_cast<int>(numberIn(answer->body.get(), "code"));
+  end.si_status = static_cast<int>(numberIn(answer->body.get(), "status"));
+  return end;
 }
 
 }  // namespace vuo

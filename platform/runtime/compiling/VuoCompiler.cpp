@@ -5,7 +5,7 @@
 #include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/VuoArtefact.h"
 #include "platform/runtime/compiling/ArtefactFile.h"
-#include "platform/runtime/compiling/CompilerProcess.h"
+#include "platform/runtime/compiling/CompiledPlan.h"
 
 VuoCompiler::VuoCompiler() = default;
 VuoCompiler::~VuoCompiler() = default;
