@@ -7,8 +7,12 @@
 #include "platform/system/Digest.h"
 #include "platform/system/FileSystem.h"
 
+std::string VuoCache::folderForSavePath(const std::string& savePath) {
+  return platform::expandTilde(savePath + "/VuoCache");
+}
+
 std::string VuoCache::_cacheFolder() const {
-  return platform::expandTilde(_savePath.value_or("") + "/VuoCache");
+  return folderForSavePath(_savePath.value_or(""));
 }
 
 std::string VuoCache::_artefactFolder(const std::string& path) const {

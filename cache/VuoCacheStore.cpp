@@ -1,4 +1,7 @@
 // The tables of records: look-up, loading and saving.
+#include <algorithm>
+#include <iterator>
+
 #include "Brannow/VuoCache.h"
 #include "cache/VuoCacheKind.h"
 #include "platform/system/FileSystem.h"
@@ -35,12 +38,27 @@ void VuoCache::_load() {
   _loadTable(kExe);
 }
 
-void VuoCache::_loadTable(const Kind& kind) {
-  const auto records = platform::readPropertyList(_cacheFolder() + "/" + kind.recordFile);
-  if (!records) return;
-  for (const auto& [path, snapshot] : *records) {
+std::vector<VuoCache::SavedRecord> VuoCache::copySavedRecords(const std::string& savePath) {
+  auto records = _savedRecords(kDylib, folderForSavePath(savePath));
+  std::ranges::move(_savedRecords(kExe, folderForSavePath(savePath)), std::back_inserter(records));
+  return records;
+}
+
+std::vector<VuoCache::SavedRecord> VuoCache::_savedRecords(const Kind& kind,
+                                                           const std::string& cacheFolder) {
+  std::vector<SavedRecord> records;
+  const auto table = platform::readPropertyList(cacheFolder + "/" + kind.recordFile);
+  if (!table) return records;
+  for (const auto& [path, snapshot] : *table) {
     auto record = std::make_shared<VuoCacheItem>();
     record->loadSnapshot(snapshot.dictionary().get());
+    records.push_back({path, kind.isDylib, std::move(record)});
+  }
+  return records;
+}
+
+void VuoCache::_loadTable(const Kind& kind) {
+  for (auto& [path, isDylib, record] : _savedRecords(kind, _cacheFolder())) {
     if (record->isValid() && record->upToDate()) {
       (this->*kind.table).lockSetObject(std::move(record), path);
       continue;

@@ -46,6 +46,9 @@ key=$(printf %s "$tiles" | md5sum | cut -c-32 | tr a-f A-F)
 says compiled --in-process
 says 'from the cache' --in-process
 
+if "$brannow" cache list >/dev/full 2>err; then fail 'a list that was not written is one'; fi
+grep -q 'No space left' err || fail 'says why there is no list'
+
 # What is stale when it is loaded goes, an executable with its file; so does another application's.
 for change in 's|<string>[0-9.]*</string>|<string>1.000000000</string>|' 's|<key>ap</key>|<key>other</key>|'; do
   cp "$records" good.plist

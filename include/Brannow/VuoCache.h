@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Brannow/VuoCacheItem.h"
 #include "platform/hostbase/MutLockArray.h"
@@ -57,6 +58,19 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static void fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone);
   static void fetchCachedExeForVuoFile(const Path& path, Completion callBlockWhenDone);
 
+  /// One entry of a cache's record files.
+  struct SavedRecord {
+    std::string compositionPath;  ///< what a fetch must name to be served this record
+    bool isDylib;                 ///< from the file of the dynamic libraries
+    Item record;
+  };
+  /// What an earlier process saved under `savePath`: the dynamic libraries, then the executables,
+  /// each by path. Only reads, and needs no global cache: nothing is loaded, dropped or deleted,
+  /// whether it is still good or not. The caller owns the records. Empty where nothing is saved.
+  static std::vector<SavedRecord> copySavedRecords(const std::string& savePath);
+  /// The folder of a cache with this save path, with a leading "~" replaced.
+  static std::string folderForSavePath(const std::string& savePath);
+
   VuoCache();
   ~VuoCache();
   VuoCache(const VuoCache&) = delete;
@@ -81,6 +95,7 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   void _load();
   void _save();
   void _loadTable(const Kind& kind);
+  static std::vector<SavedRecord> _savedRecords(const Kind& kind, const std::string& cacheFolder);
   void _saveTable(const Kind& kind, const std::string& cacheFolder);
   std::string _cacheFolder() const;
   std::string _artefactFolder(const std::string& path) const;
