@@ -20,7 +20,7 @@ struct Row {
       : kind(saved.isDylib ? "dylib" : "executable"),
         composition(saved.compositionPath),
         fresh(saved.record->upToDate()),
-        valid(saved.record->isValid()) {
+        valid(saved.isValid) {
     const auto path =
         saved.isDylib ? saved.record->cachedDylibPath() : saved.record->cachedExePath();
     if (path) artefact = *path;

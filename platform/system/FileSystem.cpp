@@ -83,6 +83,19 @@ bool isOwnRealFile(const std::string& path) {
          status.st_uid == geteuid();
 }
 
+bool isForThisUserAlone(const std::string& folder) {
+  struct stat item {
+  }, target{};
+  return ::lstat(folder.c_str(), &item) == 0 && ::stat(folder.c_str(), &target) == 0 &&
+         item.st_uid == geteuid() && target.st_uid == geteuid() &&
+         (target.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+bool createFolderForThisUserAlone(const std::string& path) {
+  ::mkdir(path.c_str(), S_IRWXU);
+  return isFolder(path);
+}
+
 void removeUnfinished(const std::string& path) {
   constexpr std::size_t kEnding = 7;
   std::error_code error;

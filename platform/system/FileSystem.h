@@ -22,13 +22,18 @@ bool removeFile(const std::string& path);
 /// Whether an item that is no link, and which this user owns, is a folder or a regular file.
 bool isOwnRealFolder(const std::string& path);
 bool isOwnRealFile(const std::string& path);
+/// Whether a folder, and the link that leads to it, belong to this user and nobody else may write
+/// to it.
+bool isForThisUserAlone(const std::string& folder);
+/// Makes such a folder in one that exists; true when it exists afterwards.
+bool createFolderForThisUserAlone(const std::string& path);
 /// Removes what a killed writer of `path` left beside it: "PATH.XXXXXX", with any six letters and
 /// digits. Nobody may be writing the file.
 void removeUnfinished(const std::string& path);
 
 /// A folder in the temporary folder for this process alone, made at the first call and removed at
-/// the process's end; a killed process's goes when another process makes one. Empty when there is
-/// no room for it.
+/// the process's end; a killed process's goes when another process makes one. Where there is no room
+/// for it, a path at which nothing can be made.
 const std::string& folderOfThisProcess();
 
 /// Moves an item to the user's trash. Where the trash refuses, the item is renamed aside in its

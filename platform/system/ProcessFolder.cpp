@@ -15,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kPrefix = "brannow-process-";
+constexpr const char* kNone = "/dev/null/none";
 
 /// An open folder that is locked for as long as its process lives, so that others can tell whether
 /// it does. -1 when another process holds the lock.
@@ -40,11 +41,11 @@ void removeThoseOfKilledProcesses(const fs::path& parent) {
   }
 }
 
-/// Empty when none can be made. The lock ends with the process.
+/// A path at which nothing can be when none can be made. The lock ends with the process.
 std::string makeLockedFolder() {
   std::error_code error;
   const fs::path parent = fs::temp_directory_path(error);
-  if (error) return "";
+  if (error) return kNone;
   removeThoseOfKilledProcesses(parent);
   // Until the lock is there, another process may take the new folder for a dead one's.
   constexpr int kTries = 8;
@@ -53,7 +54,7 @@ std::string makeLockedFolder() {
     if (!mkdtemp(path.data())) break;
     if (openLocked(path) >= 0 && isOwnRealFolder(path)) return path;
   }
-  return "";
+  return kNone;
 }
 
 struct ProcessFolder {
@@ -69,8 +70,7 @@ const ProcessFolder& theFolder() {
 
 void removeTheFolder() {
   std::error_code ignored;
-  if (!theFolder().path.empty() && theFolder().owner == getpid())
-    fs::remove_all(theFolder().path, ignored);
+  if (theFolder().owner == getpid()) fs::remove_all(theFolder().path, ignored);
 }
 
 }  // namespace
