@@ -51,6 +51,10 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static Item fetchCachedDylibForVuoFileSynchronously(const Path& path);
   static Item fetchCachedExeForVuoFileSynchronously(const Path& path);
 
+  /// Why the last compile of the composition failed: the text that its alert shows. None when it
+  /// succeeded or there was none since the cache was made.
+  static std::optional<std::string> compileFailureForVuoFile(const std::string& path);
+
   /// Returns at once. Later `callBlockWhenDone` is called once on the main queue with a record, or
   /// with null when the file is missing or the compile failed. Requests are served one at a time in
   /// the order of the calls.
@@ -107,6 +111,7 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   Path _savePath;
   MutLockDict<VuoCacheItem> _dylibCacheItems;
   MutLockDict<VuoCacheItem> _exeCacheItems;
+  MutLockDict<const std::string> _compileFailures;  // by path, null after a success
   MutLockArray<std::shared_ptr<VuoCacheQueueEntry>> _compilerQueueEntries;
   std::shared_ptr<platform::DispatchQueue> _compilerQueue;
   // Held across each compile and link and across loading and saving the record files. Taken before
