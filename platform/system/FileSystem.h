@@ -23,8 +23,9 @@ bool removeFile(const std::string& path);
 /// own parent, so that nothing stands at `path` afterwards. False when neither worked.
 bool moveToTrash(const std::string& path);
 
-/// The whole file; none when it can't be read.
-std::optional<std::string> readFile(const std::string& path);
+/// The whole file; none when it can't be read. `reason`, where given, then takes the system's
+/// number for why.
+std::optional<std::string> readFile(const std::string& path, int* reason = nullptr);
 /// The whole file as text; none when it can't be read or is not valid UTF-8.
 std::optional<std::string> readTextFile(const std::string& path);
 
@@ -42,6 +43,8 @@ std::string deletingLastPathComponent(std::string_view path);
 /// The text after the last "." of the last component, empty when it has none.
 std::string pathExtension(std::string_view path);
 
+/// Where the first bytes begin that are not UTF-8; none when all are.
+std::optional<std::size_t> placeOfInvalidUtf8(std::string_view text);
 bool isValidUtf8(std::string_view text);
 
 }  // namespace platform

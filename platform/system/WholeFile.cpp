@@ -59,11 +59,11 @@ std::optional<std::string> readAll(int file) {
 
 }  // namespace
 
-std::optional<std::string> readFile(const std::string& path) {
+std::optional<std::string> readFile(const std::string& path, int* reason) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return std::nullopt;
-  auto contents = readAll(file);
-  close(file);
+  auto contents = file < 0 ? std::nullopt : readAll(file);
+  if (!contents && reason) *reason = errno;
+  if (file >= 0) close(file);
   return contents;
 }
 
@@ -85,14 +85,22 @@ bool writeFileAtomically(const std::string& path, std::string_view contents) {
                                   nullptr);
 }
 
-bool isValidUtf8(std::string_view text) {
+std::optional<std::size_t> placeOfInvalidUtf8(std::string_view text) {
+  const char* const begin = text.data();
   while (!text.empty()) {
     text.remove_prefix(asciiLength(text));
     const std::size_t length = nonAsciiLength(text);
-    if (!g_utf8_validate(text.data(), static_cast<gssize>(length), nullptr)) return false;
+    const char* end = nullptr;
+    if (!g_utf8_validate(text.data(), static_cast<gssize>(length), &end)) {
+      return static_cast<std::size_t>(end - begin);
+    }
     text.remove_prefix(length);
   }
-  return true;
+  return std::nullopt;
+}
+
+bool isValidUtf8(std::string_view text) {
+  return !placeOfInvalidUtf8(text);
 }
 
 }  // namespace platform
