@@ -123,6 +123,14 @@ VuoCache::Item VuoCache::fetchCachedExeForVuoFileSynchronously(const Path& path)
   return cache ? cache->_fetchSynchronously(kExe, path) : nullptr;
 }
 
+std::optional<std::string> VuoCache::compileFailureForVuoFile(const std::string& path) {
+  const auto cache = globalCacheFor("+[VuoCache compileFailureForVuoFile:]");
+  if (!cache) return std::nullopt;
+  platform::ReadHold hold(cache->_compileFailures);
+  const auto failure = cache->_compileFailures.objectForKey(path);
+  return failure ? std::optional(*failure) : std::nullopt;
+}
+
 void VuoCache::fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone) {
   const auto cache = globalCacheFor("+[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]");
   if (cache) cache->_fetch(kDylib, path, std::move(callBlockWhenDone));

@@ -36,11 +36,14 @@ std::optional<std::string> compileArtefact(const VuoCompileJob& job) {
   return std::nullopt;
 }
 
-void queueCompileAlert(const std::string& compositionPath, const std::string& errorText) {
-  std::string message = "There was a problem loading the composition " +
-                        platform::lastPathComponent(compositionPath) + ".  " + errorText;
-  platform::MainQueue::shared().async([message = std::move(message)] {
-    ZQVuoRunAlertPanel("Problem loading composition", message, "Whoops!", std::nullopt,
+std::string compileFailureText(const std::string& compositionPath, const std::string& errorText) {
+  return "There was a problem loading the composition " +
+         platform::lastPathComponent(compositionPath) + ".  " + errorText;
+}
+
+void queueCompileAlert(const std::string& failureText) {
+  platform::MainQueue::shared().async([failureText] {
+    ZQVuoRunAlertPanel("Problem loading composition", failureText, "Whoops!", std::nullopt,
                        std::nullopt);
   });
 }

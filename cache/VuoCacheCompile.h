@@ -16,5 +16,7 @@ struct VuoCompileJob {
 /// raised something without a message.
 std::optional<std::string> compileArtefact(const VuoCompileJob& job);
 
-/// Queues the alert that tells the user about a failed compile.
-void queueCompileAlert(const std::string& compositionPath, const std::string& errorText);
+/// What the user is told about a failed compile.
+std::string compileFailureText(const std::string& compositionPath, const std::string& errorText);
+/// Queues the alert that says so.
+void queueCompileAlert(const std::string& failureText);

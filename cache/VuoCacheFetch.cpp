@@ -12,9 +12,12 @@ VuoCache::Item VuoCache::_fetchSynchronously(const Kind& kind, const Path& path)
   std::string artefactPath;
   VuoCacheItem::Date modDate;
   if (const auto errorText = _compileUnchanged(kind, *path, artefactPath, modDate)) {
-    queueCompileAlert(*path, *errorText);
+    const auto failure = std::make_shared<const std::string>(compileFailureText(*path, *errorText));
+    _compileFailures.lockSetObject(failure, *path);
+    queueCompileAlert(*failure);
     return nullptr;
   }
+  _compileFailures.lockSetObject(nullptr, *path);
 
   const auto shared = [](std::string text) {
     return std::make_shared<const std::string>(std::move(text));

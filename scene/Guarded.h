@@ -1,20 +1,33 @@
 // Calls into the runtime may throw; nothing of that reaches the host.
 #pragma once
 
+#include <exception>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "platform/system/SystemLog.h"
 
-/// Runs `work`; an exception of any kind is logged as `format` with the operation's name. True when
-/// the work was done to its end.
+/// Runs `work`; an exception of any kind is logged as `format` with the operation's name. None when
+/// the work was done to its end, else what the exception says of itself.
+template <class Work>
+std::optional<std::string> faultOf(const char* operation, Work&& work,
+                                   const char* format = "\t\terr: caught exception in %s") {
+  std::string fault;
+  try {
+    std::forward<Work>(work)();
+    return std::nullopt;
+  } catch (const std::exception& raised) {
+    fault = raised.what();
+  } catch (...) {
+  }
+  platform::systemLog(format, {operation});
+  return fault;
+}
+
+/// The same for whoever only wants to know whether the work was done to its end.
 template <class Work>
 bool guarded(const char* operation, Work&& work,
              const char* format = "\t\terr: caught exception in %s") {
-  try {
-    std::forward<Work>(work)();
-    return true;
-  } catch (...) {
-    platform::systemLog(format, {operation});
-    return false;
-  }
+  return !faultOf(operation, std::forward<Work>(work), format);
 }

@@ -2,6 +2,7 @@
 #include "Brannow/VuoGLScene.h"
 
 #include "platform/runtime/VuoGlContext.h"
+#include "platform/system/Dispatch.h"
 #include "platform/system/SystemLog.h"
 #include "scene/Guarded.h"
 #include "scene/VuoGLSceneState.h"
@@ -66,4 +67,35 @@ void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
 void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
   std::lock_guard hold(_state->propLock);
   _state->delegate = delegate;
+}
+
+VuoSceneStatus VuoGLScene::status() const {
+  std::lock_guard hold(_state->statusLock);
+  return _state->status;
+}
+
+void VuoGLScene::setStatusHandler(StatusHandler handler) {
+  auto shared = handler ? std::make_shared<const StatusHandler>(std::move(handler)) : nullptr;
+  std::lock_guard hold(_state->statusLock);
+  _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
+}
+
+/// What an overtaken load has to say is dropped. Changes reach the main queue in their order.
+void VuoGLScene::_setStatus(VuoSceneStatus status, std::uint64_t load) {
+  std::lock_guard hold(_state->statusLock);
+  if (load < _state->statusLoad) return;
+  _state->statusLoad = load;
+  if (_state->status == status) return;
+  _state->status = std::move(status);
+  if (!_state->statusHandler || _state->deleted) return;
+  platform::MainQueue::shared().async([weak = weak_from_this(), status = _state->status] {
+    const auto scene = weak.lock();
+    if (!scene || scene->_state->deleted) return;
+    std::shared_ptr<const StatusHandler> handler;
+    {
+      std::lock_guard holdHandler(scene->_state->statusLock);
+      handler = scene->_state->statusHandler;
+    }
+    if (handler) (*handler)(status);
+  });
 }

@@ -23,9 +23,9 @@ std::optional<std::string> logText(const VuoCacheItem::Text& text) {
 }
 
 std::shared_ptr<VuoRunner> makeRunner(const std::string& artefact, const std::string& folder,
-                                      bool newProcess) {
+                                      bool newProcess, std::optional<std::string>& fault) {
   std::shared_ptr<VuoRunner> runner;
-  guarded(
+  fault = faultOf(
       kAvailableName,
       [&] {
         runner.reset(
@@ -35,6 +35,18 @@ std::shared_ptr<VuoRunner> makeRunner(const std::string& artefact, const std::st
       },
       kLoadException);
   return runner;
+}
+
+/// Why the cache gave no record.
+std::string whyNotFetched(const std::string& path) {
+  if (!VuoCache::globalCache()) return "No cache is configured.";
+  if (const auto failure = VuoCache::compileFailureForVuoFile(path)) return *failure;
+  if (!platform::itemExists(path)) return "There is no file " + path + ".";
+  return "The composition could not be compiled.";
+}
+
+VuoSceneStatus failedStatus(const std::string& path, std::string why) {
+  return {VuoSceneStatus::State::Failed, path, std::move(why)};
 }
 
 }  // namespace
@@ -53,37 +65,55 @@ void VuoGLScene::useFile(const Path& path) {
 }
 
 void VuoGLScene::useFile(const Path& path, bool async) {
+  _useFile(path, async,
+           path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
+}
+
+void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile) {
   if (_state->deleted) return;
-  if (!_setFile(path)) return;
+  const std::uint64_t load = _setFile(path);
+  if (load == 0) return;
+  _setStatus(std::move(statusMeanwhile), load);
   Running old = _takeOutRunner();
   const bool newProcess = old.newProcess;
   _discard(std::move(old));
-  if (!path) return;
+  if (path) _load(*path, async, newProcess, load);
+}
 
+void VuoGLScene::_load(const std::string& path, bool async, bool newProcess, std::uint64_t load) {
   if (async) {
-    auto completion = [weak = weak_from_this()](VuoCache::Item item) {
-      if (const auto scene = weak.lock()) scene->_cachedItemAvailable(item);
+    auto completion = [weak = weak_from_this(), path, load](VuoCache::Item item) {
+      if (const auto scene = weak.lock()) scene->_itemFetched(item, path, load);
     };
     newProcess ? VuoCache::fetchCachedExeForVuoFile(path, completion)
                : VuoCache::fetchCachedDylibForVuoFile(path, completion);
+    if (!VuoCache::globalCache()) _itemFetched(nullptr, path, load);  // no completion will come
   } else {
-    const auto item = newProcess ? VuoCache::fetchCachedExeForVuoFileSynchronously(path)
-                                 : VuoCache::fetchCachedDylibForVuoFileSynchronously(path);
-    if (item) _cachedItemAvailable(item);
+    _itemFetched(newProcess ? VuoCache::fetchCachedExeForVuoFileSynchronously(path)
+                            : VuoCache::fetchCachedDylibForVuoFileSynchronously(path),
+                 path, load);
   }
 }
 
-/// Replaces description, path and load time as one step; false when the scene was deleted
-/// meanwhile.
-bool VuoGLScene::_setFile(const Path& path) {
+void VuoGLScene::_itemFetched(const std::shared_ptr<VuoCacheItem>& item, const std::string& path,
+                              std::uint64_t load) {
+  if (item)
+    _cachedItemAvailable(item);
+  else
+    _setStatus(failedStatus(path, whyNotFetched(path)), load);
+}
+
+/// Replaces description, path and load time as one step, and numbers the load; 0 when the scene was
+/// deleted meanwhile.
+std::uint64_t VuoGLScene::_setFile(const Path& path) {
   std::shared_ptr<ZQVuoComposition> old;  // destroyed after the lock is released
   std::lock_guard hold(_state->propLock);
-  if (_state->deleted && path) return false;
+  if (_state->deleted && path) return 0;
   old = std::move(_state->comp);
   _state->filePath = path;
   _state->loadDate = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
   _state->comp = ZQVuoComposition::initWithPath(path);
-  return true;
+  return ++_state->loads;
 }
 
 VuoGLScene::Running VuoGLScene::_takeOutRunner() {
@@ -128,13 +158,19 @@ void VuoGLScene::_unloadForGood() {
     _state->deleted = true;
     old = _takeOutRunnerLocked();
   }
-  _setFile(std::nullopt);
+  _setStatus({}, _setFile(std::nullopt));
   _discard(std::move(old));
 }
 
 void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item) {
   if (!item || _state->deleted) return;
-  const Path file = filePath();
+  Path file;
+  std::uint64_t load;
+  {
+    std::lock_guard hold(_state->propLock);
+    file = _state->filePath;
+    load = _state->loads;
+  }
   if (!file) {
     systemLog("\t\terr: the file i should be using is nil, %s", {kAvailableName});
     return;
@@ -157,13 +193,20 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
   if (!source || !artefact || *source != *file) {
     systemLog("\t\terr: problem with cached path, %@. src is %@, should be loading %@.  %s",
               {logText(artefact), logText(source), *file, kAvailableName});
+    if (source && *source == *file)
+      _setStatus(failedStatus(*file, "The mode was changed while the composition was compiled."),
+                 load);
     return;
   }
 
-  Running running = _startRunner(item, *artefact, *source, newProcess);
+  std::optional<std::string> fault;
+  Running running = _startRunner(item, *artefact, *source, newProcess, fault);
   _state->runnerOutValPortNames.lockRemoveAllObjects();
   _state->runnerOutEventPortNames.lockRemoveAllObjects();
   if (_install(running, *source)) {
+    _setStatus(fault ? failedStatus(*file, *fault)
+                     : VuoSceneStatus{VuoSceneStatus::State::Running, file, ""},
+               load);
     _applySize();
     return;
   }
@@ -174,12 +217,13 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
 /// A runner whose bridge or start raised something is handed on all the same.
 VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>& item,
                                              const std::string& artefact, const std::string& source,
-                                             bool newProcess) {
+                                             bool newProcess, std::optional<std::string>& fault) {
   Running running;
   running.item = item;
-  running.runner = makeRunner(artefact, platform::deletingLastPathComponent(source), newProcess);
+  running.runner =
+      makeRunner(artefact, platform::deletingLastPathComponent(source), newProcess, fault);
   if (!running.runner) return running;
-  guarded(
+  fault = faultOf(
       kAvailableName,
       [&] {
         running.bridge = std::make_shared<ZQVuoRunnerDelegate>(shared_from_this());

@@ -1,6 +1,6 @@
 // Frames: pushing the time and the host's picture in, waiting for the composition's picture.
 #include <chrono>
-#include <thread>
+#include <utility>
 
 #include "platform/runtime/VuoValues.h"
 #include "platform/system/FileSystem.h"
@@ -18,12 +18,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kGeneratorWait{500};
 constexpr std::chrono::milliseconds kFilterWait{50};
-
-/// Where a frame is drawn in so little time, waking a thread that has gone to sleep takes a good
-/// part of it again, so a frame call stays awake that long. When that was for nothing, because the
-/// frame takes its time or the processor is busy, the next calls go to sleep at once.
-constexpr std::chrono::microseconds kSoon{150};
-constexpr int kFramesAfterOneForNothing = 256;
 
 std::optional<std::string> nameOf(const ZQVuoComposition::Port& port) {
   return port ? std::optional(port->portName()) : std::nullopt;
@@ -130,37 +124,23 @@ void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame
   if (port) _pushVuoImage(image.get(), port);
 }
 
-/// True when the output is reported before `end`; looks again at each report of any output. Other
-/// threads go first.
-bool VuoGLScene::_stayAwakeForOutput(const std::string& key, std::uint64_t reportsBefore,
-                                     std::chrono::steady_clock::time_point end) const {
-  for (; Clock::now() < end; std::this_thread::yield()) {
-    const std::uint64_t reports = _state->outValReports;
-    if (reports == reportsBefore) continue;
-    if (_state->runnerOutValPortNames.lockContainsObject(key)) return true;
-    reportsBefore = reports;
-  }
-  return false;
-}
-
 /// False, with a log line, when the output has not been reported by the deadline.
 bool VuoGLScene::_waitForOutput(const Key& key, std::chrono::milliseconds longest,
                                 const char* operation) {
-  const auto start = Clock::now();
-  const std::uint64_t reportsBefore = _state->outValReports;
+  const auto deadline = Clock::now() + longest;
+  std::uint64_t reportsBefore = _state->outValReports;
   const auto reported = [&] {
     return key && _state->runnerOutValPortNames.lockContainsObject(*key);
   };
+  const auto reportedSince = [&] {
+    const std::uint64_t reports = _state->outValReports;
+    return std::exchange(reportsBefore, reports) != reports && reported();
+  };
   if (reported()) return true;
-  if (_state->framesToSleepThrough > 0) {
-    --_state->framesToSleepThrough;
-  } else if (key) {
-    if (_stayAwakeForOutput(*key, reportsBefore, start + kSoon)) return true;
-    _state->framesToSleepThrough = kFramesAfterOneForNothing;
-  }
+  if (key && _state->stayAwake.until(deadline, reportedSince)) return true;
   {
     std::unique_lock hold(_state->outValReportLock);
-    if (_state->outValReported.wait_until(hold, start + longest, reported)) return true;
+    if (_state->outValReported.wait_until(hold, deadline, reported)) return true;
   }
   const Path path = filePath();
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;

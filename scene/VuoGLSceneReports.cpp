@@ -49,5 +49,10 @@ void VuoGLScene::runnerDelegateLostContactWithComposition() {
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   platform::systemLog("\t\terr: %s, file was %@",
                       {"-[VuoGLScene runnerDelegateLostContactWithComposition]", name});
-  useFile(std::nullopt);
+  std::string how;
+  {
+    std::lock_guard hold(_state->runnerLock);
+    if (_state->runner) how = _state->runner->lossDescription();
+  }
+  _useFile(std::nullopt, false, {VuoSceneStatus::State::Lost, path, std::move(how)});
 }

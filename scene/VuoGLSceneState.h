@@ -16,6 +16,7 @@
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/SpinLock.h"
+#include "scene/StayAwake.h"
 
 struct VuoGLScene::State {
   /// Set once and never cleared; set under `runnerLock` so that no runner is installed afterwards.
@@ -30,6 +31,7 @@ struct VuoGLScene::State {
   ZQSize size;
   VuoGLSceneDelegate* delegate = nullptr;
   std::optional<std::chrono::system_clock::time_point> loadDate;
+  std::uint64_t loads = 0;  // so far; tells the answer to the last one from earlier ones
 
   // Guards the fields from here to the name lists and is held around every call into the runner.
   // Never held while a runner is created, started, stopped or destroyed. Not recursive.
@@ -38,6 +40,7 @@ struct VuoGLScene::State {
   bool runnerNewProcess = true;
   std::shared_ptr<VuoRunner> runner;  // runner and runnerDelegate come and go together
   std::shared_ptr<VuoRunnerDelegate> runnerDelegate;
+  std::uint64_t frameRequests = 0;  // so far; numbers them in the order of their events
 
   // Each list has its own lock, held for one look or one change; nothing is taken under it.
   MutLockArray<std::string> runnerOutValPortNames;
@@ -48,7 +51,14 @@ struct VuoGLScene::State {
   std::mutex outValReportLock;
   std::condition_variable outValReported;
   std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
-  std::atomic<int> framesToSleepThrough{0};
+  StayAwake stayAwake;
+
+  // Guards the fields from here to `statusHandler`; nothing is taken under it but the main queue's
+  // lock.
+  mutable std::mutex statusLock;
+  VuoSceneStatus status;
+  std::uint64_t statusLoad = 0;  // the load that it is about; never goes back to an earlier one
+  std::shared_ptr<const VuoGLScene::StatusHandler> statusHandler;
 
   platform::Observation termination;
 };

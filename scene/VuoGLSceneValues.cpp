@@ -1,12 +1,9 @@
 // Values and images in and out, by the names of published ports.
-#include "Brannow/VuoBufferPoolAdditions.h"
 #include "bridging/ImageOverBuffer.h"
 #include "platform/runtime/VuoImage.h"
-#include "platform/runtime/VuoRunnerCocoa.h"
-#include "platform/runtime/VuoValues.h"
 #include "platform/system/SystemLog.h"
 #include "scene/Guarded.h"
-#include "scene/JsonValue.h"
+#include "scene/PortConversion.h"
 #include "scene/Retained.h"
 #include "scene/VuoGLSceneState.h"
 
@@ -18,84 +15,15 @@ ZQVuoPortType typeOf(const ZQVuoComposition::Port& port) {
   return port ? port->portType() : ZQVuoPortType_Undefined;
 }
 
-json_object* jsonForText(const std::string& text) {
-  const Retained<VuoText> held(VuoText_make(text.c_str()));
-  return VuoText_getJson(held.get());
-}
-
-json_object* jsonForColor(const ZQVuoColor& color) {
-  return VuoColor_getJson(
-      VuoColor_makeWithRGBA(static_cast<float>(color.red), static_cast<float>(color.green),
-                            static_cast<float>(color.blue), static_cast<float>(color.alpha)));
-}
-
-json_object* jsonForPoint(const ZQVuoPoint& point) {
-  return VuoPoint2d_getJson(
-      VuoPoint2d_make(static_cast<float>(point.x), static_cast<float>(point.y)));
-}
-
-/// The runtime's value for a port of this type; null when the host's value does not fit it.
-JsonValue jsonForValue(const ZQVuoPortValue& value, ZQVuoPortType type) {
-  const auto made = [](const auto& contents, auto make) {
-    return JsonValue(contents ? make(*contents) : nullptr);
-  };
-  switch (type) {
-    case ZQVuoPortType_Real:
-      return made(value.doubleValue(), VuoReal_getJson);
-    case ZQVuoPortType_Integer:
-      return made(value.longLongValue(), VuoInteger_getJson);
-    case ZQVuoPortType_Color:
-      return made(value.colorValue(), jsonForColor);
-    case ZQVuoPortType_Boolean:
-      return made(value.boolValue(), VuoBoolean_getJson);
-    case ZQVuoPortType_Point2D:
-      return made(value.pointValue(), jsonForPoint);
-    case ZQVuoPortType_Text:
-      return made(value.stringValue(), jsonForText);
-    default:
-      return nullptr;
-  }
-}
-
-/// The runtime's name of a type whose values are host objects; null for the others.
-const char* runtimeTypeName(ZQVuoPortType type) {
-  switch (type) {
-    case ZQVuoPortType_Real:
-      return "VuoReal";
-    case ZQVuoPortType_Integer:
-      return "VuoInteger";
-    case ZQVuoPortType_Color:
-      return "VuoColor";
-    case ZQVuoPortType_Boolean:
-      return "VuoBoolean";
-    case ZQVuoPortType_Point2D:
-      return "VuoPoint2d";
-    case ZQVuoPortType_Text:
-      return "VuoText";
-    default:
-      return nullptr;
-  }
-}
-
 void setAndFire(VuoRunner& runner, VuoRunner::Port* port, const JsonValue& value) {
   runner.setPublishedInputPortValue(port, value.get());
   runner.firePublishedInputPortEvent(port);
 }
 
-ZQBufferRef allocBufferForImageValue(json_object* value) {
-  const VuoImage image = VuoImage_makeFromJson(value);
-  if (!image) return nullptr;
-  const Retained<VuoImage> held(image);
-  return allocBufferFromVuoImage(_globalZQBufferPool, image);
-}
-
 VuoOutput allocOutput(VuoRunner& runner, VuoRunner::Port* port, ZQVuoPortType type) {
-  const char* typeName = runtimeTypeName(type);
-  if (type != ZQVuoPortType_Image && !typeName) return {};
+  if (!isServedOutputType(type)) return {};
   const JsonValue value(runner.getPublishedOutputPortValue(port));
-  if (!value) return {};
-  if (type == ZQVuoPortType_Image) return {allocBufferForImageValue(value.get()), nullptr};
-  return {nullptr, VuoRunnerCocoa::cocoaObjectWithVuoValue(value.get(), typeName)};
+  return outputFromJson(value.get(), type);
 }
 
 }  // namespace
@@ -160,7 +88,6 @@ VuoImage VuoGLScene::_vuoImageForBuffer(ZQBuffer& buffer) {
 /// The caller holds `runnerLock`.
 void VuoGLScene::_pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) {
   const Retained<VuoImage> held(image);
-  const JsonValue value(_state->runnerNewProcess ? VuoImage_getInterprocessJson(image)
-                                                 : VuoImage_getJson(image));
+  const JsonValue value = jsonForImage(image, _state->runnerNewProcess);
   if (value) setAndFire(*_state->runner, toRunnerPort, value);
 }

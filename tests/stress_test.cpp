@@ -75,7 +75,7 @@ class Stress : public testing::Test {
       auto scene = VuoGLScene::initWithSize(16, 9);
       scene->setRunnerNewProcess(newProcess);
       scene->useFile(sample("plasma"));
-      EXPECT_TRUE(scene->allocAndRenderABuffer());
+      EXPECT_TRUE(scene->renderFrame({}, std::nullopt).buffer);
       scene->prepareToBeDeleted();
     }
     settle();
@@ -106,6 +106,7 @@ TEST_F(Stress, LeavesNothingBehind) {
       return static_cast<int>(random() % static_cast<unsigned>(end));
     };
     const auto frame = pool->allocBufferWithPixels({8, 4, std::vector<std::uint8_t>(128, 99)});
+    std::shared_ptr<VuoPendingFrame> asked;  // perhaps of a scene that is gone
     const char* const files[] = {"plasma", "tiles", "invert", "pass_through"};
     for (int i = amount(60); i > 0; --i) {
       std::shared_ptr<VuoGLScene> scene;
@@ -116,7 +117,7 @@ TEST_F(Stress, LeavesNothingBehind) {
         if (!slot) slot = VuoGLScene::initWithSize(16, 9);
         scene = slot;
       }
-      switch (below(12)) {
+      switch (below(14)) {
         case 0:
           scene->setRunnerNewProcess(below(2) == 0);
           scene->useFile(sample(files[below(4)]), true);
@@ -151,6 +152,12 @@ TEST_F(Stress, LeavesNothingBehind) {
         case 9:
           (void)scene->runFilterOnFrame(frame);
           break;
+        case 10:
+          asked = scene->askForFrame({});
+          break;
+        case 11:
+          (void)scene->takeFrame(asked, std::chrono::milliseconds(below(20)));
+          break;
         default:
           (void)scene->allocAndRenderABuffer();
       }
@@ -177,7 +184,7 @@ TEST_F(Stress, SurvivesTheDeathOfEveryPlayer) {
   const int deaths = amount(20);
   for (int death = 0; death < deaths; ++death) {
     scene->useFile(sample("plasma"));
-    EXPECT_TRUE(scene->allocAndRenderABuffer());
+    EXPECT_TRUE(scene->renderFrame({}, std::nullopt).buffer);
     const auto players = children();
     ASSERT_EQ(players.size(), 1u);
     std::thread killer([&] { ::kill(players.front(), SIGKILL); });

@@ -64,6 +64,10 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static Item fetchCachedDylibForVuoFileSynchronously(const Path& path);
   static Item fetchCachedExeForVuoFileSynchronously(const Path& path);
 
+  /// Why the last compile of the composition failed: the text that its alert shows. None when it
+  /// succeeded or there was none since the cache was made.
+  static std::optional<std::string> compileFailureForVuoFile(const std::string& path);
+
   /// Returns at once. Later `callBlockWhenDone` is called once on the main queue with a record, or
   /// with null when the file is missing or the compile failed. Compiles run one at a time in the
   /// order of the calls, and so do all requests for one composition; a request for which there is a
@@ -166,6 +170,7 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   mutable std::atomic<bool> _refusalLogged{false};
   MutLockDict<VuoCacheItem> _dylibCacheItems;
   MutLockDict<VuoCacheItem> _exeCacheItems;
+  MutLockDict<const std::string> _compileFailures;  // by path, null after a success
   // Its lock is taken before a table's own, never after one.
   MutLockArray<std::shared_ptr<VuoCacheQueueEntry>> _compilerQueueEntries;
   std::shared_ptr<platform::DispatchQueue> _compilerQueue;

@@ -3,13 +3,16 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Brannow/VuoCacheItem.h"
+#include "Brannow/VuoFrame.h"
 #include "Brannow/VuoGLSceneProtocol.h"
+#include "Brannow/VuoSceneStatus.h"
 #include "Brannow/ZQVuoComposition.h"
 #include "Brannow/ZQVuoPortValue.h"
 #include "platform/hostbuffers/ZQBuffer.h"
@@ -39,6 +42,9 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   using Path = std::optional<std::string>;
   using Key = std::optional<std::string>;
   using Value = std::shared_ptr<const ZQVuoPortValue>;
+  using StatusHandler = std::function<void(const VuoSceneStatus&)>;
+  /// The longest that a frame is waited for; none: as long as the composition lives.
+  using Patience = std::optional<std::chrono::nanoseconds>;
 
   // --- the process
 
@@ -65,10 +71,9 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   void useFile(const Path& path);
   /// With `async` the compile runs in the background and the composition starts on the main queue,
   /// which that blocks for some tens of milliseconds; the call returns as soon as the file has been
-  /// read. Nothing tells that such a load has failed but the log, the alert and a fetch from the
-  /// cache that gives null. A load of another file overtakes it. A second load of the same file
-  /// does not: whichever answer comes first runs, the other is logged and dropped; a host that
-  /// loads again because the file has changed does so when `readyToRender` is true.
+  /// read. `status` tells what becomes of it. A load of another file overtakes it. A second load of
+  /// the same file does not: whichever answer comes first runs, the other is logged and dropped; a
+  /// host that loads again because the file has changed does so when `readyToRender` is true.
   void useFile(const Path& path, bool async);
   /// The description of the current file; null without one.
   std::shared_ptr<ZQVuoComposition> comp() const;
@@ -79,6 +84,13 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   void setRunnerNewProcess(bool runnerNewProcess);
   /// Keeps a pointer that the scene neither owns nor uses; null removes it.
   void setDelegate(VuoGLSceneDelegate* delegate);
+
+  /// What the scene is doing, and why it is not running. Never waits for the composition.
+  VuoSceneStatus status() const;
+  /// Installs what is told of every change of the status, in order, on the main queue; an empty one
+  /// removes it. On the main queue's thread no call comes any more once this has returned. A
+  /// deleted scene tells nothing.
+  void setStatusHandler(StatusHandler handler);
 
   // --- size, in pixels
 
@@ -111,6 +123,27 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// null or no picture came; `frame` itself when there is no composition or it is no filter.
   ZQBufferRef runFilterOnFrame(const ZQBufferRef& frame);
 
+  // --- frames by request (Brannow/VuoFrame.h). A picture says which request it answers, so a host
+  // with a clock of its own, with several layers or without a display should use these, and need
+  // not look at report lists. They may be mixed with the operations above, whose events have no
+  // number.
+
+  /// Asks for a frame and returns at once. Everything in the request is stored, then one event is
+  /// fired into all inputs; requests are drawn in the order of asking. Never null: what is asked of
+  /// a scene in which nothing runs is answered with the reason. More than 256 waiting requests are
+  /// dropped.
+  std::shared_ptr<VuoPendingFrame> askForFrame(const VuoFrameRequest& request);
+  /// The answer to a request of this scene, waited for no longer than `longest`; 0 takes what is
+  /// there. Holds up nobody else. A wait ends early when the composition ends or is unloaded. May
+  /// be called again, after a late picture or for the same one.
+  VuoFrame takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Patience longest);
+  /// Both steps. A request that is late is given up: it is not drawn if it has not begun, and its
+  /// values stay set.
+  VuoFrame renderFrame(const VuoFrameRequest& request, Patience longest);
+  /// When the oldest request was asked that the composition has not finished, whoever still waits
+  /// for it; none when it owes nothing. A host shows by this that a composition does not answer.
+  std::optional<std::chrono::steady_clock::time_point> oldestRequestSince() const;
+
   // --- published ports, by name
 
   /// Stores a value in an input and fires one event from it. Ignored when nothing runs, the input
@@ -141,7 +174,12 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
 
   VuoGLScene(double width, double height);
   void appTerminateNotification();
-  bool _setFile(const Path& path);
+  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
+  std::uint64_t _setFile(const Path& path);
+  void _load(const std::string& path, bool async, bool newProcess, std::uint64_t load);
+  void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const std::string& path,
+                    std::uint64_t load);
+  void _setStatus(VuoSceneStatus status, std::uint64_t load);
   void _unloadForGood();
   Running _takeOutRunner();
   Running _takeOutRunnerLocked();
@@ -149,18 +187,21 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   static void _tearDown(Running running, const char* operation);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
-                       const std::string& source, bool newProcess);
+                       const std::string& source, bool newProcess,
+                       std::optional<std::string>& fault);
   bool _install(Running& running, const std::string& source);
   void _applySize();
   std::shared_ptr<ZQVuoComposition> _compositionToRender(const char* operation) const;
   bool _pushTime(const ZQVuoComposition& composition);
   double _secondsSinceLoad() const;
   void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame);
-  bool _stayAwakeForOutput(const std::string& key, std::uint64_t reportsBefore,
-                           std::chrono::steady_clock::time_point end) const;
   bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation);
   VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
   void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
+  class AskedFrame;
+  void _store(const VuoFrameRequest& request, AskedFrame& frame);
+  VuoFrame _answered(const AskedFrame& frame) const;
+  VuoFrame _late(const AskedFrame& frame) const;
 
   const std::unique_ptr<State> _state;
 };

@@ -1,6 +1,10 @@
 // Runs one compiled composition, inside this process or in a process of its own.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -20,6 +24,48 @@ class VuoRunner {
 
    private:
     std::string _name;
+  };
+
+  /// What a caller knows an event by. It comes back with everything that the event made.
+  struct EventTag {
+    std::uint64_t number = 0;  ///< 0: an event that nobody gave a tag
+    double time = 0;
+  };
+
+  /// The values of all published outputs as one moment left them. Any thread; never changes.
+  class Outputs {
+   public:
+    virtual ~Outputs() = default;
+    /// As a new value that the caller owns; null where the output has none or is unknown.
+    virtual json_object* value(const std::string& output) const = 0;
+    /// Of the event that gave the output its value.
+    virtual EventTag madeBy(const std::string& output) const = 0;
+    /// Why a node that the value depends on could not do its work; empty when all could.
+    virtual std::string fault(const std::string& output) const = 0;
+  };
+
+  /// A tagged event on its way. Given up before the composition has begun with it, it is not run;
+  /// the values that were set for it stay. Any thread; may outlive its runner.
+  class Event {
+   public:
+    enum class State {
+      Waiting,
+      Done,
+      Dropped,  ///< too many events were waiting
+      Ended,    ///< the composition ended first
+    };
+    using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
+    virtual ~Event() = default;
+    /// Takes no lock.
+    virtual State state() const = 0;
+    /// Returns when the state is another than `Waiting`, or at the deadline; none: however long
+    /// that takes.
+    virtual State waitUntil(Deadline deadline) = 0;
+    /// The outputs as the event left them; null unless it is done.
+    virtual std::shared_ptr<const Outputs> outputs() const = 0;
+    /// With `Ended`: how, for people; empty when the composition was told to stop.
+    virtual std::string endDescription() const = 0;
   };
 
   /// A runner, not yet started, that will run the executable in a process of its own with
@@ -63,6 +109,17 @@ class VuoRunner {
   virtual void firePublishedInputPortEvent(Port* port) = 0;
   /// Fires one event into every published input port together. Returns at once.
   virtual void firePublishedInputPortEvent() = 0;
+  /// The same, as an event whose outcome is kept for whoever holds the result. The number is at
+  /// least 1 and used once.
+  virtual std::shared_ptr<Event> firePublishedInputPortEvent(EventTag tag) = 0;
+  /// When the oldest tagged event was fired that the composition has not finished, even if it has
+  /// been given up; none when there is none. Does not throw.
+  virtual std::optional<std::chrono::steady_clock::time_point> oldestEventSince() const = 0;
+  /// The outputs as they are.
+  virtual std::shared_ptr<const Outputs> getPublishedOutputs() const = 0;
+  /// How a composition ended that was lost, for people; empty when that is not known. Does not
+  /// throw.
+  virtual std::string lossDescription() const = 0;
   /// The port's current value as a new value that the caller owns, or null when it has none yet.
   virtual json_object* getPublishedOutputPortValue(Port* port) = 0;
 };

@@ -32,8 +32,8 @@ bool createFolderForThisUserAlone(const std::string& path);
 void removeUnfinished(const std::string& path);
 
 /// A folder in the temporary folder for this process alone, made at the first call and removed at
-/// the process's end; a killed process's goes when another process makes one. Where there is no room
-/// for it, a path at which nothing can be made.
+/// the process's end; a killed process's goes when another process makes one. Where there is no
+/// room for it, a path at which nothing can be made.
 const std::string& folderOfThisProcess();
 
 /// Moves an item to the user's trash. Where the trash refuses, the item is renamed aside in its
@@ -43,15 +43,20 @@ bool moveToTrash(const std::string& path);
 /// No composition or shader is longer.
 constexpr std::size_t largestTextFile = std::size_t{8} << 20;
 
+/// Why a file was not read.
+struct ReadFailure {
+  int number = 0;    ///< the system's, such as ENOENT
+  std::string text;  ///< for people: "No such file or directory", "it is no regular file"
+};
+
 /// The whole of a regular file. None, with the reason where it is asked for, when it can't be read,
-/// is longer than `atMost` bytes, or is anything else, such as a FIFO, which could keep the caller
-/// for ever.
+/// is longer than `atMost` bytes (EFBIG), or is anything else, such as a FIFO, which could keep the
+/// caller for ever (EINVAL).
 std::optional<std::string> readFile(const std::string& path, std::size_t atMost,
-                                    std::string* whyNot = nullptr);
+                                    ReadFailure* failure = nullptr);
 /// The same of a file that holds valid UTF-8.
 std::optional<std::string> readTextFile(const std::string& path,
-                                        std::size_t atMost = largestTextFile,
-                                        std::string* whyNot = nullptr);
+                                        std::size_t atMost = largestTextFile);
 
 /// Writes a file so that it appears at `path` whole or not at all: a temporary file beside it,
 /// flushed to the disk and renamed over it. On failure the previous file stays.
@@ -67,6 +72,8 @@ std::string deletingLastPathComponent(std::string_view path);
 /// The text after the last "." of the last component, empty when it has none.
 std::string pathExtension(std::string_view path);
 
+/// Where the first bytes begin that are not UTF-8; none when all are.
+std::optional<std::size_t> placeOfInvalidUtf8(std::string_view text);
 bool isValidUtf8(std::string_view text);
 
 }  // namespace platform

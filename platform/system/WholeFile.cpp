@@ -46,18 +46,19 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
 
   /// None, and the reason in `why`, when it can't be read.
-  std::optional<std::string> contents(std::size_t atMost, std::string& why) const {
+  std::optional<std::string> contents(std::size_t atMost, ReadFailure& why) const {
     struct stat status {};
-    if (_descriptor < 0 || fstat(_descriptor, &status) != 0) return refusal(why);
-    if (!S_ISREG(status.st_mode)) return refusal(why, "it is no regular file");
-    if (std::cmp_greater(status.st_size, atMost)) return refusal(why, tooLarge(atMost));
+    if (_descriptor < 0 || fstat(_descriptor, &status) != 0)
+      return refusal(why, errno, std::strerror(errno));
+    if (!S_ISREG(status.st_mode)) return refusal(why, EINVAL, "it is no regular file");
+    if (std::cmp_greater(status.st_size, atMost)) return refusal(why, EFBIG, tooLarge(atMost));
     // One byte more than the file is long shows its end; it may also have grown meanwhile.
     std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
     for (std::size_t length = 0;;) {
       const ssize_t count = readSome(bytes.data() + length, bytes.size() - length);
-      if (count < 0) return refusal(why);
+      if (count < 0) return refusal(why, errno, std::strerror(errno));
       length += static_cast<std::size_t>(count);
-      if (length > atMost) return refusal(why, tooLarge(atMost));
+      if (length > atMost) return refusal(why, EFBIG, tooLarge(atMost));
       if (count == 0) {
         bytes.resize(length);
         return bytes;
@@ -67,8 +68,8 @@ class OpenFile {
   }
 
  private:
-  static std::nullopt_t refusal(std::string& why, std::string reason = std::strerror(errno)) {
-    why = std::move(reason);
+  static std::nullopt_t refusal(ReadFailure& why, int number, std::string text) {
+    why = {number, std::move(text)};
     return std::nullopt;
   }
   static std::string tooLarge(std::size_t atMost) {
@@ -84,41 +85,24 @@ class OpenFile {
   const int _descriptor;
 };
 
-std::size_t validUtf8Length(std::string_view text) {
-  const std::string_view whole = text;
-  while (!text.empty()) {
-    text.remove_prefix(asciiLength(text));
-    const std::size_t length = nonAsciiLength(text);
-    const char* end = nullptr;
-    if (!g_utf8_validate(text.data(), static_cast<gssize>(length), &end))
-      return static_cast<std::size_t>(end - whole.data());
-    text.remove_prefix(length);
-  }
-  return whole.size();
-}
-
 }  // namespace
 
 std::optional<std::string> readFile(const std::string& path, std::size_t atMost,
-                                    std::string* whyNot) {
-  std::string ignored;
-  std::string& why = whyNot ? *whyNot : ignored;
+                                    ReadFailure* failure) {
+  ReadFailure ignored;
+  ReadFailure& why = failure ? *failure : ignored;
   try {
     return OpenFile(path).contents(atMost, why);
   } catch (const std::bad_alloc&) {
-    why = std::strerror(ENOMEM);
+    why = {ENOMEM, std::strerror(ENOMEM)};
     return std::nullopt;
   }
 }
 
-std::optional<std::string> readTextFile(const std::string& path, std::size_t atMost,
-                                        std::string* whyNot) {
-  auto text = readFile(path, atMost, whyNot);
-  if (!text) return std::nullopt;
-  const std::size_t valid = validUtf8Length(*text);
-  if (valid == text->size()) return text;
-  if (whyNot) *whyNot = "byte " + std::to_string(valid + 1) + " of it is not UTF-8";
-  return std::nullopt;
+std::optional<std::string> readTextFile(const std::string& path, std::size_t atMost) {
+  auto text = readFile(path, atMost);
+  if (text && !isValidUtf8(*text)) return std::nullopt;
+  return text;
 }
 
 bool writeFileAtomically(const std::string& path, std::string_view contents) {
@@ -133,8 +117,22 @@ bool writeFileAtomically(const std::string& path, std::string_view contents) {
                                   nullptr);
 }
 
+std::optional<std::size_t> placeOfInvalidUtf8(std::string_view text) {
+  const char* const begin = text.data();
+  while (!text.empty()) {
+    text.remove_prefix(asciiLength(text));
+    const std::size_t length = nonAsciiLength(text);
+    const char* end = nullptr;
+    if (!g_utf8_validate(text.data(), static_cast<gssize>(length), &end)) {
+      return static_cast<std::size_t>(end - begin);
+    }
+    text.remove_prefix(length);
+  }
+  return std::nullopt;
+}
+
 bool isValidUtf8(std::string_view text) {
-  return validUtf8Length(text) == text.size();
+  return !placeOfInvalidUtf8(text);
 }
 
 }  // namespace platform

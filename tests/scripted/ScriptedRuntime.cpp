@@ -62,6 +62,31 @@ VuoRunner::Port* portNamed(const std::string& name) {
   return port.get();
 }
 
+/// What the test made of the last tagged event; it plays the composition's part by itself.
+struct ScriptedEvent final : VuoRunner::Event {
+  State state() const override { return theScript.eventState; }
+  State waitUntil(Deadline) override { return theScript.eventState; }
+  std::shared_ptr<const VuoRunner::Outputs> outputs() const override { return currentOutputs(); }
+  std::string endDescription() const override { return "scripted end"; }
+
+  static std::shared_ptr<const VuoRunner::Outputs> currentOutputs();
+};
+
+struct ScriptedOutputs final : VuoRunner::Outputs {
+  json_object* value(const std::string& output) const override {
+    const auto image = theScript.imageOutputs.find(output);
+    if (image != theScript.imageOutputs.end()) return VuoImage_getJson(image->second);
+    const auto text = theScript.outputs.find(output);
+    return text == theScript.outputs.end() ? nullptr : json_tokener_parse(text->second.c_str());
+  }
+  VuoRunner::EventTag madeBy(const std::string&) const override { return theScript.madeBy; }
+  std::string fault(const std::string&) const override { return theScript.fault; }
+};
+
+std::shared_ptr<const VuoRunner::Outputs> ScriptedEvent::currentOutputs() {
+  return std::make_shared<ScriptedOutputs>();
+}
+
 class Runner : public VuoRunner {
  public:
   Runner() { ++runners; }
@@ -101,6 +126,17 @@ class Runner : public VuoRunner {
   }
   void firePublishedInputPortEvent(Port* port) override { called("fire", port->getName()); }
   void firePublishedInputPortEvent() override { called("fire"); }
+  std::shared_ptr<Event> firePublishedInputPortEvent(EventTag tag) override {
+    called("fireTagged", std::to_string(tag.number));
+    return std::make_shared<ScriptedEvent>();
+  }
+  std::optional<std::chrono::steady_clock::time_point> oldestEventSince() const override {
+    return std::nullopt;
+  }
+  std::shared_ptr<const Outputs> getPublishedOutputs() const override {
+    return ScriptedEvent::currentOutputs();
+  }
+  std::string lossDescription() const override { return "scripted loss"; }
   json_object* getPublishedOutputPortValue(Port* port) override {
     called("get", port->getName());
     const auto image = theScript.imageOutputs.find(port->getName());

@@ -25,6 +25,10 @@ struct Script {
   std::set<std::string> inputs{"width", "height", "time"};
   std::map<std::string, std::string> outputs;  ///< JSON texts; empty: the output has no value
   std::map<std::string, VuoImage> imageOutputs;
+  // What tagged events end in, and what their outputs say.
+  VuoRunner::Event::State eventState = VuoRunner::Event::State::Done;
+  VuoRunner::EventTag madeBy;
+  std::string fault;
   /// Runs inside the named call, with no lock of this runtime held.
   std::map<std::string, std::function<void()>> during;
 };

@@ -173,6 +173,127 @@ TEST_F(Scene, WakesAFrameWithTheReportItself) {
   composition.join();
 }
 
+TEST_F(Scene, TurnsARequestIntoOneEvent) {
+  const VuoFrameRequest nothing;
+  EXPECT_EQ(scene->renderFrame(nothing, std::nullopt).reason, VuoFrame::Reason::NothingRuns);
+  load(filter);
+  VuoFrameRequest request;
+  request.time = 2.5;
+  request.image = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
+  request.image->descriptorPtr()->target = 0x0DE1;
+  EXPECT_EQ(scene->askForFrame(request)->time(), 2.5);
+  EXPECT_THAT(scripted::takeCalls(),
+              ElementsAre("findInput time", "set time 2.5", StartsWith("make2D 0 "),
+                          "interprocessImageJson", "findInput image", StartsWith("set image "),
+                          "fireTagged 2"));
+  EXPECT_EQ(request.image->retainCount(), 1);
+
+  load(generator);
+  request.size = {320, 200.5};
+  request.values = {{"level", std::make_shared<ZQVuoPortValue>(3)},
+                    {"tint", std::make_shared<ZQVuoPortValue>(3)},
+                    {"absent", std::make_shared<ZQVuoPortValue>(3)}};
+  request.images = {{"level", request.image}};
+  const auto asked = scene->askForFrame(request);
+  EXPECT_EQ(asked->number(), 3u);
+  EXPECT_THAT(asked->notTaken(), ElementsAre("image", "absent", "tint", "level"));
+  EXPECT_EQ(scene->size(), (ZQSize{320, 200.5}));
+  EXPECT_THAT(scripted::takeCalls(),
+              ElementsAre("findInput time", "set time 2.5", "findInput width", "set width 320",
+                          "findInput height", "set height 200.5", "findInput level", "set level 3",
+                          "fireTagged 3"));
+  EXPECT_THAT(log.take(), IsEmpty());
+
+  scripted::script().throwing = {"fireTagged"};
+  EXPECT_EQ(scene->renderFrame(nothing, std::nullopt).reason, VuoFrame::Reason::NothingRuns);
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in -[VuoGLScene askForFrame:]"));
+}
+
+TEST_F(Scene, SaysWhatAPictureIs) {
+  using State = VuoRunner::Event::State;
+  using Answer = VuoFrame::Answer;
+  using Reason = VuoFrame::Reason;
+  load(generator);
+  auto& script = scripted::script();
+  script.outputs["sum"] = "7";
+  const struct {
+    State state;
+    VuoRunner::EventTag madeBy;
+    std::string fault;
+    bool hasPicture;
+    Answer answer;
+    Reason reason;
+  } rows[] = {
+      {State::Done, {1, 9.5}, "", true, Answer::Fresh, Reason::Given},
+      {State::Done, {1, 9.5}, "", true, Answer::Repeated, Reason::Given},
+      {State::Done, {3, 9.5}, "a node broke", true, Answer::None, Reason::NodeFailed},
+      {State::Done, {4, 9.5}, "", false, Answer::None, Reason::NoPicture},
+      {State::Waiting, {2, 9.5}, "", true, Answer::Late, Reason::Given},
+      {State::Waiting, {}, "", false, Answer::Late, Reason::Given},
+      {State::Dropped, {}, "", true, Answer::None, Reason::Dropped},
+      {State::Ended, {}, "", true, Answer::None, Reason::Ended},
+  };
+  for (const auto& row : rows) {
+    script.eventState = row.state;
+    script.madeBy = row.madeBy;
+    script.fault = row.fault;
+    if (row.hasPicture)
+      script.imageOutputs["outputImage"] = picture;
+    else
+      script.imageOutputs.erase("outputImage");
+    const VuoFrame frame = scene->renderFrame({}, std::chrono::nanoseconds(0));
+    EXPECT_EQ(frame.answer, row.answer);
+    EXPECT_EQ(frame.reason, row.reason);
+    EXPECT_EQ(frame.message.empty(), row.answer != Answer::None);
+    EXPECT_EQ(frame.buffer != nullptr, row.hasPicture && row.answer != Answer::None);
+    if (!frame.buffer) continue;
+    EXPECT_EQ(frame.request, row.madeBy.number);
+    EXPECT_EQ(frame.time, 9.5);
+    EXPECT_EQ(*frame.output("sum")->stringValue(), "7");
+    EXPECT_FALSE(frame.output("outputImage"));
+  }
+  script.imageOutputs["outputImage"] = picture;
+  EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(Scene, TellsItsStatusAtEveryChange) {
+  using State = VuoSceneStatus::State;
+  std::vector<VuoSceneStatus> seen;
+  scene->setStatusHandler([&](const VuoSceneStatus& status) { seen.push_back(status); });
+  const auto expect = [&](const std::vector<VuoSceneStatus>& wanted) {
+    serveMainQueueUntil([&] { return seen.size() >= wanted.size(); });
+    EXPECT_EQ(seen, wanted);
+    EXPECT_EQ(scene->status(), wanted.back());
+    seen.clear();
+  };
+  scene->useFile(generator, true);
+  expect({{State::Loading, generator, ""}, {State::Running, generator, ""}});
+  scripted::script().throwing = {"compile"};
+  scene->useFile(filter);
+  const std::string why =
+      "There was a problem loading the composition blur.vuo.  scripted failure of compile";
+  expect({{State::Loading, filter, ""}, {State::Failed, filter, why}});
+  scripted::script().throwing = {"start"};
+  scene->useFile(generator);
+  expect(
+      {{State::Loading, generator, ""}, {State::Failed, generator, "scripted failure of start"}});
+  scripted::script().throwing = {};
+  scene->useFile(filter, true);  // another load after a failed one is told of afresh
+  expect({{State::Loading, filter, ""}, {State::Running, filter, ""}});
+  scripted::delegate()->lostContactWithComposition();
+  expect({{State::Lost, filter, "scripted loss"}});
+  const std::string absent = folder.path + "/absent.vuo";
+  scene->useFile(absent, true);
+  expect(
+      {{State::Loading, absent, ""}, {State::Failed, absent, "There is no file " + absent + "."}});
+  scene->useFile(std::nullopt);
+  expect({{State::Empty, std::nullopt, ""}});
+  scene->useFile(generator);
+  scene->setStatusHandler({});
+  platform::MainQueue::shared().runDue();
+  EXPECT_THAT(seen, IsEmpty());
+}
+
 TEST_F(Scene, KeepsOnlyTheResultOfTheLastLoad) {
   scene->useFile(generator, true);
   scene->useFile(filter, true);

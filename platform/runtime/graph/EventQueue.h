@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/runtime/Value.h"
+#include "platform/runtime/graph/Composition.h"
 
 namespace vuo {
 
@@ -17,20 +17,24 @@ namespace vuo {
 struct Event {
   std::map<std::size_t, Value> values;
   std::vector<std::size_t> inputs;
+  EventNumber number = 0;
 };
 
 /// The events that wait for a composition, in order. Any thread.
 class EventQueue {
  public:
-  /// What there is to do next: reports of dropped events, then an event.
+  /// What there is to do next: reports of events that are not run, then an event.
   struct Work {
     std::map<std::size_t, std::size_t> dropped;  ///< how often, by the input fired into
+    std::vector<EventReport> notRun;  ///< the numbered ones among them, and the cancelled
     std::optional<Event> event;
   };
 
   void set(std::size_t input, Value value);
   /// Drops the event, but not the values, when too many are waiting.
-  void fire(std::vector<std::size_t> inputs);
+  void fire(std::vector<std::size_t> inputs, EventNumber number);
+  /// Takes the event out if it still waits; the next one brings its values.
+  void cancel(EventNumber number);
   /// Waits for something to do. Nothing once the queue has ended, whatever still waits.
   std::optional<Work> next();
   void end();
@@ -41,6 +45,7 @@ class EventQueue {
   std::map<std::size_t, Value> _values;  ///< for the next event
   std::deque<Event> _events;
   std::map<std::size_t, std::size_t> _dropped;
+  std::vector<EventReport> _notRun;
   bool _ended = false;
 };
 

@@ -51,27 +51,31 @@ Execution::Execution(const Plan& plan, const std::string& folder, std::shared_pt
   }
 }
 
-std::vector<OutputReport> Execution::run(Event event) {
+EventReport Execution::run(Event event) {
   for (auto& [input, value] : event.values) _published[input] = std::move(value);
   std::fill(_publishedFired.begin(), _publishedFired.end(), false);
   for (const std::size_t input : event.inputs) _publishedFired[input] = true;
 
+  markReachedNodes();
+  if (event.number != 0) markOutputsThatNeverRan();
   markDueNodes();
   for (std::size_t i = 0; i < _nodes.size(); ++i)
     if (_nodes[i].due) runNode(i);
 
-  std::vector<OutputReport> reports;
+  EventReport report{event.number, EventReport::Outcome::Run, {}};
   for (std::size_t i = 0; i < _plan.publishedOutputs.size(); ++i) {
     const Port& output = _plan.publishedOutputs[i];
     const auto brings = [this](const Cable& cable) { return reached(cable); };
     if (std::none_of(output.cables.begin(), output.cables.end(), brings)) continue;
     const Cable* data = dataCable(output);
-    const bool sentData = data != nullptr && reached(*data);
-    reports.push_back(
-        {i, sentData, sentData ? converted(valueOf(data->source), output.type) : Value()});
+    if (data != nullptr && reached(*data))
+      report.outputs.push_back(
+          {i, true, converted(valueOf(data->source), output.type), faultOf(data->source)});
+    else
+      report.outputs.push_back({i, false, Value(), {}});
   }
   _canvas.finish();
-  return reports;
+  return report;
 }
 
 bool Execution::reached(const Cable& cable) const {
@@ -80,15 +84,29 @@ bool Execution::reached(const Cable& cable) const {
                                          : _nodes[static_cast<std::size_t>(node)].reached;
 }
 
-void Execution::markDueNodes() {
+void Execution::markReachedNodes() {
   const auto brings = [this](const Cable& cable) { return reached(cable); };
   for (std::size_t i = 0; i < _nodes.size(); ++i) {
     const auto& inputs = _plan.nodes[i].inputs;
     _nodes[i].reached = std::any_of(inputs.begin(), inputs.end(), [&](const Port& input) {
       return std::any_of(input.cables.begin(), input.cables.end(), brings);
     });
-    _nodes[i].due = _nodes[i].reached;
   }
+}
+
+/// No event ever comes to a node that no published input leads to; whoever asks for a frame still
+/// wants to see once what it makes.
+void Execution::markOutputsThatNeverRan() {
+  for (const Port& output : _plan.publishedOutputs) {
+    const Cable* data = dataCable(output);
+    if (data == nullptr || data->source.node == Source::PublishedInputs) continue;
+    RunningNode& source = _nodes[static_cast<std::size_t>(data->source.node)];
+    source.reached = source.reached || !source.hasRun;
+  }
+}
+
+void Execution::markDueNodes() {
+  for (RunningNode& node : _nodes) node.due = node.reached;
   // A node stands behind those that it reads from, so one walk from the end finds them all.
   for (std::size_t i = _nodes.size(); i-- > 0;) {
     if (!_nodes[i].due) continue;
@@ -104,14 +122,18 @@ void Execution::markDueNodes() {
 void Execution::runNode(std::size_t index) {
   const Node& node = _plan.nodes[index];
   RunningNode& running = _nodes[index];
+  running.fault.clear();
   for (std::size_t i = 0; i < node.inputs.size(); ++i)
-    if (const Cable* data = dataCable(node.inputs[i]))
+    if (const Cable* data = dataCable(node.inputs[i])) {
       running.inputs[i] = converted(valueOf(data->source), node.inputs[i].type);
+      if (running.fault.empty()) running.fault = faultOf(data->source);
+    }
   try {
     running.output = running.work->run(running.inputs);
   } catch (const std::exception& fault) {
     running.output = Value();
-    _listener.failed(about(node, fault));
+    running.fault = about(node, fault);
+    _listener.failed(running.fault);
   }
   running.hasRun = true;
 }
@@ -120,6 +142,13 @@ const Value& Execution::valueOf(const Source& source) const {
   return source.node == Source::PublishedInputs
              ? _published[static_cast<std::size_t>(source.port)]
              : _nodes[static_cast<std::size_t>(source.node)].output;
+}
+
+const std::string& Execution::faultOf(const Source& source) const {
+  static const std::string none;
+  return source.node == Source::PublishedInputs
+             ? none
+             : _nodes[static_cast<std::size_t>(source.node)].fault;
 }
 
 }  // namespace vuo

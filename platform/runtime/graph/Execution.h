@@ -20,9 +20,10 @@ class Execution {
             CompositionListener& listener);
 
   /// Runs, once and in the plan's order, the nodes that lie downstream of the event, and before
-  /// them those that they read from and that never ran. Returns what published outputs the event
-  /// reached, with images that are complete on the GPU.
-  std::vector<OutputReport> run(Event event);
+  /// them those that they read from and that never ran; a numbered event also reaches published
+  /// outputs that nothing has run for yet. Returns what published outputs the event reached, with
+  /// images that are complete on the GPU.
+  EventReport run(Event event);
 
  private:
   /// A node with what it is reading and what it has made.
@@ -30,15 +31,19 @@ class Execution {
     std::unique_ptr<NodeWork> work;
     std::vector<Value> inputs;  ///< of the last run; a constant where no cable brings data
     Value output;
+    std::string fault;  ///< its own in the last run, or that of a node that it reads from
     bool hasRun = false;
     bool reached = false;  ///< by the event that is being run
     bool due = false;      ///< to be run by it
   };
 
   bool reached(const Cable& cable) const;
+  void markReachedNodes();
+  void markOutputsThatNeverRan();
   void markDueNodes();
   void runNode(std::size_t index);
   const Value& valueOf(const Source& source) const;
+  const std::string& faultOf(const Source& source) const;
 
   const Plan& _plan;
   CompositionListener& _listener;

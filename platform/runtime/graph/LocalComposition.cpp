@@ -54,20 +54,34 @@ void LocalComposition::serveEvents(Execution& execution) {
   while (auto work = _queue.next()) try {
       for (const auto& [input, count] : work->dropped)
         for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
-      if (!work->event) continue;
-      std::vector<OutputReport> reports = execution.run(std::move(*work->event));
-      if (!reports.empty()) _listener.outputsReached(reports);
+      for (EventReport& report : work->notRun) _listener.eventFinished(report);
+      if (work->event) runEvent(execution, std::move(*work->event));
     } catch (const std::exception& fault) {
       _listener.failed(fault.what());
     }
+}
+
+/// The end of a numbered event is reported whatever happens in it.
+void LocalComposition::runEvent(Execution& execution, Event event) {
+  EventReport report{event.number, EventReport::Outcome::Run, {}};
+  try {
+    report = execution.run(std::move(event));
+  } catch (const std::exception& fault) {
+    _listener.failed(fault.what());
+  }
+  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
 }
 
 void LocalComposition::setValue(std::size_t input, json_object* value) {
   _queue.set(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
 }
 
-void LocalComposition::fire(std::vector<std::size_t> inputs) {
-  _queue.fire(std::move(inputs));
+void LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
+  _queue.fire(std::move(inputs), number);
+}
+
+void LocalComposition::cancel(EventNumber number) {
+  _queue.cancel(number);
 }
 
 void LocalComposition::stop() {

@@ -22,7 +22,8 @@ class LocalComposition : public Composition {
 
   PublishedPorts start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs) override;
+  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
+  void cancel(EventNumber number) override;
   void stop() override;
   void waitUntilStopped() override;
 
@@ -32,6 +33,7 @@ class LocalComposition : public Composition {
  private:
   void live(std::promise<void> started);
   void serveEvents(Execution& execution);
+  void runEvent(Execution& execution, Event event);
 
   const Plan _plan;
   const std::string _folder;

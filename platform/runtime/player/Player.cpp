@@ -69,6 +69,8 @@ bool Player::serve(Message message) {
     takeEvent(message.body.get());
   else if (kind == "image")
     takeImage(std::move(message));
+  else if (kind == "cancel")
+    _composition.cancel(numberIn(message.body.get(), "event"));
   else
     _frames.take(message.body.get());
   return kind != "stop";
@@ -85,7 +87,7 @@ void Player::takeEvent(json_object* message) {
   std::vector<std::size_t> fired;
   for (std::size_t i = 0; i < json_object_array_length(inputs); ++i)
     fired.push_back(json_object_get_uint64(json_object_array_get_idx(inputs, i)));
-  _composition.fire(std::move(fired));
+  _composition.fire(std::move(fired), numberIn(message, "event"));
 }
 
 void Player::takeImage(Message message) {

@@ -6,10 +6,12 @@
 
 namespace vuo {
 
-void Reporter::outputsReached(std::vector<OutputReport>& reports) {
+void Reporter::eventFinished(EventReport& report) {
   JsonOwner list = newArray();
-  for (const OutputReport& report : reports) append(list.get(), messageOf(report));
+  for (const OutputReport& output : report.outputs) append(list.get(), messageOf(output));
   const JsonOwner message = newMessage("outputs");
+  add(message.get(), "event", report.event);
+  add(message.get(), "outcome", static_cast<std::uint64_t>(report.outcome));
   add(message.get(), "reports", std::move(list));
   send(message);
 }
@@ -18,6 +20,7 @@ JsonOwner Reporter::messageOf(const OutputReport& report) {
   JsonOwner message = newObject();
   add(message.get(), "output", report.output);
   if (!report.sentData) return message;
+  if (!report.fault.empty()) add(message.get(), "fault", report.fault);
   const auto* image = std::get_if<ImageRef>(&report.value);
   if (!image || !*image) {
     add(message.get(), "value", jsonFromValue(report.value));
@@ -27,6 +30,7 @@ JsonOwner Reporter::messageOf(const OutputReport& report) {
     add(message.get(), "frame", _frames.send(*image));
   } catch (const std::runtime_error& fault) {
     failed(fault.what());
+    add(message.get(), "fault", std::string(fault.what()));
   }
   return message;
 }

@@ -11,10 +11,10 @@ class Reporter : public CompositionListener {
  public:
   Reporter(MessageSocket& socket, FrameSender& frames) : _socket(socket), _frames(frames) {}
 
-  void outputsReached(std::vector<OutputReport>& reports) override;
+  void eventFinished(EventReport& report) override;
   void eventDropped(std::size_t input) override;
   void failed(const std::string& message) override;
-  void contactLost() override {}
+  void contactLost(const std::string&) override {}
 
  private:
   JsonOwner messageOf(const OutputReport& report);

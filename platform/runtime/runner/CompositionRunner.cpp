@@ -11,7 +11,9 @@ namespace vuo {
 
 CompositionRunner::CompositionRunner(const MakeComposition& makeComposition,
                                      std::string fileToDelete)
-    : _fileToDelete(std::move(fileToDelete)), _composition(makeComposition(*this)) {
+    : _fileToDelete(std::move(fileToDelete)),
+      _composition(makeComposition(*this)),
+      _cancelling(new Cancelling{{}, _composition.get()}) {
   _atExit.emplace([this] {
     stop();
     waitUntilStopped();
@@ -23,6 +25,10 @@ CompositionRunner::~CompositionRunner() {
   setDelegate(nullptr);
   stop();
   waitUntilStopped();
+  {
+    std::lock_guard hold(_cancelling->lock);
+    _cancelling->composition = nullptr;
+  }
   _composition = nullptr;
   if (!_fileToDelete.empty()) unlink(_fileToDelete.c_str());
 }
@@ -43,7 +49,10 @@ void CompositionRunner::start() {
   const PublishedPorts published = _composition->start();
   _inputs = portsFor(published.inputs);
   _outputs = portsFor(published.outputs);
-  _values.resize(_outputs.size());
+  auto names = std::make_shared<std::vector<std::string>>();
+  for (const PublishedPort& port : published.outputs) names->push_back(port.name);
+  _outputNames = std::move(names);
+  _current.resize(_outputs.size());
   State expected = State::NotStarted;
   _state.compare_exchange_strong(expected, State::Running);  // it may be lost already
 }
@@ -52,6 +61,7 @@ void CompositionRunner::stop() {
   std::lock_guard hold(_lifeLock);
   _state = State::Ended;
   _composition->stop();
+  endPending();
 }
 
 void CompositionRunner::waitUntilStopped() {
@@ -75,14 +85,52 @@ void CompositionRunner::setPublishedInputPortValue(Port* port, json_object* valu
 
 void CompositionRunner::firePublishedInputPortEvent(Port* port) {
   requireRunning();
-  _composition->fire({indexOf(_inputs, port)});
+  _composition->fire({indexOf(_inputs, port)}, 0);
 }
 
 void CompositionRunner::firePublishedInputPortEvent() {
   requireRunning();
+  _composition->fire(allInputs(), 0);
+}
+
+/// Known before it is fired, since it may be finished before `fire` returns.
+std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent(EventTag tag) {
+  requireRunning();
+  const auto event = std::make_shared<PendingEvent>(tag);
+  {
+    std::lock_guard hold(_pendingLock);
+    _pending.emplace(tag.number, event);
+  }
+  try {
+    requireRunning();  // or nobody would end it any more
+    _composition->fire(allInputs(), tag.number);
+  } catch (...) {
+    takePending(tag.number);
+    throw;
+  }
+  return std::make_shared<EventHandle>(event, _cancelling);
+}
+
+std::vector<std::size_t> CompositionRunner::allInputs() const {
   std::vector<std::size_t> all(_inputs.size());
   std::iota(all.begin(), all.end(), std::size_t{0});
-  _composition->fire(std::move(all));
+  return all;
+}
+
+std::optional<std::chrono::steady_clock::time_point> CompositionRunner::oldestEventSince() const {
+  std::lock_guard hold(_pendingLock);
+  if (_pending.empty()) return std::nullopt;
+  return _pending.begin()->second->since;
+}
+
+std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs() const {
+  requireRunning();
+  return snapshot();
+}
+
+std::string CompositionRunner::lossDescription() const {
+  std::lock_guard hold(_pendingLock);
+  return _loss;
 }
 
 json_object* CompositionRunner::getPublishedOutputPortValue(Port* port) {
@@ -91,7 +139,7 @@ json_object* CompositionRunner::getPublishedOutputPortValue(Port* port) {
   Value value;
   {
     std::lock_guard hold(_valuesLock);
-    value = _values[output];
+    value = _current[output].value;
   }
   return jsonFromValue(value).release();
 }
@@ -114,25 +162,61 @@ std::size_t CompositionRunner::indexOf(const Ports& ports, const Port* wanted) {
   return static_cast<std::size_t>(found - ports.begin());
 }
 
-/// All values of an event are there before the first of its reports is made.
-void CompositionRunner::outputsReached(std::vector<OutputReport>& reports) {
+/// All values of an event are there before anybody hears of it.
+void CompositionRunner::eventFinished(EventReport& report) {
   if (!std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
   std::vector<std::string> summaries;
-  for (const OutputReport& report : reports)
-    summaries.push_back(report.sentData ? summary(report.value) : "");
-  keepValues(reports);
-  for (std::size_t i = 0; i < reports.size(); ++i)
+  for (const OutputReport& output : report.outputs)
+    summaries.push_back(output.sentData ? summary(output.value) : "");
+  const auto event = takePending(report.event);
+  keepValues(report, event ? event->tag : EventTag());
+  if (event && report.outcome == EventReport::Outcome::Run)
+    event->done(event->givenUp ? nullptr : snapshot());
+  else if (event)
+    event->dropped();
+  for (std::size_t i = 0; i < report.outputs.size(); ++i)
     tellDelegate([&](VuoRunnerDelegate& delegate) {
-      delegate.receivedTelemetryPublishedOutputPortUpdated(_outputs[reports[i].output].get(),
-                                                           reports[i].sentData, summaries[i]);
+      delegate.receivedTelemetryPublishedOutputPortUpdated(
+          _outputs[report.outputs[i].output].get(), report.outputs[i].sentData, summaries[i]);
     });
 }
 
-/// The former values leave in the reports, to be given up without the lock.
-void CompositionRunner::keepValues(std::vector<OutputReport>& reports) {
+std::shared_ptr<PendingEvent> CompositionRunner::takePending(EventNumber number) {
+  std::lock_guard hold(_pendingLock);
+  const auto found = _pending.find(number);
+  if (found == _pending.end()) return nullptr;
+  const auto event = std::move(found->second);
+  _pending.erase(found);
+  return event;
+}
+
+/// The former values leave in the report, to be given up without the lock.
+void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
   std::lock_guard hold(_valuesLock);
-  for (OutputReport& report : reports)
-    if (report.sentData) std::swap(_values[report.output], report.value);
+  for (OutputReport& output : report.outputs) {
+    OutputState& current = _current[output.output];
+    if (!output.sentData && output.fault.empty()) continue;
+    current.fault = output.fault;
+    if (!output.sentData) continue;
+    std::swap(current.value, output.value);
+    current.madeBy = tag;
+  }
+}
+
+std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::snapshot() const {
+  std::lock_guard hold(_valuesLock);
+  return std::make_shared<OutputSnapshot>(_outputNames, _current);
+}
+
+void CompositionRunner::endPending() {
+  std::map<EventNumber, std::shared_ptr<PendingEvent>> pending;
+  std::string how;
+  {
+    std::lock_guard hold(_pendingLock);
+    pending.swap(_pending);
+    how = _loss;
+  }
+  for (const auto& [number, event] : pending) event->ended(how);
 }
 
 void CompositionRunner::eventDropped(std::size_t input) {
@@ -145,8 +229,13 @@ void CompositionRunner::failed(const std::string& message) {
   tellDelegate([&](VuoRunnerDelegate& delegate) { delegate.receivedTelemetryError(message); });
 }
 
-void CompositionRunner::contactLost() {
+void CompositionRunner::contactLost(const std::string& how) {
   _state = State::Ended;
+  {
+    std::lock_guard hold(_pendingLock);
+    _loss = how;
+  }
+  endPending();
   tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
 }
 

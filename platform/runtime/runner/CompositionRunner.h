@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "platform/runtime/VuoRunner.h"
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/runner/PendingEvent.h"
 #include "platform/runtime/runner/RunningAtExit.h"
 
 namespace vuo {
@@ -34,21 +36,29 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   void setPublishedInputPortValue(Port* port, json_object* value) override;
   void firePublishedInputPortEvent(Port* port) override;
   void firePublishedInputPortEvent() override;
+  std::shared_ptr<Event> firePublishedInputPortEvent(EventTag tag) override;
+  std::optional<std::chrono::steady_clock::time_point> oldestEventSince() const override;
+  std::shared_ptr<const Outputs> getPublishedOutputs() const override;
+  std::string lossDescription() const override;
   json_object* getPublishedOutputPortValue(Port* port) override;
 
  private:
   using Ports = std::vector<std::unique_ptr<Port>>;
   enum class State { NotStarted, Running, Ended };
 
-  void outputsReached(std::vector<OutputReport>& reports) override;
+  void eventFinished(EventReport& report) override;
   void eventDropped(std::size_t input) override;
   void failed(const std::string& message) override;
-  void contactLost() override;
+  void contactLost(const std::string& how) override;
 
   void requireRunning() const;
   static Port* portNamed(const Ports& ports, const std::string& name);
   static std::size_t indexOf(const Ports& ports, const Port* port);
-  void keepValues(std::vector<OutputReport>& reports);
+  std::vector<std::size_t> allInputs() const;
+  std::shared_ptr<PendingEvent> takePending(EventNumber number);
+  void keepValues(EventReport& report, EventTag tag);
+  std::shared_ptr<const Outputs> snapshot() const;
+  void endPending();
   template <typename Call>
   void tellDelegate(Call call);
 
@@ -57,8 +67,13 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   std::atomic<State> _state = State::NotStarted;
   std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
 
-  std::mutex _valuesLock;      ///< guards the field below; no lock is taken inside it
-  std::vector<Value> _values;  ///< by output
+  mutable std::mutex _valuesLock;     ///< guards the field below; no lock is taken inside it
+  std::vector<OutputState> _current;  ///< by output
+  std::shared_ptr<const std::vector<std::string>> _outputNames;  ///< from `start` on
+
+  mutable std::mutex _pendingLock;  ///< guards the fields below; no lock is taken inside it
+  std::map<EventNumber, std::shared_ptr<PendingEvent>> _pending;  ///< in the order of firing
+  std::string _loss;
 
   std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may
                              ///< call the runner, so `_valuesLock` and the composition's come after
@@ -67,6 +82,7 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   bool _hasReported = false;  ///< of the thread that reports
 
   std::shared_ptr<Composition> _composition;  ///< uses what stands above
+  std::shared_ptr<Cancelling> _cancelling;    ///< lets events that are given up reach it
   std::optional<RunningAtExit> _atExit;       ///< comes last and goes first, with no lock held
 };
 

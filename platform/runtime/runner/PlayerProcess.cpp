@@ -68,6 +68,13 @@ int spawn(pid_t& process, const std::string& executable, const SpawnSettings& se
   }
 }
 
+std::string textOf(const siginfo_t& end) {
+  if (end.si_code == CLD_EXITED) return "it exited with status " + std::to_string(end.si_status);
+  const char* description = sigdescr_np(end.si_status);
+  return "it was ended by signal " + std::to_string(end.si_status) +
+         (description != nullptr ? std::string(" (") + description + ")" : "");
+}
+
 }  // namespace
 
 PlayerProcess::PlayerProcess(const std::string& executable, std::vector<std::string> arguments,
@@ -91,17 +98,18 @@ void PlayerProcess::kill() {
   if (_descriptor) pidfd_send_signal(_descriptor.get(), SIGKILL, nullptr, 0);
 }
 
-void PlayerProcess::waitAtMost(std::chrono::milliseconds patience) {
-  if (!_descriptor) return;
+std::string PlayerProcess::waitAtMost(std::chrono::milliseconds patience) {
+  if (!_descriptor) return "";
   pollfd waiting{_descriptor.get(), POLLIN, 0};
   int ended;
   do ended = poll(&waiting, 1, static_cast<int>(patience.count()));
   while (ended < 0 && errno == EINTR);
   if (ended <= 0) kill();
-  siginfo_t ignored;
-  while (waitid(P_PIDFD, static_cast<id_t>(_descriptor.get()), &ignored, WEXITED) != 0 &&
-         errno == EINTR) {
-  }
+  siginfo_t end{};
+  int waited;
+  do waited = waitid(P_PIDFD, static_cast<id_t>(_descriptor.get()), &end, WEXITED);
+  while (waited != 0 && errno == EINTR);
+  return waited == 0 ? textOf(end) : "";
 }
 
 }  // namespace vuo

@@ -24,8 +24,8 @@ class PlayerProcess {
 
   void kill();
   /// Returns when the process is gone and leaves no trace of it; ends it when it is still there
-  /// after that time.
-  void waitAtMost(std::chrono::milliseconds patience);
+  /// after that time. Tells how it ended, for people; the first call only.
+  std::string waitAtMost(std::chrono::milliseconds patience);
 
  private:
   pid_t _process = -1;

@@ -40,6 +40,13 @@ std::vector<PublishedPort> portsFromJson(json_object* list) {
   return ports;
 }
 
+EventReport::Outcome outcomeIn(json_object* message) {
+  const std::uint64_t outcome = numberIn(message, "outcome");
+  if (outcome > static_cast<std::uint64_t>(EventReport::Outcome::Cancelled))
+    throw std::runtime_error("The player reports an outcome that there is not");
+  return static_cast<EventReport::Outcome>(outcome);
+}
+
 JsonOwner pairOf(std::size_t input, JsonOwner value) {
   JsonOwner pair = newArray();
   append(pair.get(), newNumber(input));
@@ -113,7 +120,7 @@ void RemoteComposition::sendImage(std::size_t input, json_object* value) {
   send(message.get(), pixels->descriptor());
 }
 
-void RemoteComposition::fire(std::vector<std::size_t> inputs) {
+void RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
   std::lock_guard hold(_valuesLock);
   JsonOwner values = newArray(), fired = newArray();
   for (const auto& [input, value] : _values)
@@ -121,8 +128,15 @@ void RemoteComposition::fire(std::vector<std::size_t> inputs) {
   _values.clear();
   for (const std::size_t input : inputs) append(fired.get(), newNumber(input));
   const JsonOwner message = newMessage("event");
+  add(message.get(), "event", number);
   add(message.get(), "values", std::move(values));
   add(message.get(), "inputs", std::move(fired));
+  send(message.get(), -1);
+}
+
+void RemoteComposition::cancel(EventNumber number) {
+  const JsonOwner message = newMessage("cancel");
+  add(message.get(), "event", number);
   send(message.get(), -1);
 }
 
@@ -145,8 +159,7 @@ void RemoteComposition::takeReports() {
   }
   _gone = true;
   if (_stopping) return;
-  _process->waitAtMost(std::chrono::milliseconds(0));
-  _listener.contactLost();
+  _listener.contactLost(_process->waitAtMost(std::chrono::milliseconds(0)));
 }
 
 void RemoteComposition::take(Message message, FrameReceiver& frames) {
@@ -156,32 +169,38 @@ void RemoteComposition::take(Message message, FrameReceiver& frames) {
   if (kind == "failed") _listener.failed(textIn(body, "message"));
   if (kind == "dropped") _listener.eventDropped(numberIn(body, "input"));
   if (kind != "outputs") return;
-  std::vector<OutputReport> reports = reportsIn(body, frames);
-  if (!reports.empty()) _listener.outputsReached(reports);
+  EventReport report = reportIn(body, frames);
+  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
 }
 
-std::vector<OutputReport> RemoteComposition::reportsIn(json_object* message,
-                                                       FrameReceiver& frames) const {
+EventReport RemoteComposition::reportIn(json_object* message, FrameReceiver& frames) const {
+  EventReport report{numberIn(message, "event"), outcomeIn(message), {}};
   json_object* list = arrayIn(message, "reports");
-  std::vector<OutputReport> reports;
   for (std::size_t i = 0; i < json_object_array_length(list); ++i) {
     json_object* body = json_object_array_get_idx(list, i);
     try {
-      reports.push_back(reportIn(body, frames));
+      report.outputs.push_back(outputReportIn(body, frames));
     } catch (const std::exception& fault) {
       _listener.failed(fault.what());  // the others' frames are still to be handed back
     }
   }
-  return reports;
+  return report;
 }
 
-OutputReport RemoteComposition::reportIn(json_object* body, FrameReceiver& frames) const {
-  OutputReport report{numberIn(body, "output"), false, {}};
+OutputReport RemoteComposition::outputReportIn(json_object* body, FrameReceiver& frames) const {
+  OutputReport report;
+  report.output = numberIn(body, "output");
   const Type type = _ports.outputs.at(report.output).type;
-  if (json_object* frame = valueIn(body, "frame"))
-    report.value = frames.receive(frame);
-  else if (json_object_object_get_ex(body, "value", nullptr))
-    report.value = valueFromJson(type, valueIn(body, "value"));
+  if (valueIn(body, "fault") != nullptr) report.fault = textIn(body, "fault");
+  try {
+    if (json_object* frame = valueIn(body, "frame"))
+      report.value = frames.receive(frame);
+    else if (json_object_object_get_ex(body, "value", nullptr))
+      report.value = valueFromJson(type, valueIn(body, "value"));
+  } catch (const std::exception& fault) {
+    _listener.failed(fault.what());
+    report.fault = fault.what();
+  }
   report.sentData = report.value.index() != 0;
   return report;
 }

@@ -22,7 +22,8 @@ class RemoteComposition : public Composition {
 
   PublishedPorts start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs) override;
+  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
+  void cancel(EventNumber number) override;
   void stop() override;
   void waitUntilStopped() override;
 
@@ -32,8 +33,8 @@ class RemoteComposition : public Composition {
   void sendImage(std::size_t input, json_object* value);
   void takeReports();
   void take(Message message, FrameReceiver& frames);
-  std::vector<OutputReport> reportsIn(json_object* message, FrameReceiver& frames) const;
-  OutputReport reportIn(json_object* body, FrameReceiver& frames) const;
+  EventReport reportIn(json_object* message, FrameReceiver& frames) const;
+  OutputReport outputReportIn(json_object* body, FrameReceiver& frames) const;
 
   const std::string _executable;
   const std::vector<std::string> _arguments;

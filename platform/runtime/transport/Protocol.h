@@ -2,7 +2,9 @@
 // the player announces.
 //
 // runner to player
-//   {"kind": "event", "values": [[input, value], ...], "inputs": [input, ...]}
+//   {"kind": "event", "event": n, "values": [[input, value], ...], "inputs": [input, ...]}
+//       n is 0 unless the event's end is to be reported in any case
+//   {"kind": "cancel", "event": n}                           nobody waits for the event any more
 //   {"kind": "image", "input": i, "width": w, "height": h}   with the pixels' descriptor
 //   {"kind": "frame done", "buffer": b}
 //   {"kind": "trial answer", "same": 0 or 1}                 to each round
@@ -19,8 +21,10 @@
 //   {"kind": "texture", "texture": t, LAYOUT}                with the texture's descriptor
 //       LAYOUT is "width": w, "height": h, "format": f, "modifier": m, "stride": s, "offset": o
 //   {"kind": "texture gone", "texture": t}
-//   {"kind": "outputs", "reports": [{"output": o, "value": v, "frame": f}, ...]}
-//       "value" or "frame" where data came with the event;
+//   {"kind": "outputs", "event": n, "outcome": c, "reports": [{"output": o, "value": v,
+//       "frame": f, "fault": m}, ...]}
+//       c is EventReport::Outcome; "value" or "frame" where data came with the event, "fault" where
+//       a node that it depends on could not do its work;
 //       a frame is {"buffer": b, "width": w, "height": h}, or {"texture": t} where one is lent
 //   {"kind": "dropped", "input": i}
 //   {"kind": "failed", "message": m}

@@ -1,0 +1,89 @@
+#include "scene/PortConversion.h"
+
+#include "Brannow/VuoBufferPoolAdditions.h"
+#include "platform/runtime/VuoRunnerCocoa.h"
+#include "platform/runtime/VuoValues.h"
+#include "scene/Retained.h"
+
+namespace {
+
+json_object* jsonForText(const std::string& text) {
+  const Retained<VuoText> held(VuoText_make(text.c_str()));
+  return VuoText_getJson(held.get());
+}
+
+json_object* jsonForColor(const ZQVuoColor& color) {
+  return VuoColor_getJson(
+      VuoColor_makeWithRGBA(static_cast<float>(color.red), static_cast<float>(color.green),
+                            static_cast<float>(color.blue), static_cast<float>(color.alpha)));
+}
+
+json_object* jsonForPoint(const ZQVuoPoint& point) {
+  return VuoPoint2d_getJson(
+      VuoPoint2d_make(static_cast<float>(point.x), static_cast<float>(point.y)));
+}
+
+/// The runtime's name of a type whose values are host objects; null for the others.
+const char* runtimeTypeName(ZQVuoPortType type) {
+  switch (type) {
+    case ZQVuoPortType_Real:
+      return "VuoReal";
+    case ZQVuoPortType_Integer:
+      return "VuoInteger";
+    case ZQVuoPortType_Color:
+      return "VuoColor";
+    case ZQVuoPortType_Boolean:
+      return "VuoBoolean";
+    case ZQVuoPortType_Point2D:
+      return "VuoPoint2d";
+    case ZQVuoPortType_Text:
+      return "VuoText";
+    default:
+      return nullptr;
+  }
+}
+
+ZQBufferRef allocBufferForImageValue(json_object* value) {
+  const VuoImage image = VuoImage_makeFromJson(value);
+  if (!image) return nullptr;
+  const Retained<VuoImage> held(image);
+  return allocBufferFromVuoImage(_globalZQBufferPool, image);
+}
+
+}  // namespace
+
+JsonValue jsonForValue(const ZQVuoPortValue& value, ZQVuoPortType type) {
+  const auto made = [](const auto& contents, auto make) {
+    return JsonValue(contents ? make(*contents) : nullptr);
+  };
+  switch (type) {
+    case ZQVuoPortType_Real:
+      return made(value.doubleValue(), VuoReal_getJson);
+    case ZQVuoPortType_Integer:
+      return made(value.longLongValue(), VuoInteger_getJson);
+    case ZQVuoPortType_Color:
+      return made(value.colorValue(), jsonForColor);
+    case ZQVuoPortType_Boolean:
+      return made(value.boolValue(), VuoBoolean_getJson);
+    case ZQVuoPortType_Point2D:
+      return made(value.pointValue(), jsonForPoint);
+    case ZQVuoPortType_Text:
+      return made(value.stringValue(), jsonForText);
+    default:
+      return nullptr;
+  }
+}
+
+JsonValue jsonForImage(VuoImage image, bool interprocess) {
+  return JsonValue(interprocess ? VuoImage_getInterprocessJson(image) : VuoImage_getJson(image));
+}
+
+bool isServedOutputType(ZQVuoPortType type) {
+  return type == ZQVuoPortType_Image || runtimeTypeName(type) != nullptr;
+}
+
+VuoOutput outputFromJson(json_object* value, ZQVuoPortType type) {
+  if (!value || !isServedOutputType(type)) return {};
+  if (type == ZQVuoPortType_Image) return {allocBufferForImageValue(value), nullptr};
+  return {nullptr, VuoRunnerCocoa::cocoaObjectWithVuoValue(value, runtimeTypeName(type))};
+}
