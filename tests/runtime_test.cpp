@@ -406,7 +406,7 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
     EXPECT_THAT(fault.what(), AllOf(HasSubstr("straight"), HasSubstr("\"bad\"")));
   }
   for (const char* refused : {"/no/such/file", "/bin/true", "/dev/zero", "/tmp"})
-    EXPECT_THROW(Running(refused, folder.path, GetParam()), VuoRunner::ArtefactRefused) << refused;
+    EXPECT_THROW(Running(refused, folder.path, GetParam()), std::runtime_error) << refused;
   Running ended(folder, straight(Type::Real), GetParam());
   ended.runner->stop();
   EXPECT_THROW(ended.fire("in"), std::runtime_error);
