@@ -43,7 +43,7 @@ std::string benchComposition(const std::string& name) {
 }
 
 std::string textOf(const std::string& file) {
-  return platform::readFile(file).value_or("");
+  return platform::readTextFile(file).value_or("");
 }
 
 std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, double height,
