@@ -131,7 +131,7 @@ void costOfHaving(bool newProcess) {
   platform::finishQueues();  // scenes end in the background
   const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
   const Scenes scenes = scenesOf(kScenes, newProcess);
-  for (const auto& scene : scenes) std::ignore = nextWholeFrame(*scene);
+  for (const auto& scene : scenes) std::ignore = nextFrame(*scene);
   const std::string of = " for each of 64 scenes, " + mode(newProcess);
   print({"memory" + of, "MB"}, {"framework and players",
                                 {(total("smaps_rollup", "Pss:") - memory) / 1000 / kScenes},

@@ -34,7 +34,7 @@ double startAndDraw(const std::string& file, bool newProcess) {
   std::shared_ptr<VuoGLScene> scene;
   const double taken = milliseconds([&] {
     scene = runningScene(file, kWidth, kHeight, newProcess);
-    std::ignore = nextWholeFrame(*scene);
+    std::ignore = nextFrame(*scene);
   });
   scene = nullptr;
   platform::finishQueues();

@@ -7,7 +7,6 @@
 #include "host/Failure.h"
 #include "host/Picture.h"
 #include "host/PictureSequence.h"
-#include "platform/system/FileSystem.h"
 
 using Clock = std::chrono::steady_clock;
 
@@ -159,10 +158,9 @@ void FilterInput::choosePictures(const std::string& name) {
 }
 
 void FilterInput::chooseGenerator(const std::string& file) {
-  if (!platform::readTextFile(file)) throw Failure{"can't read " + file};
-  if (!ZQVuoComposition::initWithPath(file)->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) {
-    throw Failure{file + " is no image generator"};
-  }
+  const auto composition = ZQVuoComposition::initWithPath(file);
+  if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator))
+    throw Failure{firstProblem(*composition, "is no image generator")};
   _watch.reset();
   _frames = std::make_shared<Generated>();
   _generator = std::make_unique<ScenePlayer>(_size, _newProcess);

@@ -109,3 +109,11 @@ std::string ScenePlayer::stateText() const {
   }
   return "";
 }
+
+std::string firstProblem(const ZQVuoComposition& composition, const std::string& otherwise) {
+  const std::string& file = composition.path();
+  if (composition.problems().empty()) return file + " " + otherwise;
+  const auto& problem = composition.problems().front();
+  return file + ":" + (problem.line > 0 ? std::to_string(problem.line) + ":" : "") + " " +
+         problem.text;
+}

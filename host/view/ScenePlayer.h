@@ -74,3 +74,7 @@ class ScenePlayer {
   // The compile that is awaited; an answer to an earlier one finds it gone.
   std::shared_ptr<void> _awaited;
 };
+
+/// What is the matter with a composition that is not what it should be: the first thing that could
+/// not be read of it, with its place, or else `otherwise`.
+std::string firstProblem(const ZQVuoComposition& composition, const std::string& otherwise);

@@ -66,13 +66,9 @@ std::string notAnswering(const ScenePlayer& player) {
 }  // namespace
 
 std::optional<std::string> whyNotShown(const std::string& file) {
-  if (!platform::readTextFile(file)) {
-    return "can't read " + file +
-           (platform::itemExists(file) ? ": not a UTF-8 text file" : ": no such file");
-  }
   const auto composition = ZQVuoComposition::initWithPath(file);
-  if (composition->protocol() == 0) return file + " is neither an image generator nor a filter";
-  return std::nullopt;
+  if (composition->protocol() != 0) return std::nullopt;
+  return firstProblem(*composition, "is neither an image generator nor a filter");
 }
 
 Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session)
