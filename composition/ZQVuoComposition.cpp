@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <map>
 
 #include "composition/CompositionLine.h"
@@ -128,13 +127,12 @@ void ZQVuoComposition::_loadComposition() {
 }
 
 std::optional<std::string> ZQVuoComposition::_readText(ProblemList& problems) const {
-  int reason = 0;
-  auto text = platform::readFile(_path, &reason);
+  platform::ReadFailure failure;
+  auto text = platform::readFile(_path, platform::largestTextFile, &failure);
   if (!text) {
-    const bool isMissing = reason == ENOENT || reason == ENOTDIR;
-    problems.add(
-        isMissing ? ZQVuoProblemKind::FileMissing : ZQVuoProblemKind::FileUnreadable,
-        isMissing ? "no such file" : std::string("can't be read: ") + std::strerror(reason));
+    const bool isMissing = failure.number == ENOENT || failure.number == ENOTDIR;
+    problems.add(isMissing ? ZQVuoProblemKind::FileMissing : ZQVuoProblemKind::FileUnreadable,
+                 isMissing ? "no such file" : "can't be read: " + failure.text);
     return std::nullopt;
   }
   const auto wrong = platform::placeOfInvalidUtf8(*text);

@@ -236,8 +236,11 @@ TEST(Composition, SurvivesWhatCanNotBeRead) {
   const TestFolder folder;
   TestLog log;
   EXPECT_EQ(ZQVuoComposition::initWithPath(std::nullopt), nullptr);
+  const std::string fifo = folder.path + "/fifo.vuo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   const std::pair<std::string, const char*> cases[] = {
       {folder.path, "0 fileUnreadable"},
+      {fifo, "0 fileUnreadable"},
       {folder.path + "/missing.vuo", "0 fileMissing"},
       {folder.write("bad", "\xC0"), "1 fileNotUtf8 at 0"}};
   for (const auto& [path, problem] : cases) {
