@@ -7,18 +7,12 @@
 #include "host/DescribeJson.h"
 #include "host/DescribeTable.h"
 #include "host/HostSession.h"
-#include "host/TerminalText.h"
+#include "host/ProblemText.h"
 
 namespace {
 
 constexpr int kNotRead = 1;
 constexpr int kReadWithProblems = 2;
-
-bool isOfWholeFile(const ZQVuoCompositionProblem& problem) {
-  return problem.kind == ZQVuoProblemKind::FileMissing ||
-         problem.kind == ZQVuoProblemKind::FileUnreadable ||
-         problem.kind == ZQVuoProblemKind::FileNotUtf8;
-}
 
 int statusOf(const std::vector<ZQVuoCompositionProblem>& problems) {
   if (problems.empty()) return 0;
@@ -32,12 +26,6 @@ int worst(int a, int b) {
   return std::max(a, b);
 }
 
-/// "FILE:LINE: what is wrong", as compilers do.
-std::string shown(const ZQVuoCompositionProblem& problem, const std::string& file) {
-  const std::string line = problem.line > 0 ? std::to_string(problem.line) + ":" : "";
-  return terminalText(file) + ":" + line + " " + terminalText(problem.text) + "\n";
-}
-
 }  // namespace
 
 int describe(const std::vector<std::string>& files, bool json) {
@@ -46,8 +34,8 @@ int describe(const std::vector<std::string>& files, bool json) {
   for (const std::string& file : files) {
     const auto composition = ZQVuoComposition::initWithPath(file);
     std::cout << (json ? describeJson(*composition) + "\n" : describeTable(*composition));
-    std::cout.flush();
-    for (const auto& problem : composition->problems()) std::cerr << shown(problem, file);
+    if (!std::cout.flush()) return status;
+    for (const auto& problem : composition->problems()) std::cerr << shownProblem(problem, file);
     status = worst(status, statusOf(composition->problems()));
   }
   return status;

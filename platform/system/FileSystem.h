@@ -59,8 +59,10 @@ std::optional<std::string> readTextFile(const std::string& path,
                                         std::size_t atMost = largestTextFile);
 
 /// Writes a file so that it appears at `path` whole or not at all: a temporary file beside it,
-/// flushed to the disk and renamed over it. On failure the previous file stays.
-bool writeFileAtomically(const std::string& path, std::string_view contents);
+/// flushed to the disk and renamed over it. On failure the previous file stays, and `reason`, where
+/// given, takes the system's words for why.
+bool writeFileAtomically(const std::string& path, std::string_view contents,
+                         std::string* reason = nullptr);
 
 /// Replaces a leading "~" or "~user" by that user's home folder.
 std::string expandTilde(const std::string& path);

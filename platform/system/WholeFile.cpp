@@ -105,16 +105,24 @@ std::optional<std::string> readTextFile(const std::string& path, std::size_t atM
   return text;
 }
 
-bool writeFileAtomically(const std::string& path, std::string_view contents) {
+bool writeFileAtomically(const std::string& path, std::string_view contents, std::string* reason) {
   // Both flags are needed: CONSISTENT renames a temporary file over the old one, DURABLE flushes
   // that file before the rename and the folder after it, so that after a loss of power the name
   // stands for the old contents or the new ones, never for a file whose data was not yet written.
   constexpr auto kFlags = static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
                                                              G_FILE_SET_CONTENTS_DURABLE);
   constexpr int kModeBeforeUmask = 0666;
-  return g_file_set_contents_full(path.c_str(), contents.data(),
-                                  static_cast<gssize>(contents.size()), kFlags, kModeBeforeUmask,
-                                  nullptr);
+  GError* error = nullptr;
+  if (g_file_set_contents_full(path.c_str(), contents.data(), static_cast<gssize>(contents.size()),
+                               kFlags, kModeBeforeUmask, &error)) {
+    return true;
+  }
+  // The message names the temporary file, and ends with what the system says.
+  const std::string_view message = error->message;
+  const auto colon = message.rfind(": ");
+  if (reason) *reason = message.substr(colon == std::string_view::npos ? 0 : colon + 2);
+  g_error_free(error);
+  return false;
 }
 
 std::optional<std::size_t> placeOfInvalidUtf8(std::string_view text) {
