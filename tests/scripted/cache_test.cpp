@@ -247,10 +247,13 @@ TEST_F(Cache, ServesWhatIsFreshWhileACompileHangsAndEndsWithoutTheRest) {
   fetch("behind", composition);
   fetch("later", later);
   std::thread sideways([&] { VuoCache::fetchCachedDylibForVuoFileSynchronously(later); });
-  std::thread host(
-      [] { platform::postNotification(platform::NSApplicationWillTerminateNotification); });
+  std::atomic<pid_t> hostThread{0};
+  std::thread host([&] {
+    hostThread = ::gettid();
+    platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  });
   const std::string saved = folder.path + "/VuoCache/vuoExeData.plist";
-  for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+  while (!isAsleep(hostThread)) std::this_thread::yield();
   EXPECT_FALSE(std::filesystem::exists(saved));
   ended.count_down();
   host.join();
