@@ -73,7 +73,7 @@ std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::strin
   platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
   const auto alone = _lockComposition(_cacheFolder(), *_hashThisString(path), true);
   const auto hold = _turnToCompile();
-  modDate = platform::modificationTime(path);
+  modDate = platform::settledModificationTime(path);
   const std::string folder = _artefactFolder(_cacheFolder(), path);
   if (!platform::itemExists(folder) && _makeCacheFolder()) platform::createFolders(folder);
   artefactPath = _artefactPath(kind, path);

@@ -57,9 +57,10 @@ class CacheProcesses : public testing::Test {
            name + " -> PublishedOutputs:o;\n}\n";
   }
   static std::string nameOf(int number) { return "input" + std::to_string(number); }
-  /// As an editor saves: whole, by renaming.
+  /// As an editor saves: whole, by renaming. No two edits bear the same date.
   void edit(const std::string& file, int number) const {
     platform::writeFileAtomically(file, text(number));
+    platform::settledModificationTime(file);
   }
   static int numberIn(const std::string& composition) {
     static const std::regex number("<input([0-9]+)>");

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -35,6 +36,10 @@ std::optional<std::string> homeOf(const std::string& user) {
   return found ? std::optional<std::string>(found->pw_dir) : std::nullopt;
 }
 
+FileTime fileTimeOf(const timespec& time) {
+  return FileTime(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+}
+
 }  // namespace
 
 bool itemExists(const std::string& path) {
@@ -50,8 +55,20 @@ bool isFolder(const std::string& path) {
 std::optional<FileTime> modificationTime(const std::string& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileTime(std::chrono::seconds(status.st_mtim.tv_sec) +
-                  std::chrono::nanoseconds(status.st_mtim.tv_nsec));
+  return fileTimeOf(status.st_mtim);
+}
+
+std::optional<FileTime> settledModificationTime(const std::string& path) {
+  constexpr auto kLongestTick = std::chrono::milliseconds(10);
+  for (;;) {
+    const auto time = modificationTime(path);
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);  // the clock that files get their times from
+    if (!time || *time < fileTimeOf(now) || *time - fileTimeOf(now) > kLongestTick) return time;
+    timespec tick{};
+    clock_getres(CLOCK_REALTIME_COARSE, &tick);
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &tick, nullptr);
+  }
 }
 
 bool setModificationTime(const std::string& path, FileTime time) {

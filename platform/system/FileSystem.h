@@ -15,6 +15,10 @@ using FileTime = std::chrono::sys_time<std::chrono::nanoseconds>;
 bool itemExists(const std::string& path);
 bool isFolder(const std::string& path);
 std::optional<FileTime> modificationTime(const std::string& path);
+/// The same once the clock has passed it, which takes a few milliseconds at most: whoever writes to
+/// the file from now on gives it a later time, where the file system counts in ticks of that clock.
+/// A time that lies in the future is not waited for.
+std::optional<FileTime> settledModificationTime(const std::string& path);
 bool setModificationTime(const std::string& path, FileTime time);
 /// Makes the folder and any missing folder above it; true when it exists afterwards.
 bool createFolders(const std::string& path);
