@@ -3,12 +3,13 @@
 #include <charconv>
 
 #include "host/Failure.h"
+#include "host/ShortestDigits.h"
 
 namespace {
 
 /// 0 when the text is no sensible number of pixels.
 int pixelsFrom(const std::string& text) {
-  constexpr int kMost = 32768;
+  constexpr int kMost = 1'000'000;  // what can be drawn is for the driver to say
   int pixels = 0;
   const char* const end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, pixels);
@@ -26,4 +27,8 @@ ZQSize sizeFromText(const std::string& text) {
     throw Failure{"--size " + text + ": needs a size such as 640x360"};
   }
   return {static_cast<double>(width), static_cast<double>(height)};
+}
+
+std::string textFromSize(ZQSize size) {
+  return shortestDigits(size.width) + "x" + shortestDigits(size.height);
 }

@@ -1,15 +1,30 @@
 // The compiler: from a composition's text to a plan, and from a plan to an artefact.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
+#include <random>
 #include <sstream>
+#include <thread>
 
+extern "C" {  // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
+
+#include "platform/runtime/HelperFolder.h"
+#include "platform/runtime/VuoArtefact.h"
 #include "platform/runtime/VuoCompiler.h"
 #include "platform/runtime/VuoPlan.h"
+#include "platform/runtime/VuoRunner.h"
+#include "platform/runtime/transport/FileDescriptor.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -50,7 +65,7 @@ class CompilerTest : public testing::Test {
   vuo::Plan planOf(const std::string& composition) const {
     write("test.vuo", composition);
     VuoCompiler().compileComposition(at("test.vuo"), at("test.bc"));
-    return vuo::planFromText(contentsOf(at("test.bc")));
+    return vuo::planFromText(vuo::planTextIn(contentsOf(at("test.bc"))));
   }
   /// The message of the fault that the function ends with.
   template <typename Function>
@@ -165,6 +180,150 @@ TEST_F(CompilerTest, HostileTextIsAFaultAndLeavesNothingBehind) {
   }
 }
 
+TEST_F(CompilerTest, ACompositionNamesFilesInItsFolderOrBelow) {
+  fs::create_directory(at("sub"));
+  fs::create_directory(at("sub/deep"));
+  for (const char* copy : {"sub/p.png", "sub/deep/p.png"}) fs::copy_file(at("p.png"), at(copy));
+  fs::create_symlink("deep/p.png", at("sub/within.png"));
+  fs::create_symlink("../p.png", at("sub/out.png"));
+  fs::create_symlink("..", at("sub/up"));
+  ASSERT_EQ(mkfifo(at("sub/fifo.png").c_str(), 0600), 0);
+  const auto faultWith = [&](const std::string& file) {
+    write("sub/test.vuo", "digraph G { N [type=\"vuo.image.file\" file=\"" + file + "\"] }");
+    return faultOf([&] { VuoCompiler().compileComposition(at("sub/test.vuo"), at("test.bc")); });
+  };
+  for (const char* good : {"p.png", "./deep/p.png", "within.png", "deep/../p.png"})
+    EXPECT_EQ(faultWith(good), "no fault") << good;
+  for (const std::string& bad : {std::string("../p.png"), at("sub/p.png"), std::string("out.png"),
+                                 std::string("up/p.png"), std::string("/proc/self/exe")})
+    EXPECT_THAT(faultWith(bad), AllOf(HasSubstr("leads out"), HasSubstr("put the file there")));
+  for (const char* bad : {"fifo.png", "deep", "."})
+    EXPECT_THAT(faultWith(bad), HasSubstr("no regular file")) << bad;
+  EXPECT_THAT(faultOf([&] { VuoCompiler().compileComposition(at("sub/fifo.png"), at("test.bc")); }),
+              HasSubstr("there is no such file"));
+}
+
+/// Macros that stand for each other twice, `levels` times over.
+std::string doubled(const std::string& innermost, int levels) {
+  std::string text = "#define m0 " + innermost + "\n";
+  for (int i = 1; i <= levels; ++i) {
+    const std::string below = " m" + std::to_string(i - 1);
+    text += "#define m" + std::to_string(i) + below + below + "\n";
+  }
+  return text;
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string all;
+  while (count-- > 0) all += text;
+  return all;
+}
+
+constexpr const char* shaderHead = "#version 330 core\nout vec4 p;\n";
+const char* const shaderNode =
+    "N [type=\"vuo.shader\" shader=\"x.frag\" _width=\"4\" _height=\"4\"]\n";
+/// Keeps the preprocessor busy without taking memory.
+const std::string endlessShader =
+    shaderHead + doubled("+1", 60) + "#if 0 m60\n#endif\nvoid main() { p = vec4(1); }\n";
+
+TEST_F(CompilerTest, ShadersMadeToBreakACompilerAreFaults) {
+  const struct {
+    std::string body, what;
+  } cases[] = {
+      {doubled("(", 17) + "void main() { p = vec4(m17 1.0); }", "longer than 16 KiB"},
+      {"void main() { p = vec4(" + repeated("/*;*/(", 20000) + "1.0" + repeated(")", 20000) +
+           "); }",
+       "longer than 16 KiB"},
+      {"void main() {" + repeated("if (true) ", 20000) + "p = vec4(1.0); }", "longer than 16 KiB"},
+      {"void main() {" + repeated("{", 50000) + repeated("}", 50000) + "}", "x.frag"},
+      {repeated("#if 1\n", 5000) + "void main() {}", "x.frag"},
+      {"uniform struct T { int i; } t;\nvoid main() { p = vec4(1.0); }", "no port carries"},
+      {"layout(std140) uniform B { vec4 v; };\nvoid main() { p = v; }", "\"B\""},
+      {"uniform float a, b[2];\nvoid main() { p = vec4(b[0]); }", "\"b\" is an array"},
+      {"layout(location = 1) out vec4 q;\nvoid main() { p = q = vec4(1.0); }",
+       "\"q\" is no output"},
+      {"flat in vec2 uv;\nvoid main() { p = uv.xyxy; }", "\"uv\""},
+  };
+  for (const auto& [body, what] : cases) {
+    write("x.frag", shaderHead + body);
+    EXPECT_THAT(faultIn(shaderNode), AllOf(HasSubstr("line 2: node \"N\""), HasSubstr(what)))
+        << body.substr(0, 60);
+  }
+  write("x.frag", "#version 330 core\n" + std::string("#define IN uniform float\n") +
+                      "IN a = float(1), c; /* uniform float d; */ uniform highp vec2 e;\n"
+                      "layout(location = 0) out vec4 p; smooth in vec2 uv; in vec4 gl_FragCoord;\n"
+                      "void f(in vec2 x, out vec4 y) { y = x.xyxy; }\nvoid main() { f(uv, p); }");
+  std::vector<std::string> names;
+  const vuo::Plan plan = planOf("digraph G {\n" + std::string(shaderNode) + "}");
+  for (const vuo::Port& port : plan.nodes[0].inputs) names.push_back(port.name);
+  EXPECT_THAT(names, ElementsAre("width", "height", "a", "c", "e"));
+}
+
+TEST_F(CompilerTest, AnEndlessCompileIsEnded) {
+  // The limit is lower where the host's own is.
+  rlimit before{};
+  getrlimit(RLIMIT_CPU, &before);
+  const rlimit lowered{2, before.rlim_max};
+  setrlimit(RLIMIT_CPU, &lowered);
+  write("x.frag", endlessShader);
+  const std::string fault = faultIn(shaderNode);
+  setrlimit(RLIMIT_CPU, &before);
+  EXPECT_THAT(fault, AllOf(HasSubstr(at("test.vuo")), HasSubstr("s of processor time")));
+}
+
+std::vector<pid_t> childrenOf(const std::string& process) {
+  std::vector<pid_t> found;
+  std::error_code gone;
+  for (fs::directory_iterator thread("/proc/" + process + "/task", gone), end; thread != end;
+       thread.increment(gone)) {
+    std::ifstream list(thread->path() / "children");
+    for (pid_t child; list >> child;) found.push_back(child);
+  }
+  return found;
+}
+
+/// The process of the compile that is under way, and the program that made it.
+struct Compiling {
+  pid_t program, process;
+  static Compiling now() {
+    for (;; std::this_thread::yield())
+      for (const pid_t program : childrenOf("self"))
+        for (const pid_t process : childrenOf(std::to_string(program))) return {program, process};
+  }
+};
+
+/// How often is told by BRANNOW_STRESS.
+TEST_F(CompilerTest, ACompilerThatIsKilledIsAFaultAndLeavesNothing) {
+  const char* const stress = std::getenv("BRANNOW_STRESS");
+  write("x.frag", endlessShader);
+  write("endless.vuo", "digraph G {\n" + std::string(shaderNode) + "}\n");
+  for (int left = stress ? std::atoi(stress) : 2; left > 0; --left) {
+    const auto compile = [&] {
+      return std::async(std::launch::async, [&] {
+        return faultOf([&] { VuoCompiler().compileComposition(at("endless.vuo"), at("x.bc")); });
+      });
+    };
+    auto fault = compile();
+    kill(Compiling::now().process, SIGKILL);
+    EXPECT_THAT(fault.get(), AllOf(HasSubstr(at("endless.vuo")), HasSubstr("signal 9")));
+
+    fault = compile();
+    const Compiling first = Compiling::now();
+    const vuo::FileDescriptor orphan(pidfd_open(first.process, 0));
+    kill(first.program, SIGKILL);
+    pollfd ended{orphan.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&ended, 1, 10000), 1);
+    Compiling second = Compiling::now();
+    while (second.program == first.program) second = Compiling::now();
+    kill(second.program, SIGKILL);
+    EXPECT_THAT(fault.get(), AllOf(HasSubstr(at("endless.vuo")), HasSubstr("ended twice")));
+
+    planOf("digraph G {}");
+    EXPECT_EQ(childrenOf("self").size(), 1u);
+    EXPECT_FALSE(fs::exists(at("x.bc")));
+  }
+}
+
 TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
   const vuo::Plan plan =
       planOf("digraph G {\n" + std::string(inputs) + outputs +
@@ -199,86 +358,115 @@ TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
   EXPECT_EQ(plan.publishedOutputs[1].cables[0].source.node, 4);
 }
 
-TEST_F(CompilerTest, AnArtefactCarriesItsPlan) {
-  const vuo::Plan plan = planOf("digraph G {\n" + std::string(inputs) + "}");
-  const std::string text = vuo::serialized(plan);
-  const std::string good =
-      "\x7f"
-      "ELF" +
-      vuo::attachment(text);
-  std::string tooLong = good;
-  tooLong[good.size() - 10] = '\x7f';
-  const auto planIn = [&](const std::string& artefact) {
-    write("artefact", artefact);
-    const int file = open(at("artefact").c_str(), O_RDONLY | O_CLOEXEC);
-    const std::string fault =
-        faultOf([&] { EXPECT_EQ(vuo::serialized(vuo::planOfArtefact(file)), text); });
-    close(file);
-    return fault;
-  };
-  EXPECT_EQ(planIn(good), "no fault");
-  for (const std::string& bad : {std::string(), good.substr(0, good.size() - 1), tooLong,
-                                 vuo::attachment("{}"), vuo::attachment("[")})
-    EXPECT_THAT(planIn(bad), HasSubstr("no compiled composition"));
-
-  vuo::Plan wild = plan;
+TEST_F(CompilerTest, APlanThatIsWrongInItselfIsRefused) {
+  vuo::Plan wild = planOf("digraph G {\n" + std::string(inputs) + "}");
   wild.publishedOutputs = {{"out", vuo::Type::Real, "", {{{0, 0}, false}}}};
-  EXPECT_THAT(faultOf([&] { vuo::planFromText(vuo::serialized(wild)); }),
-              HasSubstr("cable comes from nowhere"));
+  for (const std::string& bad : {vuo::serialized(wild), std::string("{}"), std::string("[")})
+    EXPECT_THAT(faultOf([&] { vuo::planFromText(bad); }), HasSubstr("no compiled composition"));
 }
 
-TEST_F(CompilerTest, NobodyElsesBitcodeIsTouched) {
+/// How many changed artefacts of each kind are tried is told by BRANNOW_STRESS.
+TEST_F(CompilerTest, AnArtefactThatWasChangedIsRefused) {
+  const char* const stress = std::getenv("BRANNOW_STRESS");
+  const int count = stress ? std::atoi(stress) : 100;
+  VuoCompiler compiler;
+  compiler.compileComposition(std::string(COMPOSITIONS_DIR) + "/tiles.vuo", at("t.bc"));
+  compiler.linkCompositionToCreateDynamicLibrary(at("t.bc"), at("lib"),
+                                                 VuoCompiler::Optimization_FastBuild);
+  compiler.linkCompositionToCreateExecutable(at("t.bc"), at("exe"),
+                                             VuoCompiler::Optimization_FastRun, false, "");
+  const auto open = [&](const std::string& name, const std::string& contents) {
+    write(name, contents);
+    return faultOf([&] {
+      delete (name == "exe" ? VuoRunner::newSeparateProcessRunnerFromExecutable(
+                                  at(name), _folder.path, false, false)
+                            : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(
+                                  at(name), _folder.path, false));
+    });
+  };
+  std::mt19937 random(1);
+  for (const char* kind : {"lib", "exe"}) {
+    const std::string good = contentsOf(at(kind));
+    EXPECT_EQ(open(kind, good), "no fault");
+    for (int i = 0; i < count; ++i) {
+      std::string bad = good;
+      const std::size_t place = random() % good.size(), other = random() % good.size();
+      const int change = i % 4;
+      // Half of the changes are near the beginning, where the head is.
+      const std::size_t at = i % 8 < 4 ? place : place % 120;
+      if (change == 0) bad[at] = static_cast<char>(bad[at] ^ (1 << random() % 8));
+      if (change == 1) bad.resize(at);
+      if (change == 2) bad.insert(at, 1, static_cast<char>(random()));
+      if (change == 3) bad.erase(at, 1 + other % 40);
+      EXPECT_THAT(open(kind, bad), HasSubstr("no compiled composition")) << kind << " " << i;
+    }
+    std::string older = good;
+    older.replace(good.find("VuoPlan ") + 8, 1, "1");
+    EXPECT_THAT(open(kind, older), HasSubstr("another format"));
+    write(kind, good);
+  }
+}
+
+TEST_F(CompilerTest, WhateverLiesAtTheBitcodePathIsNotUsed) {
   write("victim", "precious");
   write("test.vuo", "digraph G {}");
-  const std::string bitcode = at("x.bc"), victim = at("victim");
-  const auto compile = [&] { VuoCompiler().compileComposition(at("test.vuo"), bitcode); };
+  const std::string bitcode = at("0123456789ABCDEF0123456789ABCDEF.bc"), victim = at("victim");
+  VuoCompiler compiler;
   const auto link = [&] {
-    VuoCompiler().linkCompositionToCreateExecutable(bitcode, at("exe"),
-                                                    VuoCompiler::Optimization_FastRun, false, "");
+    compiler.linkCompositionToCreateDynamicLibrary(bitcode, at("lib"),
+                                                   VuoCompiler::Optimization_FastBuild);
   };
-  ASSERT_EQ(symlink(victim.c_str(), bitcode.c_str()), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("is a link"));
-  EXPECT_THAT(faultOf(link), HasSubstr("can't be read"));
+  EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
+  const std::function<void()> others[] = {
+      [&] { ASSERT_EQ(symlink(victim.c_str(), bitcode.c_str()), 0); },
+      [&] { ASSERT_EQ(::link(victim.c_str(), bitcode.c_str()), 0); },
+      [&] { ASSERT_EQ(mkfifo(bitcode.c_str(), 0600), 0); },
+      [&] { ASSERT_EQ(mkdir(bitcode.c_str(), 0700), 0); },
+  };
+  for (const auto& other : others) {
+    fs::remove(bitcode);
+    other();
+    EXPECT_EQ(faultOf([&] { compiler.compileComposition(at("test.vuo"), bitcode); }), "no fault");
+    EXPECT_EQ(faultOf(link), "no fault");
+    EXPECT_EQ(contentsOf(victim), "precious");
+  }
   fs::remove(bitcode);
-  ASSERT_EQ(::link(victim.c_str(), bitcode.c_str()), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("second link"));
-  EXPECT_THAT(faultOf(link), HasSubstr("second link"));
-  fs::remove(bitcode);
-  ASSERT_EQ(mkfifo(bitcode.c_str(), 0600), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("no regular file"));
-  EXPECT_THAT(faultOf(link), HasSubstr("no regular file"));
-  fs::remove(bitcode);
-  EXPECT_EQ(contentsOf(victim), "precious");
-
-  EXPECT_EQ(faultOf(compile), "no fault");
-  EXPECT_EQ(faultOf(compile), "no fault");
+  compiler.compileComposition(at("test.vuo"), bitcode);
   struct stat status;
   ASSERT_EQ(stat(bitcode.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777u, 0600u);
+  write(fs::path(bitcode).filename(), "another process's");
+  EXPECT_EQ(faultOf(link), "no fault");
+  EXPECT_THAT(contentsOf(at("lib")), HasSubstr("test.vuo"));
+  EXPECT_THAT(faultOf([&] { compiler.compileComposition(at("none.vuo"), bitcode); }),
+              HasSubstr("no such file"));
+  EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
 }
 
 TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
-  planOf("digraph Old {}");
-  const auto link = [&](const std::string& target) {
-    VuoCompiler().linkCompositionToCreateDynamicLibrary(at("test.bc"), target,
-                                                        VuoCompiler::Optimization_FastBuild);
+  VuoCompiler compiler;
+  const auto link = [&](const std::string& composition, const std::string& target) {
+    write("test.vuo", composition);
+    compiler.compileComposition(at("test.vuo"), at("test.bc"));
+    compiler.linkCompositionToCreateExecutable(at("test.bc"), target,
+                                               VuoCompiler::Optimization_FastRun, false, "");
   };
-  link(at("lib"));
-  const int running = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
-  planOf("digraph New {\n" + std::string(inputs) + "}");
-  link(at("lib"));
-  const int fresh = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(vuo::planOfArtefact(running).publishedInputs.size(), 0u);
-  EXPECT_EQ(vuo::planOfArtefact(fresh).publishedInputs.size(), 2u);
+  const auto inputsIn = [](int file) {
+    return vuo::planFromText(vuo::planTextIn(file)).publishedInputs.size();
+  };
+  link("digraph Old {}", at("exe"));
+  const vuo::FileDescriptor running(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  link("digraph New {\n" + std::string(inputs) + "}", at("exe"));
+  const vuo::FileDescriptor fresh(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(inputsIn(running.get()), 0u);
+  EXPECT_EQ(inputsIn(fresh.get()), 2u);
   struct stat status;
-  EXPECT_EQ(fstat(fresh, &status), 0);
+  EXPECT_EQ(fstat(fresh.get(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777u, 0755u);
-  close(running);
-  close(fresh);
+  EXPECT_THAT(contentsOf(at("exe")),
+              testing::StartsWith("#!" + vuo::helperFolder() + "/vuo-player\n"));
 
-  EXPECT_THAT(faultOf([&] { link(at("missing/lib")); }), HasSubstr("No such file"));
-  write("test.bc", "{}");
-  EXPECT_THAT(faultOf([&] { link(at("lib")); }), HasSubstr("no compiled composition"));
+  EXPECT_THAT(faultOf([&] { link("digraph G {}", at("missing/exe")); }), HasSubstr("No such file"));
   EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path), {}), 5);  // nothing left over
 }
 

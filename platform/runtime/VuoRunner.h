@@ -69,17 +69,22 @@ class VuoRunner {
   };
 
   /// A runner, not yet started, that will run the executable in a process of its own with
-  /// `sourceDirectory` as the folder that relative file names start from. The process ends with
-  /// this one; with `outliveHost` it goes on, idle, until somebody ends it. `deleteExecutable`
-  /// removes the file with the runner.
+  /// `sourceDirectory` as the folder that the files it names are in. What runs is the runtime's own
+  /// player, whatever program the file names. The file is opened and checked at once, so that
+  /// replacing it afterwards does not touch this runner; throws std::runtime_error. The process ends
+  /// with this one; with `outliveHost` it goes on, idle, until somebody ends it.
+  /// `deleteExecutable` removes the file with the runner.
   static VuoRunner* newSeparateProcessRunnerFromExecutable(std::string executablePath,
                                                            std::string sourceDirectory,
                                                            bool outliveHost, bool deleteExecutable);
-  /// The same for a dynamic library inside this process. The file is opened at once, so that
-  /// replacing it afterwards does not touch this runner.
+  /// The same for a dynamic library inside this process.
   static VuoRunner* newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
                                                               std::string sourceDirectory,
                                                               bool deleteDylib);
+
+  /// Whether that is the file of a compiled composition, undamaged and of this version of the
+  /// runtime. Where it is not, compiling the composition again helps. Reads the file.
+  static bool canRun(const std::string& artefactPath);
 
   /// Stops the composition if it still runs.
   virtual ~VuoRunner() = default;

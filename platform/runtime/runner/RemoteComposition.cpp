@@ -8,6 +8,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
 #include "platform/runtime/transport/Protocol.h"
 
@@ -56,9 +57,9 @@ JsonOwner pairOf(std::size_t input, JsonOwner value) {
 
 }  // namespace
 
-RemoteComposition::RemoteComposition(std::string executable, std::vector<std::string> arguments,
+RemoteComposition::RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                                      CompositionListener& listener)
-    : _executable(std::move(executable)), _arguments(std::move(arguments)), _listener(listener) {}
+    : _artefact(std::move(artefact)), _arguments(std::move(arguments)), _listener(listener) {}
 
 RemoteComposition::~RemoteComposition() {
   stop();
@@ -72,7 +73,8 @@ PublishedPorts RemoteComposition::start() {
   _socket = std::make_unique<MessageSocket>(FileDescriptor(ends[0]));
   {
     const FileDescriptor playersEnd(ends[1]);  // closed here, so that its end is noticed
-    _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
+    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
+                                              std::vector<int>{playersEnd.get(), _artefact.get()});
   }
   try {
     _ports = awaitReady();
@@ -86,7 +88,7 @@ PublishedPorts RemoteComposition::start() {
 
 PublishedPorts RemoteComposition::awaitReady() {
   const auto message = _socket->receive(startPatience);
-  if (!message) throw std::runtime_error(_executable + " did not start");
+  if (!message) throw std::runtime_error("The player did not start");
   json_object* body = message->body.get();
   if (kindOf(body) != "ready") throw std::runtime_error(textIn(body, "message"));
   return {portsFromJson(arrayIn(body, "inputs")), portsFromJson(arrayIn(body, "outputs"))};
@@ -159,7 +161,7 @@ void RemoteComposition::takeReports() {
   }
   _gone = true;
   if (_stopping) return;
-  _listener.contactLost(_process->waitAtMost(std::chrono::milliseconds(0)));
+  _listener.contactLost(endDescription(_process->waitAtMost(std::chrono::milliseconds(0))));
 }
 
 void RemoteComposition::take(Message message, FrameReceiver& frames) {

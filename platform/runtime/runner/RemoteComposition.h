@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/runtime/graph/Composition.h"
-#include "platform/runtime/runner/PlayerProcess.h"
+#include "platform/runtime/process/ChildProcess.h"
 #include "platform/runtime/transport/FrameTransport.h"
 
 namespace vuo {
@@ -16,7 +16,7 @@ namespace vuo {
 /// player that takes no message for 50 ms is ended.
 class RemoteComposition : public Composition {
  public:
-  RemoteComposition(std::string executable, std::vector<std::string> arguments,
+  RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                     CompositionListener& listener);
   ~RemoteComposition() override;
 
@@ -36,12 +36,12 @@ class RemoteComposition : public Composition {
   EventReport reportIn(json_object* message, FrameReceiver& frames) const;
   OutputReport outputReportIn(json_object* body, FrameReceiver& frames) const;
 
-  const std::string _executable;
+  const FileDescriptor _artefact;
   const std::vector<std::string> _arguments;
   CompositionListener& _listener;
   PublishedPorts _ports;
   std::unique_ptr<MessageSocket> _socket;
-  std::unique_ptr<PlayerProcess> _process;
+  std::unique_ptr<ChildProcess> _process;
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
