@@ -23,6 +23,11 @@ class HelpText : public CLI::Formatter {
     const std::string text = option->get_option_text();
     return text.empty() ? text : " " + text;
   }
+
+  std::string make_option_desc(const CLI::Option* option) const override {
+    const std::string value = option->get_default_str();
+    return option->get_description() + (value.empty() ? "" : " (default " + value + ")");
+  }
 };
 
 /// For the command and its subcommands. Call it when all options are there.

@@ -19,7 +19,7 @@ _brannow() {
   esac
 
   local scene='--size --in-process --cache --help'
-  local pictures="$scene -o --output --format --set --image --print --fps"
+  local pictures="$scene -o --output --format --set --image --print --fps --start --timeout"
   local options
   case $command in
     view) options="$scene --input" ;;
