@@ -63,7 +63,7 @@ done
 grep -q 'missing.vuo: no such file' problems || fail 'says that there is no such file'
 grep -q 'no window can be opened' problems || fail 'says that there is no display'
 
-Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>display 2>xvfb.log &
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -noreset 3>display 2>xvfb.log &
 within 30 test -s display || { cat xvfb.log && exit 1; }
 DISPLAY=:$(cat display)
 export DISPLAY
