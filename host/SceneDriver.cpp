@@ -195,7 +195,8 @@ VuoFrame SceneDriver::waitFor(const Asked& asked, int count) {
 }
 
 void SceneDriver::write(const VuoFrame& frame, int index, int count) {
-  const std::string line = _sink->write(_session.pool().readPixels(*frame.buffer), index, count);
+  _session.pool().readPixels(*frame.buffer, _pixels);
+  const std::string line = _sink->write(_pixels, index, count);
   if (_options.output != "-") say(line);
   for (const auto& name : _options.printed) say(name + " = " + printedOutput(name, frame));
   _progress.show(index, count);

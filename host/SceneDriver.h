@@ -90,6 +90,7 @@ class SceneDriver {
   std::deque<Asked> _asked;
   int _lastIndex = 0;
   bool _moreRequests = true;
+  ZQPixels _pixels;  // of the frame that is written
   std::unique_ptr<FrameSink> _sink;
   Progress _progress;
 };

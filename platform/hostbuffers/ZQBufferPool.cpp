@@ -87,30 +87,41 @@ Area readableArea(const ZQBuffer& buffer) {
   return {left, bottom, std::max(0, right - left), std::max(0, top - bottom)};
 }
 
-ZQPixels readFramebuffer(const Area& area) {
-  ZQPixels pixels{static_cast<std::size_t>(area.width), static_cast<std::size_t>(area.height), {}};
-  if (glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return {};
-  std::vector<std::uint8_t> rows(pixels.width * pixels.height * kBytesPerPixel);
-  glReadPixels(area.x, area.y, area.width, area.height, GL_RGBA, GL_UNSIGNED_BYTE, rows.data());
-  pixels.rgba = rowsReversed(rows, pixels.width * kBytesPerPixel);
-  return pixels;
+/// GL's rows begin at the bottom.
+void turnUpsideDown(std::vector<std::uint8_t>& rows, std::size_t rowBytes) {
+  for (std::size_t low = 0, high = rows.size(); low + rowBytes < high; low += rowBytes) {
+    high -= rowBytes;
+    std::swap_ranges(&rows[low], &rows[low] + rowBytes, &rows[high]);
+  }
 }
 
-ZQPixels readTexture(const ZQBuffer& buffer) {
-  if (!glIsTexture(buffer.name())) return {};
+bool readFramebuffer(const Area& area, ZQPixels& pixels) {
+  if (glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return false;
+  pixels.width = static_cast<std::size_t>(area.width);
+  pixels.height = static_cast<std::size_t>(area.height);
+  const std::size_t rowBytes = pixels.width * kBytesPerPixel;
+  pixels.rgba.resize(pixels.height * rowBytes);
+  glReadPixels(area.x, area.y, area.width, area.height, GL_RGBA, GL_UNSIGNED_BYTE,
+               pixels.rgba.data());
+  turnUpsideDown(pixels.rgba, rowBytes);
+  return true;
+}
+
+bool readTexture(const ZQBuffer& buffer, ZQPixels& pixels) {
+  if (!glIsTexture(buffer.name())) return false;
   // Another context may have drawn into the texture; binding it makes that visible here.
   glBindTexture(buffer.target(), buffer.name());
   const Area area = readableArea(buffer);
-  if (area.width == 0 || area.height == 0) return {};
+  if (area.width == 0 || area.height == 0) return false;
 
   GLuint framebuffer = 0;
   glGenFramebuffers(1, &framebuffer);
   glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
   glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, buffer.target(), buffer.name(),
                          0);
-  ZQPixels pixels = readFramebuffer(area);
+  const bool isRead = readFramebuffer(area, pixels);
   glDeleteFramebuffers(1, &framebuffer);
-  return pixels;
+  return isRead;
 }
 
 }  // namespace
@@ -237,8 +248,13 @@ ZQBufferRef ZQBufferPool::allocBufferWithPixels(const ZQPixels& pixels, std::uin
 
 ZQPixels ZQBufferPool::readPixels(const ZQBuffer& buffer) {
   ZQPixels pixels;
-  if (!_state->onGpu([&] { pixels = readTexture(buffer); })) return {};
+  readPixels(buffer, pixels);
   return pixels;
+}
+
+void ZQBufferPool::readPixels(const ZQBuffer& buffer, ZQPixels& pixels) {
+  bool isRead = false;
+  if (!_state->onGpu([&] { isRead = readTexture(buffer, pixels); }) || !isRead) pixels = {};
 }
 
 void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {

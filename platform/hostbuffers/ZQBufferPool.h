@@ -47,6 +47,9 @@ class ZQBufferPool : public GLScene {
   /// texture may be anybody's in the share group; whoever drew into it has finished. Waits for the
   /// GPU.
   ZQPixels readPixels(const ZQBuffer& buffer);
+  /// The same into `pixels`, whose memory is used again: new memory for each frame of a video costs
+  /// as much as reading it.
+  void readPixels(const ZQBuffer& buffer, ZQPixels& pixels);
 
   /// Deletes the idle textures.
   void purgeIdleBuffers();
