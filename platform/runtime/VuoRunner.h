@@ -71,8 +71,8 @@ class VuoRunner {
   /// A runner, not yet started, that will run the executable in a process of its own with
   /// `sourceDirectory` as the folder that the files it names are in. What runs is the runtime's own
   /// player, whatever program the file names. The file is opened and checked at once, so that
-  /// replacing it afterwards does not touch this runner; throws std::runtime_error. The process ends
-  /// with this one; with `outliveHost` it goes on, idle, until somebody ends it.
+  /// replacing it afterwards does not touch this runner; throws std::runtime_error. The process
+  /// ends with this one; with `outliveHost` it goes on, idle, until somebody ends it.
   /// `deleteExecutable` removes the file with the runner.
   static VuoRunner* newSeparateProcessRunnerFromExecutable(std::string executablePath,
                                                            std::string sourceDirectory,
