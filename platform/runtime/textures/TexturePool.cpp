@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -11,7 +12,6 @@ namespace vuo {
 namespace {
 
 std::atomic<long> liveTextureCount{0};
-std::atomic<std::uint64_t> texturesMade{0};
 
 /// A texture that this many images were made without is no longer needed.
 constexpr std::uint64_t longestIdleness = 32;
@@ -19,7 +19,6 @@ constexpr std::uint64_t longestIdleness = 32;
 struct Texture {
   GLuint name;
   std::uint64_t width, height;
-  std::uint64_t serial;
   std::uint64_t idleSince = 0;
 };
 
@@ -39,7 +38,7 @@ Texture newTexture(std::uint64_t width, std::uint64_t height) {
                              std::to_string(height) + " pixels could be made");
   }
   ++liveTextureCount;
-  return {name, width, height, ++texturesMade};
+  return {name, width, height};
 }
 
 /// A context of the textures' group is current.
@@ -131,11 +130,6 @@ ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
 void TexturePool::giveBack(VuoImage image) {
   const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
   if (!loan->state->keep(loan->texture)) loan->state->deleteElsewhere({loan->texture});
-}
-
-std::optional<std::uint64_t> TexturePool::serialOf(VuoImage image) {
-  if (image->freeCallback != giveBack) return std::nullopt;
-  return static_cast<const Loan*>(image->freeCallbackContext)->texture.serial;
 }
 
 long TexturePool::liveTextures() {

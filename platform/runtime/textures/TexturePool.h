@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 #include "platform/runtime/ImageRef.h"
 #include "platform/runtime/textures/ShareGroup.h"
@@ -24,10 +23,6 @@ class TexturePool {
   /// when this returns. A context of the group is current on the calling thread. Throws
   /// std::runtime_error when there is no memory for it.
   ImageRef newImage(std::uint64_t width, std::uint64_t height);
-
-  /// What tells the image's texture from every other that a pool of this process makes or has made;
-  /// nothing where it is none of a pool's.
-  static std::optional<std::uint64_t> serialOf(VuoImage image);
 
   /// How many textures of all pools exist in this process.
   static long liveTextures();

@@ -17,8 +17,6 @@ class TextureUploader {
   /// returns. Throws std::runtime_error when there is no memory for it.
   ImageRef upload(std::uint64_t width, std::uint64_t height, const void* pixels);
 
-  const std::shared_ptr<ShareGroup>& group() const { return _group; }
-
  private:
   const std::shared_ptr<ShareGroup> _group;
   const std::shared_ptr<platform::GLContext> _context;

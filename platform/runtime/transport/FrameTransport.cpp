@@ -34,23 +34,13 @@ struct HandBack {
 }  // namespace
 
 FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
-    : _socket(socket), _buffers(mostPerEvent + spareBuffers), _textures(socket) {}
-
-JsonOwner FrameSender::send(const ImageRef& image) {
-  JsonOwner frame = _textures.lend(image);
-  return frame ? std::move(frame) : sendPixels(image);
-}
+    : _socket(socket), _buffers(mostPerEvent + spareBuffers) {}
 
 void FrameSender::take(json_object* message) {
-  const std::string kind = kindOf(message);
-  const auto number = [&](const char* key) { return numberIn(message, key); };
-  if (kind == "frame done") release(number("buffer"));
-  if (kind == "trial answer") _textures.answered(number("same") != 0);
-  if (kind == "texture done") _textures.givenBack(number("texture"));
-  if (kind == "texture refused") _textures.refused();
+  if (kindOf(message) == "frame done") release(numberIn(message, "buffer"));
 }
 
-JsonOwner FrameSender::sendPixels(const ImageRef& image) {
+JsonOwner FrameSender::send(const ImageRef& image) {
   const std::size_t buffer = takeFreeBuffer();
   try {
     makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
@@ -110,19 +100,8 @@ void FrameSender::close() {
 }
 
 bool FrameReceiver::take(Message& message) {
-  json_object* body = message.body.get();
-  const std::string kind = kindOf(body);
-  if (kind == "buffer") {
-    takeBuffer(std::move(message));
-  } else if (kind == "trial") {
-    _textures.tryOut(std::move(message), uploader().group());
-  } else if (kind == "texture") {
-    _textures.take(std::move(message), uploader().group());
-  } else if (kind == "texture gone") {
-    _textures.drop(numberIn(body, "texture"));
-  } else {
-    return false;
-  }
+  if (kindOf(message.body.get()) != "buffer") return false;
+  takeBuffer(std::move(message));
   return true;
 }
 
@@ -134,7 +113,6 @@ void FrameReceiver::takeBuffer(Message message) {
 }
 
 ImageRef FrameReceiver::receive(json_object* frame) {
-  if (valueIn(frame, "buffer") == nullptr) return _textures.borrow(frame);
   const std::uint64_t number = numberIn(frame, "buffer");
   const std::uint64_t width = numberIn(frame, "width"), height = numberIn(frame, "height");
   const HandBack handBack{_socket, number};
@@ -142,12 +120,8 @@ ImageRef FrameReceiver::receive(json_object* frame) {
   if (buffer == _buffers.end() || !buffer->second ||
       buffer->second->size() < pixelBytes(width, height))
     throw std::runtime_error("The frame lies in no buffer");
-  return uploader().upload(width, height, buffer->second->bytes());
-}
-
-TextureUploader& FrameReceiver::uploader() {
   if (!_uploader) _uploader = std::make_unique<TextureUploader>();
-  return *_uploader;
+  return _uploader->upload(width, height, buffer->second->bytes());
 }
 
 }  // namespace vuo

@@ -1,6 +1,5 @@
-// How the pictures of a composition come from the player to its host: in the player's own textures
-// where both can use them, and else through a few buffers of shared memory that are used over and
-// over. Both ends are here, and nothing else knows the way.
+// How the pictures of a composition come from the player to its host: through a few buffers of
+// shared memory that are used over and over. Both ends are here, and nothing else knows the way.
 #pragma once
 
 #include <condition_variable>
@@ -13,7 +12,6 @@
 #include "platform/runtime/textures/TextureUploader.h"
 #include "platform/runtime/transport/MessageSocket.h"
 #include "platform/runtime/transport/SharedMemory.h"
-#include "platform/runtime/transport/TextureLoans.h"
 
 namespace vuo {
 
@@ -23,9 +21,8 @@ class FrameSender {
   /// `mostPerEvent` frames may go into one message.
   FrameSender(MessageSocket& socket, std::size_t mostPerEvent);
 
-  /// The frame for the message. Where the pixels have to travel it puts them into a free buffer,
-  /// waiting for one while the host has them all. Throws std::runtime_error when that fails or the
-  /// host is gone.
+  /// The frame for the message. Its pixels are put into a free buffer, which is waited for while
+  /// the host has them all. Throws std::runtime_error when that fails or the host is gone.
   JsonOwner send(const ImageRef& image);
   /// Takes a message of the host's that is about frames, and leaves others. Any thread.
   void take(json_object* message);
@@ -38,7 +35,6 @@ class FrameSender {
     bool isFree = true;
   };
 
-  JsonOwner sendPixels(const ImageRef& image);
   std::size_t takeFreeBuffer();
   void makeLargeEnough(std::size_t buffer, std::size_t size);
   void release(std::size_t buffer);
@@ -48,13 +44,12 @@ class FrameSender {
   std::condition_variable _changed;
   std::vector<Buffer> _buffers;
   bool _closed = false;
-  TextureLender _textures;
 };
 
 /// The host's end, on one thread.
 class FrameReceiver {
  public:
-  explicit FrameReceiver(MessageSocket& socket) : _socket(socket), _textures(socket) {}
+  explicit FrameReceiver(MessageSocket& socket) : _socket(socket) {}
 
   /// Takes a message of the player's that prepares for frames; false for any other.
   bool take(Message& message);
@@ -64,12 +59,10 @@ class FrameReceiver {
 
  private:
   void takeBuffer(Message message);
-  TextureUploader& uploader();
 
   MessageSocket& _socket;
   std::map<std::uint64_t, std::unique_ptr<SharedMemory>> _buffers;
   std::unique_ptr<TextureUploader> _uploader;  ///< made for the first frame
-  TextureBorrower _textures;
 };
 
 }  // namespace vuo

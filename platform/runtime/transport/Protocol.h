@@ -7,25 +7,17 @@
 //   {"kind": "cancel", "event": n}                           nobody waits for the event any more
 //   {"kind": "image", "input": i, "width": w, "height": h}   with the pixels' descriptor
 //   {"kind": "frame done", "buffer": b}
-//   {"kind": "trial answer", "same": 0 or 1}                 to each round
-//   {"kind": "texture done", "texture": t}                   once for each time it was lent
-//   {"kind": "texture refused"}                              from now on only pixels
 //   {"kind": "stop"}
 //
 // player to runner
 //   {"kind": "ready", "inputs": [[name, type], ...], "outputs": [[name, type], ...]}
 //   {"kind": "refused", "message": m}
 //   {"kind": "buffer", "buffer": b, "size": n}               with the buffer's descriptor
-//   {"kind": "trial", "round": 1, LAYOUT}                    with a texture's descriptor
-//   {"kind": "trial", "round": 2}                            the same texture with other pixels
-//   {"kind": "texture", "texture": t, LAYOUT}                with the texture's descriptor
-//       LAYOUT is "width": w, "height": h, "format": f, "modifier": m, "stride": s, "offset": o
-//   {"kind": "texture gone", "texture": t}
 //   {"kind": "outputs", "event": n, "outcome": c, "reports": [{"output": o, "value": v,
 //       "frame": f, "fault": m}, ...]}
 //       c is EventReport::Outcome; "value" or "frame" where data came with the event, "fault" where
 //       a node that it depends on could not do its work;
-//       a frame is {"buffer": b, "width": w, "height": h}, or {"texture": t} where one is lent
+//       a frame is {"buffer": b, "width": w, "height": h}
 //   {"kind": "dropped", "input": i}
 //   {"kind": "failed", "message": m}
 #pragma once
