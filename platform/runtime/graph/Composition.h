@@ -18,7 +18,7 @@ struct PublishedPorts {
   std::vector<PublishedPort> inputs, outputs;
 };
 
-/// Names an event whose end is reported in any case; 0 for any other.
+/// Names an event; 0 for one that nobody has to know again.
 using EventNumber = std::uint64_t;
 
 /// A published output was reached by an event.
@@ -43,9 +43,8 @@ struct EventReport {
 class CompositionListener {
  public:
   virtual ~CompositionListener() = default;
-  /// An event reached outputs, or it has a number: then also when it reached none or was not run.
-  /// Where the composition runs in this process its GL context is current, and the images are
-  /// complete on the GPU. The report may be taken apart.
+  /// An event has been run, or it will not be. Where the composition runs in this process its GL
+  /// context is current, and the images are complete on the GPU. The report may be taken apart.
   virtual void eventFinished(EventReport& report) = 0;
   virtual void eventDropped(std::size_t input) = 0;
   virtual void failed(const std::string& message) = 0;
@@ -63,8 +62,9 @@ class Composition {
   /// Takes effect with the next event. Throws std::runtime_error when the value does not fit or
   /// the composition is gone. The JSON value is only read.
   virtual void setValue(std::size_t input, json_object* value) = 0;
-  /// Fires one event into the inputs. Throws std::runtime_error when the composition is gone.
-  virtual void fire(std::vector<std::size_t> inputs, EventNumber number) = 0;
+  /// Fires one event into the inputs. One that is `asked` for also reaches published outputs that
+  /// nothing has run for yet. Throws std::runtime_error when the composition is gone.
+  virtual void fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) = 0;
   /// Nobody waits for that event any more: if it has not begun it is not run, but its values stay.
   virtual void cancel(EventNumber number) = 0;
   /// Asks the composition to end after the event that it is working on. Does not wait.

@@ -2,27 +2,23 @@
 
 #include <algorithm>
 
+#include "platform/runtime/Limits.h"
+
 namespace vuo {
-namespace {
-
-/// A composition this many events behind its host does not catch up with what it shows.
-constexpr std::size_t mostWaitingEvents = 256;
-
-}  // namespace
 
 void EventQueue::set(std::size_t input, Value value) {
   std::lock_guard hold(_lock);
   std::swap(_values[input], value);
 }
 
-void EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number) {
+void EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
   {
     std::lock_guard hold(_lock);
     if (_events.size() < mostWaitingEvents) {
-      _events.push_back({std::exchange(_values, {}), std::move(inputs), number});
+      _events.push_back({std::exchange(_values, {}), std::move(inputs), number, asked});
     } else {
       for (const std::size_t input : inputs) ++_dropped[input];
-      if (number != 0) _notRun.push_back({number, EventReport::Outcome::Dropped, {}});
+      _notRun.push_back({number, EventReport::Outcome::Dropped, {}});
     }
   }
   _changed.notify_one();

@@ -18,6 +18,7 @@ struct Event {
   std::map<std::size_t, Value> values;
   std::vector<std::size_t> inputs;
   EventNumber number = 0;
+  bool asked = false;
 };
 
 /// The events that wait for a composition, in order. Any thread.
@@ -26,13 +27,13 @@ class EventQueue {
   /// What there is to do next: reports of events that are not run, then an event.
   struct Work {
     std::map<std::size_t, std::size_t> dropped;  ///< how often, by the input fired into
-    std::vector<EventReport> notRun;  ///< the numbered ones among them, and the cancelled
+    std::vector<EventReport> notRun;             ///< those that were dropped, and the cancelled
     std::optional<Event> event;
   };
 
   void set(std::size_t input, Value value);
   /// Drops the event, but not the values, when too many are waiting.
-  void fire(std::vector<std::size_t> inputs, EventNumber number);
+  void fire(std::vector<std::size_t> inputs, EventNumber number, bool asked);
   /// Takes the event out if it still waits; the next one brings its values.
   void cancel(EventNumber number);
   /// Waits for something to do. Nothing once the queue has ended, whatever still waits.

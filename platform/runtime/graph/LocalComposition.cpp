@@ -61,7 +61,7 @@ void LocalComposition::serveEvents(Execution& execution) {
     }
 }
 
-/// The end of a numbered event is reported whatever happens in it.
+/// The event's end is reported whatever happens in it.
 void LocalComposition::runEvent(Execution& execution, Event event) {
   EventReport report{event.number, EventReport::Outcome::Run, {}};
   try {
@@ -69,15 +69,19 @@ void LocalComposition::runEvent(Execution& execution, Event event) {
   } catch (const std::exception& fault) {
     _listener.failed(fault.what());
   }
-  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
+  _listener.eventFinished(report);
 }
 
 void LocalComposition::setValue(std::size_t input, json_object* value) {
-  _queue.set(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
+  setValue(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
 }
 
-void LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
-  _queue.fire(std::move(inputs), number);
+void LocalComposition::setValue(std::size_t input, Value value) {
+  _queue.set(input, std::move(value));
+}
+
+void LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  _queue.fire(std::move(inputs), number, asked);
 }
 
 void LocalComposition::cancel(EventNumber number) {

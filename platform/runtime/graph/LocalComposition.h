@@ -22,10 +22,13 @@ class LocalComposition : public Composition {
 
   PublishedPorts start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
+  void fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
   void cancel(EventNumber number) override;
   void stop() override;
   void waitUntilStopped() override;
+
+  /// The same for a value that has the port's type.
+  void setValue(std::size_t input, Value value);
 
   /// Whether the composition, which was started, has ended after at most that long.
   bool hasStoppedWithin(std::chrono::milliseconds patience);

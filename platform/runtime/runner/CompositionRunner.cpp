@@ -85,12 +85,12 @@ void CompositionRunner::setPublishedInputPortValue(Port* port, json_object* valu
 
 void CompositionRunner::firePublishedInputPortEvent(Port* port) {
   requireRunning();
-  _composition->fire({indexOf(_inputs, port)}, 0);
+  _composition->fire({indexOf(_inputs, port)}, 0, false);
 }
 
 void CompositionRunner::firePublishedInputPortEvent() {
   requireRunning();
-  _composition->fire(allInputs(), 0);
+  _composition->fire(allInputs(), 0, false);
 }
 
 /// Known before it is fired, since it may be finished before `fire` returns.
@@ -103,7 +103,7 @@ std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent
   }
   try {
     requireRunning();  // or nobody would end it any more
-    _composition->fire(allInputs(), tag.number);
+    _composition->fire(allInputs(), tag.number, true);
   } catch (...) {
     takePending(tag.number);
     throw;

@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/runner/PlayerContact.h"
 #include "platform/runtime/runner/PlayerProcess.h"
-#include "platform/runtime/transport/FrameTransport.h"
 
 namespace vuo {
 
@@ -16,36 +16,33 @@ namespace vuo {
 /// player that takes no message for 50 ms is ended.
 class RemoteComposition : public Composition {
  public:
+  /// The ports are those of the executable's plan.
   RemoteComposition(std::string executable, std::vector<std::string> arguments,
-                    CompositionListener& listener);
+                    PublishedPorts ports, CompositionListener& listener);
   ~RemoteComposition() override;
 
   PublishedPorts start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
+  void fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
   void cancel(EventNumber number) override;
   void stop() override;
   void waitUntilStopped() override;
 
  private:
-  PublishedPorts awaitReady();
-  void send(json_object* message, int descriptor);
+  void awaitReady();
   void sendImage(std::size_t input, json_object* value);
   void takeReports();
-  void take(Message message, FrameReceiver& frames);
-  EventReport reportIn(json_object* message, FrameReceiver& frames) const;
-  OutputReport outputReportIn(json_object* body, FrameReceiver& frames) const;
 
   const std::string _executable;
   const std::vector<std::string> _arguments;
+  const PublishedPorts _ports;
   CompositionListener& _listener;
-  PublishedPorts _ports;
-  std::unique_ptr<MessageSocket> _socket;
+  std::unique_ptr<PlayerContact> _contact;
   std::unique_ptr<PlayerProcess> _process;
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
-  std::mutex _valuesLock;  ///< guards the field below, and keeps events in order; then _socket's
+  std::mutex _valuesLock;  ///< guards the field below, and keeps events in order; then _contact's
   std::map<std::size_t, Value> _values;  ///< for the next event
 
   std::mutex _endLock;  ///< held while waiting for the end; taken before no other lock
