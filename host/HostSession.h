@@ -38,6 +38,7 @@ class HostSession {
   ~HostSession();
 
   ZQBufferPool& pool() { return *_pool; }
+  const platform::GLContext& context() const { return *_context; }
   /// Runs what is due on the main queue and returns the texts of the alerts that came up.
   std::vector<std::string> runMainQueue();
 

@@ -92,10 +92,6 @@ struct JsonMaker {
 
 }  // namespace
 
-void PutJson::operator()(json_object* value) const {
-  json_object_put(value);
-}
-
 Value valueFromJson(Type type, json_object* json) {
   const json_type given = json_object_get_type(json);
   switch (type) {
@@ -115,6 +111,10 @@ Value valueFromJson(Type type, json_object* json) {
       if (given == json_type_boolean) return numberAs(type, json_object_get_boolean(json) != 0);
   }
   doesNotFit(type);
+}
+
+void PutJson::operator()(json_object* value) const {
+  json_object_put(value);
 }
 
 JsonOwner jsonFromValue(const Value& value) {

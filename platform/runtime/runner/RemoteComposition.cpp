@@ -7,6 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
 
 namespace vuo {
@@ -22,9 +23,9 @@ constexpr std::chrono::milliseconds stopPatience{1000};
 
 }  // namespace
 
-RemoteComposition::RemoteComposition(std::string executable, std::vector<std::string> arguments,
+RemoteComposition::RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                                      PublishedPorts ports, CompositionListener& listener)
-    : _executable(std::move(executable)),
+    : _artefact(std::move(artefact)),
       _arguments(std::move(arguments)),
       _ports(std::move(ports)),
       _listener(listener) {}
@@ -41,7 +42,8 @@ PublishedPorts RemoteComposition::start() {
   _contact = std::make_unique<PlayerContact>(FileDescriptor(ends[0]), _ports, _listener);
   {
     const FileDescriptor playersEnd(ends[1]);  // closed here, so that its end is noticed
-    _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
+    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
+                                              std::vector<int>{playersEnd.get(), _artefact.get()});
   }
   try {
     awaitReady();
@@ -59,7 +61,7 @@ void RemoteComposition::awaitReady() {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() < 0 || !_contact->takeNext(left))
-      throw std::runtime_error(_executable + " did not start");
+      throw std::runtime_error("The player did not start");
   }
 }
 
@@ -113,7 +115,7 @@ void RemoteComposition::takeReports() {
   _gone = true;
   _contact->shutDown();
   if (_stopping) return;
-  const std::string end = _process->waitAtMost(std::chrono::milliseconds(0));
+  const std::string end = endDescription(_process->waitAtMost(std::chrono::milliseconds(0)));
   _listener.contactLost(lie.empty() ? end : lie);
 }
 

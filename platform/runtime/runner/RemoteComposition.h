@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/process/ChildProcess.h"
 #include "platform/runtime/runner/PlayerContact.h"
-#include "platform/runtime/runner/PlayerProcess.h"
 
 namespace vuo {
 
@@ -16,8 +16,8 @@ namespace vuo {
 /// player that takes no message for 50 ms is ended.
 class RemoteComposition : public Composition {
  public:
-  /// The ports are those of the executable's plan.
-  RemoteComposition(std::string executable, std::vector<std::string> arguments,
+  /// The ports are those of the artefact's plan.
+  RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                     PublishedPorts ports, CompositionListener& listener);
   ~RemoteComposition() override;
 
@@ -33,12 +33,12 @@ class RemoteComposition : public Composition {
   void sendImage(std::size_t input, json_object* value);
   void takeReports();
 
-  const std::string _executable;
+  const FileDescriptor _artefact;
   const std::vector<std::string> _arguments;
   const PublishedPorts _ports;
   CompositionListener& _listener;
   std::unique_ptr<PlayerContact> _contact;
-  std::unique_ptr<PlayerProcess> _process;
+  std::unique_ptr<ChildProcess> _process;
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
