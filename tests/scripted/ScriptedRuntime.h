@@ -20,6 +20,7 @@ struct Script {
   bool throwsInt = false;          ///< throw an int instead
   bool records = true;
   bool yieldsRunner = true;
+  bool refusesArtefacts = false;
   bool yieldsJson = true;
   bool yieldsImage = true;
   std::set<std::string> inputs{"width", "height", "time"};

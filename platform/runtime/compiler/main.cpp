@@ -36,8 +36,9 @@ siginfo_t endOf(pid_t process) {
 /// False when no process can be made.
 bool compile(vuo::MessageSocket& socket, const vuo::MessageSocket::Received& request) {
   const auto file = vuo::decoded<vuo::message::Compile>(request.bytes).file;
+  const pid_t self = getpid();
   const pid_t process = fork();
-  if (process == 0) vuo::compileAndExit(file, request.descriptor.get());
+  if (process == 0) vuo::compileAndExit(file, request.descriptor.get(), self);
   if (process < 0) return false;
   const siginfo_t end = endOf(process);
   const vuo::message::Compiled compiled{end.si_code, end.si_status};
