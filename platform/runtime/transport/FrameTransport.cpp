@@ -107,8 +107,11 @@ void FrameReceiver::take(const message::Buffer& announced, FileDescriptor memory
     throw ProtocolError("it made a buffer of " + std::to_string(announced.size) + " bytes");
   Buffer& buffer = _buffers[announced.buffer] = Buffer();
   buffer.size = announced.size;
+  if (!memory) {
+    buffer.fault = "There is no descriptor left for a picture";
+    return;
+  }
   try {
-    if (!memory) throw std::runtime_error("There is no descriptor left for a picture");
     buffer.share = PictureBudget::take(_budget, announced.size);
     buffer.memory = std::make_unique<SharedMemory>(std::move(memory), announced.size);
   } catch (const ProtocolError&) {
