@@ -38,6 +38,7 @@ refuses 'no such file' render missing.vuo
 refuses 'no image generator' render text.vuo
 refuses 'nowhere.frag' render broken.vuo
 refuses '--frobnicate' render "$tiles" --frobnicate
+refuses 'needs rgba or y4m' render "$tiles" --format avi
 refuses 'needs a size' render "$tiles" --size 0x9
 refuses 'has no input nothing' render "$tiles" --set nothing=1
 refuses 'NAME=VALUE' render "$tiles" --set nothing

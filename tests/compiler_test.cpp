@@ -443,6 +443,28 @@ TEST_F(CompilerTest, WhateverLiesAtTheBitcodePathIsNotUsed) {
   EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
 }
 
+TEST_F(CompilerTest, BitcodeIsRemovedWhenItIsADayOld) {
+  const std::string digits(32, 'A');
+  const struct {
+    std::string name;
+    bool isOld, goes;
+  } files[] = {{digits + ".bc", true, true},
+               {digits + ".bc.aB3xyz", true, true},
+               {digits.substr(1) + "B.bc", false, false},
+               {digits.substr(1) + ".bc", true, false},
+               {digits + ".bcx", true, false},
+               {digits + ".bc.aB3xyzz", true, false}};
+  write("test.vuo", "digraph G {}");
+  for (const auto& file : files) {
+    write(file.name, "");
+    timespec time = modificationTimeOf(at(file.name));
+    if (file.isOld) time.tv_sec -= 25 * 60 * 60;
+    setModificationTime(at(file.name), time);
+  }
+  VuoCompiler().compileComposition(at("test.vuo"), at("0123456789ABCDEF0123456789ABCDEF.bc"));
+  for (const auto& file : files) EXPECT_EQ(fs::exists(at(file.name)), !file.goes) << file.name;
+}
+
 TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
   VuoCompiler compiler;
   const auto link = [&](const std::string& composition, const std::string& target) {

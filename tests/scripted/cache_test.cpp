@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <latch>
 #include <thread>
 
@@ -25,6 +27,13 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
+
+/// Whether the thread waits for something.
+bool isAsleep(pid_t thread) {
+  std::string word, state;
+  std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat") >> word >> word >> state;
+  return state == "S";
+}
 
 class Cache : public testing::Test {
  protected:
