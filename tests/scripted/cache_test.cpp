@@ -28,13 +28,6 @@ using testing::StartsWith;
 
 namespace {
 
-/// Whether the thread waits for something.
-bool isAsleep(pid_t thread) {
-  std::string word, state;
-  std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat") >> word >> word >> state;
-  return state == "S";
-}
-
 class Cache : public testing::Test {
  protected:
   Cache() {
