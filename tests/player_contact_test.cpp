@@ -483,6 +483,22 @@ TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   EXPECT_EQ(player->hear().size(), 1u);
 }
 
+TEST(TexturePoolTest, MakesNoMoreThanTheBudgetAllows) {
+  const std::vector<std::uint8_t> pixels(64 * 64 * 4);
+  vuo::TextureUploader drawing(std::make_shared<vuo::PictureBudget>(3 * pixels.size()));
+  std::vector<vuo::ImageRef> images;
+  const auto draw = [&](std::uint64_t width, std::uint64_t height) {
+    images.push_back(drawing.upload(width, height, pixels.data()));
+  };
+  for (int i = 0; i < 3; ++i) draw(64, 64);
+  EXPECT_THROW(draw(1, 1), std::runtime_error);
+  images.resize(1);
+  draw(32, 32);  // idle textures of another size give way
+  draw(64, 64);
+  EXPECT_THROW(draw(64, 64), std::runtime_error);
+  EXPECT_THROW(draw(1 << 20, 1 << 20), std::runtime_error);
+}
+
 // ---- players that say anything
 
 class Nonsense {

@@ -29,6 +29,9 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include "platform/runtime/VuoValues.h"
 #include "platform/runtime/textures/TexturePool.h"
 #include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/runtime/transport/MessageSocket.h"
+#include "platform/runtime/transport/Messages.h"
+#include "platform/runtime/transport/Protocol.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -456,6 +459,21 @@ TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
   running.runner->stop();
   running.runner->waitUntilStopped();
   EXPECT_THAT(running.recorder.take(0), ElementsAre());
+}
+
+/// The test speaks in the player's place, over a copy of its socket.
+TEST_F(RuntimeTest, LyingPlayerIsLostWithTheReason) {
+  Running running(folder, straight(Type::Real), true);
+  running.fire("in");
+  running.recorder.take(2);
+  const vuo::FileDescriptor process(pidfd_open(childrenOf(getpid()).at(0), 0));
+  vuo::FileDescriptor socket(pidfd_getfd(process.get(), vuo::playerSocket, 0));
+  if (!socket) GTEST_SKIP() << "this machine keeps a process's descriptors from its parent";
+  vuo::MessageSocket player(std::move(socket));
+  player.send(vuo::encoded(vuo::message::ToHost(vuo::message::EventEnd{1, {}, {}})), -1, {});
+  EXPECT_THAT(running.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(running.runner->lossDescription(), HasSubstr("an event that it was not at"));
+  EXPECT_THAT(childrenOf(getpid()), ElementsAre());
 }
 
 TEST_F(RuntimeTest, StuckPlayerIsEnded) {
