@@ -52,7 +52,7 @@ class Encoder {
   void put(const std::variant<Alternatives...>& value) {
     static_assert(sizeof...(Alternatives) <= 256);
     put(static_cast<std::uint8_t>(value.index()));
-    std::visit([this](const auto& alternative) { put(alternative); }, value);
+    std::visit([this](const auto& alternative) { this->put(alternative); }, value);
   }
   void put(std::monostate) {}
   template <class Struct>
