@@ -28,11 +28,13 @@ class DispatchQueue {
   virtual std::shared_ptr<void> pending() { return nullptr; }
 };
 
-/// Runs one task at a time, in order, on the shared worker threads. Tasks that were submitted
-/// still run after the last reference to the queue is gone.
+/// Runs one task at a time, in order, on worker threads that serial queues share. Tasks that were
+/// submitted still run after the last reference to the queue is gone.
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 
-/// The process-wide concurrent queue of default priority.
+/// The process-wide concurrent queue of default priority. A task never waits for one that is
+/// running, however many of them wait for something: there is a thread for each, as far as the
+/// process can have threads.
 DispatchQueue& globalConcurrentQueue();
 
 /// Returns when no task is running or due on the concurrent queue or on any serial queue and no
