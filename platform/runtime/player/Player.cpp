@@ -20,17 +20,6 @@ std::size_t imageOutputs(const Plan& plan) {
                     [](const Port& output) { return output.type == Type::Image; }));
 }
 
-JsonOwner listOf(const std::vector<PublishedPort>& ports) {
-  JsonOwner list = newArray();
-  for (const auto& [name, type] : ports) {
-    JsonOwner port = newArray();
-    append(port.get(), newText(name));
-    append(port.get(), newText(typeName(type)));
-    append(list.get(), std::move(port));
-  }
-  return list;
-}
-
 }  // namespace
 
 Player::Player(FileDescriptor socket, const Plan& plan, const std::string& folder)
@@ -39,28 +28,18 @@ Player::Player(FileDescriptor socket, const Plan& plan, const std::string& folde
       _reporter(_socket, _frames),
       _composition(plan, folder, _reporter) {}
 
-bool Player::start() {
-  try {
-    const PublishedPorts ports = _composition.start();
-    const JsonOwner ready = newMessage("ready");
-    add(ready.get(), "inputs", listOf(ports.inputs));
-    add(ready.get(), "outputs", listOf(ports.outputs));
-    return _socket.send(ready.get(), -1, std::nullopt);
-  } catch (const std::exception& fault) {
-    const JsonOwner refused = newMessage("refused");
-    add(refused.get(), "message", std::string(fault.what()));
-    _socket.send(refused.get(), -1, std::nullopt);
-    return false;
-  }
-}
-
 bool Player::serve() {
+  try {
+    _composition.start();
+  } catch (const std::exception& fault) {
+    _reporter.contactLost(fault.what());
+  }
   while (auto message = _socket.receive(std::nullopt)) try {
       if (!serve(std::move(*message))) return true;
     } catch (const std::exception& fault) {
       _reporter.failed(fault.what());
     }
-  return false;
+  return _reporter.hasLostContact();
 }
 
 bool Player::serve(Message message) {
@@ -70,7 +49,7 @@ bool Player::serve(Message message) {
   else if (kind == "image")
     takeImage(std::move(message));
   else if (kind == "cancel")
-    _composition.cancel(numberIn(message.body.get(), "event"));
+    takeCancel(numberIn(message.body.get(), "event"));
   else
     _frames.take(message.body.get());
   return kind != "stop";
@@ -87,7 +66,18 @@ void Player::takeEvent(json_object* message) {
   std::vector<std::size_t> fired;
   for (std::size_t i = 0; i < json_object_array_length(inputs); ++i)
     fired.push_back(json_object_get_uint64(json_object_array_get_idx(inputs, i)));
-  _composition.fire(std::move(fired), numberIn(message, "event"));
+  const EventNumber number = numberIn(message, "event");
+  if (!_composition.fire(std::move(fired), number, numberIn(message, "asked") != 0))
+    tellNotRun(number, EventReport::Outcome::Dropped);
+}
+
+void Player::takeCancel(EventNumber number) {
+  if (_composition.cancel(number)) tellNotRun(number, EventReport::Outcome::Cancelled);
+}
+
+void Player::tellNotRun(EventNumber number, EventReport::Outcome outcome) {
+  EventReport report{number, outcome, {}};
+  _reporter.eventFinished(report);
 }
 
 void Player::takeImage(Message message) {

@@ -12,9 +12,8 @@ class Player {
  public:
   Player(FileDescriptor socket, const Plan& plan, const std::string& folder);
 
-  /// Starts the composition and tells the host. False, when the host has been told why not.
-  bool start();
-  /// Does what the host says until it says stop (true) or is gone (false).
+  /// Lets the composition come up and does what the host says. Returns when it says stop or the
+  /// composition has not come up (true), or when the host is gone (false).
   bool serve();
   /// Ends the composition, if it does end soon. Afterwards the process may exit at any moment.
   void stop();
@@ -22,6 +21,8 @@ class Player {
  private:
   bool serve(Message message);
   void takeEvent(json_object* message);
+  void takeCancel(EventNumber number);
+  void tellNotRun(EventNumber number, EventReport::Outcome outcome);
   void takeImage(Message message);
 
   MessageSocket _socket;

@@ -6,6 +6,17 @@
 
 namespace vuo {
 
+void Reporter::started() {
+  send(newMessage("ready"));
+}
+
+void Reporter::contactLost(const std::string& how) {
+  _lost = true;
+  const JsonOwner message = newMessage("refused");
+  add(message.get(), "message", how);
+  send(message);
+}
+
 void Reporter::eventFinished(EventReport& report) {
   JsonOwner list = newArray();
   for (const OutputReport& output : report.outputs) append(list.get(), messageOf(output));

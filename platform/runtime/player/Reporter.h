@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "platform/runtime/graph/Composition.h"
 #include "platform/runtime/transport/FrameTransport.h"
 
@@ -11,10 +13,13 @@ class Reporter : public CompositionListener {
  public:
   Reporter(MessageSocket& socket, FrameSender& frames) : _socket(socket), _frames(frames) {}
 
+  void started() override;
   void eventFinished(EventReport& report) override;
   void eventDropped(std::size_t input) override;
   void failed(const std::string& message) override;
-  void contactLost(const std::string&) override {}
+  /// The composition did not come up: nothing else ends it in this process.
+  void contactLost(const std::string& how) override;
+  bool hasLostContact() const { return _lost; }
 
  private:
   JsonOwner messageOf(const OutputReport& report);
@@ -22,6 +27,7 @@ class Reporter : public CompositionListener {
 
   MessageSocket& _socket;
   FrameSender& _frames;
+  std::atomic<bool> _lost = false;
 };
 
 }  // namespace vuo

@@ -98,13 +98,17 @@ void PlayerProcess::kill() {
   if (_descriptor) pidfd_send_signal(_descriptor.get(), SIGKILL, nullptr, 0);
 }
 
-std::string PlayerProcess::waitAtMost(std::chrono::milliseconds patience) {
-  if (!_descriptor) return "";
+bool PlayerProcess::hasEndedWithin(std::chrono::milliseconds patience) const {
   pollfd waiting{_descriptor.get(), POLLIN, 0};
   int ended;
   do ended = poll(&waiting, 1, static_cast<int>(patience.count()));
   while (ended < 0 && errno == EINTR);
-  if (ended <= 0) kill();
+  return ended > 0;
+}
+
+std::string PlayerProcess::waitAtMost(std::chrono::milliseconds patience) {
+  if (!_descriptor) return "";
+  if (!hasEndedWithin(patience)) kill();
   siginfo_t end{};
   int waited;
   do waited = waitid(P_PIDFD, static_cast<id_t>(_descriptor.get()), &end, WEXITED);

@@ -22,6 +22,9 @@ class PlayerProcess {
   PlayerProcess(const PlayerProcess&) = delete;
   PlayerProcess& operator=(const PlayerProcess&) = delete;
 
+  /// Readable when the process has ended; -1 where it can't be watched.
+  int descriptor() const { return _descriptor.get(); }
+  bool hasEndedWithin(std::chrono::milliseconds patience) const;
   void kill();
   /// Returns when the process is gone and leaves no trace of it; ends it when it is still there
   /// after that time. Tells how it ended, for people; the first call only.

@@ -1,7 +1,10 @@
 #include "platform/runtime/runner/RemoteComposition.h"
 
+#include <fcntl.h>
 #include <json-c/json.h>
+#include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -14,31 +17,26 @@
 namespace vuo {
 namespace {
 
-constexpr std::chrono::milliseconds startPatience{10000};
-constexpr std::chrono::milliseconds sendPatience{50};
+/// Of a caller, whose messages are small and only begun when there is room for them.
+constexpr std::chrono::milliseconds callersPatience{50};
+/// For a message that has been begun, in either direction.
+constexpr std::chrono::milliseconds messagePatience{10000};
 constexpr std::chrono::milliseconds stopPatience{1000};
+/// For what a process has said before its end.
+constexpr std::chrono::milliseconds lastWordsPatience{100};
+
+/// Of texts in an event that a caller sends by itself, in bytes; far less than a socket has room
+/// for.
+constexpr std::size_t mostText = 8 << 10;
 
 [[noreturn]] void gone() {
   throw std::runtime_error("The composition's process is gone");
 }
 
-PublishedPort portFromJson(json_object* pair) {
-  const auto text = [&](std::size_t index) {
-    json_object* value = json_object_array_get_idx(pair, index);
-    return std::string(json_object_get_string(value),
-                       static_cast<std::size_t>(json_object_get_string_len(value)));
-  };
-  const auto type = typeNamed(text(1));
-  if (!type) throw std::runtime_error("The player has a port of an unknown type");
-  return {text(0), *type};
-}
-
-std::vector<PublishedPort> portsFromJson(json_object* list) {
-  std::vector<PublishedPort> ports;
-  for (std::size_t i = 0; i < json_object_array_length(list); ++i)
-    ports.push_back(portFromJson(json_object_array_get_idx(list, i)));
-  return ports;
-}
+/// The player can't play its composition.
+struct Refusal : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 EventReport::Outcome outcomeIn(json_object* message) {
   const std::uint64_t outcome = numberIn(message, "outcome");
@@ -57,51 +55,43 @@ JsonOwner pairOf(std::size_t input, JsonOwner value) {
 }  // namespace
 
 RemoteComposition::RemoteComposition(std::string executable, std::vector<std::string> arguments,
-                                     CompositionListener& listener)
-    : _executable(std::move(executable)), _arguments(std::move(arguments)), _listener(listener) {}
+                                     PublishedPorts ports, CompositionListener& listener)
+    : _executable(std::move(executable)),
+      _arguments(std::move(arguments)),
+      _ports(std::move(ports)),
+      _listener(listener),
+      _wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return;
+  _socket = std::make_unique<MessageSocket>(FileDescriptor(ends[0]));
+  _playersEnd = FileDescriptor(ends[1]);
+}
 
 RemoteComposition::~RemoteComposition() {
   stop();
   waitUntilStopped();
 }
 
-PublishedPorts RemoteComposition::start() {
-  int ends[2];
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-    throw std::runtime_error(std::string("No socket for the player: ") + std::strerror(errno));
-  _socket = std::make_unique<MessageSocket>(FileDescriptor(ends[0]));
-  {
-    const FileDescriptor playersEnd(ends[1]);  // closed here, so that its end is noticed
-    _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
-  }
-  try {
-    _ports = awaitReady();
-  } catch (...) {
-    _process->kill();
-    throw;
-  }
-  _reader = std::thread(&RemoteComposition::takeReports, this);
-  return _ports;
+void RemoteComposition::start() {
+  if (!_socket || !_wake) throw std::runtime_error("There is no socket left for the player");
+  std::lock_guard hold(_joinLock);
+  _thread = std::thread(&RemoteComposition::live, this);
 }
 
-PublishedPorts RemoteComposition::awaitReady() {
-  const auto message = _socket->receive(startPatience);
-  if (!message) throw std::runtime_error(_executable + " did not start");
-  json_object* body = message->body.get();
-  if (kindOf(body) != "ready") throw std::runtime_error(textIn(body, "message"));
-  return {portsFromJson(arrayIn(body, "inputs")), portsFromJson(arrayIn(body, "outputs"))};
-}
-
-/// Images travel at once, since their pixels are the host's to change afterwards.
+/// Images are read at once, since their pixels are the host's to change afterwards.
 void RemoteComposition::setValue(std::size_t input, json_object* value) {
   if (_gone) gone();
-  if (_ports.inputs.at(input).type == Type::Image && value != nullptr)
-    return sendImage(input, value);
-  std::lock_guard hold(_valuesLock);
-  _values[input] = valueFromJson(_ports.inputs.at(input).type, value);
+  const Type type = _ports.inputs.at(input).type;
+  Kept kept;
+  if (type == Type::Image && value != nullptr)
+    kept = pictureOf(value);
+  else
+    kept = valueFromJson(type, value);
+  std::lock_guard hold(_backlogLock);
+  _backlog.set(input, kept);
 }
 
-void RemoteComposition::sendImage(std::size_t input, json_object* value) {
+RemoteComposition::Picture RemoteComposition::pictureOf(json_object* value) const {
   const Value image = valueFromJson(Type::Image, value);
   const VuoImage picture = std::get<ImageRef>(image).get();
   JsonOwner withPixels;
@@ -111,66 +101,194 @@ void RemoteComposition::sendImage(std::size_t input, json_object* value) {
   }
   const SharedMemory* pixels = pixelsOfImageValue(value);
   if (pixels == nullptr) throw std::runtime_error("The image's texture can't be read");
-  const JsonOwner message = newMessage("image");
-  add(message.get(), "input", input);
-  add(message.get(), "width", picture->pixelsWide);
-  add(message.get(), "height", picture->pixelsHigh);
-  std::lock_guard hold(_valuesLock);
-  _values.erase(input);
-  send(message.get(), pixels->descriptor());
+  FileDescriptor own(fcntl(pixels->descriptor(), F_DUPFD_CLOEXEC, 0));
+  if (!own) throw std::runtime_error("There is no descriptor left for the image");
+  return {picture->pixelsWide, picture->pixelsHigh, std::move(own)};
 }
 
-void RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
-  std::lock_guard hold(_valuesLock);
+/// The caller sends what the player takes at once. All else is left to the thread.
+bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  if (_gone) gone();
+  std::lock_guard hold(_backlogLock);
+  const bool isNext = !_backlog.hasEvents() && !_handsOver;
+  const bool waits = _backlog.fire(std::move(inputs), number, asked);
+  if (isNext && isSmall(_backlog.next()) && _socket->takesAtOnce())
+    send(_backlog.take(), callersPatience);
+  else
+    wake();
+  return waits;
+}
+
+bool RemoteComposition::isSmall(const Backlog::Event& event) {
+  std::size_t text = 0;
+  for (const auto& [input, kept] : event.values)
+    if (const auto* value = std::get_if<Value>(&kept))
+      if (const auto* words = std::get_if<std::string>(value)) text += words->size();
+  return text <= mostText;
+}
+
+void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseconds patience) {
   JsonOwner values = newArray(), fired = newArray();
-  for (const auto& [input, value] : _values)
-    append(values.get(), pairOf(input, jsonFromValue(value)));
-  _values.clear();
-  for (const std::size_t input : inputs) append(fired.get(), newNumber(input));
+  for (const auto& [input, kept] : event.values) {
+    if (const auto* value = std::get_if<Value>(&kept)) {
+      append(values.get(), pairOf(input, jsonFromValue(*value)));
+      continue;
+    }
+    const auto& [width, height, pixels] = std::get<Picture>(kept);
+    const JsonOwner message = newMessage("image");
+    add(message.get(), "input", input);
+    add(message.get(), "width", width);
+    add(message.get(), "height", height);
+    send(message.get(), pixels.get(), patience);
+  }
+  for (const std::size_t input : event.inputs) append(fired.get(), newNumber(input));
   const JsonOwner message = newMessage("event");
-  add(message.get(), "event", number);
+  add(message.get(), "event", event.number);
+  add(message.get(), "asked", std::uint64_t{event.asked});
   add(message.get(), "values", std::move(values));
   add(message.get(), "inputs", std::move(fired));
-  send(message.get(), -1);
+  send(message.get(), -1, patience);
 }
 
-void RemoteComposition::cancel(EventNumber number) {
+/// Whatever ends the player makes the socket end, and the thread tells of it.
+void RemoteComposition::send(json_object* message, int descriptor,
+                             std::chrono::milliseconds patience) {
+  if (!_socket->send(message, descriptor, patience)) gone();
+}
+
+/// One that the player has already may be finished before the word gets there.
+bool RemoteComposition::cancel(EventNumber number) {
+  std::optional<Backlog::Values> outdated;  // destroyed after the lock is released
+  std::lock_guard hold(_backlogLock);
+  outdated = _backlog.cancel(number);
+  if (outdated) return true;
+  if (_gone || !_socket->takesAtOnce()) return false;
   const JsonOwner message = newMessage("cancel");
   add(message.get(), "event", number);
-  send(message.get(), -1);
+  send(message.get(), -1, callersPatience);
+  return false;
 }
 
-/// Whatever ends the player makes the reader's socket end, and the reader tells of it.
-void RemoteComposition::send(json_object* message, int descriptor) {
-  if (_socket->send(message, descriptor, sendPatience)) return;
-  _process->kill();
-  gone();
+void RemoteComposition::wake() const {
+  eventfd_write(_wake.get(), 1);
 }
 
-void RemoteComposition::takeReports() {
-  pthread_setname_np(pthread_self(), "vuo reports");
-  {
-    FrameReceiver frames(*_socket);
-    while (auto message = _socket->receive(std::nullopt)) try {
-        take(std::move(*message), frames);
-      } catch (const std::exception& fault) {
-        _listener.failed(fault.what());
-      }
+bool RemoteComposition::giveUp(const std::string& why) {
+  lose(why);
+  _socket->shutDown();
+  return true;
+}
+
+void RemoteComposition::lose(const std::string& how) {
+  std::lock_guard hold(_lossLock);
+  if (_loss.empty()) _loss = how;
+}
+
+void RemoteComposition::live() {
+  pthread_setname_np(pthread_self(), "vuo player");
+  try {
+    startPlayer();
+    attend();
+  } catch (const std::exception& fault) {
+    lose(fault.what());
   }
   _gone = true;
-  if (_stopping) return;
-  _listener.contactLost(_process->waitAtMost(std::chrono::milliseconds(0)));
+  _socket->shutDown();
+  const std::string how = howItEnded();
+  if (!_stopping) _listener.contactLost(how);
+}
+
+void RemoteComposition::startPlayer() {
+  const FileDescriptor playersEnd = std::move(_playersEnd);  // closed here: its end is noticed
+  if (!_stopping)
+    _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
+}
+
+void RemoteComposition::attend() {
+  if (!_process) return;
+  FrameReceiver frames(*_socket);
+  while (auto message = nextMessage()) try {
+      take(std::move(*message), frames);
+    } catch (const Refusal&) {
+      throw;
+    } catch (const std::exception& fault) {
+      _listener.failed(fault.what());
+    }
+}
+
+/// Nothing when the process or the contact is at its end. A process that has ended may have left
+/// its socket to others.
+std::optional<Message> RemoteComposition::nextMessage() {
+  bool hasEnded = false;
+  for (;;) {
+    handOver();
+    if (_socket->hasReceived()) break;
+    short what = POLLIN;
+    {
+      std::lock_guard hold(_backlogLock);
+      if (_backlog.hasEvents()) what |= POLLOUT;
+    }
+    pollfd awaited[] = {{_socket->descriptor(), what, 0},
+                        {_process->descriptor(), POLLIN, 0},
+                        {_wake.get(), POLLIN, 0}};
+    if (poll(awaited, std::size(awaited), -1) < 0) continue;
+    eventfd_t ignored;
+    if (awaited[2].revents != 0) eventfd_read(_wake.get(), &ignored);
+    hasEnded = awaited[1].revents != 0;
+    if ((awaited[0].revents & ~POLLOUT) != 0) break;
+    if (hasEnded) return std::nullopt;
+  }
+  if (!hasEnded) return _socket->receive(messagePatience);
+  const auto now = std::chrono::steady_clock::now();
+  if (!_lastWordsEnd) _lastWordsEnd = now + lastWordsPatience;
+  return now < *_lastWordsEnd ? _socket->receive(lastWordsPatience) : std::nullopt;
+}
+
+/// Hands over what has been kept, as far as the player takes it.
+void RemoteComposition::handOver() {
+  for (;;) {
+    Backlog::Drops drops;
+    std::optional<Backlog::Event> event;
+    {
+      std::lock_guard hold(_backlogLock);
+      drops = _backlog.takeDrops();
+      if (_backlog.hasEvents() && _socket->takesAtOnce()) event = _backlog.take();
+      _handsOver = event.has_value();
+    }
+    for (const auto& [input, count] : drops)
+      for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
+    if (!event) return;
+    send(*event, messagePatience);
+  }
+}
+
+/// Sees to it that the process is gone.
+std::string RemoteComposition::howItEnded() {
+  std::string how;
+  {
+    std::lock_guard hold(_lossLock);
+    how = _loss;
+  }
+  if (!_process) return how;
+  if (_stopping) return _process->waitAtMost(stopPatience);
+  if (!how.empty()) _process->kill();
+  const bool endsByItself = how.empty() && _process->hasEndedWithin(lastWordsPatience);
+  const std::string end = _process->waitAtMost(std::chrono::milliseconds(0));
+  if (!how.empty()) return how;
+  return endsByItself ? end : "it broke off contact";
 }
 
 void RemoteComposition::take(Message message, FrameReceiver& frames) {
   if (frames.take(message)) return;
   json_object* body = message.body.get();
   const std::string kind = kindOf(body);
+  if (kind == "ready") _listener.started();
+  if (kind == "refused") throw Refusal(textIn(body, "message"));
   if (kind == "failed") _listener.failed(textIn(body, "message"));
   if (kind == "dropped") _listener.eventDropped(numberIn(body, "input"));
   if (kind != "outputs") return;
   EventReport report = reportIn(body, frames);
-  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
+  _listener.eventFinished(report);
 }
 
 EventReport RemoteComposition::reportIn(json_object* message, FrameReceiver& frames) const {
@@ -208,14 +326,16 @@ OutputReport RemoteComposition::outputReportIn(json_object* body, FrameReceiver&
 /// The player ends when it is told to or when its socket ends, so the message may get lost.
 void RemoteComposition::stop() {
   if (!_socket || _stopping.exchange(true)) return;
-  _socket->send(newMessage("stop").get(), -1, std::chrono::milliseconds(0));
+  {
+    std::lock_guard hold(_backlogLock);
+    if (!_handsOver) _socket->send(newMessage("stop").get(), -1, std::chrono::milliseconds(0));
+  }
   _socket->shutDown();
 }
 
 void RemoteComposition::waitUntilStopped() {
-  std::lock_guard hold(_endLock);
-  if (_process) _process->waitAtMost(stopPatience);
-  if (_reader.joinable()) _reader.join();
+  std::lock_guard hold(_joinLock);
+  if (_thread.joinable()) _thread.join();
 }
 
 }  // namespace vuo

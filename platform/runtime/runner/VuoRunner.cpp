@@ -20,11 +20,24 @@ std::string fileToDelete(const std::string& artefact, bool really) {
   return really ? artefact : std::string();
 }
 
+vuo::FileDescriptor opened(const std::string& artefact) {
+  vuo::FileDescriptor file(open(artefact.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) throw std::runtime_error(artefact + " can't be opened: " + std::strerror(errno));
+  return file;
+}
+
+vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
+  vuo::PublishedPorts ports;
+  for (const vuo::Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
+  for (const vuo::Port& port : plan.publishedOutputs)
+    ports.outputs.push_back({port.name, port.type});
+  return ports;
+}
+
 /// The module is unloaded after its composition has been destroyed.
-std::shared_ptr<Composition> compositionOfLibrary(vuo::FileDescriptor file,
+std::shared_ptr<Composition> compositionOfLibrary(const vuo::Plan& plan, vuo::FileDescriptor file,
                                                   const std::string& folder,
                                                   CompositionListener& listener) {
-  const vuo::Plan plan = vuo::planOfArtefact(file.get());
   const auto module = std::make_shared<vuo::LoadedModule>(std::move(file));
   return {module->entry()(plan, folder, listener),
           [module](Composition* composition) { delete composition; }};
@@ -38,9 +51,11 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              bool deleteExecutable) {
   std::vector<std::string> arguments{sourceDirectory};
   if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
+  const auto ports = publishedPortsOf(vuo::planOfArtefact(opened(executablePath).get()));
   return new vuo::CompositionRunner(
+      ports,
       [&](CompositionListener& listener) {
-        return std::make_shared<vuo::RemoteComposition>(executablePath, arguments, listener);
+        return std::make_shared<vuo::RemoteComposition>(executablePath, arguments, ports, listener);
       },
       fileToDelete(executablePath, deleteExecutable));
 }
@@ -48,11 +63,12 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
 VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
                                                                 std::string sourceDirectory,
                                                                 bool deleteDylib) {
-  vuo::FileDescriptor file(open(dylibPath.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) throw std::runtime_error(dylibPath + " can't be opened: " + std::strerror(errno));
+  vuo::FileDescriptor file = opened(dylibPath);
+  const vuo::Plan plan = vuo::planOfArtefact(file.get());
   return new vuo::CompositionRunner(
+      publishedPortsOf(plan),
       [&](CompositionListener& listener) {
-        return compositionOfLibrary(std::move(file), sourceDirectory, listener);
+        return compositionOfLibrary(plan, std::move(file), sourceDirectory, listener);
       },
       fileToDelete(dylibPath, deleteDylib));
 }

@@ -134,6 +134,10 @@ bool MessageSocket::receiveBytes(std::size_t count, Patience patience) {
   return true;
 }
 
+bool MessageSocket::takesAtOnce() const {
+  return isReadyFor(_socket.get(), POLLOUT, std::chrono::milliseconds(0));
+}
+
 void MessageSocket::shutDown() {
   shutdown(_socket.get(), SHUT_RDWR);
 }

@@ -29,6 +29,12 @@ class MessageSocket {
   /// One thread at a time. Nothing when the other end is gone, sends what is no message, or sends
   /// nothing for as long as `patience`.
   std::optional<Message> receive(Patience patience);
+  /// To be polled for what the other end sends. What has been read with an earlier message does not
+  /// show there.
+  int descriptor() const { return _socket.get(); }
+  bool hasReceived() const { return !_received.empty(); }
+  /// Whether a message of some kilobytes would find room, so that sending it waits for nobody.
+  bool takesAtOnce() const;
   /// Ends both directions; wakes whoever sends or receives at either end.
   void shutDown();
 

@@ -1,9 +1,9 @@
-// The messages between a runner and the player. Ports are named by their places in the lists that
-// the player announces.
+// The messages between a runner and the player. Ports are named by their places in the lists of
+// the plan, which both know.
 //
 // runner to player
-//   {"kind": "event", "event": n, "values": [[input, value], ...], "inputs": [input, ...]}
-//       n is 0 unless the event's end is to be reported in any case
+//   {"kind": "event", "event": n, "asked": 0 or 1, "values": [[input, value], ...],
+//       "inputs": [input, ...]}                              may come before the player is ready
 //   {"kind": "cancel", "event": n}                           nobody waits for the event any more
 //   {"kind": "image", "input": i, "width": w, "height": h}   with the pixels' descriptor
 //   {"kind": "frame done", "buffer": b}
@@ -13,8 +13,8 @@
 //   {"kind": "stop"}
 //
 // player to runner
-//   {"kind": "ready", "inputs": [[name, type], ...], "outputs": [[name, type], ...]}
-//   {"kind": "refused", "message": m}
+//   {"kind": "ready"}                                        the composition has come up
+//   {"kind": "refused", "message": m}                        it can't
 //   {"kind": "buffer", "buffer": b, "size": n}               with the buffer's descriptor
 //   {"kind": "trial", "round": 1, LAYOUT}                    with a texture's descriptor
 //   {"kind": "trial", "round": 2}                            the same texture with other pixels
