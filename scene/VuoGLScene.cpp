@@ -64,6 +64,18 @@ void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
   _state->runnerNewProcess = runnerNewProcess;
 }
 
+VuoGLScene::Patience VuoGLScene::eventPatience() const {
+  std::lock_guard hold(_state->runnerLock);
+  return _state->eventPatience;
+}
+
+void VuoGLScene::setEventPatience(Patience patience) {
+  std::lock_guard hold(_state->runnerLock);
+  _state->eventPatience = patience;
+  if (_state->runner)
+    guarded("-[VuoGLScene setEventPatience:]", [&] { _state->runner->setPatience(patience); });
+}
+
 void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
   std::lock_guard hold(_state->propLock);
   _state->delegate = delegate;

@@ -16,6 +16,7 @@
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/SpinLock.h"
+#include "scene/RunnerContact.h"
 #include "scene/StayAwake.h"
 
 struct VuoGLScene::State {
@@ -38,8 +39,10 @@ struct VuoGLScene::State {
   mutable std::mutex runnerLock;
   std::shared_ptr<VuoCacheItem> runnerCacheItem;
   bool runnerNewProcess = true;
-  std::shared_ptr<VuoRunner> runner;  // runner and runnerDelegate come and go together
+  Patience eventPatience = VuoRunner::defaultPatience;
+  std::shared_ptr<VuoRunner> runner;  // it, runnerDelegate and runnerContact come and go together
   std::shared_ptr<VuoRunnerDelegate> runnerDelegate;
+  std::shared_ptr<RunnerContact> runnerContact;
   std::uint64_t frameRequests = 0;  // so far; numbers them in the order of their events
 
   // Each list has its own lock, held for one look or one change; nothing is taken under it.

@@ -94,6 +94,7 @@ class Frames : public testing::TestWithParam<bool> {
     scenes.push_back(scene);
     scene->setRunnerNewProcess(GetParam());
     scene->useFile(file);
+    while (scene->status().state == VuoSceneStatus::State::Loading) std::this_thread::yield();
     EXPECT_EQ(scene->status().state, VuoSceneStatus::State::Running) << scene->status().message;
     return scene;
   }

@@ -92,6 +92,14 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// deleted scene tells nothing.
   void setStatusHandler(StatusHandler handler);
 
+  /// How long a composition may be at one event, or at coming up, before it counts as stuck; none:
+  /// as long as it takes, for a host that renders without a clock. 10 seconds at first; holds for
+  /// what runs and for later loads. A composition in a process of its own is then ended, and
+  /// contact with it lost. One in this process can't be ended: a line in the log and `status` tell
+  /// for how long it has been at it, after each further such time.
+  void setEventPatience(Patience patience);
+  Patience eventPatience() const;
+
   // --- size, in pixels
 
   /// Tells the composition when the size differs from the last one. No lower bound. Width and
@@ -171,23 +179,26 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
  private:
   struct State;
   struct Running;
+  class RunnerContact;
 
   VuoGLScene(double width, double height);
   void appTerminateNotification();
   void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
-  std::uint64_t _setFile(const Path& path);
+  std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
   void _load(const std::string& path, bool async, bool newProcess, std::uint64_t load);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const std::string& path,
                     std::uint64_t load);
   void _setStatus(VuoSceneStatus status, std::uint64_t load);
   void _unloadForGood();
-  Running _takeOutRunner();
+  void _lostContactWith(RunnerContact& contact);
+  static void _logLostContact(const Path& path);
+  Running _takeOutRunner(std::uint64_t load);
   Running _takeOutRunnerLocked();
   static void _discard(Running running);
   static void _tearDown(Running running, const char* operation);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
-                       const std::string& source, bool newProcess,
+                       const std::string& source, bool newProcess, std::uint64_t load,
                        std::optional<std::string>& fault);
   bool _install(Running& running, const std::string& source);
   void _applySize();

@@ -27,6 +27,8 @@ std::vector<std::string> calls;
 std::atomic<int> runners{0};
 std::atomic<int> images{0};
 std::atomic<VuoRunnerDelegate*> lastDelegate{nullptr};
+std::weak_ptr<VuoRunner::Watcher> lastWatcher;
+VuoRunner::Patience thePatience;
 std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports;  // under callsLock
 
 void noted(const std::string& call) {
@@ -107,7 +109,13 @@ class Runner : public VuoRunner {
       lastDelegate.compare_exchange_strong(old, nullptr);
     }
   }
-  void start() override { called("start"); }
+  void setWatcher(std::weak_ptr<Watcher> watcher) override { _watcher = watcher; }
+  void setPatience(Patience patience) override { thePatience = patience; }
+  void start() override {
+    called("start");
+    lastWatcher = _watcher;
+    if (theScript.comesUp) _watcher.lock()->cameUp();
+  }
   void stop() override { called("stop"); }
   void waitUntilStopped() override { called("waitUntilStopped"); }
   Port* getPublishedInputPortWithName(std::string name) override {
@@ -147,6 +155,7 @@ class Runner : public VuoRunner {
 
  private:
   VuoRunnerDelegate* _delegate = nullptr;
+  std::weak_ptr<Watcher> _watcher;
 };
 
 struct CountedImage {
@@ -185,6 +194,14 @@ std::vector<std::string> takeCalls() {
 
 VuoRunnerDelegate* delegate() {
   return lastDelegate;
+}
+
+std::shared_ptr<VuoRunner::Watcher> watcher() {
+  return lastWatcher.lock();
+}
+
+VuoRunner::Patience patience() {
+  return thePatience;
 }
 
 void report(const std::string& output, bool sentData) {

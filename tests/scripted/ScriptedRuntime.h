@@ -20,6 +20,7 @@ struct Script {
   bool throwsInt = false;          ///< throw an int instead
   bool records = true;
   bool yieldsRunner = true;
+  bool comesUp = true;  ///< with its start
   bool yieldsJson = true;
   bool yieldsImage = true;
   std::set<std::string> inputs{"width", "height", "time"};
@@ -40,6 +41,9 @@ std::vector<std::string> takeCalls();
 
 /// The delegate of the runner that was started last; null when there is none.
 VuoRunnerDelegate* delegate();
+/// The watcher of that runner, and the patience that a runner was told last.
+std::shared_ptr<VuoRunner::Watcher> watcher();
+VuoRunner::Patience patience();
 /// Reports an output through that delegate.
 void report(const std::string& output, bool sentData);
 
