@@ -1,5 +1,7 @@
 #include "benchmarks/Session.h"
 
+#include <poll.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -43,7 +45,7 @@ std::string benchComposition(const std::string& name) {
 }
 
 std::string textOf(const std::string& file) {
-  return platform::readFile(file).value_or("");
+  return platform::readTextFile(file).value_or("");
 }
 
 std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, double height,
@@ -51,20 +53,25 @@ std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, 
   auto scene = VuoGLScene::initWithSize(width, height);
   scene->setRunnerNewProcess(newProcess);
   scene->useFile(file);
-  if (!scene->readyToRender()) fail(file + " does not run");
+  // Every change of the status passes the main queue.
+  auto& queue = platform::MainQueue::shared();
+  while (scene->status().state == VuoSceneStatus::State::Loading) {
+    pollfd due{queue.fileDescriptor(), POLLIN, 0};
+    ::poll(&due, 1, -1);
+    queue.runDue();
+  }
+  const auto status = scene->status();
+  if (status.state != VuoSceneStatus::State::Running) fail(file + ": " + status.message);
   if (!scene->comp()->runnerTimePort()) fail(file + " does not ask for the time");
   return scene;
 }
 
-ZQBufferRef nextFrame(VuoGLScene& scene) {
-  std::ignore = scene.copyAndClearOutValPortNames();
-  auto frame = scene.allocAndRenderABuffer();
-  if (!frame) fail("no frame came");
-  return frame;
+ZQBufferRef nextFrame(VuoGLScene& scene, const VuoFrameRequest& request) {
+  return answerTo(scene.askForFrame(request), scene);
 }
 
-ZQBufferRef nextWholeFrame(VuoGLScene& scene) {
-  for (int i = 0; i < 10; ++i)
-    if (auto frame = nextFrame(scene); frame->size() == scene.size()) return frame;
-  fail("no frame has the scene's size");
+ZQBufferRef answerTo(const std::shared_ptr<VuoPendingFrame>& asked, VuoGLScene& scene) {
+  auto frame = scene.takeFrame(asked, std::nullopt);
+  if (!frame.buffer) fail("no frame came: " + frame.message);
+  return std::move(frame.buffer);
 }

@@ -30,7 +30,8 @@ std::string textOf(const std::string& file);
 /// A scene in which that composition runs. Ends the program when it does not.
 std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, double height,
                                          bool newProcess);
-/// A generator's next frame, waited for. Ends the program when none comes.
-ZQBufferRef nextFrame(VuoGLScene& scene);
-/// The same until one has the scene's size: the first ones after a load do not.
-ZQBufferRef nextWholeFrame(VuoGLScene& scene);
+/// The next frame, waited for however long it takes: the request's own, or with nothing new in it.
+/// Ends the program when there is none.
+ZQBufferRef nextFrame(VuoGLScene& scene, const VuoFrameRequest& request = {});
+/// The answer to a request that is on its way. Ends the program when there is no picture.
+ZQBufferRef answerTo(const std::shared_ptr<VuoPendingFrame>& asked, VuoGLScene& scene);

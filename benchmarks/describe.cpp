@@ -43,7 +43,7 @@ void parseWithGraphviz(const std::string& file) {
 
 /// The peak of this program alone; what getrusage tells is handed on from parents.
 double mostMemory() {
-  const std::string status = platform::readFile("/proc/self/status").value_or("");
+  const std::string status = platform::readTextFile("/proc/self/status").value_or("");
   const std::string key = "VmHWM:";
   const std::size_t place = status.find(key);
   if (place == status.npos) std::abort();

@@ -1,4 +1,4 @@
-// What a frame call costs beside a bare loop, and beside what a host would pick instead.
+// What a frame costs beside a bare loop, and beside what a host would pick instead.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,9 +23,20 @@ std::function<double()> perFrame(int frames, const std::function<void(int)>& wor
   return [=] { return milliseconds([&] { work(frames); }) / frames; };
 }
 
-std::function<double()> framesOf(VuoGLScene& scene, int frames) {
+std::function<double()> framesOf(VuoGLScene& scene, int frames,
+                                 const VuoFrameRequest& request = {}) {
+  return perFrame(frames, [&scene, request](int count) {
+    while (count-- > 0) std::ignore = nextFrame(scene, request);
+  });
+}
+
+/// The same by the frame call, which waits for the next report.
+std::function<double()> callsOf(VuoGLScene& scene, int frames) {
   return perFrame(frames, [&scene](int count) {
-    while (count-- > 0) std::ignore = nextFrame(scene);
+    while (count-- > 0) {
+      std::ignore = scene.copyAndClearOutValPortNames();
+      if (!scene.allocAndRenderABuffer()) std::abort();
+    }
   });
 }
 
@@ -36,8 +47,9 @@ void generatorInProcess(Session& session, Size size, int frames, double target) 
   BareLoop onAThread(session.context(), shader, size.width, size.height);
   AskedBareLoop asked(onAThread);
   compare({"generator frame in process, " + size.text(), "ms"},
-          {{"allocAndRenderABuffer", framesOf(*scene, frames), {}, {}},
+          {{"by request", framesOf(*scene, frames), {}, {}},
            {"bare loop", perFrame(frames, [&](int count) { bare.draw(count); }), target, {}},
+           {"allocAndRenderABuffer", callsOf(*scene, frames), {}, {}},
            {"bare loop, asked by another thread",
             perFrame(frames, [&](int count) { asked.draw(count); }),
             {},
@@ -45,24 +57,18 @@ void generatorInProcess(Session& session, Size size, int frames, double target) 
           kRounds);
 }
 
-void filterInProcess(Session& session, Size size, int frames) {
-  const auto scene = runningScene(benchComposition("mirror.vuo"), size.width, size.height, false);
+void filterInProcess(Session& session, const std::string& name, const std::string& what, Size size,
+                     int frames) {
+  const auto scene = runningScene(benchComposition(name + ".vuo"), size.width, size.height, false);
   ZQPixels pixels{static_cast<std::size_t>(size.width), static_cast<std::size_t>(size.height), {}};
   for (std::size_t i = 0; i < pixels.width * pixels.height * 4; ++i)
     pixels.rgba.push_back(static_cast<std::uint8_t>(i * 7 + i / 4096));
-  const auto frame = session.pool().allocBufferWithPixels(pixels);
-  BareLoop bare(session.context(), textOf(benchComposition("mirror.frag")), size.width, size.height,
-                frame->name());
-  const auto filter = [&](int count) {
-    while (count > 0) {
-      std::ignore = scene->copyAndClearOutValPortNames();
-      const auto picture = scene->runFilterOnFrame(frame);
-      if (picture == frame) std::abort();
-      if (picture) --count;  // a busy machine may miss the deadline
-    }
-  };
-  compare({"filter frame in process, " + size.text(), "ms"},
-          {{"runFilterOnFrame:", perFrame(frames, filter), {}, {}},
+  VuoFrameRequest request;
+  request.image = session.pool().allocBufferWithPixels(pixels);
+  BareLoop bare(session.context(), textOf(benchComposition(name + ".frag")), size.width,
+                size.height, request.image->name());
+  compare({what + " in process, " + size.text(), "ms"},
+          {{"by request", framesOf(*scene, frames, request), {}, {}},
            {"bare loop", perFrame(frames, [&](int count) { bare.draw(count); }), 1.05, {}}},
           kRounds);
 }
@@ -71,11 +77,12 @@ void generatorInSeparateProcess(Session& session, Size size, int frames) {
   const auto scene = runningScene(benchComposition("waves.vuo"), size.width, size.height, true);
   BareLoop bare(session.context(), textOf(benchComposition("waves.frag")), size.width, size.height);
   compare({"generator frame in a separate process, " + size.text(), "ms"},
-          {{"allocAndRenderABuffer", framesOf(*scene, frames), {}, {}},
+          {{"by request", framesOf(*scene, frames), {}, {}},
            {"bare loop, read back and uploaded",
             perFrame(frames, [&](int count) { bare.drawAndCarry(count); }),
             1.1,
             {}},
+           {"allocAndRenderABuffer", callsOf(*scene, frames), {}, {}},
            {"bare loop", perFrame(frames, [&](int count) { bare.draw(count); }), {}, {}}},
           kRounds);
 }
@@ -87,13 +94,13 @@ void besidePeers(Session& session, Size size, int frames) {
     const auto scene = runningScene(file, size.width, size.height, false);
     compare(
         {"the same in process, beside peers", "ms"},
-        {{"allocAndRenderABuffer", framesOf(*scene, frames), {}, {}},
+        {{"by request", framesOf(*scene, frames), {}, {}},
          {"GStreamer gltestsrc ! glshader", [&] { return gstreamerInProcess(picture); }, 1.0, {}}},
         kPeerRounds);
   }
   const auto scene = runningScene(file, size.width, size.height, true);
   compare({"the same in a separate process, beside peers", "ms"},
-          {{"allocAndRenderABuffer", framesOf(*scene, frames), {}, {}},
+          {{"by request", framesOf(*scene, frames), {}, {}},
            {"raw frames through a pipe", [&] { return rawPipe(picture, session); }, 1.0, {}},
            {"raw frames through ffmpeg", [&] { return ffmpegPipe(picture, session); }, 0.5, {}},
            {"GStreamer shmsink, shmsrc",
@@ -114,6 +121,7 @@ int main(int count, char** arguments) {
   }
   generatorInProcess(session, kLarge, 20, 1.03);
   generatorInProcess(session, kSmall, 500, 1.5);
-  filterInProcess(session, kLarge, 20);
+  filterInProcess(session, "mirror", "filter frame", kLarge, 20);
+  filterInProcess(session, "sway", "frame of a filter that follows the time", kLarge, 20);
   generatorInSeparateProcess(session, kLarge, 20);
 }

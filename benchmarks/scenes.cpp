@@ -21,7 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kWidth = 320, kHeight = 180;
+struct Size {
+  int width, height;
+  std::string text() const { return std::to_string(width) + "x" + std::to_string(height); }
+};
+
+constexpr Size kSmall{320, 180}, kLayer{1280, 720};
 constexpr int kRounds = 9;
 
 /// The process that has started the one behind a folder of /proc.
@@ -70,15 +75,23 @@ double processorTime(const std::vector<std::string>& processes) {
 
 using Scenes = std::vector<std::shared_ptr<VuoGLScene>>;
 
-Scenes scenesOf(int count, bool newProcess) {
+Scenes scenesOf(int count, Size size, bool newProcess) {
   Scenes scenes;
   while (count-- > 0)
-    scenes.push_back(runningScene(benchComposition("waves.vuo"), kWidth, kHeight, newProcess));
+    scenes.push_back(
+        runningScene(benchComposition("waves.vuo"), size.width, size.height, newProcess));
   return scenes;
 }
 
 void drawAll(const Scenes& scenes) {
   for (const auto& scene : scenes) std::ignore = nextFrame(*scene);
+}
+
+/// The compositions draw while the others are still asked, and at the same time.
+void askAllThenTake(const Scenes& scenes) {
+  std::vector<std::shared_ptr<VuoPendingFrame>> asked;
+  for (const auto& scene : scenes) asked.push_back(scene->askForFrame({}));
+  for (std::size_t i = 0; i < scenes.size(); ++i) std::ignore = answerTo(asked[i], *scenes[i]);
 }
 
 std::string mode(bool newProcess) {
@@ -100,11 +113,11 @@ Subject inTurn(const std::string& name, int count, const std::function<void()>& 
 }
 
 /// As many bare loops, which share what a machine's caches have room for.
-Subject bareLoops(const Session& session, int count, bool carried) {
+Subject bareLoops(const Session& session, int count, Size size, bool carried) {
   const auto loops = std::make_shared<std::vector<std::unique_ptr<BareLoop>>>();
   for (int i = 0; i < count; ++i)
     loops->push_back(std::make_unique<BareLoop>(
-        session.context(), textOf(benchComposition("waves.frag")), kWidth, kHeight));
+        session.context(), textOf(benchComposition("waves.frag")), size.width, size.height));
   return inTurn(std::to_string(count) + (count == 1 ? " bare loop" : " bare loops") +
                     (carried ? ", read back and uploaded" : ""),
                 count, [=] {
@@ -116,22 +129,37 @@ void costOfFrames(const Session& session, bool newProcess) {
   std::map<int, Scenes> scenes;
   std::vector<Subject> subjects;
   for (const int count : {64, 16, 4, 1}) {
-    scenes[count] = scenesOf(count, newProcess);
+    scenes[count] = scenesOf(count, kSmall, newProcess);
     subjects.push_back(inTurn(std::to_string(count) + (count == 1 ? " scene" : " scenes"), count,
                               [&all = scenes[count]] { drawAll(all); }));
   }
   subjects[1].mostTimes = 1.2;  // linear: four times as many scenes take four times as long
-  for (const int count : {64, 1}) subjects.push_back(bareLoops(session, count, newProcess));
-  compare({"frame of one of many scenes at 320x180, " + mode(newProcess), "ms"}, subjects, kRounds);
+  for (const int count : {64, 1}) subjects.push_back(bareLoops(session, count, kSmall, newProcess));
+  compare({"frame of one of many scenes at " + kSmall.text() + ", " + mode(newProcess), "ms"},
+          subjects, kRounds);
+}
+
+/// What a host gains that asks all its layers before it takes the first picture.
+void costOfLayers(const Session& session, bool newProcess) {
+  for (const int count : {1, 4, 16}) {
+    const Scenes scenes = scenesOf(count, kLayer, newProcess);
+    compare({"frame of one of " + std::to_string(count) + " layers at " + kLayer.text() + ", " +
+                 mode(newProcess),
+             "ms"},
+            {inTurn("asked first, taken afterwards", count, [&] { askAllThenTake(scenes); }),
+             inTurn("one after the other", count, [&] { drawAll(scenes); }),
+             bareLoops(session, count, kLayer, newProcess)},
+            kRounds);
+  }
 }
 
 void costOfHaving(bool newProcess) {
   constexpr int kScenes = 64;
-  drawAll(scenesOf(1, newProcess));
+  drawAll(scenesOf(1, kSmall, newProcess));
   platform::finishQueues();  // scenes end in the background
   const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
-  const Scenes scenes = scenesOf(kScenes, newProcess);
-  for (const auto& scene : scenes) std::ignore = nextWholeFrame(*scene);
+  const Scenes scenes = scenesOf(kScenes, kSmall, newProcess);
+  for (const auto& scene : scenes) std::ignore = nextFrame(*scene);
   const std::string of = " for each of 64 scenes, " + mode(newProcess);
   print({"memory" + of, "MB"}, {"framework and players",
                                 {(total("smaps_rollup", "Pss:") - memory) / 1000 / kScenes},
@@ -155,6 +183,7 @@ void costOfHaving(bool newProcess) {
 int main() {
   Session session;
   for (const bool newProcess : {false, true}) {
+    costOfLayers(session, newProcess);
     costOfFrames(session, newProcess);
     costOfHaving(newProcess);
   }

@@ -28,13 +28,13 @@ std::string newCopy(const std::string& folder) {
   return name + "/waves.vuo";
 }
 
-/// From nothing to a frame of the whole size. What ends it is not timed, and not left to the next
+/// From nothing to the first frame. What ends it is not timed, and not left to the next
 /// sample either.
 double startAndDraw(const std::string& file, bool newProcess) {
   std::shared_ptr<VuoGLScene> scene;
   const double taken = milliseconds([&] {
     scene = runningScene(file, kWidth, kHeight, newProcess);
-    std::ignore = nextWholeFrame(*scene);
+    std::ignore = nextFrame(*scene);
   });
   scene = nullptr;
   platform::finishQueues();

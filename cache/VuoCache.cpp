@@ -141,6 +141,17 @@ void VuoCache::fetchCachedExeForVuoFile(const Path& path, Completion callBlockWh
   if (cache) cache->_fetch(kExe, path, std::move(callBlockWhenDone));
 }
 
+void VuoCache::discardCachedItem(const Item& item) {
+  const auto cache = globalCacheFor("+[VuoCache discardCachedItem:]");
+  if (cache && item) cache->_discard(*item);
+}
+
 void VuoCache::setExecutableName(const Path& name) {
-  if (name && !name->empty()) _baseName = *name;
+  if (!name || name->empty()) return;
+  if (isExecutableName(*name)) {
+    _baseName = *name;
+  } else {
+    systemLog("\t\terr: %@ can't be the name of an executable, %s",
+              {*name, "-[VuoCache setExecutableName:]"});
+  }
 }

@@ -55,7 +55,8 @@ std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const s
                                                        std::string& artefactPath,
                                                        VuoCacheItem::Date& modDate) {
   constexpr int kTries = 3;
-  for (int left = kTries; left > 0; --left) {
+  const int terminations = _terminations;
+  for (int left = kTries; left > 0 && _terminations == terminations; --left) {
     VuoCacheItem::Date before;
     if (auto errorText = _compile(kind, path, artefactPath, before)) return errorText;
     modDate = platform::modificationTime(path);
@@ -69,10 +70,22 @@ std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const s
 std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::string& path,
                                               std::string& artefactPath,
                                               VuoCacheItem::Date& modDate) {
-  std::lock_guard hold(_compilerSynchLock);
+  platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
+  const auto alone = _lockComposition(*_hashThisString(path), true);
+  const auto hold = _turnToCompile();
   modDate = platform::modificationTime(path);
-  const std::string folder = _artefactFolder(path);
-  if (!platform::itemExists(folder)) platform::createFolders(folder);
+  const std::string folder = _artefactFolder(_cacheFolder(), path);
+  if (!platform::itemExists(folder) && _makeCacheFolder()) platform::createFolders(folder);
   artefactPath = _artefactPath(kind, path);
-  return compileArtefact({path, _bitcodePath(path), artefactPath, kind.isDylib});
+  if (alone) platform::removeUnfinished(artefactPath);
+  auto errorText = compileArtefact({path, _bitcodePath(path), artefactPath, kind.isDylib});
+  if (!errorText && modDate) platform::setModificationTime(artefactPath, *modDate);
+  return errorText;
+}
+
+/// Saving does not wait for the compiles that wait themselves, only for the one under way.
+std::unique_lock<std::mutex> VuoCache::_turnToCompile() {
+  std::unique_lock hold(_compilerSynchLock);
+  _noSaveWaits.wait(hold, [this] { return _savesWaiting == 0; });
+  return hold;
 }

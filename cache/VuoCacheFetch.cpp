@@ -7,7 +7,7 @@
 
 VuoCache::Item VuoCache::_fetchSynchronously(const Kind& kind, const Path& path) {
   if (!path) return nullptr;
-  if (Item record = _copyOfRecord(kind, *path); record && record->upToDate()) return record;
+  if (Item record = _freshCopyOfRecord(kind, *path)) return record;
 
   std::string artefactPath;
   VuoCacheItem::Date modDate;

@@ -1,37 +1,71 @@
-// Where everything that the cache keeps lies.
-#include <array>
-#include <cstdio>
+// Where everything that the cache keeps lies, and the locks that processes share.
+#include <algorithm>
+#include <charconv>
 
 #include "Brannow/VuoCache.h"
 #include "cache/VuoCacheKind.h"
 #include "platform/system/Digest.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/SystemLog.h"
 
-std::string VuoCache::_cacheFolder() const {
-  return platform::expandTilde(_savePath.value_or("") + "/VuoCache");
+std::string VuoCache::folderForSavePath(const std::string& savePath) {
+  return platform::expandTilde(savePath + "/VuoCache");
 }
 
-std::string VuoCache::_artefactFolder(const std::string& path) const {
-  return _cacheFolder() + "/" + *_hashThisString(path);
+/// The temporary one where that under the save path is not for this user alone.
+std::string VuoCache::_cacheFolder() const {
+  return _keepsNothing() ? platform::folderOfThisProcess() + "/VuoCache"
+                         : folderForSavePath(_savePath.value_or(""));
+}
+
+bool VuoCache::_keepsNothing() const {
+  const std::string folder = folderForSavePath(_savePath.value_or(""));
+  if (!platform::isFolder(folder) || platform::isForThisUserAlone(folder)) return false;
+  if (!_refusalLogged.exchange(true)) {
+    platform::systemLog(
+        "\t\terr: %@ belongs to somebody else or others may write to it, keeping nothing there, %s",
+        {folder, "-[VuoCache _cacheFolder]"});
+  }
+  return true;
+}
+
+bool VuoCache::_makeCacheFolder() const {
+  const std::string folder = _cacheFolder();
+  return platform::itemExists(folder) ||
+         (platform::createFolders(platform::deletingLastPathComponent(folder)) &&
+          platform::createFolderForThisUserAlone(folder));
+}
+
+std::string VuoCache::_artefactFolder(const std::string& cacheFolder, const std::string& path) {
+  return cacheFolder + "/" + *_hashThisString(path);
 }
 
 VuoCache::Path VuoCache::_hashThisString(const Path& text) {
-  if (!text) return std::nullopt;
-  std::string key;
-  for (const std::uint8_t byte : platform::md5(*text)) {
-    std::array<char, 3> digits;
-    std::snprintf(digits.data(), digits.size(), "%02X", byte);
-    key += digits.data();
-  }
-  return key;
+  return text ? Path(platform::md5Digits(*text)) : std::nullopt;
 }
 
 std::string VuoCache::_artefactPath(const Kind& kind, const std::string& path) const {
-  return _artefactFolder(path) + "/" + (kind.isDylib ? "dylib.dylib" : _baseName);
+  return _artefactFolder(_cacheFolder(), path) + "/" + (kind.isDylib ? kLibraryName : _baseName);
 }
 
 /// Not under the save path. Left in place, and replaced by the next compile of the same
 /// composition.
 std::string VuoCache::_bitcodePath(const std::string& path) {
   return "/tmp/" + *_hashThisString(path) + ".bc";
+}
+
+/// One file holds all locks, a byte for each. It does not lie in the folder, since clearing moves
+/// that one away from under those who hold a lock.
+std::optional<platform::FileLock> VuoCache::_lockRecords() const {
+  return platform::FileLock::wait(_cacheFolder() + ".lock", 0);
+}
+
+std::optional<platform::FileLock> VuoCache::_lockComposition(const std::string& key,
+                                                             bool waiting) const {
+  constexpr std::size_t kDigits = 15;
+  std::uint64_t byte = 0;
+  std::from_chars(key.data(), key.data() + std::min(kDigits, key.size()), byte, 16);
+  const std::string file = _cacheFolder() + ".lock";
+  return waiting ? platform::FileLock::wait(file, 1 + byte)
+                 : platform::FileLock::tryOnce(file, 1 + byte);
 }

@@ -25,11 +25,27 @@ void deliver(const VuoCache::Completion& completion, VuoCache::Item result) {
 
 void VuoCache::_fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone) {
   if (path && platform::itemExists(*path)) {
+    if (_deliverFresh(kind, *path, callBlockWhenDone)) return;
     if (_enqueue(kind, path, callBlockWhenDone)) return;
   } else if (path) {
     systemLog("\t\terr: nil path or no file, %s.  %@", {kind.fetchName, *path});
   }
   deliver(callBlockWhenDone, nullptr);
+}
+
+/// A request that needs no compile does not wait for those of other compositions. Requests for one
+/// composition stay in their order.
+bool VuoCache::_deliverFresh(const Kind& kind, const std::string& path,
+                             const Completion& completion) {
+  platform::ReadHold hold(_compilerQueueEntries);
+  const auto& entries = _compilerQueueEntries.array();
+  if (entries.empty() ||
+      std::ranges::any_of(entries, [&](const auto& entry) { return entry->path == path; }))
+    return false;
+  Item record = _freshCopyOfRecord(kind, path);
+  if (!record) return false;
+  deliver(completion, std::move(record));
+  return true;
 }
 
 bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& completion) {
@@ -40,6 +56,7 @@ bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& co
   }
   entry->createDylib = kind.isDylib;
   entry->createExecutable = !kind.isDylib;
+  entry->terminations = _terminations;
 
   platform::WriteHold hold(_compilerQueueEntries);
   _compilerQueueEntries.array().push_back(entry);
@@ -58,16 +75,18 @@ void VuoCache::_compileAndCacheFromTheQueue() {
   if (!entry) return;
   Item result;
   try {
-    if (entry->createDylib) {
-      result = _fetchSynchronously(kDylib, entry->path);
-    } else if (entry->createExecutable) {
-      result = _fetchSynchronously(kExe, entry->path);
-    }
+    result = _resultFor(*entry);
   } catch (...) {
     // Whatever went wrong, the requests behind this one are still to be served.
   }
-  _removeEntry(entry);
-  deliver(entry->completionBlock, std::move(result));
+  _finishEntry(entry, std::move(result));
+}
+
+VuoCache::Item VuoCache::_resultFor(const VuoCacheQueueEntry& entry) {
+  if (!entry.createDylib && !entry.createExecutable) return nullptr;
+  const Kind& kind = entry.createDylib ? kDylib : kExe;
+  const bool isGivenUp = entry.terminations != _terminations;
+  return isGivenUp ? _freshCopyOfRecord(kind, entry.path) : _fetchSynchronously(kind, entry.path);
 }
 
 std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
@@ -88,8 +107,10 @@ std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
   return nullptr;
 }
 
-void VuoCache::_removeEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry) {
+/// The answer is on its way before another request for the same composition can overtake it.
+void VuoCache::_finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result) {
   platform::WriteHold hold(_compilerQueueEntries);
   std::erase(_compilerQueueEntries.array(), entry);
   if (!_compilerQueueEntries.array().empty()) _scheduleQueueRun();
+  deliver(entry->completionBlock, std::move(result));
 }

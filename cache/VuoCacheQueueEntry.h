@@ -21,6 +21,7 @@ class VuoCacheQueueEntry {
   bool createDylib = false;
   bool createExecutable = false;
   bool inProgress = false;  ///< set when a queue run has taken the entry; never cleared
+  int terminations = 0;     ///< how many notifications of the application's end had come by then
   std::string path;
   VuoCache::Completion completionBlock;
 };

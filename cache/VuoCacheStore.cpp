@@ -1,4 +1,10 @@
 // The tables of records: look-up, loading and saving.
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <system_error>
+
 #include "Brannow/VuoCache.h"
 #include "cache/VuoCacheKind.h"
 #include "platform/system/FileSystem.h"
@@ -19,58 +25,117 @@ bool VuoCache::_isCachedAvailable(const Kind& kind, const Path& path) const {
     systemLog("\t\terr: bailing, passed path was nil, %s", {kind.isAvailableName});
     return false;
   }
-  const Item record = _copyOfRecord(kind, *path);
-  return record && record->upToDate();
+  return _freshCopyOfRecord(kind, *path) != nullptr;
 }
 
 void VuoCache::appTerminateNotification() {
-  _save();
+  ++_terminations;
+  // One that was cleared lives only for the work that is queued on it.
+  if (this == globalCache().get()) _save();
+}
+
+std::vector<VuoCache::SavedRecord> VuoCache::copySavedRecords(const std::string& savePath) {
+  auto records = _savedRecords(kDylib, folderForSavePath(savePath));
+  std::ranges::move(_savedRecords(kExe, folderForSavePath(savePath)), std::back_inserter(records));
+  return records;
+}
+
+/// A path that can't be a key has its hash for one.
+std::string VuoCache::_keyInFile(const std::string& path) {
+  return platform::canBeKey(path) ? path : *_hashThisString(path);
+}
+
+std::vector<VuoCache::SavedRecord> VuoCache::_savedRecords(const Kind& kind,
+                                                           const std::string& cacheFolder) {
+  std::vector<SavedRecord> records;
+  const auto table = platform::readPropertyList(cacheFolder + "/" + kind.recordFile);
+  if (!table) return records;
+  for (const auto& [key, snapshot] : *table) {
+    auto record = std::make_shared<VuoCacheItem>();
+    record->loadSnapshot(snapshot.dictionary().get());
+    const auto path = record->vuoFilePath();
+    const bool isHash = path && *path != key && _keyInFile(*path) == key;
+    const std::string& composition = isHash ? *path : key;
+    const bool isValid = _isValid(kind, cacheFolder, composition, *record);
+    records.push_back({composition, kind.isDylib, std::move(record), isValid});
+  }
+  return records;
 }
 
 void VuoCache::_load() {
   std::lock_guard hold(_compilerSynchLock);
   _dylibCacheItems.lockRemoveAllObjects();
   _exeCacheItems.lockRemoveAllObjects();
+  if (_keepsNothing() || !platform::isFolder(_cacheFolder())) return;
+  const auto holdRecords = _lockRecords();
   _loadTable(kDylib);
   _loadTable(kExe);
+  platform::globalConcurrentQueue().async([cache = weak_from_this()] {
+    if (const auto alive = cache.lock()) alive->_removeUnfinishedArtefacts();
+  });
 }
 
 void VuoCache::_loadTable(const Kind& kind) {
-  const auto records = platform::readPropertyList(_cacheFolder() + "/" + kind.recordFile);
-  if (!records) return;
-  for (const auto& [path, snapshot] : *records) {
-    auto record = std::make_shared<VuoCacheItem>();
-    record->loadSnapshot(snapshot.dictionary().get());
-    if (record->isValid() && record->upToDate()) {
-      (this->*kind.table).lockSetObject(std::move(record), path);
-      continue;
+  platform::removeUnfinished(_cacheFolder() + "/" + kind.recordFile);
+  for (const SavedRecord& saved : _savedRecords(kind, _cacheFolder())) {
+    if (saved.isValid && saved.record->upToDate()) {
+      (this->*kind.table).lockSetObject(saved.record, saved.compositionPath);
+    } else {
+      _drop(saved);
     }
-    const auto composition = record->vuoFilePath();
-    systemLog(
-        "\t\terr: item isn't up-to-date or isn't valid, deleting cached item- path for comp was %@",
-        {composition ? platform::LogArgument(*composition)
-                     : platform::LogArgument(std::optional<std::string>())});
-    if (const auto exe = record->cachedExePath()) platform::removeFile(*exe);
+  }
+}
+
+/// Those that were being written when a process was killed.
+void VuoCache::_removeUnfinishedArtefacts() const {
+  const std::string cacheFolder = _cacheFolder();
+  std::error_code error;
+  for (std::filesystem::directory_iterator item(cacheFolder, error), end; !error && item != end;
+       item.increment(error)) {
+    const std::string folder = item->path().string();
+    if (!platform::isOwnRealFolder(folder)) continue;
+    const auto hold = _lockComposition(platform::lastPathComponent(folder), false);
+    if (!hold) continue;
+    platform::removeUnfinished(folder + "/" + kLibraryName);
+    platform::removeUnfinished(folder + "/" + _baseName);
   }
 }
 
 void VuoCache::_save() {
-  std::lock_guard hold(_compilerSynchLock);
-  const std::string cacheFolder = _cacheFolder();
-  if (!platform::itemExists(cacheFolder)) platform::createFolders(cacheFolder);
-  _saveTable(kDylib, cacheFolder);
-  _saveTable(kExe, cacheFolder);
+  ++_savesWaiting;
+  {
+    std::lock_guard hold(_compilerSynchLock);
+    --_savesWaiting;
+    if (!_keepsNothing() && _makeCacheFolder()) {
+      const auto holdRecords = _lockRecords();
+      const std::string cacheFolder = _cacheFolder();
+      _saveTable(kDylib, cacheFolder);
+      _saveTable(kExe, cacheFolder);
+    }
+  }
+  _noSaveWaits.notify_all();
 }
 
+/// What other processes have saved since is taken in.
 void VuoCache::_saveTable(const Kind& kind, const std::string& cacheFolder) {
   const auto& table = this->*kind.table;
   platform::PropertyListDictionary records;
+  std::set<std::string> stale;
+  const auto add = [&records](const std::string& path, const VuoCacheItem& record) {
+    records[_keyInFile(path)] = platform::PropertyListValue{
+        std::make_shared<const platform::PropertyListDictionary>(record.createSnapshot())};
+  };
   {
     platform::ReadHold hold(table);
     for (const auto& [path, record] : table.dict()) {
-      records[path] = platform::PropertyListValue{
-          std::make_shared<const platform::PropertyListDictionary>(record->createSnapshot())};
+      add(path, *record);
+      if (!record->upToDate()) stale.insert(path);
     }
+  }
+  for (const SavedRecord& saved : _savedRecords(kind, cacheFolder)) {
+    const std::string& path = saved.compositionPath;
+    const bool isOurs = records.contains(_keyInFile(path)) && !stale.contains(path);
+    if (!isOurs && saved.isValid && saved.record->upToDate()) add(path, *saved.record);
   }
   platform::writePropertyListAtomically(records, cacheFolder + "/" + kind.recordFile);
 }

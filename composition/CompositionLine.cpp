@@ -22,21 +22,34 @@ void forEachPiece(std::string_view text, char separator, Use use) {
   }
 }
 
+/// Quotes go, and each backslash that stands right before one.
 std::string withoutQuotes(std::string_view raw) {
   std::string clean;
   clean.reserve(raw.size());
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    const bool escapesQuote = raw[i] == '\\' && i + 1 < raw.size() && raw[i + 1] == '"';
-    if (escapesQuote) {
-      ++i;
-    } else if (raw[i] != '"') {
-      clean += raw[i];
-    }
+  for (;;) {
+    const auto quote = raw.find('"');
+    const std::string_view piece = raw.substr(0, quote);
+    const bool isEscaped = quote != std::string_view::npos && piece.ends_with('\\');
+    clean += piece.substr(0, piece.size() - isEscaped);
+    if (quote == std::string_view::npos) return clean;
+    raw.remove_prefix(quote + 1);
   }
-  return clean;
+}
+
+/// Whether a value that a space follows was meant to go on: it begins with a quote, and the quote
+/// that would end it is missing or a part of the text.
+bool isCut(std::string_view raw) {
+  if (!raw.starts_with('"')) return false;
+  if (raw.size() == 1 || !raw.ends_with('"')) return true;
+  const auto beforeBackslashes = raw.find_last_not_of('\\', raw.size() - 2);
+  return (raw.size() - beforeBackslashes) % 2 != 0;
 }
 
 }  // namespace
+
+std::string_view nodeName(PublishedKind kind) {
+  return kind == PublishedKind::Inputs ? "PublishedInputs" : "PublishedOutputs";
+}
 
 std::optional<PublishedKind> kindOfLine(std::string_view line) {
   if (line.starts_with("PublishedInputs")) return PublishedKind::Inputs;
@@ -44,16 +57,21 @@ std::optional<PublishedKind> kindOfLine(std::string_view line) {
   return std::nullopt;
 }
 
-std::optional<LineAttributes> LineAttributes::ofLine(std::string_view line) {
-  const auto open = line.find('[');
-  const auto close = line.rfind(']');
-  if (open == std::string_view::npos || close == std::string_view::npos || close < open) {
-    return std::nullopt;
-  }
-  return LineAttributes(line.substr(open + 1, close - open - 1));
+bool declaresNode(std::string_view line, PublishedKind kind) {
+  const auto next = line.find_first_not_of(kWhiteSpace, nodeName(kind).size());
+  return next != std::string_view::npos && line[next] == '[';
 }
 
-LineAttributes::LineAttributes(std::string_view attributeText) : _text(attributeText) {
+std::optional<LineAttributes> LineAttributes::ofLine(std::string_view line, ProblemList& problems) {
+  const auto open = line.find('[');
+  if (open == std::string_view::npos) return std::nullopt;
+  const auto close = line.rfind(']');
+  if (close == std::string_view::npos || close < open) return std::nullopt;
+  return LineAttributes(line.substr(open + 1, close - open - 1), problems);
+}
+
+LineAttributes::LineAttributes(std::string_view attributeText, ProblemList& problems)
+    : _problems(&problems), _text(attributeText) {
   forEachPiece(_text, ' ', [this](std::string_view piece) {
     const auto equals = piece.find('=');
     if (equals == std::string_view::npos) return;
@@ -71,7 +89,14 @@ std::optional<std::string> LineAttributes::value(std::string_view key) const {
   if (after == _keys.begin() || *std::prev(after) != key) return std::nullopt;
   const std::string_view last = *std::prev(after);
   const auto start = static_cast<std::size_t>(last.data() - _text.data()) + last.size() + 1;
-  return withoutQuotes(_text.substr(start, _text.find(' ', start) - start));
+  const auto end = _text.find(' ', start);
+  const std::string_view raw = _text.substr(start, end - start);
+  std::string clean = withoutQuotes(raw);
+  if (end != std::string_view::npos && isCut(raw)) {
+    _problems->add(ZQVuoProblemKind::ValueCutAtSpace,
+                   quoted(key) + " is cut at a space and reads as " + quoted(clean));
+  }
+  return clean;
 }
 
 std::vector<std::string_view> portNamesInLabel(std::string_view label) {

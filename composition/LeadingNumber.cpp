@@ -54,8 +54,7 @@ bool isTooLarge(std::string_view number, const NumberParts& parts) {
   return place + (negative ? -value : value) > 0;
 }
 
-double unsignedNumber(std::string_view text) {
-  const NumberParts parts(text);
+double unsignedNumber(std::string_view text, const NumberParts& parts) {
   const std::string_view number = text.substr(0, parts.length);
   double value = 0;
   const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
@@ -65,13 +64,15 @@ double unsignedNumber(std::string_view text) {
 
 }  // namespace
 
-double leadingNumber(std::string_view text) {
+LeadingNumber::LeadingNumber(std::string_view text) {
   const auto start = text.find_first_not_of(kWhiteSpace);
-  if (start == std::string_view::npos) return 0;
+  if (start == std::string_view::npos) return;
   text.remove_prefix(start);
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
-  if (countDigits(text) == 0) return 0;
-  const double number = unsignedNumber(text);
-  return negative ? -number : number;
+  const NumberParts parts(text);
+  if (parts.length == 0) return;
+  const double number = unsignedNumber(text, parts);
+  value = negative ? -number : number;
+  isWholeText = parts.length == text.size();
 }

@@ -3,6 +3,13 @@
 #include <string_view>
 
 /// The longest decimal number at the beginning of a text, white space before it skipped: an
-/// optional sign, digits, an optional "." with digits, an optional exponent. 0 when the text begins
-/// with none; infinite when it is too large. The same in every locale.
-double leadingNumber(std::string_view text);
+/// optional sign, digits, an optional "." with digits, an optional exponent. The same in every
+/// locale.
+struct LeadingNumber {
+  explicit LeadingNumber(std::string_view text);
+
+  /// 0 when the text begins with no number; infinite when it is too large.
+  double value = 0;
+  /// Whether nothing comes behind the number.
+  bool isWholeText = false;
+};

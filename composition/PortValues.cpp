@@ -18,9 +18,22 @@ std::string keyFor(const std::string& portName, const char* suffix = "") {
   return "_" + portName + suffix;
 }
 
+std::string whatReads(const std::string& key, std::string_view text) {
+  return quoted(key) + " is " + quoted(text);
+}
+
+double numberFrom(std::string_view text, const LineAttributes& attributes, const std::string& key) {
+  const LeadingNumber number(text);
+  if (!number.isWholeText) {
+    attributes.problems().add(ZQVuoProblemKind::NumberUnread,
+                              whatReads(key, text) + ", which is no number");
+  }
+  return number.value;
+}
+
 std::optional<double> numberUnder(const LineAttributes& attributes, const std::string& key) {
   const auto text = attributes.value(key);
-  return text ? std::optional(leadingNumber(*text)) : std::nullopt;
+  return text ? std::optional(numberFrom(*text, attributes, key)) : std::nullopt;
 }
 
 void fillNumbers(ZQVuoCompositionPort& port, const LineAttributes& attributes) {
@@ -38,20 +51,30 @@ Value truthFrom(const std::string& text) {
   return nullptr;
 }
 
-Value colorFrom(const std::string& text) {
-  static const platform::Regex pattern(
-      "\\{r:([0-9\\.]+),g:([0-9\\.]+),b:([0-9\\.]+),a:([0-9\\.]+)\\}");
+/// The components of a colour or point; none when the pattern is not in the text.
+std::optional<std::vector<double>> componentsOf(const std::string& text,
+                                                const platform::Regex& pattern,
+                                                const LineAttributes& attributes,
+                                                const std::string& key) {
   const auto groups = pattern.firstMatch(text);
-  if (!groups) return nullptr;
-  return shared(ZQVuoColor{leadingNumber((*groups)[0]), leadingNumber((*groups)[1]),
-                           leadingNumber((*groups)[2]), leadingNumber((*groups)[3])});
+  if (!groups) return std::nullopt;
+  std::vector<double> components;
+  for (const auto group : *groups) components.push_back(numberFrom(group, attributes, key));
+  return components;
 }
 
-Value pointFrom(const std::string& text) {
+Value colorFrom(const std::string& text, const LineAttributes& attributes, const std::string& key) {
+  static const platform::Regex pattern(
+      "\\{r:([0-9\\.]+),g:([0-9\\.]+),b:([0-9\\.]+),a:([0-9\\.]+)\\}");
+  const auto parts = componentsOf(text, pattern, attributes, key);
+  if (!parts) return nullptr;
+  return shared(ZQVuoColor{(*parts)[0], (*parts)[1], (*parts)[2], (*parts)[3]});
+}
+
+Value pointFrom(const std::string& text, const LineAttributes& attributes, const std::string& key) {
   static const platform::Regex pattern("\\{x:([0-9\\.]+),y:([0-9\\.]+)\\}");
-  const auto groups = pattern.firstMatch(text);
-  if (!groups) return nullptr;
-  return shared(ZQVuoPoint{leadingNumber((*groups)[0]), leadingNumber((*groups)[1])});
+  const auto parts = componentsOf(text, pattern, attributes, key);
+  return parts ? shared(ZQVuoPoint{(*parts)[0], (*parts)[1]}) : nullptr;
 }
 
 }  // namespace
@@ -75,21 +98,30 @@ const char* fillPortValues(ZQVuoCompositionPort& port, const LineAttributes& att
     fillNumbers(port, attributes);
     return nullptr;
   }
-  auto text = attributes.value(keyFor(port.portName()));
+  const std::string key = keyFor(port.portName());
+  auto text = attributes.value(key);
   if (!text) return nullptr;
+  const auto tell = [&](ZQVuoProblemKind kind, const char* what) {
+    attributes.problems().add(kind, whatReads(key, *text) + what);
+  };
   Value value;
   const char* complaint = nullptr;
   switch (type) {
     case ZQVuoPortType_Boolean:
       value = truthFrom(*text);
+      if (!value) tell(ZQVuoProblemKind::BooleanUnread, ", which is neither true nor false");
       break;
     case ZQVuoPortType_Color:
-      value = colorFrom(*text);
-      if (!value) complaint = "\t\terr parsing color string in %s";
+      value = colorFrom(*text, attributes, key);
+      if (value) break;
+      complaint = "\t\terr parsing color string in %s";
+      tell(ZQVuoProblemKind::ColorUnread, ", which is no colour such as {r:1,g:0.5,b:0,a:1}");
       break;
     case ZQVuoPortType_Point2D:
-      value = pointFrom(*text);
-      if (!value) complaint = "\t\terr parsing 2D string in %s";
+      value = pointFrom(*text, attributes, key);
+      if (value) break;
+      complaint = "\t\terr parsing 2D string in %s";
+      tell(ZQVuoProblemKind::PointUnread, ", which is no point such as {x:0.25,y:0.75}");
       break;
     default:
       if (*text != "null") value = shared(std::move(*text));

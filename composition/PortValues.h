@@ -10,5 +10,6 @@
 ZQVuoPortType portTypeNamed(std::string_view typeName);
 
 /// Fills a port's value fields from its line. Null on success, else the log line that says which
-/// default could not be understood; the port then has none.
+/// default could not be understood; the port then has none. The line's problems tell of every value
+/// that is not of the port's type.
 const char* fillPortValues(ZQVuoCompositionPort& port, const LineAttributes& attributes);

@@ -1,10 +1,13 @@
 #include "Brannow/ZQVuoComposition.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
 
 #include "composition/CompositionLine.h"
+#include "composition/NodePlaces.h"
 #include "composition/PortValues.h"
+#include "composition/TextLines.h"
 #include "platform/hostbase/HostStrings.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
@@ -13,64 +16,11 @@ using platform::systemLog;
 
 namespace {
 
-/// The length of the line break at `at`, or 0: LF, CR, CR LF, NEL, LINE SEPARATOR or PARAGRAPH
-/// SEPARATOR.
-std::size_t lineBreakAt(std::string_view text, std::size_t at) {
-  switch (text[at]) {
-    case '\n':
-      return 1;
-    case '\r':
-      return text.substr(at, 2) == "\r\n" ? 2 : 1;
-    case '\xC2':
-      return text.substr(at, 2) == "\xC2\x85" ? 2 : 0;
-    case '\xE2':
-      return text.substr(at, 3) == "\xE2\x80\xA8" || text.substr(at, 3) == "\xE2\x80\xA9" ? 3 : 0;
-    default:
-      return 0;
-  }
-}
-
-/// Finds the places where a line break may begin. Each of the bytes that can begin one is looked
-/// for by itself, which costs a small part of looking at every byte.
-class BreakFinder {
- public:
-  explicit BreakFinder(std::string_view text) : _text(text) {
-    for (Lead& lead : _leads) lead.next = _text.find(lead.byte);
-  }
-
-  /// The first place that is not before `from`; `npos` when there is none. `from` never decreases.
-  std::size_t nextFrom(std::size_t from) {
-    std::size_t first = std::string_view::npos;
-    for (Lead& lead : _leads) {
-      if (lead.next < from) lead.next = _text.find(lead.byte, from);
-      first = std::min(first, lead.next);
-    }
-    return first;
-  }
-
- private:
-  struct Lead {
-    char byte;
-    std::size_t next = 0;
-  };
-  std::string_view _text;
-  Lead _leads[4] = {{'\n'}, {'\r'}, {'\xC2'}, {'\xE2'}};
-};
-
-template <class Use>
-void forEachLine(std::string_view text, Use use) {
-  BreakFinder breaks(text);
-  std::size_t start = 0;
-  for (std::size_t at = 0; (at = breaks.nextFrom(at)) != std::string_view::npos;) {
-    const std::size_t length = lineBreakAt(text, at);
-    if (length == 0) {
-      ++at;
-      continue;
-    }
-    use(text.substr(start, at - start));
-    start = at = at + length;
-  }
-  use(text.substr(start));
+/// The number of the line that holds the last byte of `text`, from 1.
+std::size_t lineAtEndOf(std::string_view text) {
+  std::size_t lines = 0;
+  forEachLine(text, [&lines](std::string_view) { ++lines; });
+  return lines;
 }
 
 /// Makes the ports of one line. A name that occurs again takes over what was read for it the first
@@ -97,10 +47,20 @@ class PortMaker {
   Known firstPortNamed(const std::string& name) const {
     const auto typeName = _attributes.value("_" + name + "_type");
     const auto type = typeName ? portTypeNamed(*typeName) : ZQVuoPortType_Undefined;
-    if (type == ZQVuoPortType_Undefined) return {};
+    if (type == ZQVuoPortType_Undefined) {
+      tellOfType(name, typeName);
+      return {};
+    }
     Known known{ZQVuoCompositionPort::createWithPortType(type, name)};
     known.complaint = fillPortValues(*known.port, _attributes);
     return known;
+  }
+
+  void tellOfType(const std::string& name, const std::optional<std::string>& typeName) const {
+    using Kind = ZQVuoProblemKind;
+    _attributes.problems().add(typeName ? Kind::PortTypeUnknown : Kind::PortTypeMissing,
+                               "the port " + quoted(name) + " is left out: its type is " +
+                                   (typeName ? quoted(*typeName) + ", which is none" : "missing"));
   }
 
   static ZQVuoComposition::Port copyOf(const ZQVuoCompositionPort& port) {
@@ -115,6 +75,14 @@ class PortMaker {
   const LineAttributes& _attributes;
   std::map<std::string_view, Known> _known;
 };
+
+void tellOfNodeType(PublishedKind kind, const std::optional<std::string>& type,
+                    const std::string& expected, ProblemList& problems) {
+  using Kind = ZQVuoProblemKind;
+  problems.add(type ? Kind::NodeTypeUnknown : Kind::NodeTypeMissing,
+               std::string(nodeName(kind)) + " is not read: its type is " +
+                   (type ? quoted(*type) : "missing") + " and should be " + quoted(expected));
+}
 
 ZQVuoComposition::Port firstNamed(const ZQVuoComposition::PortList& ports,
                                   const std::optional<std::string>& name) {
@@ -149,23 +117,54 @@ ZQVuoComposition::ZQVuoComposition(std::string path)
     : _path(std::move(path)), _fileName(platform::lastPathComponent(_path)) {}
 
 void ZQVuoComposition::_loadComposition() {
-  const auto text = platform::readTextFile(_path);
-  if (!text) {
+  ProblemList problems;
+  if (const auto text = _readText(problems)) {
+    _parseText(*text, problems);
+  } else {
     systemLog("\t\terr: couldn't load file, %s", {"-[ZQVuoComposition _loadComposition]"});
-    return;
   }
-  forEachLine(*text, [this](std::string_view line) { _parseLine(line); });
+  _problems = problems.take();
+}
+
+std::optional<std::string> ZQVuoComposition::_readText(ProblemList& problems) const {
+  platform::ReadFailure failure;
+  auto text = platform::readFile(_path, platform::largestTextFile, &failure);
+  if (!text) {
+    const bool isMissing = failure.number == ENOENT || failure.number == ENOTDIR;
+    problems.add(isMissing ? ZQVuoProblemKind::FileMissing : ZQVuoProblemKind::FileUnreadable,
+                 isMissing ? "no such file" : "can't be read: " + failure.text);
+    return std::nullopt;
+  }
+  const auto wrong = platform::placeOfInvalidUtf8(*text);
+  if (!wrong) return text;
+  problems.addNotUtf8(lineAtEndOf(std::string_view(*text).substr(0, *wrong)), *wrong);
+  return std::nullopt;
+}
+
+void ZQVuoComposition::_parseText(std::string_view text, ProblemList& problems) {
+  NodePlaces places(text, problems);
+  ProblemList untold;  // what is wrong with a part of a node may be right with the whole
+  std::size_t number = 0;
+  forEachLine(text, [&](std::string_view line) {
+    problems.setLine(++number);
+    _parseLine(line, places.areRightOn(line) ? problems : untold);
+  });
   assignRoles();
   _protocol = roleBits();
 }
 
-void ZQVuoComposition::_parseLine(std::string_view line) {
+void ZQVuoComposition::_parseLine(std::string_view line, ProblemList& problems) {
   const auto kind = kindOfLine(line);
   if (!kind) return;
-  const auto attributes = LineAttributes::ofLine(line);
+  const auto attributes = LineAttributes::ofLine(line, problems);
   if (!attributes) return;
   const bool isInputs = *kind == PublishedKind::Inputs;
-  if (attributes->value("type") != (isInputs ? "vuo.in" : "vuo.out")) return;
+  const std::string expected = isInputs ? "vuo.in" : "vuo.out";
+  const auto type = attributes->value("type");
+  if (type != expected) {
+    if (declaresNode(line, *kind)) tellOfNodeType(*kind, type, expected, problems);
+    return;
+  }
 
   const std::string label = attributes->value("label").value_or("");
   PortList& ports = isInputs ? _publishedInputPorts : _publishedOutputPorts;

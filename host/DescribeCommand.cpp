@@ -1,47 +1,42 @@
 #include "host/DescribeCommand.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 
 #include "Brannow/ZQVuoComposition.h"
 #include "host/DescribeJson.h"
 #include "host/DescribeTable.h"
 #include "host/HostSession.h"
+#include "host/ProblemText.h"
 
 namespace {
 
-/// Why the reader could not load the file, in words for people.
-std::string reasonForNotLoading(const std::string& file) {
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  stream.peek();
-  return errno != 0 ? std::strerror(errno) : "not valid UTF-8 text";
+constexpr int kNotRead = 1;
+constexpr int kReadWithProblems = 2;
+
+int statusOf(const std::vector<ZQVuoCompositionProblem>& problems) {
+  if (problems.empty()) return 0;
+  return std::any_of(problems.begin(), problems.end(), isOfWholeFile) ? kNotRead
+                                                                      : kReadWithProblems;
 }
 
-bool saysNotLoaded(const std::string& line) {
-  return line.find("couldn't load file") != std::string::npos;
+/// 1 when a file could not be read, 2 when the worst are problems within one.
+int worst(int a, int b) {
+  if (a == kNotRead || b == kNotRead) return kNotRead;
+  return std::max(a, b);
 }
 
 }  // namespace
 
 int describe(const std::vector<std::string>& files, bool json) {
-  LogCapture log;
+  const LogCapture log;  // its lines say less than the problems do
   int status = 0;
   for (const std::string& file : files) {
     const auto composition = ZQVuoComposition::initWithPath(file);
     std::cout << (json ? describeJson(*composition) + "\n" : describeTable(*composition));
-    std::cout.flush();
-    for (const std::string& line : log.take()) {
-      if (saysNotLoaded(line)) {
-        std::cerr << "brannow: can't read " << file << ": " << reasonForNotLoading(file) << "\n";
-        status = 1;
-      } else {
-        std::cerr << "brannow: " << file << ": " << line << "\n";
-      }
-    }
+    if (!std::cout.flush()) return status;
+    for (const auto& problem : composition->problems()) std::cerr << shownProblem(problem, file);
+    status = worst(status, statusOf(composition->problems()));
   }
   return status;
 }

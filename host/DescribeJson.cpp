@@ -74,6 +74,18 @@ json_object* json(const ZQVuoCompositionPort& port) {
   return object;
 }
 
+json_object* json(const ZQVuoCompositionProblem& problem) {
+  json_object* object = json_object_new_object();
+  const char* kind = ZQVuoProblemKindDescription(problem.kind);
+  json_object_object_add(object, "kind", kind ? json_object_new_string(kind) : nullptr);
+  const auto whole = [](std::size_t number) { return json(static_cast<std::int64_t>(number)); };
+  json_object_object_add(object, "line", problem.line > 0 ? whole(problem.line) : nullptr);
+  json_object_object_add(object, "byteOffset",
+                         problem.byteOffset ? whole(*problem.byteOffset) : nullptr);
+  json_object_object_add(object, "text", json(problem.text));
+  return object;
+}
+
 json_object* roles(const ZQVuoComposition& composition) {
   json_object* object = json_object_new_object();
   json_object_object_add(object, "width", nameOf(composition.runnerWidthPort()));
@@ -97,11 +109,12 @@ std::string textOf(json_object* object) {
 }
 
 /// One object at a time: a tree of all ports would take many times the room of its text.
-std::string listOf(const ZQVuoComposition::PortList& ports) {
+template <class Entries, class ToJson>
+std::string listOf(const Entries& entries, ToJson toJson) {
   std::string list;
-  for (const auto& port : ports) {
+  for (const auto& entry : entries) {
     list += list.empty() ? "[" : ",";
-    list += textOf(json(*port));
+    list += textOf(toJson(entry));
   }
   return list.empty() ? "[]" : list + "]";
 }
@@ -116,7 +129,10 @@ std::string describeJson(const ZQVuoComposition& composition) {
   json_object_object_add(object, "roles", roles(composition));
   std::string line = textOf(object);
   line.pop_back();  // the lists go in front of the closing brace
-  line += ",\"inputs\":" + listOf(composition.publishedInputPorts());
-  line += ",\"outputs\":" + listOf(composition.publishedOutputPorts());
+  const auto portJson = [](const ZQVuoComposition::Port& port) { return json(*port); };
+  const auto problemJson = [](const ZQVuoCompositionProblem& problem) { return json(problem); };
+  line += ",\"inputs\":" + listOf(composition.publishedInputPorts(), portJson);
+  line += ",\"outputs\":" + listOf(composition.publishedOutputPorts(), portJson);
+  line += ",\"problems\":" + listOf(composition.problems(), problemJson);
   return line + "}";
 }

@@ -5,56 +5,16 @@
 #include <string_view>
 
 #include "host/ShortestDigits.h"
-#include "platform/system/FileSystem.h"
+#include "host/TerminalText.h"
 
 namespace {
 
 using Row = std::array<std::string, 8>;
 constexpr std::size_t kLongestText = 60;
 
-bool continuesCharacter(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
 std::size_t columnsOf(std::string_view text) {
   return text.size() -
          static_cast<std::size_t>(std::count_if(text.begin(), text.end(), continuesCharacter));
-}
-
-/// C0, DEL and C1, and the characters that turn the direction of writing.
-bool steersTerminal(std::string_view character) {
-  const auto first = static_cast<unsigned char>(character[0]);
-  if (character.size() == 1) return first < 0x20 || first == 0x7F;
-  if (character.size() == 2)
-    return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
-  return (character >= "\xE2\x80\xA8" && character <= "\xE2\x80\xAE") ||
-         (character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9");
-}
-
-std::string spelledOut(std::string_view bytes) {
-  constexpr char kHex[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
-  }
-  return text;
-}
-
-/// `text` as a terminal can show it. Bytes that are no UTF-8, as paths may hold, are spelled out.
-std::string shown(std::string_view text) {
-  const bool isText = platform::isValidUtf8(text);
-  std::string result;
-  while (!text.empty()) {
-    std::size_t length = 1;
-    while (isText && length < text.size() && continuesCharacter(text[length])) ++length;
-    const std::string_view character = text.substr(0, length);
-    const bool raw =
-        isText ? !steersTerminal(character) : character[0] >= ' ' && character[0] < 127;
-    result += raw ? std::string(character) : spelledOut(character);
-    text.remove_prefix(length);
-  }
-  return result;
 }
 
 /// The beginning of a text that is longer than a column should be.
@@ -62,9 +22,9 @@ std::string shownBriefly(std::string_view text) {
   std::size_t end = 0;
   for (std::size_t columns = 0; end < text.size(); ++end) {
     if (!continuesCharacter(text[end]) && columns++ == kLongestText)
-      return shown(text.substr(0, end)) + "…";
+      return terminalText(text.substr(0, end)) + "…";
   }
-  return shown(text);
+  return terminalText(text);
 }
 
 std::string shownValue(double number) {
@@ -146,8 +106,8 @@ std::string section(const char* title, const ZQVuoComposition& composition,
 }  // namespace
 
 std::string describeTable(const ZQVuoComposition& composition) {
-  return shown(composition.fileName()) + ": " + kindOf(composition) + "\n" +
-         shown(composition.path()) + "\n" +
+  return terminalText(composition.fileName()) + ": " + kindOf(composition) + "\n" +
+         terminalText(composition.path()) + "\n" +
          section("Inputs", composition, composition.publishedInputPorts()) +
          section("Outputs", composition, composition.publishedOutputPorts()) + "\n";
 }

@@ -1,12 +1,12 @@
 #include "host/FrameSink.h"
 
-#include <cmath>
-#include <cstdio>
-#include <optional>
+#include <iostream>
 
 #include "host/Failure.h"
 #include "host/FramePattern.h"
 #include "host/Picture.h"
+#include "host/PictureSequence.h"
+#include "host/StandardOutput.h"
 #include "host/Yuv.h"
 
 namespace {
@@ -23,7 +23,7 @@ class PictureFiles : public FrameSink {
     const std::string file = frameFile(_pattern, index, count);
     std::string problem;
     if (!host::writePicture(picture, file, problem)) {
-      throw Failure{"can't write " + file + ": " + problem};
+      throw Failure{"can't write " + problem};
     }
     return file + "  " + sizeText(picture);
   }
@@ -32,13 +32,15 @@ class PictureFiles : public FrameSink {
   const std::string _pattern;
 };
 
-void put(const void* bytes, std::size_t size) {
-  if (std::fwrite(bytes, 1, size, stdout) != size) throw ReaderGone{};
+template <class Bytes>
+void put(const Bytes& bytes) {
+  std::cout.write(reinterpret_cast<const char*>(bytes.data()),
+                  static_cast<std::streamsize>(bytes.size()));
 }
 
 class VideoStream : public FrameSink {
  public:
-  VideoStream(VideoFormat format, double fps) : _format(format), _fps(fps) {}
+  VideoStream(VideoFormat format, FrameRate rate) : _format(format), _rate(rate) {}
 
   std::string write(const ZQPixels& picture, int index, int) override {
     if (index == 1) begin(picture);
@@ -47,13 +49,12 @@ class VideoStream : public FrameSink {
                     ", and the video is not"};
     }
     if (_format == VideoFormat::Y4m) {
-      put("FRAME\n", 6);
-      const auto planes = yuv444From(picture);
-      put(planes.data(), planes.size());
+      put(std::string("FRAME\n"));
+      put(yuv444From(picture));
     } else {
-      put(picture.rgba.data(), picture.rgba.size());
+      put(picture.rgba);
     }
-    if (std::fflush(stdout) != 0) throw ReaderGone{};
+    flushStandardOutput();
     return "frame " + std::to_string(index) + "  " + sizeText(picture);
   }
 
@@ -62,16 +63,12 @@ class VideoStream : public FrameSink {
     _width = picture.width;
     _height = picture.height;
     if (_format != VideoFormat::Y4m) return;
-    const bool isWhole = _fps == std::floor(_fps);
-    const std::string rate = isWhole ? std::to_string(std::lround(_fps)) + ":1"
-                                     : std::to_string(std::lround(_fps * 1000)) + ":1000";
-    const std::string head = "YUV4MPEG2 W" + std::to_string(_width) + " H" +
-                             std::to_string(_height) + " F" + rate + " Ip A1:1 C444\n";
-    put(head.data(), head.size());
+    put("YUV4MPEG2 W" + std::to_string(_width) + " H" + std::to_string(_height) + " F" +
+        _rate.text() + " Ip A1:1 C444\n");
   }
 
   const VideoFormat _format;
-  const double _fps;
+  const FrameRate _rate;
   std::size_t _width = 0;
   std::size_t _height = 0;
 };
@@ -79,9 +76,14 @@ class VideoStream : public FrameSink {
 }  // namespace
 
 std::unique_ptr<FrameSink> pictureFiles(std::string pattern) {
+  if (!isPictureName(pattern)) {
+    throw Failure{"-o " + pattern +
+                  " names no PNG file: a name such as frame.png or frame-%04d.png does, and - "
+                  "writes video to standard output"};
+  }
   return std::make_unique<PictureFiles>(std::move(pattern));
 }
 
-std::unique_ptr<FrameSink> videoToStandardOutput(VideoFormat format, double fps) {
-  return std::make_unique<VideoStream>(format, fps);
+std::unique_ptr<FrameSink> videoToStandardOutput(VideoFormat format, FrameRate rate) {
+  return std::make_unique<VideoStream>(format, rate);
 }

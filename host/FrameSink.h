@@ -4,23 +4,22 @@
 #include <memory>
 #include <string>
 
+#include "host/FrameRate.h"
 #include "platform/hostbuffers/ZQBufferPool.h"
-
-/// Thrown when whoever reads the video has gone; the command then ends without a word.
-struct ReaderGone {};
 
 class FrameSink {
  public:
   virtual ~FrameSink() = default;
-  /// Writes the picture of frame `index`, from 1, of `count`, which is 0 where nobody knows. The
-  /// result tells people what was written. Throws Failure when it can't be written.
+  /// Writes the picture of frame `index`, from 1, of `count`, which is 0 where nobody knows; whole,
+  /// when it returns. The result tells people what was written. Throws Failure when it can't be
+  /// written, ReaderGone when nobody wants the video any more.
   virtual std::string write(const ZQPixels& picture, int index, int count) = 0;
 };
 
 enum class VideoFormat { Y4m, Rgba };
 
-/// PNG files, named by a pattern.
+/// PNG files, named by a pattern. Throws Failure when it names no PNG file.
 std::unique_ptr<FrameSink> pictureFiles(std::string pattern);
 /// Video on standard output: YUV4MPEG2 (4:4:4, BT.601, video range) or bare RGBA pixels. All frames
 /// must have the first one's size.
-std::unique_ptr<FrameSink> videoToStandardOutput(VideoFormat format, double fps);
+std::unique_ptr<FrameSink> videoToStandardOutput(VideoFormat format, FrameRate rate);

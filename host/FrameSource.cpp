@@ -1,11 +1,12 @@
 #include "host/FrameSource.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 
 #include "host/Failure.h"
 #include "host/Picture.h"
+#include "host/StandardInput.h"
+#include "host/StopSignals.h"
 #include "host/Yuv.h"
 
 namespace {
@@ -30,21 +31,31 @@ class Pictures : public FrameSource {
   std::size_t _next = 0;
 };
 
-/// False at the end of the input; a part of what was asked for is a failure.
-bool takeBytes(std::vector<std::uint8_t>& bytes, std::size_t size) {
-  bytes.resize(size);
-  const std::size_t got = std::fread(bytes.data(), 1, size, stdin);
-  if (got != 0 && got != size) throw Failure{"the video ends in the middle of a frame"};
-  return got == size;
-}
+class VideoStream : public FrameSource {
+ public:
+  bool isReady() const override { return _input.isReady(); }
 
-class RgbaStream : public FrameSource {
+ protected:
+  /// Empty at the end of the input; a part of what was asked for is a failure.
+  std::vector<std::uint8_t> takeWhole(std::size_t size) {
+    auto bytes = _input.take(size);
+    if (stopSignal() != 0) return {};
+    if (!bytes.empty() && bytes.size() != size) {
+      throw Failure{"the video ends in the middle of a frame"};
+    }
+    return bytes;
+  }
+
+  StandardInput _input;
+};
+
+class RgbaStream : public VideoStream {
  public:
   RgbaStream(std::size_t width, std::size_t height) : _width(width), _height(height) {}
 
   std::optional<ZQPixels> next() override {
-    ZQPixels picture{_width, _height, {}};
-    if (!takeBytes(picture.rgba, 4 * _width * _height)) return std::nullopt;
+    ZQPixels picture{_width, _height, takeWhole(4 * _width * _height)};
+    if (picture.rgba.empty()) return std::nullopt;
     return picture;
   }
 
@@ -53,20 +64,12 @@ class RgbaStream : public FrameSource {
   const std::size_t _height;
 };
 
-std::string takeLine() {
-  constexpr std::size_t kLongest = 4096;
-  std::string line;
-  for (int c; (c = std::getchar()) != EOF && c != '\n';) {
-    line += static_cast<char>(c);
-    if (line.size() > kLongest) throw Failure{"standard input is no YUV4MPEG2 video"};
-  }
-  return line;
-}
+constexpr std::size_t kLongestLine = 4096;
 
-class Y4mStream : public FrameSource {
+class Y4mStream : public VideoStream {
  public:
   Y4mStream() {
-    std::istringstream head(takeLine());
+    std::istringstream head(_input.takeLine(kLongestLine));
     std::string word;
     head >> word;
     if (word != "YUV4MPEG2") throw Failure{"standard input is no YUV4MPEG2 video"};
@@ -77,31 +80,24 @@ class Y4mStream : public FrameSource {
   }
 
   std::optional<ZQPixels> next() override {
-    const std::string line = takeLine();
-    if (line.empty() && std::feof(stdin)) return std::nullopt;
+    if (_input.hasEnded()) return std::nullopt;
+    const std::string line = _input.takeLine(kLongestLine);
+    if (stopSignal() != 0) return std::nullopt;
     if (!line.starts_with("FRAME")) throw Failure{"the video has something between its frames"};
-    if (!takeBytes(_planes, _layout.frameSize())) {
-      throw Failure{"the video ends in the middle of a frame"};
-    }
-    return pictureFromYuv(_planes, _layout);
+    const auto planes = takeWhole(_layout.frameSize());
+    if (stopSignal() != 0) return std::nullopt;
+    if (planes.empty()) throw Failure{"the video ends in the middle of a frame"};
+    return pictureFromYuv(planes, _layout);
   }
-  std::optional<double> fps() const override { return _fps; }
+  std::optional<FrameRate> rate() const override { return _rate; }
 
  private:
   void takeParameter(char name, const std::string& value) {
     if (name == 'W') _layout.width = std::strtoull(value.c_str(), nullptr, 10);
     if (name == 'H') _layout.height = std::strtoull(value.c_str(), nullptr, 10);
-    if (name == 'F') takeRate(value);
+    if (name == 'F') _rate = FrameRate::fromText(value);
     if (name == 'C') takeChroma(value);
     if (name == 'X' && value == "COLORRANGE=FULL") _layout.isFullRange = true;
-  }
-
-  void takeRate(const std::string& value) {
-    const auto colon = value.find(':');
-    if (colon == std::string::npos) return;
-    const double over = std::strtod(value.c_str(), nullptr);
-    const double under = std::strtod(value.c_str() + colon + 1, nullptr);
-    if (over > 0 && under > 0) _fps = over / under;
   }
 
   void takeChroma(const std::string& value) {
@@ -117,8 +113,7 @@ class Y4mStream : public FrameSource {
   }
 
   YuvLayout _layout;
-  std::optional<double> _fps;
-  std::vector<std::uint8_t> _planes;
+  std::optional<FrameRate> _rate;
 };
 
 }  // namespace

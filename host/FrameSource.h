@@ -12,12 +12,15 @@
 class FrameSource {
  public:
   virtual ~FrameSource() = default;
-  /// None after the last one. Throws Failure when a picture can't be read.
+  /// None after the last one, or when the user asked the program to stop. Throws Failure when a
+  /// picture can't be read.
   virtual std::optional<ZQPixels> next() = 0;
+  /// Whether `next` will not wait for somebody who makes the pictures.
+  virtual bool isReady() const { return true; }
   /// How many pictures there are; 0 where nobody knows.
   virtual int count() const { return 0; }
   /// The rate that the source itself names.
-  virtual std::optional<double> fps() const { return std::nullopt; }
+  virtual std::optional<FrameRate> rate() const { return std::nullopt; }
 };
 
 std::unique_ptr<FrameSource> picturesFrom(std::vector<std::string> files);

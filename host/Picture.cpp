@@ -73,8 +73,9 @@ bool writePicture(const ZQPixels& pixels, const std::string& path, std::string& 
     error = path + ": the picture can't be encoded: " + image.message;
     return false;
   }
-  if (platform::writeFileAtomically(path, file)) return true;
-  error = path + ": the file can't be written";
+  std::string reason;
+  if (platform::writeFileAtomically(path, file, &reason)) return true;
+  error = path + ": " + reason;
   return false;
 }
 

@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "host/Failure.h"
+#include "host/ShortestDigits.h"
 
 namespace {
 
@@ -26,4 +27,8 @@ ZQSize sizeFromText(const std::string& text) {
     throw Failure{"--size " + text + ": needs a size such as 640x360"};
   }
   return {static_cast<double>(width), static_cast<double>(height)};
+}
+
+std::string textFromSize(ZQSize size) {
+  return shortestDigits(size.width) + "x" + shortestDigits(size.height);
 }

@@ -1,19 +1,19 @@
 #include "host/RenderCommand.h"
 
+#include <poll.h>
+
 #include <chrono>
 #include <cmath>
 
+#include "host/DrawingLimit.h"
 #include "host/PixelSize.h"
+#include "host/StopSignals.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr ZQSize kDefaultSize{1280, 720};
-/// How long a composition may take to its first picture.
-constexpr std::chrono::seconds kFirstPictureWait{30};
-/// When a picture that keeps a size of its own is taken for up to date.
-constexpr std::chrono::milliseconds kOwnSizeWait{500};
 
 double defaultPixels(const ZQVuoComposition::Port& port, double otherwise) {
   const auto value = port->defaultVal() ? port->defaultVal()->doubleValue() : std::nullopt;
@@ -38,75 +38,49 @@ std::shared_ptr<ZQVuoComposition> readGenerator(const std::string& file) {
   return composition;
 }
 
-class Renderer {
+/// Lets one frame begin with each tick of a clock.
+class Pace {
  public:
-  Renderer(SceneDriver& driver, const RenderOptions& options, ZQSize size)
-      : _driver(driver), _options(options), _size(size) {}
+  explicit Pace(const FrameRate& rate) : _rate(rate) {}
 
-  void run() {
-    // The scene starts at another size than the picture's. Events are processed in order, so once a
-    // picture has the right size, every value that was set before shows in it.
-    _driver.load({_size.width + 1, _size.height + 1});
-    _driver.scene().setSize(_size.width, _size.height);
-    ZQBufferRef picture = firstPicture();
-    for (int frame = 1; picture; ++frame) {
-      _driver.write(*picture, frame, _options.frames);
-      if (frame == _options.frames || !_driver.waitForNextTick()) return;
-      picture = nextPicture();
+  /// False when the user asked the program to stop.
+  bool waitForTick(int index) {
+    if (index == 1) _start = Clock::now();
+    const auto tick = _start + std::chrono::duration_cast<Clock::duration>(
+                                   std::chrono::duration<double>(_rate.timeOf(index)));
+    for (;;) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(tick - Clock::now());
+      pollfd stop{stopDescriptor(), POLLIN, 0};
+      if (left.count() > 0) ::poll(&stop, 1, static_cast<int>(left.count()));
+      if (stopSignal() != 0) return false;
+      if (Clock::now() >= tick) return true;
     }
   }
 
  private:
-  /// Null when the user asked to stop.
-  ZQBufferRef firstPicture() {
-    const auto start = Clock::now();
-    std::optional<Clock::time_point> firstSeen;
-    do {
-      auto picture = _driver.scene().allocAndRenderABuffer();
-      if (picture && picture->size() == _size) return picture;
-      if (picture && !firstSeen) firstSeen = Clock::now();
-      if (picture && keepsItsOwnSize(picture->size()) && Clock::now() - *firstSeen > kOwnSizeWait) {
-        return picture;
-      }
-      if (Clock::now() - start > kFirstPictureWait || !_driver.scene().readyToRender()) fail();
-    } while (_driver.waitForNextTick());
-    return nullptr;
-  }
-
-  /// Whether a picture is of neither the size that the scene had at first nor one on the way from
-  /// there.
-  bool keepsItsOwnSize(ZQSize size) const {
-    return size.width != _size.width + 1 && size.height != _size.height + 1;
-  }
-
-  /// Waits for a fresh picture, unless the composition has shown that the time does not reach its
-  /// picture; that one stays as it is.
-  ZQBufferRef nextPicture() {
-    if (_timeReachesPicture) {
-      (void)_driver.scene().copyAndClearOutValPortNames();
-      if (auto picture = _driver.scene().allocAndRenderABuffer()) return picture;
-      _timeReachesPicture = false;
-    }
-    auto picture = _driver.scene().allocABuffer();
-    if (!picture) fail();
-    return picture;
-  }
-
-  [[noreturn]] void fail() { _driver.fail(_options.file + " gave no picture"); }
-
-  SceneDriver& _driver;
-  const RenderOptions& _options;
-  const ZQSize _size;
-  bool _timeReachesPicture = true;
+  const FrameRate _rate;
+  Clock::time_point _start;
 };
 
 }  // namespace
 
 int render(const RenderOptions& options) {
-  return withSession(options.cacheFolder, [&](HostSession& session, LogCapture& log) {
+  return withSession(options.cacheFolder, [&](HostSession& session) {
     const auto composition = readGenerator(options.file);
     const ZQSize size = pictureSize(options, *composition);
-    SceneDriver driver(options, composition, session, log);
-    Renderer(driver, options, size).run();
+    requireDrawable(session.context(), size, "a picture of " + textFromSize(size));
+    SceneDriver driver(options, composition, session);
+    driver.load();
+    Pace pace(options.rate);
+    const auto request = [&](int index) -> std::optional<VuoFrameRequest> {
+      if (index > options.frames) return std::nullopt;
+      VuoFrameRequest frame;
+      frame.size = size;
+      if (!options.realtime) frame.time = driver.timeOf(index);
+      if (options.realtime && !pace.waitForTick(index)) return std::nullopt;
+      return frame;
+    };
+    driver.run(
+        request, [&] { return !options.realtime; }, options.frames);
   });
 }

@@ -1,35 +1,46 @@
 #include "host/SceneDriver.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <iostream>
 
+#include "host/DrawingLimit.h"
 #include "host/Picture.h"
+#include "host/PixelSize.h"
+#include "host/ProblemText.h"
+#include "host/ShortestDigits.h"
+#include "host/StandardOutput.h"
 #include "host/StopSignals.h"
 #include "host/ValueText.h"
-#include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// How many frames are asked for at a time: one is drawn while the one before is written.
+constexpr std::size_t kAskedAtOnce = 2;
+
+}  // namespace
 
 std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file) {
-  if (!platform::readTextFile(file)) {
-    throw Failure{"can't read " + file +
-                  (platform::itemExists(file) ? ": not a UTF-8 text file" : ": no such file")};
+  auto composition = ZQVuoComposition::initWithPath(file);
+  const auto& problems = composition->problems();
+  if (!problems.empty() && isOfWholeFile(problems.front())) {
+    throw Failure{"can't read " + file + ": " + problems.front().text};
   }
-  return ZQVuoComposition::initWithPath(file);
+  for (const auto& problem : problems) std::cerr << shownProblem(problem, file);
+  return composition;
 }
 
 SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
-                         HostSession& session, LogCapture& log)
+                         HostSession& session)
     : _options(options),
       _composition(std::move(composition)),
       _session(session),
-      _log(log),
-      _fps(options.fps),
-      _say(options.output == "-" ? std::cerr : std::cout) {
+      _rate(options.rate) {
   parseInputs();
 }
 
@@ -70,7 +81,13 @@ void SceneDriver::parseInputs() {
     std::string problem;
     const auto pixels = host::readPicture(rest, problem);
     if (!pixels) throw Failure{"--image " + text + ": " + problem};
-    _images.emplace_back(name, _session.pool().allocBufferWithPixels(*pixels));
+    auto image = _session.pool().allocBufferWithPixels(*pixels);
+    if (!image) {
+      const ZQSize size{static_cast<double>(pixels->width), static_cast<double>(pixels->height)};
+      requireDrawable(_session.context(), size, "--image " + text);
+      throw Failure{"--image " + text + ": there is no room for the picture on the GPU"};
+    }
+    _images.emplace_back(name, std::move(image));
   }
   for (const auto& output : _options.printed) {
     if (!_composition->outputPortNamed(output)) {
@@ -79,21 +96,20 @@ void SceneDriver::parseInputs() {
   }
 }
 
-void SceneDriver::load(ZQSize size) {
-  _scene = VuoGLScene::initWithSize(size.width, size.height);
-  _scene->setRunnerNewProcess(!_options.inProcess);
+void SceneDriver::load() {
+  const std::string name =
+      _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
+  _sink = name == "-" ? videoToStandardOutput(_options.format, _rate) : pictureFiles(name);
   compile();
-  _scene->useFile(pathForCache(_options.file), false);
-  const auto lines = _log.take();
-  const auto saysNotStarted = [](const std::string& line) {
-    return line.find("trying to load .vuo comp!") != std::string::npos;
-  };
-  if (!_scene->readyToRender() || std::any_of(lines.begin(), lines.end(), saysNotStarted)) {
-    fail("can't run " + _options.file);
+  // What it draws at its start nobody sees, so that is as little as can be.
+  _scene = VuoGLScene::initWithSize(1, 1);
+  _scene->setRunnerNewProcess(!_options.inProcess);
+  _scene->setEventPatience(std::nullopt);
+  _scene->useFile(pathForCache(_options.file));
+  const VuoSceneStatus status = _session.awaitLoad(*_scene);
+  if (status.state != VuoSceneStatus::State::Running) {
+    throw Failure{"can't run " + _options.file + ": " + status.message};
   }
-  for (const auto& [name, value] : _values) _scene->setValue(value, name);
-  for (const auto& [name, image] : _images) _scene->setBuffer(image, name);
-  _nextTick = Clock::now();
 }
 
 /// Fetched ahead of the scene, so that the time that is told is the compiler's alone.
@@ -104,81 +120,107 @@ void SceneDriver::compile() {
   const auto start = Clock::now();
   const auto item = _options.inProcess ? VuoCache::fetchCachedDylibForVuoFileSynchronously(file)
                                        : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
-  if (!item) fail("can't compile " + _options.file);
+  if (!item) {
+    throw Failure{"can't compile " + _options.file + "\n" +
+                  VuoCache::compileFailureForVuoFile(file).value_or("")};
+  }
   const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
-  _say << (cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms")
-       << "\n";
+  say(cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms");
 }
 
-bool SceneDriver::waitForNextTick() {
-  using std::chrono::milliseconds;
-  const auto frame = std::chrono::duration<double>(1 / _options.fps);
-  _nextTick += std::chrono::duration_cast<Clock::duration>(frame);
-  for (;;) {
-    if (stopSignal() != 0) return false;
-    const auto left = std::chrono::ceil<milliseconds>(_nextTick - Clock::now());
-    if (left <= milliseconds::zero()) return true;
-    pollfd queue{platform::MainQueue::shared().fileDescriptor(), POLLIN, 0};
-    if (::poll(&queue, 1, static_cast<int>(left.count())) > 0) _session.runMainQueue();
-  }
-}
-
-void SceneDriver::write(const ZQBuffer& picture, int index, int count) {
-  const std::string name =
-      _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
-  if (!_sink)
-    _sink = name == "-" ? videoToStandardOutput(_options.format, _fps) : pictureFiles(name);
-  tell(_sink->write(_session.pool().readPixels(picture), index, count), index, count);
-  printOutputs();
-}
-
-/// On a terminal the frames of a video are a bar that grows; elsewhere they pass without a word.
-void SceneDriver::tell(const std::string& line, int index, int count) {
-  if (_options.output != "-") {
-    _say << line << "\n";
-  } else if (::isatty(STDERR_FILENO)) {
-    constexpr int kWidth = 40;
-    const int done = count > 0 ? kWidth * index / count : 0;
-    _say << "\r" << line;
-    if (count > 0)
-      _say << "  [" << std::string(done, '#') << std::string(kWidth - done, ' ') << "]";
-    _say << (index == count ? "\n" : "") << std::flush;
-  }
-}
-
-void SceneDriver::printOutputs() {
-  for (const auto& name : _options.printed) {
-    const VuoOutput output = _scene->allocValueForOutputKey(name);
-    _say << name << " = ";
-    if (output.value) {
-      _say << textFromValue(*output.value);
-    } else if (output.buffer) {
-      _say << output.buffer->size().width << "x" << output.buffer->size().height << " image";
-    } else {
-      _say << "nothing";
+void SceneDriver::run(const Requests& requests, const std::function<bool()>& isReady, int count) {
+  // A wait has no other end than the composition's.
+  const AtStopSignal unload([scene = _scene] { scene->prepareToBeDeleted(); });
+  _progress.show(0, count);
+  while (stopSignal() == 0) {
+    if (_asked.empty() && !ask(requests)) return;
+    while (_asked.size() < kAskedAtOnce && isReady() && ask(requests)) {
     }
-    _say << "\n";
+    const Asked asked = _asked.front();
+    const auto frame = take(asked, count);
+    if (!frame) return;
+    _asked.pop_front();
+    write(*frame, asked.index, count);
   }
 }
 
-void SceneDriver::fail(std::string message) {
-  for (const auto& alert : _session.runMainQueue()) message += "\n" + alert;
-  const auto lines = _log.take();
-  for (auto line = lines.begin(); line != lines.end(); ++line) {
-    if (std::find(lines.begin(), line, *line) == line) message += "\n" + *line;
+/// False when there are no more requests.
+bool SceneDriver::ask(const Requests& requests) {
+  if (!_moreRequests) return false;
+  auto request = requests(_lastIndex + 1);
+  _moreRequests = request.has_value();
+  if (!request) return false;
+  if (++_lastIndex == 1) {
+    request->values.insert(_values.begin(), _values.end());
+    request->images.insert(_images.begin(), _images.end());
   }
-  throw Failure{message};
+  _asked.push_back({_lastIndex, _scene->askForFrame(*request)});
+  return true;
 }
 
-int withSession(const std::string& cacheFolder,
-                const std::function<void(HostSession&, LogCapture&)>& work) {
-  LogCapture log;
+/// None when the user asked the program to stop.
+std::optional<VuoFrame> SceneDriver::take(const Asked& asked, int count) {
+  VuoFrame frame = waitFor(asked, count);
+  if (frame.answer == VuoFrame::Answer::Fresh || frame.answer == VuoFrame::Answer::Repeated)
+    return frame;
+  if (stopSignal() != 0) return std::nullopt;
+  _progress.clear();
+  const std::string name = _options.file + ": frame " + std::to_string(asked.index);
+  if (frame.answer == VuoFrame::Answer::Late) {
+    throw Failure{name + " was not there after " + shortestDigits(*_options.timeout) + " s"};
+  }
+  throw Failure{name + " could not be made. " + frame.message};
+}
+
+/// On a terminal somebody watches, and is told every second that the wait goes on.
+VuoFrame SceneDriver::waitFor(const Asked& asked, int count) {
+  using std::chrono::seconds;
+  const auto start = Clock::now();
+  for (;;) {
+    const auto waited = Clock::now() - start;
+    VuoGLScene::Patience longest;
+    if (_options.timeout) longest = nanoseconds(std::llround(*_options.timeout * 1e9)) - waited;
+    const bool isLast = !_progress.isShown() || (longest && *longest <= seconds(1));
+    VuoFrame frame = _scene->takeFrame(asked.frame, isLast ? longest : seconds(1));
+    if (isLast || frame.answer != VuoFrame::Answer::Late) return frame;
+    _progress.show(asked.index - 1, count, std::chrono::floor<seconds>(Clock::now() - start));
+  }
+}
+
+void SceneDriver::write(const VuoFrame& frame, int index, int count) {
+  const std::string line = _sink->write(_session.pool().readPixels(*frame.buffer), index, count);
+  if (_options.output != "-") say(line);
+  for (const auto& name : _options.printed) say(name + " = " + printedOutput(name, frame));
+  _progress.show(index, count);
+}
+
+/// Standard output may carry the video.
+void SceneDriver::say(const std::string& line) {
+  _progress.clear();
+  if (_options.output == "-") {
+    std::cerr << line << "\n";
+    return;
+  }
+  std::cout << line << "\n";
+  try {
+    flushStandardOutput();
+  } catch (const ReaderGone&) {  // the pictures are still wanted
+  }
+}
+
+std::string SceneDriver::printedOutput(const std::string& name, const VuoFrame& frame) const {
+  if (const auto value = frame.output(name)) return textFromValue(*value);
+  const ZQBufferRef image = frame.image(name);
+  if (!image) return "nothing";
+  return textFromSize(image->size()) + " image";
+}
+
+int withSession(const std::string& cacheFolder, const std::function<void(HostSession&)>& work) {
   const auto session = HostSession::begin(cacheFolder);
   if (!session) return 1;
-  (void)log.take();
   catchStopSignals();
   try {
-    work(*session, log);
+    work(*session);
     return stopSignal() == 0 ? 0 : 128 + stopSignal();
   } catch (const ReaderGone&) {
     return 0;

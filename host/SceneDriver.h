@@ -1,8 +1,8 @@
-// What rendering and filtering have in common: one composition in one scene, driven the way a
-// host's display loop does.
+// What rendering and filtering have in common: one composition in one scene that is asked for one
+// picture after the other.
 #pragma once
 
-#include <chrono>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,8 +11,10 @@
 
 #include "Brannow/Brannow.h"
 #include "host/Failure.h"
+#include "host/FrameRate.h"
 #include "host/FrameSink.h"
 #include "host/HostSession.h"
+#include "host/Progress.h"
 
 struct SceneOptions {
   std::string file;
@@ -23,60 +25,74 @@ struct SceneOptions {
   std::vector<std::string> assignments;  ///< "NAME=VALUE"
   std::vector<std::string> images;       ///< "NAME=FILE.png"
   std::vector<std::string> printed;      ///< outputs whose values are shown after each frame
-  double fps = 30;
+  FrameRate rate;
+  double start = 0;               ///< the time of the first frame, in seconds
+  std::optional<double> timeout;  ///< the longest that one frame is waited for, in seconds
   bool inProcess = false;
   std::string cacheFolder;
 };
 
-/// The composition of the file. Throws Failure when it can't be read.
+/// The composition of the file, after telling what of it could not be read. Throws Failure when
+/// nothing could.
 std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file);
 
 /// All operations throw Failure.
 class SceneDriver {
  public:
   SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,
-              HostSession& session, LogCapture& log);
-  /// Unloads the scene, which a report that is under way could otherwise keep alive.
+              HostSession& session);
+  /// Unloads the scene.
   ~SceneDriver();
   SceneDriver(const SceneDriver&) = delete;
   SceneDriver& operator=(const SceneDriver&) = delete;
 
-  VuoGLScene& scene() { return *_scene; }
+  /// The rate of the frames, where it is not the one of the options.
+  void setRate(FrameRate rate) { _rate = rate; }
+  /// The time of frame `index`, from 1.
+  double timeOf(int index) const { return _options.start + _rate.timeOf(index); }
 
-  /// Compiles the composition, says so, starts it at `size` and sets the inputs that were named on
-  /// the command line.
-  void load(ZQSize size);
-  /// Serves the main queue until the display would show the next frame. False when the user asked
-  /// the program to stop.
-  bool waitForNextTick();
-  /// Writes the picture of frame `index` of `count`, 0 where nobody knows, and the printed outputs.
-  void write(const ZQBuffer& picture, int index, int count);
-  /// The rate that a video says it has.
-  void setFps(double fps) { _fps = fps; }
-  /// Ends the command, with all that the framework has to say about it.
-  [[noreturn]] void fail(std::string message);
+  /// Compiles the composition, says so, and starts it.
+  void load();
+
+  /// What a frame is to be of; none when there are no more frames.
+  using Requests = std::function<std::optional<VuoFrameRequest>(int index)>;
+  /// Draws and writes a frame for each request, in order, until there are no more or the user asks
+  /// the program to stop. The first one also carries the inputs that were named on the command
+  /// line. While `isReady` says that a request is at hand, it is asked for ahead of the one before,
+  /// so that the composition draws while a picture is being written. `count` is 0 where nobody
+  /// knows.
+  void run(const Requests& requests, const std::function<bool()>& isReady, int count);
 
  private:
+  struct Asked {
+    int index;
+    std::shared_ptr<VuoPendingFrame> frame;
+  };
+
   void parseInputs();
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
   void compile();
-  void tell(const std::string& line, int index, int count);
-  void printOutputs();
+  bool ask(const Requests& requests);
+  std::optional<VuoFrame> take(const Asked& asked, int count);
+  VuoFrame waitFor(const Asked& asked, int count);
+  void write(const VuoFrame& frame, int index, int count);
+  void say(const std::string& line);
+  std::string printedOutput(const std::string& name, const VuoFrame& frame) const;
 
   const SceneOptions& _options;
   std::shared_ptr<ZQVuoComposition> _composition;
   HostSession& _session;
-  LogCapture& _log;
+  FrameRate _rate;
   std::vector<std::pair<std::string, VuoGLScene::Value>> _values;
   std::vector<std::pair<std::string, ZQBufferRef>> _images;
   std::shared_ptr<VuoGLScene> _scene;
-  std::chrono::steady_clock::time_point _nextTick;
-  double _fps;
-  std::unique_ptr<FrameSink> _sink;  // made with the first picture
-  std::ostream& _say;                // standard output, unless a video goes there
+  std::deque<Asked> _asked;
+  int _lastIndex = 0;
+  bool _moreRequests = true;
+  std::unique_ptr<FrameSink> _sink;
+  Progress _progress;
 };
 
 /// Sets a session up, runs `work` and puts the session away. The result is the exit status: 0, 1
 /// after a message, or 128 plus the signal that ended the work.
-int withSession(const std::string& cacheFolder,
-                const std::function<void(HostSession&, LogCapture&)>& work);
+int withSession(const std::string& cacheFolder, const std::function<void(HostSession&)>& work);

@@ -6,9 +6,12 @@
 #include "host/FilterCommand.h"
 #include "host/HostSession.h"
 #include "host/RenderCommand.h"
+#include "host/StandardOutput.h"
 #include "host/view/ViewCommand.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
   CLI::App app("Hosts node-graph compositions (.vuo files).", "brannow");
   app.require_subcommand(1);
   int status = 0;
@@ -37,6 +40,23 @@ int main(int argc, char** argv) {
         ->allow_extra_args(false);
     command->add_option("--print", options.printed, "Show an output's value after each frame")
         ->allow_extra_args(false);
+    command->add_option_function<std::string>(
+        "--fps",
+        [&options](const std::string& text) {
+          const auto rate = FrameRate::fromText(text);
+          if (!rate)
+            throw CLI::ValidationError("--fps",
+                                       "needs a rate such as 30, 29.97 or "
+                                       "30000:1001, from 0.001 to 1000");
+          options.rate = *rate;
+        },
+        "Frames per second of the composition's time, such as 30, 29.97 or 30000:1001 (default "
+        "30)");
+    command->add_option("--start", options.start, "The time of the first frame, in seconds");
+    command
+        ->add_option("--timeout", options.timeout,
+                     "Give up when one frame takes longer than this many seconds")
+        ->check(CLI::Range(0.001, 1e9));
     command->add_flag("--in-process", options.inProcess, "Run the composition in this process");
     command->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
         ->capture_default_str();
@@ -47,8 +67,10 @@ int main(int argc, char** argv) {
   addSceneOptions(renderApp, renderOptions);
   renderApp->add_option("--frames", renderOptions.frames, "How many frames")
       ->check(CLI::Range(1, 1'000'000));
-  renderApp->add_option("--fps", renderOptions.fps, "Frames per second, by the clock on the wall")
-      ->check(CLI::Range(0.001, 1000.0));
+  renderApp
+      ->add_flag("--realtime", renderOptions.realtime,
+                 "Show the composition's own clock, one frame with each tick")
+      ->excludes("--start");
   renderApp->callback([&] { status = render(renderOptions); });
 
   FilterOptions filterOptions;
@@ -91,4 +113,11 @@ int main(int argc, char** argv) {
 
   CLI11_PARSE(app, argc, argv);
   return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  StandardOutput output;
+  return output.finish(run(argc, argv));
 }

@@ -92,14 +92,15 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
   _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
 }
 
-/// What an overtaken load has to say is dropped. Changes reach the main queue in their order.
+/// What an overtaken load has to say is dropped. Changes reach the main queue in their order, also
+/// where no handler waits for them: who serves the queue may look at the status instead.
 void VuoGLScene::_setStatus(VuoSceneStatus status, std::uint64_t load) {
   std::lock_guard hold(_state->statusLock);
   if (load < _state->statusLoad) return;
   _state->statusLoad = load;
   if (_state->status == status) return;
   _state->status = std::move(status);
-  if (!_state->statusHandler || _state->deleted) return;
+  if (_state->deleted) return;
   platform::MainQueue::shared().async([weak = weak_from_this(), status = _state->status] {
     const auto scene = weak.lock();
     if (!scene || scene->_state->deleted) return;

@@ -135,6 +135,12 @@ std::shared_ptr<const ZQVuoPortValue> VuoFrame::output(const std::string& name) 
   return value;
 }
 
+ZQBufferRef VuoFrame::image(const std::string& name) const {
+  ZQBufferRef image;
+  if (outputs) guarded("-[VuoFrame image:]", [&] { image = outputs->output(name).buffer; });
+  return image;
+}
+
 std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& request) {
   auto frame = std::make_shared<AskedFrame>();
   std::lock_guard hold(_state->runnerLock);

@@ -2,11 +2,13 @@
 # cache_command_test.sh BRANNOW BUNDLE COMPOSITIONS: what the cache survives, seen from several
 # processes: new versions of the runtime, damaged files, one another, folders that can't be written.
 set -uo pipefail
-brannow=$(realpath "$1") bundle=$2 tiles=$(realpath "$3")/tiles.vuo
+brannow=$(realpath "$1") bundle=$2 compositions=$(realpath "$3")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
 cd "$work" || exit 1
+cp -r "$compositions" "$work/compositions"
+tiles=$work/compositions/tiles.vuo
 failures=0
 records=cache/brannow/VuoCache/vuoExeData.plist
 
@@ -30,7 +32,7 @@ export LD_LIBRARY_PATH=$work/Brannow.framework/Versions/A
 info=Brannow.framework/Versions/A/Frameworks/Vuo.framework/Resources/Info.plist
 says compiled
 says 'from the cache'
-sed -i 's|<string>[0-9.]*</string>|<string>99.9</string>|' "$info"
+sed -i '/CFBundleVersion/{n;s|<string>.*</string>|<string>99.9</string>|}' "$info"
 says compiled
 [ "$(ls data/Trash/files | wc -l)" -eq 1 ] || fail 'the old artefacts are in the trash'
 says 'from the cache'
@@ -46,12 +48,19 @@ key=$(printf %s "$tiles" | md5sum | cut -c-32 | tr a-f A-F)
 says compiled --in-process
 says 'from the cache' --in-process
 
+if "$brannow" cache list >/dev/full 2>err; then fail 'a list that was not written is one'; fi
+grep -q 'No space left' err || fail 'says why there is no list'
+
 # What is stale when it is loaded goes, an executable with its file; so does another application's.
-for change in 's|<string>[0-9.]*</string>|<string>1.000000000</string>|' 's|<key>ap</key>|<key>other</key>|'; do
+# Nothing goes that a record has no business to name.
+other=${tiles%/*}/plasma.vuo executable=cache/brannow/VuoCache/$key/lumoVuoExe
+touch mine
+for change in touch 's|<key>ap</key>|<key>other</key>|' "s|<string>.*/lumoVuoExe|<string>$work/mine|"; do
   cp "$records" good.plist
-  sed -i "$change" "$records"
-  "$brannow" render "${tiles%/*}/plasma.vuo" --size 16x9 -o p.png >out 2>err || fail 'renders another'
-  [ ! -e "cache/brannow/VuoCache/$key/lumoVuoExe" ] || fail "keeps what is stale ($change)"
+  [ "$change" = touch ] && touch "$tiles" || sed -i "$change" "$records"
+  "$brannow" render "$other" --size 16x9 -o p.png >out 2>err || fail 'renders another'
+  [ -f mine ] || fail 'removes what is not its own'
+  [ ! -e "$executable" ] || [ "$change" != "${change%mine|}" ] || fail "keeps what is stale ($change)"
   says compiled
 done
 cp "$records" good.plist
@@ -77,7 +86,7 @@ touch plain
 if "$brannow" render "$tiles" --cache "$work/plain" -o no.png >out 2>err; then fail 'needs a folder'; fi
 grep -q 'There was a problem loading the composition tiles.vuo.  ' err || fail 'says what is wrong'
 rm -rf cache
-if (trap '' XFSZ && ulimit -f 8 && "$brannow" render "$tiles" -o no.png >out 2>err); then
+if (trap '' XFSZ && ulimit -f 2 && "$brannow" render "$tiles" -o no.png >out 2>err); then
   fail 'needs space on the disk'
 fi
 grep -q 'tiles.vuo' err || fail 'says which composition found no space'

@@ -47,7 +47,12 @@ refuses 'missing.vuo' describe missing.vuo
 
 "$brannow" describe --json missing.vuo "$tiles" text.vuo >out 2>err
 [ "$(wc -l <out)" -eq 3 ] || fail 'one line for each file'
-head -1 out | grep -qF '"inputs":[],"outputs":[]' || fail 'a missing file has empty lists'
+head -1 out | grep -qF '"inputs":[],"outputs":[],"problems":[{"kind":"fileMissing",' ||
+  fail 'a missing file has empty lists'
+sed '2s/^/ /' broken.vuo >indented.vuo
+"$brannow" describe --json text.vuo indented.vuo >out 2>err
+[ $? -eq 2 ] && grep -q '^indented.vuo:2: PublishedInputs' err && grep -q '"line":2' out ||
+  fail 'a problem has a line'
 
 for mode in '' --in-process; do
   # shellcheck disable=SC2086

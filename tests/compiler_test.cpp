@@ -6,10 +6,16 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <random>
 #include <sstream>
 
+#include "platform/runtime/HelperFolder.h"
+#include "platform/runtime/VuoArtefact.h"
 #include "platform/runtime/VuoCompiler.h"
 #include "platform/runtime/VuoPlan.h"
+#include "platform/runtime/VuoRunner.h"
+#include "platform/runtime/transport/FileDescriptor.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -50,7 +56,7 @@ class CompilerTest : public testing::Test {
   vuo::Plan planOf(const std::string& composition) const {
     write("test.vuo", composition);
     VuoCompiler().compileComposition(at("test.vuo"), at("test.bc"));
-    return vuo::planFromText(contentsOf(at("test.bc")));
+    return vuo::planFromText(vuo::planTextIn(contentsOf(at("test.bc"))));
   }
   /// The message of the fault that the function ends with.
   template <typename Function>
@@ -199,86 +205,115 @@ TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
   EXPECT_EQ(plan.publishedOutputs[1].cables[0].source.node, 4);
 }
 
-TEST_F(CompilerTest, AnArtefactCarriesItsPlan) {
-  const vuo::Plan plan = planOf("digraph G {\n" + std::string(inputs) + "}");
-  const std::string text = vuo::serialized(plan);
-  const std::string good =
-      "\x7f"
-      "ELF" +
-      vuo::attachment(text);
-  std::string tooLong = good;
-  tooLong[good.size() - 10] = '\x7f';
-  const auto planIn = [&](const std::string& artefact) {
-    write("artefact", artefact);
-    const int file = open(at("artefact").c_str(), O_RDONLY | O_CLOEXEC);
-    const std::string fault =
-        faultOf([&] { EXPECT_EQ(vuo::serialized(vuo::planOfArtefact(file)), text); });
-    close(file);
-    return fault;
-  };
-  EXPECT_EQ(planIn(good), "no fault");
-  for (const std::string& bad : {std::string(), good.substr(0, good.size() - 1), tooLong,
-                                 vuo::attachment("{}"), vuo::attachment("[")})
-    EXPECT_THAT(planIn(bad), HasSubstr("no compiled composition"));
-
-  vuo::Plan wild = plan;
+TEST_F(CompilerTest, APlanThatIsWrongInItselfIsRefused) {
+  vuo::Plan wild = planOf("digraph G {\n" + std::string(inputs) + "}");
   wild.publishedOutputs = {{"out", vuo::Type::Real, "", {{{0, 0}, false}}}};
-  EXPECT_THAT(faultOf([&] { vuo::planFromText(vuo::serialized(wild)); }),
-              HasSubstr("cable comes from nowhere"));
+  for (const std::string& bad : {vuo::serialized(wild), std::string("{}"), std::string("[")})
+    EXPECT_THAT(faultOf([&] { vuo::planFromText(bad); }), HasSubstr("no compiled composition"));
 }
 
-TEST_F(CompilerTest, NobodyElsesBitcodeIsTouched) {
+/// How many changed artefacts of each kind are tried is told by BRANNOW_STRESS.
+TEST_F(CompilerTest, AnArtefactThatWasChangedIsRefused) {
+  const char* const stress = std::getenv("BRANNOW_STRESS");
+  const int count = stress ? std::atoi(stress) : 100;
+  VuoCompiler compiler;
+  compiler.compileComposition(std::string(COMPOSITIONS_DIR) + "/tiles.vuo", at("t.bc"));
+  compiler.linkCompositionToCreateDynamicLibrary(at("t.bc"), at("lib"),
+                                                 VuoCompiler::Optimization_FastBuild);
+  compiler.linkCompositionToCreateExecutable(at("t.bc"), at("exe"),
+                                             VuoCompiler::Optimization_FastRun, false, "");
+  const auto open = [&](const std::string& name, const std::string& contents) {
+    write(name, contents);
+    return faultOf([&] {
+      delete (name == "exe" ? VuoRunner::newSeparateProcessRunnerFromExecutable(
+                                  at(name), _folder.path, false, false)
+                            : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(
+                                  at(name), _folder.path, false));
+    });
+  };
+  std::mt19937 random(1);
+  for (const char* kind : {"lib", "exe"}) {
+    const std::string good = contentsOf(at(kind));
+    EXPECT_EQ(open(kind, good), "no fault");
+    for (int i = 0; i < count; ++i) {
+      std::string bad = good;
+      const std::size_t place = random() % good.size(), other = random() % good.size();
+      const int change = i % 4;
+      // Half of the changes are near the beginning, where the head is.
+      const std::size_t at = i % 8 < 4 ? place : place % 120;
+      if (change == 0) bad[at] = static_cast<char>(bad[at] ^ (1 << random() % 8));
+      if (change == 1) bad.resize(at);
+      if (change == 2) bad.insert(at, 1, static_cast<char>(random()));
+      if (change == 3) bad.erase(at, 1 + other % 40);
+      EXPECT_THAT(open(kind, bad), HasSubstr("no compiled composition")) << kind << " " << i;
+    }
+    std::string older = good;
+    older.replace(good.find("VuoPlan ") + 8, 1, "1");
+    EXPECT_THAT(open(kind, older), HasSubstr("another format"));
+    write(kind, good);
+  }
+}
+
+TEST_F(CompilerTest, WhateverLiesAtTheBitcodePathIsNotUsed) {
   write("victim", "precious");
   write("test.vuo", "digraph G {}");
-  const std::string bitcode = at("x.bc"), victim = at("victim");
-  const auto compile = [&] { VuoCompiler().compileComposition(at("test.vuo"), bitcode); };
+  const std::string bitcode = at("0123456789ABCDEF0123456789ABCDEF.bc"), victim = at("victim");
+  VuoCompiler compiler;
   const auto link = [&] {
-    VuoCompiler().linkCompositionToCreateExecutable(bitcode, at("exe"),
-                                                    VuoCompiler::Optimization_FastRun, false, "");
+    compiler.linkCompositionToCreateDynamicLibrary(bitcode, at("lib"),
+                                                   VuoCompiler::Optimization_FastBuild);
   };
-  ASSERT_EQ(symlink(victim.c_str(), bitcode.c_str()), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("is a link"));
-  EXPECT_THAT(faultOf(link), HasSubstr("can't be read"));
+  EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
+  const std::function<void()> others[] = {
+      [&] { ASSERT_EQ(symlink(victim.c_str(), bitcode.c_str()), 0); },
+      [&] { ASSERT_EQ(::link(victim.c_str(), bitcode.c_str()), 0); },
+      [&] { ASSERT_EQ(mkfifo(bitcode.c_str(), 0600), 0); },
+      [&] { ASSERT_EQ(mkdir(bitcode.c_str(), 0700), 0); },
+  };
+  for (const auto& other : others) {
+    fs::remove(bitcode);
+    other();
+    EXPECT_EQ(faultOf([&] { compiler.compileComposition(at("test.vuo"), bitcode); }), "no fault");
+    EXPECT_EQ(faultOf(link), "no fault");
+    EXPECT_EQ(contentsOf(victim), "precious");
+  }
   fs::remove(bitcode);
-  ASSERT_EQ(::link(victim.c_str(), bitcode.c_str()), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("second link"));
-  EXPECT_THAT(faultOf(link), HasSubstr("second link"));
-  fs::remove(bitcode);
-  ASSERT_EQ(mkfifo(bitcode.c_str(), 0600), 0);
-  EXPECT_THAT(faultOf(compile), HasSubstr("no regular file"));
-  EXPECT_THAT(faultOf(link), HasSubstr("no regular file"));
-  fs::remove(bitcode);
-  EXPECT_EQ(contentsOf(victim), "precious");
-
-  EXPECT_EQ(faultOf(compile), "no fault");
-  EXPECT_EQ(faultOf(compile), "no fault");
+  compiler.compileComposition(at("test.vuo"), bitcode);
   struct stat status;
   ASSERT_EQ(stat(bitcode.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777u, 0600u);
+  write(fs::path(bitcode).filename(), "another process's");
+  EXPECT_EQ(faultOf(link), "no fault");
+  EXPECT_THAT(contentsOf(at("lib")), HasSubstr("test.vuo"));
+  EXPECT_THAT(faultOf([&] { compiler.compileComposition(at("none.vuo"), bitcode); }),
+              HasSubstr("no such file"));
+  EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
 }
 
 TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
-  planOf("digraph Old {}");
-  const auto link = [&](const std::string& target) {
-    VuoCompiler().linkCompositionToCreateDynamicLibrary(at("test.bc"), target,
-                                                        VuoCompiler::Optimization_FastBuild);
+  VuoCompiler compiler;
+  const auto link = [&](const std::string& composition, const std::string& target) {
+    write("test.vuo", composition);
+    compiler.compileComposition(at("test.vuo"), at("test.bc"));
+    compiler.linkCompositionToCreateExecutable(at("test.bc"), target,
+                                               VuoCompiler::Optimization_FastRun, false, "");
   };
-  link(at("lib"));
-  const int running = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
-  planOf("digraph New {\n" + std::string(inputs) + "}");
-  link(at("lib"));
-  const int fresh = open(at("lib").c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(vuo::planOfArtefact(running).publishedInputs.size(), 0u);
-  EXPECT_EQ(vuo::planOfArtefact(fresh).publishedInputs.size(), 2u);
+  const auto inputsIn = [](int file) {
+    return vuo::planFromText(vuo::planTextIn(file)).publishedInputs.size();
+  };
+  link("digraph Old {}", at("exe"));
+  const vuo::FileDescriptor running(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  link("digraph New {\n" + std::string(inputs) + "}", at("exe"));
+  const vuo::FileDescriptor fresh(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(inputsIn(running.get()), 0u);
+  EXPECT_EQ(inputsIn(fresh.get()), 2u);
   struct stat status;
-  EXPECT_EQ(fstat(fresh, &status), 0);
+  EXPECT_EQ(fstat(fresh.get(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777u, 0755u);
-  close(running);
-  close(fresh);
+  EXPECT_THAT(contentsOf(at("exe")),
+              testing::StartsWith("#!" + vuo::helperFolder() + "/vuo-player\n"));
 
-  EXPECT_THAT(faultOf([&] { link(at("missing/lib")); }), HasSubstr("No such file"));
-  write("test.bc", "{}");
-  EXPECT_THAT(faultOf([&] { link(at("lib")); }), HasSubstr("no compiled composition"));
+  EXPECT_THAT(faultOf([&] { link("digraph G {}", at("missing/exe")); }), HasSubstr("No such file"));
   EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path), {}), 5);  // nothing left over
 }
 

@@ -41,6 +41,15 @@ std::vector<std::string> described(const ZQVuoComposition::PortList& ports) {
   return texts;
 }
 
+std::vector<std::string> told(const ZQVuoComposition& composition) {
+  std::vector<std::string> texts;
+  for (const auto& problem : composition.problems()) {
+    texts.push_back(std::to_string(problem.line) + " " + ZQVuoProblemKindDescription(problem.kind));
+    if (problem.byteOffset) texts.back() += " at " + std::to_string(*problem.byteOffset);
+  }
+  return texts;
+}
+
 std::string inputs(const std::string& names) {
   return "PublishedInputs [type=\"vuo.in\" label=\"P" + names +
          "\" _image_type=VuoImage _width_type=VuoInteger _height_type=VuoReal _time_type=VuoReal"
@@ -227,9 +236,16 @@ TEST(Composition, SurvivesWhatCanNotBeRead) {
   const TestFolder folder;
   TestLog log;
   EXPECT_EQ(ZQVuoComposition::initWithPath(std::nullopt), nullptr);
-  for (const auto& path :
-       {folder.path, folder.path + "/missing.vuo", folder.write("bad", "\xC0")}) {
+  const std::string fifo = folder.path + "/fifo.vuo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const std::pair<std::string, const char*> cases[] = {
+      {folder.path, "0 fileUnreadable"},
+      {fifo, "0 fileUnreadable"},
+      {folder.path + "/missing.vuo", "0 fileMissing"},
+      {folder.write("bad", "\xC0"), "1 fileNotUtf8 at 0"}};
+  for (const auto& [path, problem] : cases) {
     const auto composition = ZQVuoComposition::initWithPath(path);
+    EXPECT_THAT(told(*composition), ElementsAre(problem));
     EXPECT_EQ(composition->path(), path);
     EXPECT_EQ(composition->protocol(), 0);
     EXPECT_THAT(composition->publishedInputPorts(), IsEmpty());
@@ -237,6 +253,51 @@ TEST(Composition, SurvivesWhatCanNotBeRead) {
                 ElementsAre("\t\terr: couldn't load file, -[ZQVuoComposition _loadComposition]"));
   }
   EXPECT_EQ(ZQVuoComposition::initWithPath("x/missing.vuo")->fileName(), "missing.vuo");
+}
+
+TEST(Composition, TellsWhatItCouldNotRead) {
+  const Reader reader;
+  const TestLog log;
+  const std::string node = "PublishedInputs [type=\"vuo.in\" label=\"P|<p>p\\l\" ";
+  const std::string real = node + "_p_type=\"VuoReal\" ";
+  const struct {
+    std::string text;
+    std::vector<std::string> problems;
+  } cases[] = {
+      {"digraph G {\n" + real + "_p=\"1\"];\n" + kOutput + "}\n", {}},
+      {"\xC2\x85\xE2\x80\xA8\r\n\nab\xC0", {"5 fileNotUtf8 at 10"}},
+      {"\n \t" + real + "];", {"2 nodeIndented"}},
+      {"\n/*\n " + real + "];\n*/ A [x=\"\\\"\n " + real + "];\"]\n // \"\n " + real + "];",
+       {"7 nodeIndented"}},
+      {" PublishedInputs:p -> A:b [event=true];\n  PublishedInputs -> A;\n PublishedInputsToo [];",
+       {}},
+      {"PublishedInputs:p -> A:b [event=true];\nPublishedInputs\n", {}},
+      {"PublishedInputs\n\n// why\n[type=vuo.in]", {"1 nodeOverSeveralLines"}},
+      {node + "\n_p_type=VuoReal];", {"1 nodeOverSeveralLines"}},
+      {"PublishedInputs [type=vuo.in] /* and */ [label=\"a]\"\n];", {"1 nodeOverSeveralLines"}},
+      {real + "] // ]\nA [];", {}},
+      {"PublishedOutputs [type=vuo.in];\rPublishedInputs [];",
+       {"1 nodeTypeUnknown", "2 nodeTypeMissing"}},
+      {"PublishedInputs [type=vuo.in label=\"My ports|<p>p\"];", {"1 valueCutAtSpace"}},
+      {node + "_p_type=VuoText _p=\"\\\"Hello World\\\"\"];", {"1 valueCutAtSpace"}},
+      {node + "_p_type=VuoText _p=\"a\\\" b\"];", {"1 valueCutAtSpace"}},
+      {node + "_p_type=VuoText _p=\"C:\\\\\" _p_other=\"a b\"];", {}},
+      {node + "];\n" + node + "_p_type=VuoPoint2D];", {"1 portTypeMissing", "2 portTypeUnknown"}},
+      {real + "_p=1,5 _p_suggestedMin=x _p_suggestedMax=\"1e3\" _p_suggestedStep=];",
+       {"1 numberUnread", "1 numberUnread", "1 numberUnread"}},
+      {node + "_p_type=VuoColor _p={r:-1,g:0,b:0,a:1}];", {"1 colorUnread"}},
+      {node + "_p_type=VuoColor _p={r:1.2.3,g:0,b:0,a:1}];", {"1 numberUnread"}},
+      {node + "_p_type=VuoPoint2d _p=\"{x:0.5, y:0.5}\"];", {"1 valueCutAtSpace", "1 pointUnread"}},
+      {node + "_p_type=VuoBoolean _p=TRUE];", {"1 booleanUnread"}},
+  };
+  for (const auto& [text, problems] : cases) EXPECT_EQ(told(*reader.read(text)), problems) << text;
+
+  const auto composition = reader.read(node + "_p_type=VuoReal _p=" + std::string(59, 'x') + "é];");
+  EXPECT_EQ(composition->problems().at(0).text,
+            "\"_p\" is \"" + std::string(59, 'x') + "…\", which is no number");
+  std::string many;
+  for (int i = 0; i < 1001; ++i) many += node + "];\n";
+  EXPECT_EQ(reader.read(many)->problems().size(), 1000u);
 }
 
 TEST(CompositionPort, KeepsWhatItIsGiven) {

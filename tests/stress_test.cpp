@@ -24,11 +24,16 @@ int amount(int otherwise) {
   return text ? std::atoi(text) : otherwise;
 }
 
-std::vector<pid_t> children() {
+/// The children that run that program; any without a name.
+std::vector<pid_t> children(const std::string& program = "") {
   std::vector<pid_t> found;
   for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
     std::ifstream list(thread.path() / "children");
-    for (pid_t child; list >> child;) found.push_back(child);
+    for (pid_t child; list >> child;) {
+      std::string name;
+      std::getline(std::ifstream("/proc/" + std::to_string(child) + "/comm"), name);
+      if (program.empty() || name == program) found.push_back(child);
+    }
   }
   return found;
 }
@@ -145,7 +150,7 @@ TEST_F(Stress, LeavesNothingBehind) {
           (void)scene->allocValueForOutputKey("textOut");
           break;
         case 8:
-          if (const auto all = children(); !all.empty() && below(4) == 0) {
+          if (const auto all = children("vuo-player"); !all.empty() && below(4) == 0) {
             ::kill(all[random() % all.size()], SIGKILL);
           }
           break;
@@ -185,7 +190,7 @@ TEST_F(Stress, SurvivesTheDeathOfEveryPlayer) {
   for (int death = 0; death < deaths; ++death) {
     scene->useFile(sample("plasma"));
     EXPECT_TRUE(scene->renderFrame({}, std::nullopt).buffer);
-    const auto players = children();
+    const auto players = children("vuo-player");
     ASSERT_EQ(players.size(), 1u);
     std::thread killer([&] { ::kill(players.front(), SIGKILL); });
     for (int frame = 0; frame < 3; ++frame) (void)scene->allocAndRenderABuffer();

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <barrier>
@@ -14,9 +17,11 @@
 #include "platform/system/Alert.h"
 #include "platform/system/Bundle.h"
 #include "platform/system/Digest.h"
+#include "platform/system/FileLock.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/GLContext.h"
 #include "platform/system/Notifications.h"
+#include "platform/system/PropertyList.h"
 #include "platform/system/Regex.h"
 #include "platform/system/SpinLock.h"
 #include "platform/system/UserDefaults.h"
@@ -157,8 +162,65 @@ TEST(FileSystem, ReadsTextThatIsUtf8Only) {
     EXPECT_EQ(readTextFile(folder.write("text", text)), text);
   for (const auto& text : {"\xff"s, "a\0\xc3"s, "\xed\xa0\x80"s, "\xc0\x80"s, "\xf4\x90\x80\x80"s})
     EXPECT_EQ(readTextFile(folder.write("text", text)), std::nullopt);
-  EXPECT_EQ(readTextFile(folder.path), std::nullopt);
-  EXPECT_EQ(readTextFile(folder.path + "/none"), std::nullopt);
+}
+
+TEST(FileSystem, ReadsRegularFilesOfABoundedSizeAndSaysWhyNot) {
+  TestFolder folder;
+  const std::string fifo = folder.path + "/fifo", huge = folder.write("huge", "");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::filesystem::resize_file(huge, std::uintmax_t{1} << 40);
+  const struct {
+    std::string path, why;
+  } cases[] = {{folder.path + "/none", "No such file or directory"},
+               {folder.path, "it is no regular file"},
+               {fifo, "it is no regular file"},
+               {"/dev/zero", "it is no regular file"},
+               {huge, "it is larger than 8388608 bytes"}};
+  for (const auto& [path, expected] : cases) {
+    ReadFailure failure;
+    EXPECT_FALSE(readFile(path, largestTextFile, &failure)) << path;
+    EXPECT_EQ(failure.text, expected) << path;
+  }
+  const std::string ten = folder.write("ten", "0123456789");
+  EXPECT_EQ(readFile(ten, 10), "0123456789");
+  EXPECT_FALSE(readFile(ten, 9));
+  EXPECT_FALSE(readFile("/proc/self/maps", 100)) << "it has no length beforehand";
+  EXPECT_FALSE(readPropertyList(fifo) || readPropertyList(huge));
+}
+
+TEST(FileLock, HoldsOneByteAgainstThreadsAndProcessesAndEndsWithThem) {
+  TestFolder folder;
+  const std::string file = folder.path + "/lock";
+  auto first = FileLock::wait(file, 1);
+  ASSERT_TRUE(first);
+  EXPECT_FALSE(FileLock::tryOnce(file, 1));
+  EXPECT_TRUE(FileLock::tryOnce(file, 2));
+  std::future<bool> waiter = std::async([&] { return FileLock::wait(file, 1).has_value(); });
+  first.reset();
+  EXPECT_TRUE(waiter.get());
+
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t holder = ::fork();
+  if (holder == 0) {
+    const auto held = FileLock::wait(file, 1);
+    if (::write(ready[1], "", 1) != 1) ::_exit(1);
+    for (;;) ::pause();
+  }
+  char byte;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  EXPECT_FALSE(FileLock::tryOnce(file, 1));
+  ::kill(holder, SIGKILL);
+  EXPECT_TRUE(FileLock::wait(file, 1));
+  ::waitpid(holder, nullptr, 0);
+
+  // Who holds a file that has been removed meanwhile shuts nobody out.
+  const auto old = FileLock::wait(file, 1);
+  std::filesystem::remove(file);
+  EXPECT_TRUE(FileLock::tryOnce(file, 1));
+  EXPECT_FALSE(FileLock::wait(folder.path, 1));
+  std::filesystem::create_symlink(file, folder.path + "/link");
+  EXPECT_FALSE(FileLock::wait(folder.path + "/link", 1));
 }
 
 TEST(FileSystem, AWriteReplacesTheWholeFileOrLeavesNoTrace) {
@@ -166,7 +228,7 @@ TEST(FileSystem, AWriteReplacesTheWholeFileOrLeavesNoTrace) {
   const std::string file = folder.write("file", "a longer text than the new one"),
                     inside = folder.path + "/a/b";
   EXPECT_TRUE(writeFileAtomically(file, "new\0text"s));
-  EXPECT_EQ(readFile(file), "new\0text"s);
+  EXPECT_EQ(readTextFile(file), "new\0text"s);
   ASSERT_TRUE(createFolders(inside));
   EXPECT_FALSE(createFolders(file + "/c"));
   EXPECT_FALSE(writeFileAtomically(folder.path + "/a", "text"));
@@ -187,6 +249,12 @@ TEST(FileSystem, WhatTheTrashRefusesIsRenamedAside) {
   EXPECT_FALSE(moveToTrash(folder.path + "/cache"));
 }
 
+std::string base64(const std::string& bytes) {
+  const auto xml = xmlOf({{"k", {PropertyListData{bytes}}}});
+  const auto start = xml.find("<data>") + 6;
+  return xml.substr(start, xml.find('<', start) - start);
+}
+
 PropertyListValue dictionaryValue(PropertyListDictionary items) {
   return {std::make_shared<const PropertyListDictionary>(std::move(items))};
 }
@@ -195,31 +263,67 @@ TEST(PropertyList, GivesBackWhatItWroteAndLeavesOutOnlyWhatXmlCannotHold) {
   TestFolder folder;
   const std::string file = folder.path + "/list.plist";
   const auto date = PropertyListDate(1'700'000'000s);
-  const std::vector<std::string> kept{"",   " a ", "\n", "<&>\"'", "a\tb\r\nc", "\u00e9\U0001F600",
+  const std::vector<std::string> keys{"",   " a ", "\n", "<&>\"'", "a\tb\r\nc", "\u00e9\U0001F600",
                                       "]]>"};
-  const std::vector<std::string> dropped{"a\x01", "a\0b"s, "\xff"};
-  PropertyListDictionary texts, record{{"old", {PropertyListDate(-4'000'000'000s)}}, {"d", {date}}};
-  for (const auto& list : {kept, dropped})
-    for (const auto& text : list) texts[text] = {text}, texts["k" + text] = {text};
+  const std::vector<std::string> noKeys{"a\x01", "a\0b"s, "\xff", "\xEF\xBF\xBE"};
+  PropertyListDictionary texts,
+      record{{"old", {PropertyListDate(-100'000'000'000s)}}, {"d", {date}}, {"x", {}}};
+  for (const auto& list : {keys, noKeys})
+    for (const auto& text : list) texts[text] = {text}, texts["k" + base64(text)] = {text};
   ASSERT_TRUE(writePropertyListAtomically(
       {{"texts", dictionaryValue(texts)}, {"record", dictionaryValue(record)}}, file));
   const auto read = readPropertyList(file).value();
   EXPECT_EQ(read.at("record").dictionary()->size(), 1u);
   EXPECT_EQ(read.at("record").dictionary()->at("d").date(), date);
-  EXPECT_EQ(read.at("texts").dictionary()->size(), 2 * kept.size());
-  for (const auto& text : kept) EXPECT_EQ(stringForKey(*read.at("texts").dictionary(), text), text);
+  const auto& readTexts = *read.at("texts").dictionary();
+  EXPECT_EQ(readTexts.size(), texts.size() - noKeys.size());
+  for (const auto& [key, text] : readTexts) EXPECT_EQ(text.string(), texts.at(key).string()) << key;
 
-  const std::string xml = *readFile(file);
-  for (std::size_t length = 0; length + 20 < xml.size(); ++length)
-    EXPECT_FALSE(readPropertyList(folder.write("cut.plist", xml.substr(0, length)))) << length;
+  const std::string xml = *readTextFile(file);
+  for (std::size_t length = 0; length + 9 < xml.size(); ++length)
+    EXPECT_FALSE(propertyListOf(std::string_view(xml).substr(0, length))) << length;
+}
+
+TEST(PropertyList, KeepsTheValuesThatNobodyReads) {
+  const std::string kept =
+      "<array><string>a&lt;b</string><dict><key>k</key><real>1</real></dict></array>";
+  const std::string xml =
+      "\xEF\xBB\xBF<?xml version=\"1.0\"?><!DOCTYPE plist><plist><dict>"
+      "<key>a</key>" +
+      kept +
+      "<key>d</key><data> YWJj\n </data><key>n</key><integer>7</integer>"
+      "<key>t</key><true/><!-- <key>no</key> --><key>s</key>"
+      "<string>x<!-- - -->y<![CDATA[<z>]]></string>"
+      "<key>w</key><date>never</date><key>s</key><string>twice</string>"
+      "</dict></plist>";
+  const auto first = propertyListOf(xml).value();
+  EXPECT_EQ(stringForKey(first, "s"), "xy<z>");
+  EXPECT_EQ(stringForKey(first, "d"), "abc");
+  EXPECT_FALSE(first.at("w").date());
+  const std::string again = xmlOf(propertyListOf(xmlOf(first)).value());
+  EXPECT_EQ(again, xmlOf(first));
+  for (const auto& part : {kept, "<data>YWJj</data>"s, "<integer>7</integer>"s, "<true></true>"s,
+                           "<date>never</date>"s})
+    EXPECT_NE(again.find(part), again.npos) << part;
 }
 
 TEST(PropertyList, RefusesWhatIsNone) {
-  TestFolder folder;
-  std::string nested = "<plist version=\"1.0\"><dict><key>k</key>";
-  for (int depth = 0; depth < 2'000'000; ++depth) nested += "<array>";
-  for (const auto& hostile : {nested, "bplist00"s, "<dict"s, "<"s, "<array/>"s, ""s})
-    EXPECT_FALSE(readPropertyList(folder.write("list.plist", hostile)));
+  const std::string head = "<plist version=\"1.0\">";
+  std::string deep = head + "<dict>", hidden = deep;
+  for (int depth = 0; depth < 1'000'000; ++depth) {
+    deep += "<key>k</key><dict>";
+    hidden += "<key>k</key><array><!-- </array> --><array a='>'>";
+  }
+  for (const auto& hostile :
+       {deep, hidden, "bplist00"s, "<dict"s, "<"s, "<array/>"s, ""s, head + "<array/></plist>",
+        head + "<dict><key>a</key></dict></plist>", head + "<dict><string/></dict></plist>",
+        head + "<dict>text</dict></plist>", head + "<dict/><dict/></plist>",
+        head + "<dict/></plist>" + head + "<dict/></plist>", head + "</plist>",
+        head + "<dict><key>a</key><key>b</key><string/></dict></plist>",
+        head + "<dict><key>a</key><set/></dict></plist>",
+        head + "<dict><key>a</key><string><true/></string></dict></plist>",
+        head + "<dict><key>a</key><string>&a;</string></dict></plist>"})
+    EXPECT_FALSE(propertyListOf(hostile)) << hostile.substr(0, 80);
 }
 
 TEST(UserDefaults, ConcurrentChangesAllReachTheProgramsOwnFile) {
@@ -229,7 +333,31 @@ TEST(UserDefaults, ConcurrentChangesAllReachTheProgramsOwnFile) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(userDefault("key" + std::to_string(i)), std::to_string(i));
   setUserDefault(std::nullopt, "key0");
   EXPECT_EQ(userDefault("key0"), std::nullopt);
-  EXPECT_TRUE(itemExists(folder.path + "/config/system_test/defaults.plist"));
+  EXPECT_EQ(userDefault("key1"), "1");
+}
+
+TEST(UserDefaults, KeepWhatIsNotOursAndSetDamagedFilesAside) {
+  TestFolder folder;
+  setUserDefault("1", "ours");
+  std::string file;
+  for (const auto& item : std::filesystem::directory_iterator(folder.path + "/config/system_test"))
+    if (item.path().extension() == ".plist") file = item.path();
+  ASSERT_THAT(file, testing::MatchesRegex(".*/defaults-[0-9A-F]{16}\\.plist"));
+  std::ofstream(file) << "<plist><dict><key>window</key><array><integer>3</integer></array>"
+                         "</dict></plist>";
+  setUserDefault("2", "ours");
+  EXPECT_EQ(userDefault("ours"), "2");
+  EXPECT_NE(readTextFile(file)->find("<array><integer>3</integer></array>"), std::string::npos);
+
+  std::ofstream(file) << "damaged";
+  setUserDefault("3", "ours");
+  EXPECT_EQ(userDefault("ours"), "3");
+  EXPECT_EQ(readTextFile(file + ".damaged"), "damaged");
+
+  std::filesystem::remove(file);
+  ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+  setUserDefault("4", "ours");  // neither waits for a writer
+  EXPECT_EQ(userDefault("ours"), std::nullopt);
 }
 
 TEST(Bundle, IsFoundFromTheCodeInIt) {

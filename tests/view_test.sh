@@ -36,7 +36,7 @@ view() {
 window_id() { xdotool search --onlyvisible --class brannow | head -1; }
 focus() { xdotool windowfocus "$(window_id)"; }
 resize() { within 30 eval 'xdotool windowsize "$(window_id)" '"$1 $2" || fail 'resizes the window'; }
-player() { pgrep -P "$window" lumoVuoExe; }
+player() { pgrep -P "$window" vuo-player; }
 only_one_player() { [ "$(player | wc -l)" -eq 1 ]; }
 player_is_new() { player && [ "$(player)" != "$old_player" ]; }
 

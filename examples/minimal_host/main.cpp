@@ -1,4 +1,4 @@
-// The smallest host: its own GL context, one scene, a loop, a picture.
+// The smallest host: its own GL context, one scene, a picture by request.
 //   minimal_host COMPOSITION.vuo PICTURE.ppm
 #include <Brannow/Brannow.h>
 #include <poll.h>
@@ -6,6 +6,7 @@
 #include <chrono>
 #include <fstream>
 #include <iostream>
+#include <string>
 
 #include "platform/system/Dispatch.h"
 #include "platform/system/Notifications.h"
@@ -21,19 +22,34 @@ bool writePicture(const ZQPixels& pixels, const std::string& file) {
   return out.flush().good();
 }
 
-/// The host's loop: serves the main queue and asks for a picture sixty times a second, until one
-/// has the scene's size or five seconds have passed.
-ZQBufferRef firstPicture(VuoGLScene& scene) {
+/// Serves the main queue, which every change of the status passes, until the composition runs or
+/// does not.
+void awaitLoad(VuoGLScene& scene) {
   auto& queue = platform::MainQueue::shared();
-  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (std::chrono::steady_clock::now() < giveUp) {
+  while (scene.status().state == VuoSceneStatus::State::Loading) {
     pollfd due{queue.fileDescriptor(), POLLIN, 0};
-    if (poll(&due, 1, 1000 / 60) > 0) queue.runDue();
-    if (!scene.readyToRender()) continue;
-    auto picture = scene.allocAndRenderABuffer();
-    if (picture && picture->size() == scene.size()) return picture;
+    poll(&due, 1, -1);
+    queue.runDue();
   }
-  return nullptr;
+}
+
+/// Why the picture of the composition's time 1 is not in the file; empty when it is.
+std::string render(VuoGLScene& scene, const std::string& file) {
+  VuoFrameRequest request;
+  request.time = 1;
+  const VuoFrame frame = scene.renderFrame(request, std::chrono::seconds(5));
+  switch (frame.answer) {
+    case VuoFrame::Answer::Late:
+      return "no picture within five seconds";
+    case VuoFrame::Answer::None: {
+      const VuoSceneStatus status = scene.status();  // of a composition that does not run
+      return status.message.empty() ? frame.message : status.message;
+    }
+    default:
+      return writePicture(_globalZQBufferPool->readPixels(*frame.buffer), file)
+                 ? ""
+                 : file + " can't be written";
+  }
 }
 
 }  // namespace
@@ -53,17 +69,17 @@ int main(int count, char** arguments) {
   VuoGLScene::setGlobalVuoGLContext(context);
   VuoCache::configGlobalCacheWithSavePath("~/.cache/minimal_host");
 
-  bool written = false;
+  std::string problem;
   {
     const auto scene = VuoGLScene::initWithSize(320, 180);
     scene->useFile(arguments[1], true);
-    if (const auto picture = firstPicture(*scene)) {
-      written = writePicture(pool->readPixels(*picture), arguments[2]);
-    }
+    awaitLoad(*scene);
+    problem = render(*scene, arguments[2]);
     scene->prepareToBeDeleted();
   }
   platform::postNotification(platform::NSApplicationWillTerminateNotification);
   platform::finishQueues();
-  if (!written) std::cerr << "no picture of " << arguments[1] << "\n";
-  return written ? 0 : 1;
+  if (problem.empty()) return 0;
+  std::cerr << arguments[1] << ": " << problem << "\n";
+  return 1;
 }

@@ -7,13 +7,15 @@
 #include "host/Failure.h"
 #include "host/Picture.h"
 #include "host/PictureSequence.h"
-#include "platform/system/FileSystem.h"
 
 using Clock = std::chrono::steady_clock;
 
 namespace {
 
 constexpr double kPicturesPerSecond = 25;
+
+/// A generator that takes longer does not hold up its filter, which gets the picture before.
+constexpr std::chrono::milliseconds kWaitForGenerator{40};
 
 std::uint8_t byteFrom(double part) {
   return static_cast<std::uint8_t>(std::lround(255 * std::clamp(part, 0.0, 1.0)));
@@ -57,13 +59,15 @@ ZQBufferRef bufferWithPicture(ZQBufferPool& pool, const std::string& file) {
 class FilterInput::Frames {
  public:
   virtual ~Frames() = default;
-  virtual ZQBufferRef next(const std::shared_ptr<PictureStream>& generator) = 0;
+  /// The generator is null while none runs.
+  virtual Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size,
+                     bool timeStands) = 0;
 };
 
 class FilterInput::Still : public Frames {
  public:
   explicit Still(ZQBufferRef picture) : _picture(std::move(picture)) {}
-  ZQBufferRef next(const std::shared_ptr<PictureStream>&) override { return _picture; }
+  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, bool) override { return {_picture}; }
 
  private:
   const ZQBufferRef _picture;
@@ -73,21 +77,22 @@ class FilterInput::Still : public Frames {
 class FilterInput::Sequence : public Frames {
  public:
   Sequence(ZQBufferPool& pool, std::vector<std::string> files, ZQBufferRef first)
-      : _pool(pool), _files(std::move(files)), _picture(std::move(first)) {}
+      : _pool(pool), _files(std::move(files)), _shown{std::move(first)} {}
 
-  ZQBufferRef next(const std::shared_ptr<PictureStream>&) override {
+  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, bool timeStands) override {
     const double seconds = std::chrono::duration<double>(Clock::now() - _start).count();
     const auto index = static_cast<std::size_t>(seconds * kPicturesPerSecond) % _files.size();
-    if (index != _index) show(index);
-    return _picture;
+    if (index != _index && !timeStands) show(index);
+    return _shown;
   }
 
  private:
   void show(std::size_t index) {
     _index = index;
     try {
-      _picture = bufferWithPicture(_pool, _files[index]);
-    } catch (const Failure&) {
+      _shown = {bufferWithPicture(_pool, _files[index])};
+    } catch (const Failure& failure) {
+      _shown.problem = failure.message;
     }
   }
 
@@ -95,15 +100,19 @@ class FilterInput::Sequence : public Frames {
   const std::vector<std::string> _files;
   const Clock::time_point _start = Clock::now();
   std::size_t _index = 0;
-  ZQBufferRef _picture;
+  Frame _shown;
 };
 
 class FilterInput::Generated : public Frames {
  public:
-  ZQBufferRef next(const std::shared_ptr<PictureStream>& generator) override {
-    if (!generator) return _picture;
-    if (auto made = generator->next(nullptr); made.picture) _picture = std::move(made.picture);
-    return _picture;
+  Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size,
+             bool timeStands) override {
+    if (!generator) return {_picture};
+    VuoFrameRequest request;
+    request.size = size;
+    const auto made = generator->next(request, timeStands, kWaitForGenerator);
+    if (made.frame.buffer) _picture = made.frame.buffer;
+    return {_picture, made.frame.answer != VuoFrame::Answer::Late, made.problem()};
   }
 
  private:
@@ -149,23 +158,18 @@ void FilterInput::choosePictures(const std::string& name) {
 }
 
 void FilterInput::chooseGenerator(const std::string& file) {
-  if (!platform::readTextFile(file)) throw Failure{"can't read " + file};
-  if (!ZQVuoComposition::initWithPath(file)->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) {
-    throw Failure{file + " is no image generator"};
-  }
+  const auto composition = ZQVuoComposition::initWithPath(file);
+  if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator))
+    throw Failure{firstProblem(*composition, "is no image generator")};
   _watch.reset();
   _frames = std::make_shared<Generated>();
   _generator = std::make_unique<ScenePlayer>(_size, _newProcess);
+  _generator->setWhenStarted([this] { _whenChanged(); });
   _generator->open(file);
 }
 
 std::string FilterInput::description() const {
   return _generator ? "generator, " + _generator->stateText() : _description;
-}
-
-void FilterInput::setSize(ZQSize size) {
-  _size = size;
-  if (_generator) _generator->setSize(size);
 }
 
 void FilterInput::setNewProcess(bool newProcess) {
@@ -178,14 +182,14 @@ void FilterInput::poll() {
   if (!_watch || !_watch->changed(Clock::now())) return;
   try {
     _frames = std::make_shared<Still>(bufferWithPicture(_pool, _watch->path()));
+    _whenChanged();
   } catch (const Failure&) {
     // Half a picture: the rest of it is a change as well.
   }
 }
 
-std::function<ZQBufferRef()> FilterInput::frames() {
+FilterInput::Source FilterInput::frames() {
   if (!_frames) chooseTestCard();
-  return [frames = _frames, generator = _generator ? _generator->pictures() : nullptr] {
-    return frames->next(generator);
-  };
+  return [frames = _frames, generator = _generator ? _generator->pictures() : nullptr,
+          size = _size](bool timeStands) { return frames->next(generator, size, timeStands); };
 }

@@ -12,6 +12,15 @@
 /// that is a generator. For the thread that serves the main queue.
 class FilterInput {
  public:
+  struct Frame {
+    ZQBufferRef picture;    ///< null when there is none yet
+    bool isLatest = true;   ///< false while a newer one is being drawn
+    std::string problem{};  ///< why there is no newer one
+  };
+  /// Gives one frame after the other, on one thread at a time. While the time stands they are the
+  /// same, unless something else has changed.
+  using Source = std::function<Frame(bool timeStands)>;
+
   FilterInput(ZQBufferPool& pool, ZQSize size, bool newProcess);
   ~FilterInput();
 
@@ -24,14 +33,15 @@ class FilterInput {
   /// What it is, in words.
   std::string description() const;
   /// The generator's composition; null for any other input.
-  ScenePlayer* generator() { return _generator.get(); }
+  ScenePlayer* generator() const { return _generator.get(); }
 
-  void setSize(ZQSize size);
+  /// Called when there are other pictures than before, though nothing was chosen.
+  void setWhenChanged(std::function<void()> whenChanged) { _whenChanged = std::move(whenChanged); }
+  void setSize(ZQSize size) { _size = size; }
   void setNewProcess(bool newProcess);
   /// To be called now and then: reads again what has changed on the disk.
   void poll();
-  /// Gives the frames, one at a time, on any thread.
-  std::function<ZQBufferRef()> frames();
+  Source frames();
 
  private:
   class Frames;
@@ -47,6 +57,7 @@ class FilterInput {
   bool _newProcess;
   std::string _name;
   std::string _description;
+  std::function<void()> _whenChanged = [] {};
   std::optional<FileWatch> _watch;
   std::unique_ptr<ScenePlayer> _generator;
   std::shared_ptr<Frames> _frames;

@@ -1,5 +1,17 @@
 #include "host/view/FrameMaker.h"
 
+#include <utility>
+
+namespace {
+
+template <class Map>
+void overlay(Map& map, Map newer) {
+  newer.merge(map);  // keeps what is in `newer` already
+  map = std::move(newer);
+}
+
+}  // namespace
+
 FrameMaker::FrameMaker() : _thread([this] { work(); }) {}
 
 FrameMaker::~FrameMaker() {
@@ -14,6 +26,12 @@ FrameMaker::~FrameMaker() {
 void FrameMaker::ask(Job job) {
   {
     std::lock_guard hold(_lock);
+    if (_setForWhom.lock() != job.pictures) {
+      _set = {};
+      _setForWhom = job.pictures;
+    }
+    overlay(_set.values, std::exchange(job.request.values, {}));
+    overlay(_set.images, std::exchange(job.request.images, {}));
     job.wantsOutputs = job.wantsOutputs || (_job && _job->wantsOutputs);
     _job = std::move(job);
   }
@@ -25,29 +43,48 @@ std::vector<FrameMaker::Frame> FrameMaker::take() {
   return std::exchange(_frames, {});
 }
 
+bool FrameMaker::isBusy() const {
+  std::lock_guard hold(_lock);
+  return _job || _isMaking || !_frames.empty();
+}
+
 void FrameMaker::work() {
   std::unique_lock hold(_lock);
   for (;;) {
     _changed.wait(hold, [this] { return _ends || _job; });
     if (_ends) return;
     auto job = std::exchange(_job, std::nullopt);
+    _isMaking = true;
     hold.unlock();
     auto frame = made(*job);
     job.reset();
     hold.lock();
+    _isMaking = false;
     _frames.push_back(std::move(frame));
   }
 }
 
-FrameMaker::Frame FrameMaker::made(const Job& job) {
-  Frame frame{job.pictures, nullptr, {}, std::nullopt};
-  if (job.paused) {
-    frame.picture = job.pictures->still();
-  } else if (const auto input = job.input ? job.input() : nullptr; input || !job.input) {
-    auto [picture, took] = job.pictures->next(input);
-    if (picture) frame.took = took;
-    frame.picture = std::move(picture);
+FrameMaker::Frame FrameMaker::made(Job& job) {
+  Frame frame;
+  frame.pictures = job.pictures;
+  if (job.input) {
+    auto input = job.input(job.timeStands);
+    frame.isFinal = input.isLatest;
+    frame.problem = std::move(input.problem);
+    if (!input.picture) return frame;
+    job.request.image = std::move(input.picture);
   }
-  if (job.wantsOutputs) frame.outputs = job.pictures->outputs();
+  addWhatWasSet(job);
+  frame.made = job.pictures->next(std::move(job.request), job.timeStands, std::nullopt);
+  const VuoFrame& answer = frame.made.frame;
+  if (auto problem = frame.made.problem(); !problem.empty()) frame.problem = std::move(problem);
+  if (job.wantsOutputs && answer.outputs) frame.outputs = job.pictures->outputs(answer);
   return frame;
+}
+
+void FrameMaker::addWhatWasSet(Job& job) {
+  std::lock_guard hold(_lock);
+  if (_setForWhom.lock() != job.pictures) return;
+  job.request.values = std::exchange(_set.values, {});
+  job.request.images = std::exchange(_set.images, {});
 }

@@ -3,12 +3,14 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "host/view/FilterInput.h"
 #include "host/view/PictureStream.h"
 
 /// One frame at a time, so that a composition that takes its time never holds up the window.
@@ -16,36 +18,44 @@ class FrameMaker {
  public:
   struct Job {
     std::shared_ptr<PictureStream> pictures;
-    /// Gives a filter its next frame; called on the maker's thread. None for a generator.
-    std::function<ZQBufferRef()> input;
-    bool paused = false;  ///< only look at the picture as it is
+    FilterInput::Source input;  ///< of a filter; none for a generator
+    VuoFrameRequest request;    ///< the size, and what the user has set since the last job
+    bool timeStands = false;
     bool wantsOutputs = false;
   };
   struct Frame {
     std::shared_ptr<PictureStream> pictures;  ///< whose frame it is
-    ZQBufferRef picture;                      ///< null: as before
-    std::chrono::duration<double> took{};     ///< zero for a picture that was not asked for
+    PictureStream::Made made;                 ///< without an answer where a filter got no picture
+    bool isFinal = true;  ///< false when the same job would give another picture by and by
+    std::string problem;  ///< why there is no picture, as far as a node is to blame
     std::optional<PictureStream::OutputTexts> outputs;
   };
 
   FrameMaker();
-  /// Waits for the frame that is being made.
+  /// Waits for the frame that is being made, which ends when its scene is unloaded.
   ~FrameMaker();
   FrameMaker(const FrameMaker&) = delete;
   FrameMaker& operator=(const FrameMaker&) = delete;
 
-  /// Makes a frame, after the one that is being made and in place of one that waits for that.
+  /// Makes a frame, after the one that is being made and in place of one that waits for that. What
+  /// a job has set goes into the next frame in any case.
   void ask(Job job);
   /// The frames that are done, the latest last. Forgets them.
   std::vector<Frame> take();
+  /// Whether `take` would bring something by and by.
+  bool isBusy() const;
 
  private:
   void work();
-  static Frame made(const Job& job);
+  Frame made(Job& job);
+  void addWhatWasSet(Job& job);
 
-  std::mutex _lock;  // guards the fields below; not held while a frame is made
+  mutable std::mutex _lock;  // guards the fields below; not held while a frame is made
   std::condition_variable _changed;
   std::optional<Job> _job;
+  bool _isMaking = false;
+  VuoFrameRequest _set;                      // what no frame has been told yet …
+  std::weak_ptr<PictureStream> _setForWhom;  // … of these pictures
   std::vector<Frame> _frames;
   bool _ends = false;
   std::thread _thread;

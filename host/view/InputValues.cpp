@@ -53,8 +53,10 @@ void InputValues::clear() {
   _images.clear();
 }
 
-void InputValues::applyTo(VuoGLScene& scene) const {
+VuoFrameRequest InputValues::request() const {
+  VuoFrameRequest request;
   for (const auto& [name, value] : _values)
-    scene.setValue(std::make_shared<const ZQVuoPortValue>(value), name);
-  for (const auto& [name, image] : _images) scene.setBuffer(image.buffer, name);
+    request.values.emplace(name, std::make_shared<const ZQVuoPortValue>(value));
+  for (const auto& [name, image] : _images) request.images.emplace(name, image.buffer);
+  return request;
 }

@@ -23,8 +23,8 @@ class InputValues {
   void setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image);
   void forget(const ZQVuoCompositionPort& port);
   void clear();
-  /// Hands everything to a scene that has just started.
-  void applyTo(VuoGLScene& scene) const;
+  /// Everything, for a scene that has just started.
+  VuoFrameRequest request() const;
 
  private:
   struct Image {

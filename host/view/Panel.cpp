@@ -116,6 +116,7 @@ void Panel::drawHead() {
     ImGui::SameLine(0, ImGui::CalcTextSize(" ").x);
   }
   ImGui::TextColored(colorOf(player.state()), "%s", player.stateText().c_str());
+  if (!player.problem().empty()) tooltip(player.problem());
 }
 
 void Panel::drawMode() {
@@ -172,6 +173,8 @@ void Panel::drawFilterInput() {
                    [this](const std::string& name) { _actions.chooseInput(name); }});
   }
   if (!input.name().empty()) ImGui::TextDisabled("%s", input.description().c_str());
+  if (input.generator() && !input.generator()->problem().empty())
+    tooltip(input.generator()->problem());
 }
 
 void Panel::drawInputs() {

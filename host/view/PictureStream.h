@@ -1,7 +1,6 @@
 // The pictures of one running composition, one after the other.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -11,7 +10,7 @@
 
 #include "Brannow/VuoGLScene.h"
 
-/// For one thread at a time; may wait for as long as a frame call does. Made anew for each load.
+/// For one thread at a time. Made anew for each load.
 class PictureStream {
  public:
   using Clock = std::chrono::steady_clock;
@@ -20,33 +19,23 @@ class PictureStream {
   explicit PictureStream(std::shared_ptr<VuoGLScene> scene);
 
   struct Made {
-    ZQBufferRef picture;  ///< null when there is none; the last one then still holds
-    std::chrono::duration<double> took{};  ///< zero when it was not made for this frame
+    VuoFrame frame;
+    std::chrono::duration<double> took{};  ///< since it was asked for
+
+    /// Why there is no picture, as far as the composition is to blame; empty otherwise.
+    std::string problem() const;
   };
 
-  /// The picture that the composition made after it had been told the time and, for a filter, given
-  /// `frame`.
-  Made next(const ZQBufferRef& frame);
-  /// So many events have been sent beside those of `next`. Their pictures are waited for first: a
-  /// composition that is slower than the display would never catch up with them. Any thread.
-  void owe(int events) { _owed += events; }
-  /// The picture as it is, without telling the composition anything.
-  ZQBufferRef still() { return _scene->allocABuffer(); }
-  /// The names of the published outputs with their values as texts.
-  OutputTexts outputs();
+  /// Asks for a frame, unless the one before is still being drawn, and waits for the answer. While
+  /// the time stands, the frame has that of the one before.
+  Made next(VuoFrameRequest request, bool timeStands, VuoGLScene::Patience longest);
+  /// The names of the published outputs with their values in the frame as texts.
+  OutputTexts outputs(const VuoFrame& frame) const;
 
  private:
-  bool pictureReported();
-  bool awaitPicture(std::chrono::duration<double> longest);
-  void settle();
-  Made answer(const ZQBufferRef& frame);
-
   const std::shared_ptr<VuoGLScene> _scene;
   const std::shared_ptr<ZQVuoComposition> _composition;
-  bool _answers = true;  // the last frame that was asked for came
-  Clock::time_point _asked;
-  std::atomic<int> _owed{1000};  // at first whatever the start has sent: until nothing comes
-  std::chrono::duration<double> _lastTook{0.03};  // a guess, until a frame has been made
-  /// Where a filter's picture follows the time, each of its frames brings two of them.
-  int _framesWithoutSecond = 0;
+  std::shared_ptr<VuoPendingFrame> _asked;  // null when nothing is on its way
+  Clock::time_point _askedAt;
+  std::optional<double> _time;  // of the last frame that was asked for
 };

@@ -15,10 +15,9 @@ void viewInWindow(const ViewOptions& options) {
   if (const auto problem = whyNotShown(options.file)) throw Failure{*problem};
   const auto size = options.size ? std::optional(sizeFromText(*options.size)) : std::nullopt;
   ViewWindow window("brannow", size);
-  LogCapture log;
   const auto session = HostSession::begin(options.cacheFolder, platform::GLContext::wrapCurrent());
   if (!session) throw Failure{"the window's OpenGL can't be shared"};
-  Viewer(options, window, *session, log).run();
+  Viewer(options, window, *session).run();
 }
 
 }  // namespace

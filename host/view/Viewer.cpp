@@ -4,7 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
-#include <tuple>
+#include <utility>
 
 #include "host/Failure.h"
 #include "host/Picture.h"
@@ -16,12 +16,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kIdleTick{200};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
-constexpr std::chrono::seconds kSettleTime{1};
 constexpr std::chrono::seconds kNoticeTime{4};
+constexpr std::chrono::seconds kLongWithoutAnAnswer{1};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
-
-/// The width, the height, and both together.
-constexpr int kEventsOfASize = 3;
 
 /// The first "name-0001.png" that is not taken, in the working folder.
 std::string freePictureName(const std::string& compositionFile) {
@@ -56,23 +53,27 @@ void drawChecks(ImDrawList& draw, const ImVec4& place, float cell) {
   draw.PopClipRect();
 }
 
+/// Empty while it answers.
+std::string notAnswering(const ScenePlayer& player) {
+  const auto since = player.scene().oldestRequestSince();
+  if (!since) return "";
+  const auto waiting = std::chrono::steady_clock::now() - *since;
+  if (waiting < kLongWithoutAnAnswer) return "";
+  return platform::lastPathComponent(player.file()) + " has not been answering for " +
+         std::to_string(std::chrono::floor<std::chrono::seconds>(waiting).count()) + " s";
+}
+
 }  // namespace
 
 std::optional<std::string> whyNotShown(const std::string& file) {
-  if (!platform::readTextFile(file)) {
-    return "can't read " + file +
-           (platform::itemExists(file) ? ": not a UTF-8 text file" : ": no such file");
-  }
   const auto composition = ZQVuoComposition::initWithPath(file);
-  if (composition->protocol() == 0) return file + " is neither an image generator nor a filter";
-  return std::nullopt;
+  if (composition->protocol() != 0) return std::nullopt;
+  return firstProblem(*composition, "is neither an image generator nor a filter");
 }
 
-Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session,
-               LogCapture& log)
+Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session)
     : _window(window),
       _session(session),
-      _log(log),
       _player(window.pixels(), !options.inProcess),
       _input(session.pool(), window.pixels(), !options.inProcess),
       _state{_player, _input, _values, _history, {}, false},
@@ -83,19 +84,22 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
     return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
   });
   _player.setWhenStarted([this] { started(); });
-  _player.setStartCheck([this] { return startWentWell(); });
+  _player.setWhenNotStarted([this](const std::string& problem) { notice(problem); });
+  _input.setWhenChanged([this] { _isOutdated = true; });
   if (options.input) _input.choose(*options.input);
   open(options.file);
 }
 
 Viewer::~Viewer() {
   platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
+  // Ends the wait for frames that are being drawn.
+  _player.scene().prepareToBeDeleted();
+  if (_input.generator()) _input.generator()->scene().prepareToBeDeleted();
 }
 
 void Viewer::run() {
   while (!_window.closeRequested()) {
     waitForNextTick();
-    std::ignore = _log.take();  // what is said from here on is about what starts now
     _session.runMainQueue();
     _player.poll();
     _input.poll();
@@ -187,7 +191,7 @@ void Viewer::savePicture() {
 void Viewer::chooseInput(const std::string& name) {
   try {
     _input.choose(name);
-    _stillFrom = Clock::now() + kSettleTime;
+    _isOutdated = true;
   } catch (const Failure& failure) {
     notice(failure.message);
   }
@@ -195,15 +199,15 @@ void Viewer::chooseInput(const std::string& name) {
 
 void Viewer::setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) {
   _values.set(port, value);
-  _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(value), port.portName());
-  sent(1);
+  _set.values[port.portName()] = std::make_shared<const ZQVuoPortValue>(value);
+  _isOutdated = true;
 }
 
 void Viewer::setImage(const ZQVuoCompositionPort& port, const std::string& file) {
   try {
     auto image = bufferWithPicture(_session.pool(), file);
-    _player.scene().setBuffer(image, port.portName());
-    sent(1);
+    _set.images[port.portName()] = image;
+    _isOutdated = true;
     _values.setImage(port, file, std::move(image));
   } catch (const Failure& failure) {
     notice(failure.message);
@@ -214,13 +218,9 @@ void Viewer::setImage(const ZQVuoCompositionPort& port, const std::string& file)
 void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
   _values.forget(port);
   if (port.portType() == ZQVuoPortType_Image) return _player.reload();
-  _player.scene().setValue(std::make_shared<const ZQVuoPortValue>(_values.current(port)),
-                           port.portName());
-  sent(1);
-}
-
-void Viewer::sent(int events) {
-  if (_player.pictures()) _player.pictures()->owe(events);
+  const ZQVuoPortValue value = _values.current(port);
+  _set.values[port.portName()] = std::make_shared<const ZQVuoPortValue>(value);
+  _isOutdated = true;
 }
 
 /// What was set for one composition is nothing to another one.
@@ -231,48 +231,45 @@ void Viewer::started() {
     _state.outputs.clear();
     _window.setTitle(platform::lastPathComponent(_startedFile) + " - brannow");
   }
-  _values.applyTo(_player.scene());
+  _set = _values.request();
+  _isOutdated = true;
+  _problem.clear();
   _history.clear();
-  _stillFrom = Clock::now() + kSettleTime;
 }
 
 void Viewer::followSize() {
   const ZQSize size = _window.pixels();
   if (size == _size || size.width < 1 || size.height < 1) return;
   _size = size;
-  _player.setSize(size);
-  sent(kEventsOfASize);
   _input.setSize(size);
+  _isOutdated = true;
 }
 
 void Viewer::takeFrames() {
   for (auto& frame : _maker.take()) {
     if (frame.pictures != _player.pictures()) continue;
-    if (frame.picture) _picture = std::move(frame.picture);
-    if (frame.took.count() > 0) _history.add(Clock::now(), frame.took);
+    auto& [answer, took] = frame.made;
+    if (answer.buffer) _picture = std::move(answer.buffer);
+    if (answer.answer == VuoFrame::Answer::Fresh) _history.add(Clock::now(), took);
     if (frame.outputs) _state.outputs = std::move(*frame.outputs);
+    if (!frame.isFinal) _isOutdated = true;
+    _problem = std::move(frame.problem);
   }
 }
 
 void Viewer::askForFrame() {
-  if (!_player.pictures()) return;
+  if (!_player.pictures() || (_state.isPaused && !_isOutdated)) return;
   const auto now = Clock::now();
-  FrameMaker::Job job{_player.pictures(), nullptr, isStill(), now >= _nextOutputs};
+  FrameMaker::Job job{_player.pictures(),
+                      {},
+                      std::exchange(_set, {}),
+                      _state.isPaused,
+                      _state.isPaused || now >= _nextOutputs};
+  job.request.size = _size;
   if (isFilter()) job.input = _input.frames();
   if (job.wantsOutputs) _nextOutputs = now + kBetweenOutputs;
   _maker.ask(std::move(job));
-}
-
-/// A composition that does not compile brings up an alert; one that does not start only logs.
-bool Viewer::startWentWell() {
-  const auto lines = _log.take();
-  const bool isLoaded = _player.scene().readyToRender();
-  const bool didNotStart = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-    return line.find("trying to load .vuo comp!") != std::string::npos;
-  });
-  if (isLoaded && !didNotStart) return true;
-  if (!lines.empty()) notice(lines.back());
-  return false;
+  _isOutdated = false;
 }
 
 bool Viewer::isFilter() const {
@@ -284,7 +281,7 @@ void Viewer::draw() {
   _window.beginFrame();
   drawPictureAndPanel();
   drawLostContact();
-  drawNotice();
+  drawLine();
   _chooser.draw(_window.scale());
   _window.endFrame();
 }
@@ -316,7 +313,9 @@ void Viewer::drawLostContact() {
                    ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoSavedSettings);
   ImGui::TextColored({1, 0.6F, 0.45F, 1}, "Lost contact with %s",
                      platform::lastPathComponent(player.file()).c_str());
-  ImGui::TextUnformatted("Its process ended. The last picture stays.");
+  const std::string& how = player.problem();
+  ImGui::TextUnformatted((how.empty() ? "It has ended." : "It has ended: " + how + ".").c_str());
+  ImGui::TextUnformatted("The last picture stays.");
   ImGui::Spacing();
   if (ImGui::Button("Load again", {ImGui::GetContentRegionAvail().x, 0})) player.reload();
   ImGui::End();
@@ -327,13 +326,26 @@ void Viewer::notice(const std::string& text) {
   _noticeEnds = Clock::now() + kNoticeTime;
 }
 
-void Viewer::drawNotice() {
-  if (Clock::now() > _noticeEnds) return;
+/// What keeps a picture from coming; empty when nothing does.
+std::string Viewer::trouble() const {
+  if (!_player.pictures()) return "";
+  if (auto text = notAnswering(_player); !text.empty()) return text;
+  const ScenePlayer* generator = isFilter() ? _input.generator() : nullptr;
+  if (generator && generator->pictures()) {
+    if (auto text = notAnswering(*generator); !text.empty()) return text;
+  }
+  return _problem;
+}
+
+/// What the user has just been told, or else what is the matter.
+void Viewer::drawLine() {
+  const std::string text = Clock::now() < _noticeEnds ? _notice : trouble();
+  if (text.empty()) return;
   const ImVec2 room = ImGui::GetMainViewport()->Size;
   ImGui::SetNextWindowPos({room.x / 2, room.y - 24 * _window.scale()}, ImGuiCond_Always, {0.5F, 1});
-  ImGui::Begin("##notice", nullptr,
+  ImGui::Begin("##line", nullptr,
                ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoInputs |
                    ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing);
-  ImGui::TextUnformatted(_notice.c_str());
+  ImGui::TextUnformatted(text.c_str());
   ImGui::End();
 }

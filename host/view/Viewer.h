@@ -22,7 +22,7 @@ std::optional<std::string> whyNotShown(const std::string& file);
 class Viewer : private ViewActions {
  public:
   /// Throws Failure when the input that the options name can't be used.
-  Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session, LogCapture& log);
+  Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session);
   ~Viewer() override;
 
   /// Returns when the window has been closed.
@@ -47,23 +47,21 @@ class Viewer : private ViewActions {
   void press(SDL_Keycode key);
   void drop(const std::string& path);
   void started();
-  void sent(int events);
   void followSize();
   void takeFrames();
   void askForFrame();
-  bool startWentWell();
   bool isFilter() const;
-  bool isStill() const { return _state.isPaused && Clock::now() > _stillFrom; }
+  bool isStill() const { return _state.isPaused && !_isOutdated && !_maker.isBusy(); }
+  std::string trouble() const;
   void draw();
   void drawPictureAndPanel();
   void drawPicture();
   void drawLostContact();
-  void drawNotice();
+  void drawLine();
   void notice(const std::string& text);
 
   ViewWindow& _window;
   HostSession& _session;
-  LogCapture& _log;
   InputValues _values;
   FrameHistory _history;
   FileChooser _chooser;
@@ -72,13 +70,15 @@ class Viewer : private ViewActions {
   ViewState _state;
   Panel _panel;
   std::string _startedFile;  // whose values and pictures these are
+  VuoFrameRequest _set;      // what the user has given it since the last frame was asked for
   ZQBufferRef _picture;
+  bool _isOutdated = true;  // a pause lets through what has been started, set or chosen
+  std::string _problem;     // of the last frame
   ZQSize _size;
   bool _showsPanel = true;
   std::string _notice;
   Clock::time_point _noticeEnds;
   Clock::time_point _nextTick;
   Clock::time_point _nextOutputs;
-  Clock::time_point _stillFrom;  // a pause lets through what has just been started or chosen
-  FrameMaker _maker;             // ends first: it works on what stands above
+  FrameMaker _maker;  // ends first: it works on what stands above
 };

@@ -14,6 +14,7 @@
 #include "Brannow/ZQVuoCompStringAdditions.h"
 #include "Brannow/ZQVuoComposition.h"
 #include "Brannow/ZQVuoCompositionPort.h"
+#include "Brannow/ZQVuoCompositionProblem.h"
 #include "Brannow/ZQVuoPortValue.h"
 #include "platform/system/Alert.h"
 #include "platform/system/Dispatch.h"

@@ -82,5 +82,7 @@ struct [[nodiscard]] VuoFrame {
   /// The value of another published output as it was with this picture; null for an image, an
   /// unknown name, or an output without a value.
   std::shared_ptr<const ZQVuoPortValue> output(const std::string& name) const;
-  std::shared_ptr<const VuoFrameOutputs> outputs;  ///< what `output` reads
+  /// The same of an output that is an image, owned by whoever holds it.
+  ZQBufferRef image(const std::string& name) const;
+  std::shared_ptr<const VuoFrameOutputs> outputs;  ///< what `output` and `image` read
 };

@@ -85,7 +85,8 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// Keeps a pointer that the scene neither owns nor uses; null removes it.
   void setDelegate(VuoGLSceneDelegate* delegate);
 
-  /// What the scene is doing, and why it is not running. Never waits for the composition.
+  /// What the scene is doing, and why it is not running. Never waits for the composition. Every
+  /// change wakes the main queue, where what ends a composition is handled.
   VuoSceneStatus status() const;
   /// Installs what is told of every change of the status, in order, on the main queue; an empty one
   /// removes it. On the main queue's thread no call comes any more once this has returned. A

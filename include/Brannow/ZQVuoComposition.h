@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "Brannow/ZQVuoCompositionPort.h"
+#include "Brannow/ZQVuoCompositionProblem.h"
+
+class ProblemList;
 
 /// The bits of a composition's role.
 enum ZQVuoProtocol : std::int64_t {
@@ -30,7 +33,7 @@ class ZQVuoComposition {
 
   /// Reads the file at `path` on the calling thread, as long as that takes; memory in proportion to
   /// the file. Null when the path is absent. A file that can't be read or is not UTF-8 is logged
-  /// and gives a composition without ports.
+  /// and gives a composition without ports; `problems` says why.
   static std::shared_ptr<ZQVuoComposition> initWithPath(const std::optional<std::string>& path);
 
   ZQVuoComposition(const ZQVuoComposition&) = delete;
@@ -63,6 +66,10 @@ class ZQVuoComposition {
   PortList& publishedOutputPorts() { return _publishedOutputPorts; }
   const PortList& publishedOutputPorts() const { return _publishedOutputPorts; }
 
+  /// What could not be read, in the order of the lines, the first thousand; empty when everything
+  /// was. The file as it was when it was read: later changes to it, or to the ports, do not count.
+  const std::vector<ZQVuoCompositionProblem>& problems() const { return _problems; }
+
   /// The first port of that exact name, or null.
   Port inputPortNamed(const std::optional<std::string>& name) const;
   Port outputPortNamed(const std::optional<std::string>& name) const;
@@ -70,7 +77,9 @@ class ZQVuoComposition {
  private:
   explicit ZQVuoComposition(std::string path);
   void _loadComposition();
-  void _parseLine(std::string_view line);
+  std::optional<std::string> _readText(ProblemList& problems) const;
+  void _parseText(std::string_view text, ProblemList& problems);
+  void _parseLine(std::string_view line, ProblemList& problems);
   void assignRoles();
   Port* openRoleFor(const ZQVuoCompositionPort& input);
   std::int64_t roleBits() const;
@@ -86,4 +95,5 @@ class ZQVuoComposition {
   Port _runnerTxtSrcFileInputPort;
   PortList _publishedInputPorts;
   PortList _publishedOutputPorts;
+  std::vector<ZQVuoCompositionProblem> _problems;
 };

@@ -92,10 +92,6 @@ struct JsonMaker {
 
 }  // namespace
 
-void PutJson::operator()(json_object* value) const {
-  json_object_put(value);
-}
-
 Value valueFromJson(Type type, json_object* json) {
   const json_type given = json_object_get_type(json);
   switch (type) {

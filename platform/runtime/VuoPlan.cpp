@@ -1,11 +1,7 @@
 #include "platform/runtime/VuoPlan.h"
 
 #include <json-c/json.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -145,28 +141,6 @@ void checkSources(const Plan& plan) {
   checkSources(plan.publishedOutputs, plan, plan.nodes.size());
 }
 
-// ---- artefacts
-
-/// The last bytes of an artefact; the plan's text stands right before them. An artefact runs on the
-/// machine that made it, so the length is in that machine's byte order.
-struct Footer {
-  std::uint64_t length;
-  char magic[8];
-};
-constexpr char magicOfPlans[8] = {'V', 'u', 'o', 'P', 'l', 'a', 'n', '1'};
-
-void readAt(int fileDescriptor, void* bytes, std::size_t count, std::uint64_t offset) {
-  auto* next = static_cast<char*>(bytes);
-  while (count > 0) {
-    const ssize_t got = pread(fileDescriptor, next, count, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) notAPlan("the file can't be read to its end");
-    next += got;
-    offset += static_cast<std::uint64_t>(got);
-    count -= static_cast<std::size_t>(got);
-  }
-}
-
 }  // namespace
 
 const char* typeName(Type type) {
@@ -196,27 +170,6 @@ Plan planFromText(const std::string& text) {
             listMember<Port>(object.get(), "outputs", portOf)};
   checkSources(plan);
   return plan;
-}
-
-std::string attachment(std::string planText) {
-  Footer footer{planText.size(), {}};
-  std::memcpy(footer.magic, magicOfPlans, sizeof footer.magic);
-  return std::move(planText.append(reinterpret_cast<const char*>(&footer), sizeof footer));
-}
-
-Plan planOfArtefact(int fileDescriptor) {
-  struct stat status;
-  if (fstat(fileDescriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
-      static_cast<std::uint64_t>(status.st_size) < sizeof(Footer))
-    notAPlan("it is no file, or too short");
-  const std::uint64_t footerAt = static_cast<std::uint64_t>(status.st_size) - sizeof(Footer);
-  Footer footer;
-  readAt(fileDescriptor, &footer, sizeof footer, footerAt);
-  if (std::memcmp(footer.magic, magicOfPlans, sizeof footer.magic) != 0 || footer.length > footerAt)
-    notAPlan("no plan is attached");
-  std::string text(footer.length, '\0');
-  readAt(fileDescriptor, text.data(), text.size(), footerAt - footer.length);
-  return planFromText(text);
 }
 
 }  // namespace vuo

@@ -60,10 +60,4 @@ struct Plan {
 std::string serialized(const Plan& plan);
 Plan planFromText(const std::string& text);
 
-/// What makes an artefact with this serialised plan of a prebuilt module or player when it is put
-/// at its end.
-std::string attachment(std::string planText);
-/// The plan at the end of an artefact. Throws std::runtime_error when there is none.
-Plan planOfArtefact(int fileDescriptor);
-
 }  // namespace vuo

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -24,6 +25,13 @@ class VuoRunner {
 
    private:
     std::string _name;
+  };
+
+  /// Thrown for a file that is missing or damaged or was made by another version of the runtime:
+  /// compiling the composition again helps.
+  class ArtefactRefused : public std::runtime_error {
+   public:
+    using std::runtime_error::runtime_error;
   };
 
   /// What a caller knows an event by. It comes back with everything that the event made.
@@ -86,14 +94,15 @@ class VuoRunner {
   };
 
   /// A runner, not yet started, that will run the executable in a process of its own with
-  /// `sourceDirectory` as the folder that relative file names start from. The process ends with
-  /// this one; with `outliveHost` it goes on, idle, until somebody ends it. `deleteExecutable`
-  /// removes the file with the runner.
+  /// `sourceDirectory` as the folder that the files it names are in. What runs is the runtime's own
+  /// player, whatever program the file names. The file is opened and checked at once, so that
+  /// replacing it afterwards does not touch this runner; throws ArtefactRefused. The process ends
+  /// with this one; with `outliveHost` it goes on, idle, until somebody ends it.
+  /// `deleteExecutable` removes the file with the runner.
   static VuoRunner* newSeparateProcessRunnerFromExecutable(std::string executablePath,
                                                            std::string sourceDirectory,
                                                            bool outliveHost, bool deleteExecutable);
-  /// The same for a dynamic library inside this process. The file is opened at once, so that
-  /// replacing it afterwards does not touch this runner.
+  /// The same for a dynamic library inside this process.
   static VuoRunner* newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
                                                               std::string sourceDirectory,
                                                               bool deleteDylib);

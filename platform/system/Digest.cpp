@@ -15,4 +15,11 @@ std::array<std::uint8_t, 16> md5(std::string_view text) {
   return digest;
 }
 
+std::string md5Digits(std::string_view text) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string digits;
+  for (const std::uint8_t byte : md5(text)) (digits += kDigits[byte >> 4]) += kDigits[byte & 15];
+  return digits;
+}
+
 }  // namespace platform

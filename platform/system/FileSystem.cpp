@@ -1,9 +1,12 @@
 #include "platform/system/FileSystem.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -51,6 +54,13 @@ std::optional<FileTime> modificationTime(const std::string& path) {
                   std::chrono::nanoseconds(status.st_mtim.tv_nsec));
 }
 
+bool setModificationTime(const std::string& path, FileTime time) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  const timespec times[2] = {{0, UTIME_OMIT},
+                             {seconds.time_since_epoch().count(), (time - seconds).count()}};
+  return ::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 bool createFolders(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
@@ -59,6 +69,46 @@ bool createFolders(const std::string& path) {
 
 bool removeFile(const std::string& path) {
   return ::unlink(path.c_str()) == 0;
+}
+
+bool isOwnRealFolder(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == geteuid();
+}
+
+bool isOwnRealFile(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_uid == geteuid();
+}
+
+bool isForThisUserAlone(const std::string& folder) {
+  struct stat item {
+  }, target{};
+  return ::lstat(folder.c_str(), &item) == 0 && ::stat(folder.c_str(), &target) == 0 &&
+         item.st_uid == geteuid() && target.st_uid == geteuid() &&
+         (target.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+bool createFolderForThisUserAlone(const std::string& path) {
+  ::mkdir(path.c_str(), S_IRWXU);
+  return isFolder(path);
+}
+
+void removeUnfinished(const std::string& path) {
+  constexpr std::size_t kEnding = 7;
+  std::error_code error;
+  const std::string name = lastPathComponent(path);
+  for (std::filesystem::directory_iterator item(deletingLastPathComponent(path), error), end;
+       !error && item != end; item.increment(error)) {
+    const std::string other = item->path().filename().string();
+    if (other.size() != name.size() + kEnding || !other.starts_with(name + ".")) continue;
+    if (std::all_of(other.end() - kEnding + 1, other.end(),
+                    [](unsigned char c) { return std::isalnum(c) != 0; })) {
+      removeFile(item->path().string());
+    }
+  }
 }
 
 std::string expandTilde(const std::string& path) {

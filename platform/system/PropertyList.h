@@ -2,11 +2,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace platform {
@@ -15,15 +17,22 @@ struct PropertyListValue;
 using PropertyListDictionary = std::map<std::string, PropertyListValue>;
 /// A property-list date; the XML form keeps whole seconds.
 using PropertyListDate = std::chrono::sys_seconds;
-/// Stands for values of the types that nobody here reads (arrays, data, numbers, booleans).
-struct PropertyListOther {};
+/// A value of a type that nobody here reads (array, number, boolean), as the file has it, so that
+/// it can be written again.
+struct PropertyListOther {
+  std::string xml;
+};
+struct PropertyListData {
+  std::string bytes;
+};
 
 struct PropertyListValue {
-  std::variant<PropertyListOther, std::string, PropertyListDate,
+  std::variant<PropertyListOther, std::string, PropertyListData, PropertyListDate,
                std::shared_ptr<const PropertyListDictionary>>
       value;
 
-  /// The value as the named type, or none when it has another type.
+  /// The value as the named type, or none when it has another type. A text that XML has no way to
+  /// write is data in a file, so data counts as a string as well.
   std::optional<std::string> string() const;
   std::optional<PropertyListDate> date() const;
   std::shared_ptr<const PropertyListDictionary> dictionary() const;
@@ -33,14 +42,24 @@ struct PropertyListValue {
 std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary,
                                         const std::string& key);
 
-/// Reads a file in the XML form. None when the file is missing, is no such property list, has a
-/// root that is no dictionary, or nests more than 512 elements deep.
-std::optional<PropertyListDictionary> readPropertyList(const std::string& path);
+/// Whether XML can hold the text: keys with control characters other than tab and line ends, with
+/// broken UTF-8, U+FFFE or U+FFFF can't be written.
+bool canBeKey(const std::string& text);
 
-/// Writes the XML form; the file appears whole or not at all. What has no XML form is left out
-/// alone, together with its key: `PropertyListOther`, texts and keys with control characters other
-/// than tab and line ends or with broken UTF-8, dates more than 68 years from 2001. False when
-/// writing failed; the previous file then stays.
+/// What an XML property list says. None when it is no property list, its root is no dictionary, or
+/// it nests more than 512 elements deep. Where a key stands twice, the first counts.
+std::optional<PropertyListDictionary> propertyListOf(std::string_view xml);
+/// The XML form. What has none is left out alone, together with its key: keys that can't be, dates
+/// before the year 0 or after 9999, an empty `PropertyListOther`.
+std::string xmlOf(const PropertyListDictionary& dictionary);
+
+/// No file is longer.
+constexpr std::size_t largestPropertyList = std::size_t{64} << 20;
+
+/// None also when the file can't be read.
+std::optional<PropertyListDictionary> readPropertyList(const std::string& path);
+/// The file appears whole or not at all. False when writing failed or the file would be larger than
+/// what is read; the previous file then stays.
 bool writePropertyListAtomically(const PropertyListDictionary& dictionary, const std::string& path);
 
 }  // namespace platform

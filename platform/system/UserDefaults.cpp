@@ -1,16 +1,16 @@
 #include "platform/system/UserDefaults.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <mutex>
 
 #include "platform/system/Bundle.h"
+#include "platform/system/Digest.h"
+#include "platform/system/FileLock.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/PropertyList.h"
 
 namespace platform {
 namespace {
-
-std::mutex fileLock;  // held across reading, changing and writing; nothing is taken under it
 
 std::string settingsFolder() {
   const char* folder = std::getenv("XDG_CONFIG_HOME");
@@ -19,28 +19,47 @@ std::string settingsFolder() {
          lastPathComponent(executablePath());
 }
 
+/// Applications with the same name have the same folder, but not the same path.
 std::string settingsFile() {
-  return settingsFolder() + "/defaults.plist";
+  static const std::string& digest = *new std::string(md5Digits(mainBundlePath()));
+  return settingsFolder() + "/defaults-" + digest.substr(0, 16) + ".plist";
+}
+
+/// Held across reading, changing and writing, against other threads and other processes.
+std::optional<FileLock> lockOf(const std::string& file) {
+  return FileLock::wait(file + ".lock", 0);
+}
+
+/// What the file says, to be written again with one change; empty where there is none yet. A
+/// damaged file is set aside, since somebody may still want it. None when it can't be read.
+std::optional<PropertyListDictionary> settingsToChange(const std::string& file) {
+  if (!itemExists(file)) return PropertyListDictionary{};
+  const auto xml = readFile(file, largestPropertyList);
+  if (!xml) return std::nullopt;
+  if (auto settings = propertyListOf(*xml)) return settings;
+  std::rename(file.c_str(), (file + ".damaged").c_str());
+  return PropertyListDictionary{};
 }
 
 }  // namespace
 
 std::optional<std::string> userDefault(const std::string& key) {
-  std::lock_guard hold(fileLock);
   const auto settings = readPropertyList(settingsFile());
   return settings ? stringForKey(*settings, key) : std::nullopt;
 }
 
 void setUserDefault(const std::optional<std::string>& value, const std::string& key) {
-  std::lock_guard hold(fileLock);
-  auto settings = readPropertyList(settingsFile()).value_or(PropertyListDictionary{});
+  const std::string file = settingsFile();
+  createFolders(settingsFolder());
+  const auto hold = lockOf(file);
+  auto settings = settingsToChange(file);
+  if (!settings) return;
   if (value) {
-    settings[key] = PropertyListValue{*value};
-  } else if (settings.erase(key) == 0) {
+    (*settings)[key] = PropertyListValue{*value};
+  } else if (settings->erase(key) == 0) {
     return;
   }
-  createFolders(settingsFolder());
-  writePropertyListAtomically(settings, settingsFile());
+  writePropertyListAtomically(*settings, file);
 }
 
 }  // namespace platform

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 
 #include "platform/runtime/compiler/DotOutline.h"
@@ -16,10 +15,7 @@ extern "C" int aaglex_destroy();
 namespace vuo {
 namespace {
 
-/// Held around everything that uses cgraph, which keeps its parser and its error handler in static
-/// variables. The innermost lock: nothing outside cgraph is called under it.
-std::mutex cgraphLock;
-/// What cgraph had to say since the handler was installed. Under cgraphLock.
+/// What cgraph had to say since the handler was installed.
 std::string cgraphMessages;
 
 class CgraphSession {
@@ -40,7 +36,6 @@ class CgraphSession {
   CgraphSession& operator=(const CgraphSession&) = delete;
 
  private:
-  std::lock_guard<std::mutex> _guard{cgraphLock};
   agusererrf _previousHandler;
 };
 

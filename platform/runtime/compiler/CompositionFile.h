@@ -27,8 +27,8 @@ struct CompositionFile {
   std::vector<CableStatement> cables;
 };
 
-/// Reads the text of a composition file. Throws std::runtime_error that names the line. Any thread;
-/// calls wait for each other, because the parser underneath has one state per process.
+/// Reads the text of a composition file. Throws std::runtime_error that names the line. One call at
+/// a time, because the parser underneath has one state per process.
 CompositionFile compositionFileFromText(const std::string& text);
 
 }  // namespace vuo

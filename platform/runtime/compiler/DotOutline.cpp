@@ -11,7 +11,8 @@
 namespace vuo {
 namespace {
 
-constexpr std::size_t longestText = 8 << 20;
+/// The parser takes a time that grows with the square of a text's length.
+constexpr std::size_t longestText = 64 << 10;
 /// The parser keeps a slot for every attribute name in every node.
 constexpr std::uint64_t mostBytesTimesAttributes = 1 << 28;
 
@@ -139,6 +140,7 @@ class Outliner {
   DotOutline outline() {
     for (Token token = _scanner.next(); token.kind != Token::End; token = _scanner.next()) {
       take(token);
+      if (token.text.size() > longestText) fault(token.line, "a text is longer than 64 KiB");
       _beforePrevious = std::move(_previous);
       _previous = std::move(token);
     }
@@ -200,7 +202,6 @@ class Outliner {
 }  // namespace
 
 DotOutline outlineOf(const std::string& text) {
-  if (text.size() > longestText) throw std::runtime_error("the file is larger than 8 MiB");
   return Outliner(text).outline();
 }
 

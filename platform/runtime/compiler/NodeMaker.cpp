@@ -1,19 +1,19 @@
 #include "platform/runtime/compiler/NodeMaker.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
+#include <string_view>
 
+#include "platform/runtime/NamedFile.h"
 #include "platform/runtime/compiler/ExpressionInterface.h"
 #include "platform/runtime/compiler/ShaderInterface.h"
+#include "platform/runtime/compiler/TextFile.h"
 #include "platform/runtime/compiler/ValueNotation.h"
-#include "platform/system/FileSystem.h"
 
 namespace vuo {
 namespace {
 
-constexpr std::uintmax_t longestShader = 1 << 20;
+constexpr std::size_t longestShader = 1 << 20;
 constexpr std::size_t mostBodyBytes = 64 << 20;
 
 std::string requiredAttribute(const NodeStatement& statement, const char* key) {
@@ -22,10 +22,10 @@ std::string requiredAttribute(const NodeStatement& statement, const char* key) {
   return value;
 }
 
-bool isPng(const std::string& path) {
-  char start[8] = {};
-  std::ifstream(path, std::ios::binary).read(start, sizeof start);
-  return std::string_view(start, sizeof start) == "\x89PNG\r\n\x1a\n";
+bool isPng(const FileDescriptor& file) {
+  char start[8];
+  return pread(file.get(), start, sizeof start, 0) == sizeof start &&
+         std::string_view(start, sizeof start) == "\x89PNG\r\n\x1a\n";
 }
 
 /// A constant is the attribute "_" + the input's name. Several inputs may share a name.
@@ -100,7 +100,8 @@ void NodeMaker::makeShader(Node& node, const NodeStatement& statement) {
 void NodeMaker::makeImageFile(Node& node, const NodeStatement& statement) {
   node.kind = NodeKind::ImageFile;
   node.body = requiredAttribute(statement, "file");
-  if (!isPng(existingFile(node.body))) throw std::runtime_error(node.body + " is no PNG picture");
+  if (!isPng(openNamedFile(_folder, node.body)))
+    throw std::runtime_error(node.body + " is no PNG picture");
   node.outputs = {{"image", Type::Image, "", {}}};
 }
 
@@ -116,30 +117,16 @@ const NodeMaker::Shader& NodeMaker::shaderNamed(const std::string& name) {
   const auto known = _shaders.find(name);
   if (known != _shaders.end()) return known->second;
 
-  const std::string path = existingFile(name);
-  std::error_code ignored;
-  if (std::filesystem::file_size(path, ignored) > longestShader)
-    throw std::runtime_error(name + " is larger than 1 MiB");
-  const auto source = platform::readTextFile(path);
-  if (!source || source->find('\0') != source->npos)
-    throw std::runtime_error(name + " can't be read as UTF-8 text");
-
-  Shader shader{*source, uniformsOfShader(*source, name)};
+  std::string source = textOf(openNamedFile(_folder, name), name, longestShader);
+  if (source.find('\0') != source.npos) throw std::runtime_error(name + " is no text");
+  std::vector<Port> uniforms = uniformsOfShader(source, name);
+  Shader shader{std::move(source), std::move(uniforms)};
   for (const Port& uniform : shader.uniforms)
     if ((uniform.name == "width" || uniform.name == "height") && uniform.type != Type::Integer &&
         uniform.type != Type::Real)
       throw std::runtime_error(name + ": \"" + uniform.name +
                                "\" is the picture's size, an int or a float");
   return _shaders.emplace(name, std::move(shader)).first->second;
-}
-
-/// A regular file: anything else could keep the reader waiting for ever.
-std::string NodeMaker::existingFile(const std::string& name) const {
-  const std::filesystem::path path = std::filesystem::path(_folder) / name;
-  std::error_code ignored;
-  if (!std::filesystem::is_regular_file(path, ignored))
-    throw std::runtime_error("there is no file " + path.string());
-  return path.string();
 }
 
 void settleOpenInputs(Node& node) {

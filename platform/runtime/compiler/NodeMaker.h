@@ -29,7 +29,6 @@ class NodeMaker {
   void makeImageFile(Node& node, const NodeStatement& statement);
   void makeExpression(Node& node, const NodeStatement& statement);
   const Shader& shaderNamed(const std::string& name);
-  std::string existingFile(const std::string& name) const;
 
   std::string _folder;
   std::map<std::string, Shader> _shaders;  ///< by file name: many nodes may share one

@@ -1,5 +1,10 @@
 #include "platform/runtime/compiler/PlanMaker.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -8,7 +13,7 @@
 #include "platform/runtime/compiler/ExecutionOrder.h"
 #include "platform/runtime/compiler/NodeMaker.h"
 #include "platform/runtime/compiler/PublishedPorts.h"
-#include "platform/system/FileSystem.h"
+#include "platform/runtime/compiler/TextFile.h"
 
 namespace vuo {
 namespace {
@@ -33,13 +38,16 @@ std::string titleOf(const CableStatement& cable) {
          cable.toPort;
 }
 
-std::string textOfFile(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error))
+constexpr std::size_t longestComposition = 8 << 20;
+
+std::string textOfComposition(const std::string& path) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (!file && errno != ENOENT && errno != ENXIO)
+    throw std::runtime_error(std::string("the file can't be read: ") + std::strerror(errno));
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
     throw std::runtime_error("there is no such file");
-  const auto text = platform::readTextFile(path);
-  if (!text) throw std::runtime_error("the file can't be read as UTF-8 text");
-  return *text;
+  return textOf(file, "the file", longestComposition);
 }
 
 void addNode(Plan& plan, const NodeStatement& statement, NodeMaker& maker) {
@@ -54,10 +62,10 @@ void addNode(Plan& plan, const NodeStatement& statement, NodeMaker& maker) {
 }  // namespace
 
 Plan planOfComposition(const std::string& path) {
-  const CompositionFile file = compositionFileFromText(textOfFile(path));
+  const CompositionFile file = compositionFileFromText(textOfComposition(path));
   Plan plan;
-  plan.compositionName = platform::lastPathComponent(path);
-  NodeMaker maker(platform::deletingLastPathComponent(path));
+  plan.compositionName = std::filesystem::path(path).filename();
+  NodeMaker maker(std::filesystem::path(path).parent_path());
   for (const NodeStatement& node : file.nodes)
     about(titleOf(node), [&] { addNode(plan, node, maker); });
 

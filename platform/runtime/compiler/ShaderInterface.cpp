@@ -1,19 +1,15 @@
 #include "platform/runtime/compiler/ShaderInterface.h"
 
-#include <glslang/MachineIndependent/localintermediate.h>
 #include <glslang/Public/ResourceLimits.h>
 #include <glslang/Public/ShaderLang.h>
 
 #include <algorithm>
 #include <stdexcept>
 
+#include "platform/runtime/compiler/ShaderDeclarations.h"
+
 namespace vuo {
 namespace {
-
-using glslang::TIntermediate;
-using glslang::TQualifier;
-using glslang::TSampler;
-using glslang::TType;
 
 /// "ERROR: plasma.frag:12: 'x' : undeclared identifier" without its first word.
 std::string firstFault(const std::string& log) {
@@ -23,12 +19,11 @@ std::string firstFault(const std::string& log) {
   return log.substr(begin + mark.size(), log.find('\n', begin) - begin - mark.size());
 }
 
-/// Compilers walk an expression's tree by recursion, so its depth is kept within any thread's
-/// stack.
-void checkStatementLengths(const std::string& source, const std::string& fileName) {
+/// Drivers walk an expression's tree by recursion, so its depth is kept within any thread's stack.
+void checkStatementLengths(const std::string& preprocessed, const std::string& fileName) {
   constexpr std::size_t longest = 16 << 10;
-  for (std::size_t begin = 0; begin < source.size();) {
-    const std::size_t end = std::min(source.find_first_of(";{}", begin), source.size());
+  for (std::size_t begin = 0; begin < preprocessed.size();) {
+    const std::size_t end = std::min(preprocessed.find_first_of(";{}", begin), preprocessed.size());
     if (end - begin > longest)
       throw std::runtime_error(fileName + ": a statement is longer than 16 KiB");
     begin = end + 1;
@@ -38,56 +33,78 @@ void checkStatementLengths(const std::string& source, const std::string& fileNam
 /// The shader's version is checked apart, since a shader without one is taken for an old one.
 constexpr int versionWhenNoneIsGiven = 110;
 
-void parse(glslang::TShader& shader, const std::string& fileName) {
-  const bool parsed =
-      shader.parse(GetDefaultResources(), versionWhenNoneIsGiven, false, EShMsgDefault);
-  const TIntermediate& code = *shader.getIntermediate();
-  if (code.getVersion() != 330 || code.getProfile() != ECoreProfile)
-    throw std::runtime_error(fileName + " does not begin with \"#version 330 core\"");
-  if (!parsed) throw std::runtime_error(firstFault(shader.getInfoLog()));
+/// One look at a shader, whose texts must stay meanwhile.
+class Shader {
+ public:
+  Shader(const std::string& source, const std::string& fileName)
+      : _text(source.c_str()), _length(static_cast<int>(source.size())), _name(fileName.c_str()) {
+    _shader.setStringsWithLengthsAndNames(&_text, &_length, &_name, 1);
+  }
+
+  /// The text with its macros written out and its comments left out.
+  std::string preprocessed() {
+    std::string text;
+    glslang::TShader::ForbidIncluder noIncludes;
+    if (!_shader.preprocess(GetDefaultResources(), versionWhenNoneIsGiven, ENoProfile, false, false,
+                            EShMsgDefault, &text, noIncludes))
+      throw std::runtime_error(firstFault(_shader.getInfoLog()));
+    return text;
+  }
+
+  void check(const std::string& fileName) {
+    if (!_shader.parse(GetDefaultResources(), versionWhenNoneIsGiven, false, EShMsgDefault))
+      throw std::runtime_error(firstFault(_shader.getInfoLog()));
+    glslang::TProgram program;  // goes before the shader that is linked into it
+    program.addShader(&_shader);
+    if (!program.link(EShMsgDefault))
+      throw std::runtime_error(fileName + ": " + firstFault(program.getInfoLog()));
+  }
+
+ private:
+  const char* _text;
+  int _length;
+  const char* _name;
+  glslang::TShader _shader{EShLangFragment};
+};
+
+bool isVersion330Core(const std::string& preprocessed) {
+  const std::string line = preprocessed.substr(0, preprocessed.find('\n'));
+  return line == "#version 330 core" || line == "#version 330";
 }
 
-Type typeOfSampler(const TSampler& sampler) {
-  if (sampler.dim == glslang::EsdRect)
+bool has(const ShaderVariable& variable, const std::string& qualifier) {
+  return std::any_of(variable.qualifiers.begin(), variable.qualifiers.end(),
+                     [&](const std::string& one) { return one.starts_with(qualifier); });
+}
+
+Type typeOfUniform(const ShaderVariable& uniform) {
+  const std::string& type = uniform.type;
+  if (uniform.isArray) throw std::runtime_error("is an array, which no port can carry");
+  if (type == "float") return Type::Real;
+  if (type == "int") return Type::Integer;
+  if (type == "bool") return Type::Boolean;
+  if (type == "vec2") return Type::Point2d;
+  if (type == "vec4") return Type::Color;
+  if (type == "sampler2D") return Type::Image;
+  if (type == "sampler2DRect")
     throw std::runtime_error(
         "is a sampler2DRect; images come as sampler2D, with coordinates 0 to 1");
-  if (sampler.dim != glslang::Esd2D || sampler.type != glslang::EbtFloat || sampler.arrayed ||
-      sampler.shadow || sampler.isMultiSample())
+  if (type.find("sampler") != type.npos)
     throw std::runtime_error("is a sampler that no image fits; images come as sampler2D");
-  return Type::Image;
+  throw std::runtime_error("has the type " + type +
+                           ", which no port carries; take float, int, bool, vec2, vec4 or "
+                           "sampler2D");
 }
 
-Type typeOfUniform(const TType& type) {
-  if (type.isArray() || type.isMatrix() || type.isStruct())
-    throw std::runtime_error("is an array, a matrix or a structure, which no port can carry");
-  const glslang::TBasicType basic = type.getBasicType();
-  if (basic == glslang::EbtSampler) return typeOfSampler(type.getSampler());
-  const int size = type.getVectorSize();
-  if (basic == glslang::EbtFloat && size == 1) return Type::Real;
-  if (basic == glslang::EbtInt && size == 1) return Type::Integer;
-  if (basic == glslang::EbtBool && size == 1) return Type::Boolean;
-  if (basic == glslang::EbtFloat && size == 2) return Type::Point2d;
-  if (basic == glslang::EbtFloat && size == 4) return Type::Color;
-  throw std::runtime_error(
-      "has the type " + std::string(type.getBasicTypeString().c_str()) +
-      (size > 1 ? " with " + std::to_string(size) + " components" : "") +
-      ", which no port carries; take float, int, bool, vec2, vec4 or sampler2D");
-}
-
-void checkInput(const std::string& name, const TType& type) {
-  const TQualifier& qualifier = type.getQualifier();
-  const bool isUv = name == "uv" && type.getBasicType() == glslang::EbtFloat && !type.isArray() &&
-                    type.getVectorSize() == 2 && !type.isMatrix();
-  if (!isUv || qualifier.flat || qualifier.nopersp || qualifier.centroid || qualifier.hasLocation())
+void checkInput(const ShaderVariable& input) {
+  if (input.name != "uv" || input.type != "vec2" || input.isArray || has(input, "flat") ||
+      has(input, "noperspective") || has(input, "centroid") || has(input, "layout"))
     throw std::runtime_error("is declared \"in\"; the only such variable there is: in vec2 uv");
 }
 
-void checkOutput(const TType& type) {
-  const TQualifier& qualifier = type.getQualifier();
-  const bool isPixel = type.getBasicType() == glslang::EbtFloat && !type.isArray() &&
-                       type.getVectorSize() == 4 && !type.isMatrix();
-  if (!isPixel || (qualifier.hasLocation() && qualifier.layoutLocation != 0) ||
-      qualifier.hasIndex())
+void checkOutput(const ShaderVariable& output) {
+  const bool isFirst = !has(output, "layout") || has(output, "layout(location=0)");
+  if (output.type != "vec4" || output.isArray || !isFirst)
     throw std::runtime_error("is no output for a picture, which is an \"out vec4\"");
 }
 
@@ -96,58 +113,48 @@ struct Variables {
   std::vector<Port> uniforms;
   int outputs = 0;
 
-  void take(const std::string& name, const TType& type) {
-    const glslang::TStorageQualifier storage = type.getQualifier().storage;
-    if (name.starts_with("gl_")) return;
-    if (storage == glslang::EvqVaryingIn) checkInput(name, type);
-    if (storage == glslang::EvqUniform) uniforms.push_back({name, typeOfUniform(type), "", {}});
-    if (storage == glslang::EvqVaryingOut) {
-      checkOutput(type);
+  void take(const ShaderVariable& variable) {
+    if (variable.name.starts_with("gl_")) return;
+    if (variable.storage == "in") checkInput(variable);
+    if (variable.storage == "uniform")
+      uniforms.push_back({variable.name, typeOfUniform(variable), "", {}});
+    if (variable.storage == "out") {
+      checkOutput(variable);
       ++outputs;
     }
   }
 };
 
-Variables variablesOf(const TIntermediate& code) {
+std::vector<Port> uniformsIn(const std::string& preprocessed) {
   Variables variables;
-  for (TIntermNode* object : code.findLinkerObjects()->getSequence()) {
-    const glslang::TIntermSymbol* symbol = object->getAsSymbolNode();
-    if (symbol == nullptr) continue;
-    const std::string name = symbol->getName().c_str();
-    try {
-      variables.take(name, symbol->getType());
+  for (const ShaderVariable& variable : declarationsIn(preprocessed)) try {
+      variables.take(variable);
     } catch (const std::runtime_error& fault) {
-      throw std::runtime_error("\"" + name + "\" " + fault.what());
+      throw std::runtime_error("\"" + variable.name + "\" " + fault.what());
     }
-  }
-  return variables;
+  if (variables.outputs != 1)
+    throw std::runtime_error("exactly one \"out vec4\" takes the picture; there are " +
+                             std::to_string(variables.outputs));
+  return std::move(variables.uniforms);
 }
 
 }  // namespace
 
+void prepareShaderCheck() {
+  uniformsOfShader("#version 330 core\nout vec4 pixel;\nvoid main() {}\n", "");
+}
+
 std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName) {
-  // Never taken down again: other threads may still be compiling when the process ends.
+  // Never taken down again: the process ends with the compile.
   [[maybe_unused]] static const bool initialized = glslang::InitializeProcess();
 
-  checkStatementLengths(source, fileName);
-  glslang::TShader shader(EShLangFragment);
-  const char* text = source.c_str();
-  const char* name = fileName.c_str();
-  const int length = static_cast<int>(source.size());
-  shader.setStringsWithLengthsAndNames(&text, &length, &name, 1);
-  parse(shader, fileName);
-
-  glslang::TProgram program;  // goes before the shader that is linked into it
-  program.addShader(&shader);
-  if (!program.link(EShMsgDefault))
-    throw std::runtime_error(fileName + ": " + firstFault(program.getInfoLog()));
-
+  const std::string preprocessed = Shader(source, fileName).preprocessed();
+  if (!isVersion330Core(preprocessed))
+    throw std::runtime_error(fileName + " does not begin with \"#version 330 core\"");
+  checkStatementLengths(preprocessed, fileName);
+  Shader(source, fileName).check(fileName);
   try {
-    Variables variables = variablesOf(*program.getIntermediate(EShLangFragment));
-    if (variables.outputs != 1)
-      throw std::runtime_error("exactly one \"out vec4\" takes the picture; there are " +
-                               std::to_string(variables.outputs));
-    return std::move(variables.uniforms);
+    return uniformsIn(preprocessed);
   } catch (const std::runtime_error& fault) {
     throw std::runtime_error(fileName + ": " + fault.what());
   }

@@ -2,10 +2,11 @@
 
 #include <png.h>
 
-#include <filesystem>
+#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
+#include "platform/runtime/NamedFile.h"
 #include "platform/runtime/graph/Canvas.h"
 
 namespace vuo {
@@ -14,13 +15,11 @@ namespace {
 /// Reads a PNG to 8-bit red, green, blue and alpha, bottom row first.
 class PngReader {
  public:
-  explicit PngReader(const std::string& path) : _path(path) {
-    std::error_code ignored;
-    // Anything but a regular file could keep the composition waiting for ever.
-    if (!std::filesystem::is_regular_file(path, ignored))
-      throw std::runtime_error("there is no file " + path);
+  PngReader(const std::string& folder, const std::string& name)
+      : _name(name), _file(fdopen(openNamedFile(folder, name).release(), "rb")) {
+    if (!_file) throw std::runtime_error(_name + " can't be read");
     _image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&_image, path.c_str())) fail();
+    if (!png_image_begin_read_from_stdio(&_image, _file.get())) fail();
     _image.format = PNG_FORMAT_RGBA;
   }
   ~PngReader() { png_image_free(&_image); }
@@ -41,19 +40,24 @@ class PngReader {
   [[noreturn]] void fail() {
     const std::string why = _image.message;
     png_image_free(&_image);
-    throw std::runtime_error(_path + " can't be read: " + why);
+    throw std::runtime_error(_name + " can't be read: " + why);
   }
 
-  const std::string _path;
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  const std::string _name;
+  const std::unique_ptr<std::FILE, Close> _file;
   png_image _image{};
 };
 
 }  // namespace
 
 Value ImageFileNode::run(const std::vector<Value>&) {
-  PngReader file(_path);
+  PngReader file(_folder, _name);
   if (std::max(file.width(), file.height()) > _canvas.longestSide())
-    throw std::runtime_error(_path + " is larger than any texture");
+    throw std::runtime_error(_name + " is larger than any texture");
   return _canvas.imageOfPixels(file.width(), file.height(), file.pixels().data());
 }
 

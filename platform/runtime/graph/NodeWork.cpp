@@ -15,7 +15,7 @@ std::unique_ptr<NodeWork> makeNodeWork(const Node& node, const std::string& fold
     case NodeKind::Shader:
       return std::make_unique<ShaderNode>(node, canvas);
     case NodeKind::ImageFile:
-      return std::make_unique<ImageFileNode>(folder + "/" + node.body, canvas);
+      return std::make_unique<ImageFileNode>(folder, node.body, canvas);
     case NodeKind::Expression:
       return std::make_unique<ExpressionNode>(node);
   }

@@ -1,4 +1,4 @@
-// What a composition's shared object offers to the runner that loads it.
+// What the module, which runs compositions inside a host, offers to the runner that loads it.
 #pragma once
 
 #include "platform/runtime/graph/Composition.h"
@@ -9,7 +9,7 @@ namespace vuo {
 /// runner never calls into a module of another make.
 constexpr const char* moduleEntryName = "vuoMakeComposition3";
 
-/// Makes a composition, not yet started, that the caller destroys before it unloads the module.
+/// Makes a composition, not yet started, that the caller destroys.
 using ModuleEntry = Composition* (*)(const Plan& plan, const std::string& folder,
                                      CompositionListener& listener);
 

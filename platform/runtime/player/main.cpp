@@ -1,5 +1,5 @@
-// The program of a composition that runs in a process of its own. The plan stands at the end of the
-// program's own file; the first argument is the folder that relative file names start from.
+// The program that plays a composition in a process of its own. The first argument is the folder
+// that the files it names are in.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -7,14 +7,15 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/VuoArtefact.h"
 #include "platform/runtime/player/Player.h"
 #include "platform/runtime/transport/Protocol.h"
 
 namespace {
 
-vuo::Plan ownPlan() {
-  const vuo::FileDescriptor self(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-  return vuo::planOfArtefact(self.get());
+vuo::Plan planGiven() {
+  const vuo::FileDescriptor artefact(vuo::playerArtefact);
+  return vuo::planFromText(vuo::planTextIn(artefact.get()));
 }
 
 }  // namespace
@@ -27,7 +28,8 @@ int main(int count, char** arguments) {
   const bool outlivesHost = count > 2 && std::strcmp(arguments[2], vuo::outliveHostArgument) == 0;
   try {
     // Never destroyed: the composition's thread may still be in the middle of an event.
-    auto* player = new vuo::Player(vuo::FileDescriptor(vuo::playerSocket), ownPlan(), arguments[1]);
+    auto* player =
+        new vuo::Player(vuo::FileDescriptor(vuo::playerSocket), planGiven(), arguments[1]);
     const bool toldToStop = player->serve();
     while (outlivesHost && !toldToStop) pause();
     player->stop();

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
 #include "platform/runtime/transport/Protocol.h"
 
@@ -54,9 +55,9 @@ JsonOwner pairOf(std::size_t input, JsonOwner value) {
 
 }  // namespace
 
-RemoteComposition::RemoteComposition(std::string executable, std::vector<std::string> arguments,
+RemoteComposition::RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                                      PublishedPorts ports, CompositionListener& listener)
-    : _executable(std::move(executable)),
+    : _artefact(std::move(artefact)),
       _arguments(std::move(arguments)),
       _ports(std::move(ports)),
       _listener(listener),
@@ -112,10 +113,10 @@ bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number
   std::lock_guard hold(_backlogLock);
   const bool isNext = !_backlog.hasEvents() && !_handsOver;
   const bool waits = _backlog.fire(std::move(inputs), number, asked);
-  if (isNext && isSmall(_backlog.next()) && _socket->takesAtOnce())
-    send(_backlog.take(), callersPatience);
-  else
+  if (!isNext || !isSmall(_backlog.next()) || !_socket->takesAtOnce())
     wake();
+  else if (!send(_backlog.take(), callersPatience))
+    gone();
   return waits;
 }
 
@@ -127,7 +128,8 @@ bool RemoteComposition::isSmall(const Backlog::Event& event) {
   return text <= mostText;
 }
 
-void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseconds patience) {
+/// Where it fails the socket is at its end, and the thread tells of it.
+bool RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseconds patience) {
   JsonOwner values = newArray(), fired = newArray();
   for (const auto& [input, kept] : event.values) {
     if (const auto* value = std::get_if<Value>(&kept)) {
@@ -139,7 +141,7 @@ void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseco
     add(message.get(), "input", input);
     add(message.get(), "width", width);
     add(message.get(), "height", height);
-    send(message.get(), pixels.get(), patience);
+    if (!_socket->send(message.get(), pixels.get(), patience)) return false;
   }
   for (const std::size_t input : event.inputs) append(fired.get(), newNumber(input));
   const JsonOwner message = newMessage("event");
@@ -147,13 +149,7 @@ void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseco
   add(message.get(), "asked", std::uint64_t{event.asked});
   add(message.get(), "values", std::move(values));
   add(message.get(), "inputs", std::move(fired));
-  send(message.get(), -1, patience);
-}
-
-/// Whatever ends the player makes the socket end, and the thread tells of it.
-void RemoteComposition::send(json_object* message, int descriptor,
-                             std::chrono::milliseconds patience) {
-  if (!_socket->send(message, descriptor, patience)) gone();
+  return _socket->send(message.get(), -1, patience);
 }
 
 /// One that the player has already may be finished before the word gets there.
@@ -165,7 +161,7 @@ bool RemoteComposition::cancel(EventNumber number) {
   if (_gone || !_socket->takesAtOnce()) return false;
   const JsonOwner message = newMessage("cancel");
   add(message.get(), "event", number);
-  send(message.get(), -1, callersPatience);
+  _socket->send(message.get(), -1, callersPatience);
   return false;
 }
 
@@ -201,7 +197,8 @@ void RemoteComposition::live() {
 void RemoteComposition::startPlayer() {
   const FileDescriptor playersEnd = std::move(_playersEnd);  // closed here: its end is noticed
   if (!_stopping)
-    _process = std::make_unique<PlayerProcess>(_executable, _arguments, playersEnd.get());
+    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
+                                              std::vector<int>{playersEnd.get(), _artefact.get()});
 }
 
 void RemoteComposition::attend() {
@@ -257,8 +254,7 @@ void RemoteComposition::handOver() {
     }
     for (const auto& [input, count] : drops)
       for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
-    if (!event) return;
-    send(*event, messagePatience);
+    if (!event || !send(*event, messagePatience)) return;
   }
 }
 
@@ -270,10 +266,10 @@ std::string RemoteComposition::howItEnded() {
     how = _loss;
   }
   if (!_process) return how;
-  if (_stopping) return _process->waitAtMost(stopPatience);
+  if (_stopping) return endDescription(_process->waitAtMost(stopPatience));
   if (!how.empty()) _process->kill();
   const bool endsByItself = how.empty() && _process->hasEndedWithin(lastWordsPatience);
-  const std::string end = _process->waitAtMost(std::chrono::milliseconds(0));
+  const std::string end = endDescription(_process->waitAtMost(std::chrono::milliseconds(0)));
   if (!how.empty()) return how;
   return endsByItself ? end : "it broke off contact";
 }

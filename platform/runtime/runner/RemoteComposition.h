@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/runtime/graph/EventBacklog.h"
-#include "platform/runtime/runner/PlayerProcess.h"
+#include "platform/runtime/process/ChildProcess.h"
 #include "platform/runtime/transport/FrameTransport.h"
 
 namespace vuo {
@@ -20,7 +20,7 @@ namespace vuo {
 /// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
 class RemoteComposition : public Composition {
  public:
-  RemoteComposition(std::string executable, std::vector<std::string> arguments,
+  RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                     PublishedPorts ports, CompositionListener& listener);
   ~RemoteComposition() override;
 
@@ -43,8 +43,7 @@ class RemoteComposition : public Composition {
 
   Picture pictureOf(json_object* value) const;
   static bool isSmall(const Backlog::Event& event);
-  void send(const Backlog::Event& event, std::chrono::milliseconds patience);
-  void send(json_object* message, int descriptor, std::chrono::milliseconds patience);
+  bool send(const Backlog::Event& event, std::chrono::milliseconds patience);
   void wake() const;
 
   void live();
@@ -58,7 +57,7 @@ class RemoteComposition : public Composition {
   void lose(const std::string& how);
   std::string howItEnded();
 
-  const std::string _executable;
+  const FileDescriptor _artefact;
   const std::vector<std::string> _arguments;
   const PublishedPorts _ports;
   CompositionListener& _listener;
@@ -78,7 +77,7 @@ class RemoteComposition : public Composition {
   std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
   std::thread _thread;
   // Of the thread:
-  std::unique_ptr<PlayerProcess> _process;
+  std::unique_ptr<ChildProcess> _process;
   std::optional<std::chrono::steady_clock::time_point> _lastWordsEnd;  ///< once it has ended
 };
 

@@ -6,8 +6,9 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/VuoArtefact.h"
 #include "platform/runtime/runner/CompositionRunner.h"
-#include "platform/runtime/runner/LoadedModule.h"
+#include "platform/runtime/runner/InstalledModule.h"
 #include "platform/runtime/runner/RemoteComposition.h"
 #include "platform/runtime/transport/Protocol.h"
 
@@ -20,10 +21,21 @@ std::string fileToDelete(const std::string& artefact, bool really) {
   return really ? artefact : std::string();
 }
 
-vuo::FileDescriptor opened(const std::string& artefact) {
-  vuo::FileDescriptor file(open(artefact.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) throw std::runtime_error(artefact + " can't be opened: " + std::strerror(errno));
-  return file;
+struct Artefact {
+  vuo::FileDescriptor file;
+  std::string plan;
+};
+
+Artefact opened(const std::string& path) {
+  Artefact artefact{vuo::FileDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)), {}};
+  if (!artefact.file)
+    throw VuoRunner::ArtefactRefused(path + " can't be opened: " + std::strerror(errno));
+  try {
+    artefact.plan = vuo::planTextIn(artefact.file.get());
+  } catch (const std::runtime_error& fault) {
+    throw VuoRunner::ArtefactRefused(path + ": " + fault.what());
+  }
+  return artefact;
 }
 
 vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
@@ -34,28 +46,21 @@ vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
   return ports;
 }
 
-/// The module is unloaded after its composition has been destroyed.
-std::shared_ptr<Composition> compositionOfLibrary(const vuo::Plan& plan, vuo::FileDescriptor file,
-                                                  const std::string& folder,
-                                                  CompositionListener& listener) {
-  const auto module = std::make_shared<vuo::LoadedModule>(std::move(file));
-  return {module->entry()(plan, folder, listener),
-          [module](Composition* composition) { delete composition; }};
-}
-
 }  // namespace
 
 VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executablePath,
                                                              std::string sourceDirectory,
                                                              bool outliveHost,
                                                              bool deleteExecutable) {
+  Artefact artefact = opened(executablePath);
   std::vector<std::string> arguments{sourceDirectory};
   if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
-  const auto ports = publishedPortsOf(vuo::planOfArtefact(opened(executablePath).get()));
+  const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
   return new vuo::CompositionRunner(
       ports,
       [&](CompositionListener& listener) {
-        return std::make_shared<vuo::RemoteComposition>(executablePath, arguments, ports, listener);
+        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), arguments, ports,
+                                                        listener);
       },
       fileToDelete(executablePath, deleteExecutable));
 }
@@ -63,12 +68,12 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
 VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
                                                                 std::string sourceDirectory,
                                                                 bool deleteDylib) {
-  vuo::FileDescriptor file = opened(dylibPath);
-  const vuo::Plan plan = vuo::planOfArtefact(file.get());
+  const vuo::Plan plan = vuo::planFromText(opened(dylibPath).plan);
   return new vuo::CompositionRunner(
       publishedPortsOf(plan),
       [&](CompositionListener& listener) {
-        return compositionOfLibrary(plan, std::move(file), sourceDirectory, listener);
+        return std::shared_ptr<Composition>(
+            vuo::installedModule()(plan, sourceDirectory, listener));
       },
       fileToDelete(dylibPath, deleteDylib));
 }

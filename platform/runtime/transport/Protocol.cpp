@@ -16,6 +16,10 @@ json_object* member(json_object* message, const char* key, json_type type) {
 
 }  // namespace
 
+void PutJson::operator()(json_object* value) const {
+  json_object_put(value);
+}
+
 JsonOwner newMessage(const char* kind) {
   JsonOwner message = newObject();
   add(message.get(), "kind", kind);

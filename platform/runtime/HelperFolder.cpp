@@ -1,4 +1,4 @@
-#include "platform/runtime/compiler/HelperFolder.h"
+#include "platform/runtime/HelperFolder.h"
 
 #include <dlfcn.h>
 

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Standard input as bytes. A signal that asks the program to stop ends the input. Throws Failure
+/// when the input can't be read.
+class StandardInput {
+ public:
+  /// Reads `size` bytes; fewer only at the end of the input.
+  std::vector<std::uint8_t> take(std::size_t size);
+  /// Reads to the next line's end, which is left out, or to the end of the input; no more than
+  /// `longest` bytes.
+  std::string takeLine(std::size_t longest);
+  /// Whether the input has ended and nothing of it is left.
+  bool hasEnded();
+  /// Whether the next bytes, or the end, are there without waiting.
+  bool isReady() const;
+
+ private:
+  bool fill();
+
+  std::vector<std::uint8_t> _bytes;
+  std::size_t _next = 0;  // in `_bytes`
+  bool _ended = false;
+};

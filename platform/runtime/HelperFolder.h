@@ -1,0 +1,12 @@
+// Where the runtime's programs lie.
+#pragma once
+
+#include <string>
+
+namespace vuo {
+
+/// The folder of `vuo-compiler`, `vuo-player` and `vuo-module.so`: inside the runtime's framework,
+/// which lies beside the library that this code was loaded from. Any thread.
+std::string helperFolder();
+
+}  // namespace vuo

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "platform/runtime/transport/FileDescriptor.h"
+
+namespace vuo {
+
+/// The file as UTF-8 text. Throws std::runtime_error, in which `name` stands for the file, when it
+/// is longer or no such text.
+std::string textOf(const FileDescriptor& file, const std::string& name, std::size_t longest);
+
+}  // namespace vuo

@@ -1,0 +1,69 @@
+#include "platform/runtime/compiling/CompilerProcess.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <mutex>
+#include <stdexcept>
+
+#include "platform/runtime/HelperFolder.h"
+#include "platform/runtime/transport/Protocol.h"
+
+namespace vuo {
+namespace {
+
+/// Never destroyed, since the program ends when this process does.
+struct Ready {
+  std::mutex lock;  // no other is taken under it
+  std::unique_ptr<CompilerProcess> compiler;
+};
+Ready& ready() {
+  static Ready& theReady = *new Ready;
+  return theReady;
+}
+
+}  // namespace
+
+std::unique_ptr<CompilerProcess> CompilerProcess::take() {
+  std::unique_ptr<CompilerProcess> compiler;
+  {
+    std::lock_guard hold(ready().lock);
+    compiler = std::move(ready().compiler);
+  }
+  // A copy of the process that started the program leaves it to that one.
+  if (compiler && compiler->_owner != getpid()) (void)compiler.release();
+  if (compiler && !compiler->_process.hasEndedWithin(std::chrono::milliseconds(0))) return compiler;
+  return std::make_unique<CompilerProcess>();
+}
+
+void CompilerProcess::giveBack(std::unique_ptr<CompilerProcess> compiler) {
+  std::lock_guard hold(ready().lock);
+  if (!ready().compiler) std::swap(ready().compiler, compiler);  // else it ends without the lock
+}
+
+CompilerProcess::Sockets CompilerProcess::newSockets() {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+    throw std::runtime_error("There is no socket for the compiler");
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+CompilerProcess::CompilerProcess(Sockets sockets)
+    : _owner(getpid()),
+      _socket(std::move(sockets.first)),
+      _process(helperFolder() + "/vuo-compiler", {}, {sockets.second.get()}) {}
+
+std::optional<siginfo_t> CompilerProcess::compile(const std::string& composition, int output,
+                                                  std::chrono::milliseconds patience) {
+  const JsonOwner request = newMessage("compile");
+  add(request.get(), "file", composition);
+  if (!_socket.send(request.get(), output, patience)) return std::nullopt;
+  const auto answer = _socket.receive(patience);
+  if (!answer) return std::nullopt;
+  siginfo_t end{};
+  end.si_code = static_cast<int>(numberIn(answer->body.get(), "code"));
+  end.si_status = static_cast<int>(numberIn(answer->body.get(), "status"));
+  return end;
+}
+
+}  // namespace vuo

@@ -1,0 +1,84 @@
+// A folder that lives as long as its process.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/system/FileSystem.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kPrefix = "brannow-process-";
+constexpr const char* kNone = "/dev/null/none";
+
+/// An open folder that is locked for as long as its process lives, so that others can tell whether
+/// it does. -1 when another process holds the lock.
+int openLocked(const std::string& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+void removeThoseOfKilledProcesses(const fs::path& parent) {
+  std::error_code error;
+  for (fs::directory_iterator item(parent, error), end; !error && item != end;
+       item.increment(error)) {
+    const std::string folder = item->path().string();
+    if (!item->path().filename().string().starts_with(kPrefix) || !isOwnRealFolder(folder))
+      continue;
+    const int descriptor = openLocked(folder);
+    if (descriptor < 0) continue;
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    close(descriptor);
+  }
+}
+
+/// A path at which nothing can be when none can be made. The lock ends with the process.
+std::string makeLockedFolder() {
+  std::error_code error;
+  const fs::path parent = fs::temp_directory_path(error);
+  if (error) return kNone;
+  removeThoseOfKilledProcesses(parent);
+  // Until the lock is there, another process may take the new folder for a dead one's.
+  constexpr int kTries = 8;
+  for (int left = kTries; left > 0; --left) {
+    std::string path = (parent / kPrefix).string() + "XXXXXX";
+    if (!mkdtemp(path.data())) break;
+    if (openLocked(path) >= 0 && isOwnRealFolder(path)) return path;
+  }
+  return kNone;
+}
+
+struct ProcessFolder {
+  const std::string path = makeLockedFolder();
+  const pid_t owner = getpid();  // a child that was forked from it leaves the folder alone
+};
+
+/// Never destroyed: other threads may still use it while the process ends.
+const ProcessFolder& theFolder() {
+  static const ProcessFolder& folder = *new ProcessFolder;
+  return folder;
+}
+
+void removeTheFolder() {
+  std::error_code ignored;
+  if (theFolder().owner == getpid()) fs::remove_all(theFolder().path, ignored);
+}
+
+}  // namespace
+
+const std::string& folderOfThisProcess() {
+  static const int registered = std::atexit(removeTheFolder);
+  (void)registered;
+  return theFolder().path;
+}
+
+}  // namespace platform
