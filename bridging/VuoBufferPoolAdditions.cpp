@@ -40,8 +40,9 @@ ZQBufferRef allocBufferFromVuoImage(ZQBufferPool* pool, VuoImage image) {
   buffer->setSrcRect({0, 0, size.width, size.height});
   buffer->setBackingSize(size);
   buffer->setBackingID(VuoImageBackingID);
+  VuoRetain(
+      image);  // should that raise something, the buffer goes without giving up what it hasn't
   buffer->setBackingReleaseCallback(ZQBuffer_ReleaseVuoImage);
   buffer->setBackingReleaseCallbackContext(image);
-  VuoRetain(image);
   return buffer;
 }
