@@ -183,8 +183,8 @@ void costOfHaving(bool newProcess) {
 int main() {
   Session session;
   for (const bool newProcess : {false, true}) {
-    costOfLayers(session, newProcess);
     costOfFrames(session, newProcess);
     costOfHaving(newProcess);
   }
+  for (const bool newProcess : {false, true}) costOfLayers(session, newProcess);
 }

@@ -62,7 +62,7 @@ void VuoCache::_drop(const SavedRecord& saved) const {
   const auto exe = record.cachedExePath();
   const std::string& path = saved.compositionPath;
   if (!exe || !_isArtefact(kExe, _cacheFolder(), path, *exe)) return;
-  const auto hold = _lockComposition(*_hashThisString(path), false);
+  const auto hold = _lockComposition(_cacheFolder(), *_hashThisString(path), false);
   if (!hold) return;  // it is being made anew
   const auto current = platform::modificationTime(path);
   if (record.upToDate() || !current || platform::modificationTime(*exe) != current)
@@ -78,7 +78,7 @@ void VuoCache::_discard(const VuoCacheItem& item) {
   const Item record = _copyOfRecord(kind, *path);
   if (!record || !artefact || record->modDate() != item.modDate()) return;
   if (_isArtefact(kind, _cacheFolder(), *path, *artefact)) {
-    const auto hold = _lockComposition(*_hashThisString(*path), false);
+    const auto hold = _lockComposition(_cacheFolder(), *_hashThisString(*path), false);
     if (hold && platform::modificationTime(*artefact) == item.modDate())
       platform::removeFile(*artefact);
   }

@@ -71,7 +71,7 @@ std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::strin
                                               std::string& artefactPath,
                                               VuoCacheItem::Date& modDate) {
   platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
-  const auto alone = _lockComposition(*_hashThisString(path), true);
+  const auto alone = _lockComposition(_cacheFolder(), *_hashThisString(path), true);
   const auto hold = _turnToCompile();
   modDate = platform::modificationTime(path);
   const std::string folder = _artefactFolder(_cacheFolder(), path);

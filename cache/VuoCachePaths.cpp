@@ -60,12 +60,12 @@ std::optional<platform::FileLock> VuoCache::_lockRecords() const {
   return platform::FileLock::wait(_cacheFolder() + ".lock", 0);
 }
 
-std::optional<platform::FileLock> VuoCache::_lockComposition(const std::string& key,
-                                                             bool waiting) const {
+std::optional<platform::FileLock> VuoCache::_lockComposition(const std::string& cacheFolder,
+                                                             const std::string& key, bool waiting) {
   constexpr std::size_t kDigits = 15;
   std::uint64_t byte = 0;
   std::from_chars(key.data(), key.data() + std::min(kDigits, key.size()), byte, 16);
-  const std::string file = _cacheFolder() + ".lock";
+  const std::string file = cacheFolder + ".lock";
   return waiting ? platform::FileLock::wait(file, 1 + byte)
                  : platform::FileLock::tryOnce(file, 1 + byte);
 }

@@ -70,8 +70,8 @@ void VuoCache::_load() {
   const auto holdRecords = _lockRecords();
   _loadTable(kDylib);
   _loadTable(kExe);
-  platform::globalConcurrentQueue().async([cache = weak_from_this()] {
-    if (const auto alive = cache.lock()) alive->_removeUnfinishedArtefacts();
+  platform::globalConcurrentQueue().async([folder = _cacheFolder(), baseName = _baseName] {
+    _removeUnfinishedArtefacts(folder, baseName);
   });
 }
 
@@ -87,17 +87,17 @@ void VuoCache::_loadTable(const Kind& kind) {
 }
 
 /// Those that were being written when a process was killed.
-void VuoCache::_removeUnfinishedArtefacts() const {
-  const std::string cacheFolder = _cacheFolder();
+void VuoCache::_removeUnfinishedArtefacts(const std::string& cacheFolder,
+                                          const std::string& baseName) {
   std::error_code error;
   for (std::filesystem::directory_iterator item(cacheFolder, error), end; !error && item != end;
        item.increment(error)) {
     const std::string folder = item->path().string();
     if (!platform::isOwnRealFolder(folder)) continue;
-    const auto hold = _lockComposition(platform::lastPathComponent(folder), false);
+    const auto hold = _lockComposition(cacheFolder, platform::lastPathComponent(folder), false);
     if (!hold) continue;
     platform::removeUnfinished(folder + "/" + kLibraryName);
-    platform::removeUnfinished(folder + "/" + _baseName);
+    platform::removeUnfinished(folder + "/" + baseName);
   }
 }
 

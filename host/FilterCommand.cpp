@@ -17,9 +17,10 @@ std::shared_ptr<ZQVuoComposition> readFilter(const std::string& file) {
   return composition;
 }
 
-std::unique_ptr<FrameSource> sourceOf(const FilterOptions& options) {
+std::unique_ptr<FrameSource> sourceOf(const FilterOptions& options, HostSession& session) {
   if (options.input == "-") {
     const ZQSize size = options.size ? sizeFromText(*options.size) : ZQSize{};
+    requireDrawable(session.context(), size, "a video of " + textFromSize(size));
     return videoFromStandardInput(options.format, static_cast<std::size_t>(size.width),
                                   static_cast<std::size_t>(size.height));
   }
@@ -41,7 +42,7 @@ ZQBufferRef bufferOf(const ZQPixels& picture, int index, HostSession& session) {
 int filter(const FilterOptions& options) {
   return withSession(options.cacheFolder, [&](HostSession& session) {
     const auto composition = readFilter(options.file);
-    const auto source = sourceOf(options);
+    const auto source = sourceOf(options, session);
     SceneDriver driver(options, composition, session);
     if (const auto rate = source->rate()) driver.setRate(*rate);
     driver.load();

@@ -5,7 +5,9 @@
 
 namespace {
 
-constexpr std::int64_t kMost = 1'000'000'000;
+/// Far above any sensible part of a rate, and small enough to reckon with.
+constexpr std::int64_t kMost = 1'000'000'000'000'000;
+constexpr std::size_t kMostDecimals = 9;
 
 std::optional<std::int64_t> wholeNumber(std::string_view text) {
   std::int64_t number = 0;
@@ -22,8 +24,8 @@ std::optional<FrameRate> fromDecimal(std::string_view text) {
   FrameRate rate;
   if (point != std::string_view::npos) {
     const std::string_view fraction = text.substr(point + 1);
-    if (fraction.empty()) return std::nullopt;
-    for (std::size_t i = 0; i < fraction.size() && rate.seconds < kMost; ++i) rate.seconds *= 10;
+    if (fraction.empty() || fraction.size() > kMostDecimals) return std::nullopt;
+    for (std::size_t i = 0; i < fraction.size(); ++i) rate.seconds *= 10;
     digits += fraction;
   }
   const auto number = wholeNumber(digits);
@@ -41,7 +43,8 @@ std::optional<FrameRate> fromFraction(std::string_view text, std::size_t colon) 
 }
 
 bool isSensible(const FrameRate& rate) {
-  return rate.seconds > 0 && 1000 * rate.frames >= rate.seconds &&
+  constexpr std::int64_t kLongest = 1'000'000'000;  // leaves room for the number of a frame
+  return rate.seconds > 0 && rate.seconds <= kLongest && 1000 * rate.frames >= rate.seconds &&
          rate.frames <= 1000 * rate.seconds;
 }
 

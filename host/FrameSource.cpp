@@ -74,9 +74,11 @@ class Y4mStream : public VideoStream {
     head >> word;
     if (word != "YUV4MPEG2") throw Failure{"standard input is no YUV4MPEG2 video"};
     while (head >> word) takeParameter(word[0], word.substr(1));
-    const bool fits = _layout.width > 0 && _layout.height > 0 && _layout.width <= kLongestSide &&
-                      _layout.height <= kLongestSide;
-    if (!fits) throw Failure{"the video names no sensible size"};
+    if (_layout.width == 0 || _layout.height == 0) throw Failure{"the video names no size"};
+    if (_layout.width > kLongestSide || _layout.height > kLongestSide) {
+      throw Failure{"the video's frames are larger than " + std::to_string(kLongestSide) +
+                    " pixels a side"};
+    }
   }
 
   std::optional<ZQPixels> next() override {

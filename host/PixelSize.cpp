@@ -9,7 +9,7 @@ namespace {
 
 /// 0 when the text is no sensible number of pixels.
 int pixelsFrom(const std::string& text) {
-  constexpr int kMost = 32768;
+  constexpr int kMost = 1'000'000;  // what can be drawn is for the driver to say
   int pixels = 0;
   const char* const end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, pixels);

@@ -4,6 +4,7 @@
 #include "host/CacheCommand.h"
 #include "host/DescribeCommand.h"
 #include "host/FilterCommand.h"
+#include "host/HelpText.h"
 #include "host/HostSession.h"
 #include "host/RenderCommand.h"
 #include "host/StandardOutput.h"
@@ -14,6 +15,7 @@ namespace {
 int run(int argc, char** argv) {
   CLI::App app("Hosts node-graph compositions (.vuo files).", "brannow");
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("brannow ") + BrannowVersion::text());
   int status = 0;
 
   std::vector<std::string> files;
@@ -31,8 +33,7 @@ int run(int argc, char** argv) {
                         "video to standard output");
     command
         ->add_option("--format", options.format, "Video as y4m (YUV4MPEG2) or rgba (bare pixels)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, VideoFormat>{
-            {"y4m", VideoFormat::Y4m}, {"rgba", VideoFormat::Rgba}}));
+        ->transform(oneOf<VideoFormat>({{"y4m", VideoFormat::Y4m}, {"rgba", VideoFormat::Rgba}}));
     command->add_option("--size", options.size, "Size in pixels, as WIDTHxHEIGHT");
     command->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
         ->allow_extra_args(false);
@@ -111,6 +112,7 @@ int run(int argc, char** argv) {
   addCacheOption(clearApp);
   clearApp->callback([&] { status = clearCache(cacheFolder); });
 
+  describeArguments(app);
   CLI11_PARSE(app, argc, argv);
   return status;
 }

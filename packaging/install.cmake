@@ -1,56 +1,78 @@
-# What cmake --install puts where. The install tree has the build tree's shape, so the framework finds
-# its runtime in both alike; nothing in it names the prefix, so it may be moved.
+# What cmake --install puts where, in three components that are the three packages too. The bundle has
+# the build tree's shape, so the framework finds its runtime in both alike; the linker finds the
+# library by links in the folder where distributions have theirs. Nothing names the prefix, so what is
+# installed may be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(BRANNOW_INSTALL_BUNDLE ${CMAKE_INSTALL_LIBDIR}/${BRANNOW_BUNDLE})
-set(BRANNOW_INSTALL_RUNTIME ${CMAKE_INSTALL_LIBDIR}/${VUO_BUNDLE})
+# Versions that can't replace each other can be installed beside each other.
+set(BRANNOW_INSTALL_PRIVATE ${CMAKE_INSTALL_LIBDIR}/brannow-${PROJECT_VERSION_MAJOR})
+set(BRANNOW_INSTALL_BUNDLE ${BRANNOW_INSTALL_PRIVATE}/${BRANNOW_BUNDLE})
+set(BRANNOW_INSTALL_RUNTIME ${BRANNOW_INSTALL_PRIVATE}/${VUO_BUNDLE})
 set(BRANNOW_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/brannow)
 set(BRANNOW_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/Brannow)
+set(BRANNOW_SONAME libBrannow.so.${PROJECT_VERSION_MAJOR})
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library)
 
-install(TARGETS Brannow LIBRARY DESTINATION ${BRANNOW_INSTALL_BUNDLE})
+install(TARGETS Brannow LIBRARY DESTINATION ${BRANNOW_INSTALL_BUNDLE} NAMELINK_SKIP)
 install(TARGETS vuo-module LIBRARY DESTINATION ${BRANNOW_INSTALL_RUNTIME}/Helpers)
 install(TARGETS vuo-player vuo-compiler RUNTIME DESTINATION ${BRANNOW_INSTALL_RUNTIME}/Helpers)
 install(FILES ${PROJECT_BINARY_DIR}/${VUO_BUNDLE}/Resources/Info.plist
   DESTINATION ${BRANNOW_INSTALL_RUNTIME}/Resources)
 
-file(RELATIVE_PATH bundle_from_bin
-  ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/${BRANNOW_BUNDLE})
-set_target_properties(brannow PROPERTIES INSTALL_RPATH "$ORIGIN/${bundle_from_bin}")
-install(TARGETS brannow RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# install_link TARGET NAME COMPONENT: a link in the folder of the libraries.
+function(install_link target name component)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/links)
+  file(CREATE_LINK ${target} ${PROJECT_BINARY_DIR}/links/${name} SYMBOLIC)
+  install(FILES ${PROJECT_BINARY_DIR}/links/${name} DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    COMPONENT ${component})
+endfunction()
+file(RELATIVE_PATH library_from_links
+  /${CMAKE_INSTALL_LIBDIR} /${BRANNOW_INSTALL_BUNDLE}/libBrannow.so.${PROJECT_VERSION})
+install_link(${library_from_links} ${BRANNOW_SONAME} library)
+install_link(${BRANNOW_SONAME} libBrannow.so development)
+
+# The system's own folders are searched anyway, and distributions want no run path there.
+set(BRANNOW_RPATH_FOR_HOSTS "")
+if(NOT CMAKE_INSTALL_PREFIX MATCHES "^/usr/?$")
+  set(BRANNOW_RPATH_FOR_HOSTS " -Wl,-rpath,\${libdir}")
+endif()
 
 # The public headers, and those of the platform rooms that they include.
-install(DIRECTORY include/Brannow DESTINATION ${BRANNOW_INSTALL_HEADERS})
+install(DIRECTORY include/Brannow DESTINATION ${BRANNOW_INSTALL_HEADERS} COMPONENT development
+  FILES_MATCHING PATTERN *.h)
+install(FILES ${PROJECT_BINARY_DIR}/include/Brannow/BrannowVersion.h
+  DESTINATION ${BRANNOW_INSTALL_HEADERS}/Brannow COMPONENT development)
 foreach(room system hostbase hostbuffers runtime)
   file(GLOB headers CONFIGURE_DEPENDS platform/${room}/*.h)
-  install(FILES ${headers} DESTINATION ${BRANNOW_INSTALL_HEADERS}/platform/${room})
+  install(FILES ${headers} DESTINATION ${BRANNOW_INSTALL_HEADERS}/platform/${room}
+    COMPONENT development)
 endforeach()
 
 configure_package_config_file(packaging/BrannowConfig.cmake.in BrannowConfig.cmake
   INSTALL_DESTINATION ${BRANNOW_INSTALL_CMAKE}
-  PATH_VARS BRANNOW_INSTALL_BUNDLE BRANNOW_INSTALL_HEADERS)
+  PATH_VARS CMAKE_INSTALL_LIBDIR BRANNOW_INSTALL_BUNDLE BRANNOW_INSTALL_HEADERS)
 write_basic_package_version_file(BrannowConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/BrannowConfig.cmake
-  ${PROJECT_BINARY_DIR}/BrannowConfigVersion.cmake DESTINATION ${BRANNOW_INSTALL_CMAKE})
+  ${PROJECT_BINARY_DIR}/BrannowConfigVersion.cmake
+  DESTINATION ${BRANNOW_INSTALL_CMAKE} COMPONENT development)
 
 file(RELATIVE_PATH BRANNOW_PREFIX_FROM_PC
-  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+  /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" BRANNOW_PREFIX_FROM_PC "${BRANNOW_PREFIX_FROM_PC}")
 configure_file(packaging/brannow.pc.in brannow.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/brannow.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/brannow.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
 
-# cpack: one Debian package with everything, which brings a driver along where no GPU's is installed.
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME brannow)
-set(CPACK_PACKAGE_VENDOR "The Brannow developers")
-set(CPACK_PACKAGE_CONTACT "maintainers@brannow.example")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
-  "Node-graph compositions as image generators and filters of a video application")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libegl1, libopengl0, libegl-mesa0, libgl1-mesa-dri, libgl1")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dejavu-core")
-set(CPACK_STRIP_FILES ON)
-include(CPack)
+
+find_program(GZIP gzip REQUIRED)
+# compressed FILE RESULT: at its smallest, with neither name nor time in it.
+function(compressed file result)
+  execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${result} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+include(packaging/changelog.cmake)
+if(BRANNOW_BUILD_COMMAND)
+  include(packaging/command.cmake)
+endif()
+include(packaging/debian.cmake)

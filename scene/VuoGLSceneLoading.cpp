@@ -61,6 +61,14 @@ struct VuoGLScene::Running {
   bool newProcess = true;
 };
 
+/// What a load asks the cache for.
+struct VuoGLScene::Request {
+  std::string path;
+  bool async = false, newProcess = true;
+  std::uint64_t load = 0;  ///< its number
+  bool isSecond = false;   ///< what came first can't be run
+};
+
 void VuoGLScene::useFile(const Path& path) {
   useFile(path, false);
 }
@@ -78,30 +86,45 @@ void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMea
   Running old = _takeOutRunner(load);
   const bool newProcess = old.newProcess;
   _discard(std::move(old));
-  if (path) _load(*path, async, newProcess, load);
+  if (path) _fetch({*path, async, newProcess, load});
 }
 
-void VuoGLScene::_load(const std::string& path, bool async, bool newProcess, std::uint64_t load) {
+void VuoGLScene::_fetch(const Request& request) {
+  const auto& [path, async, newProcess, load, isSecond] = request;
   if (async) {
-    auto completion = [weak = weak_from_this(), path, load](VuoCache::Item item) {
-      if (const auto scene = weak.lock()) scene->_itemFetched(item, path, load);
+    auto completion = [weak = weak_from_this(), request](VuoCache::Item item) {
+      if (const auto scene = weak.lock()) scene->_itemFetched(item, request);
     };
     newProcess ? VuoCache::fetchCachedExeForVuoFile(path, completion)
                : VuoCache::fetchCachedDylibForVuoFile(path, completion);
-    if (!VuoCache::globalCache()) _itemFetched(nullptr, path, load);  // no completion will come
+    if (!VuoCache::globalCache()) _itemFetched(nullptr, request);  // no completion will come
   } else {
     _itemFetched(newProcess ? VuoCache::fetchCachedExeForVuoFileSynchronously(path)
                             : VuoCache::fetchCachedDylibForVuoFileSynchronously(path),
-                 path, load);
+                 request);
   }
 }
 
-void VuoGLScene::_itemFetched(const std::shared_ptr<VuoCacheItem>& item, const std::string& path,
-                              std::uint64_t load) {
-  if (item)
+void VuoGLScene::_itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request) {
+  if (!item) {
+    _setStatus(failedStatus(request.path, whyNotFetched(request.path)), request.load);
+  } else if (_mustCompileAgain(item, request)) {
+    VuoCache::discardCachedItem(item);
+    Request second = request;
+    second.isSecond = true;
+    _fetch(second);
+  } else {
     _cachedItemAvailable(item);
-  else
-    _setStatus(failedStatus(path, whyNotFetched(path)), load);
+  }
+}
+
+/// Whether this load wants an artefact that is missing or damaged, and has not had it compiled yet.
+bool VuoGLScene::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
+                                   const Request& request) {
+  const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
+  if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
+  std::lock_guard hold(_state->propLock);
+  return _state->loads == request.load;
 }
 
 /// Replaces description, path and load time as one step, and numbers the load. 0, with nothing

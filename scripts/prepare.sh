@@ -3,18 +3,19 @@
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# missing_packages PRESET
+# missing_packages MARK...: of those that packages.txt names without a mark or with one of these
 missing_packages() {
-  sed -e "s/# @$1 / /" -e '/# @/d' -e 's/#.*//' packages.txt | awk 'NF { print $1 }' | while read -r package; do
+  awk -v marks=" $* " '$1 ~ /^[^#]/ && ($3 !~ /^@/ || index(marks, " " substr($3, 2) " ")) { print $1 }' \
+    packages.txt | while read -r package; do
     dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed ||
       printf '%s\n' "$package"
   done
 }
 
-# install_packages PRESET
+# install_packages MARK...
 install_packages() {
   local missing log
-  missing=$(missing_packages "$1" | tr '\n' ' ')
+  missing=$(missing_packages "$@" | tr '\n' ' ')
   [ -n "${missing// /}" ] || return 0
   if [ "$(id -u)" -ne 0 ]; then
     printf 'These packages are missing. Install them with:\n  sudo apt-get install --no-install-recommends %s\n' "$missing" >&2

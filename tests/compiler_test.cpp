@@ -1,14 +1,23 @@
 // The compiler: from a composition's text to a plan, and from a plan to an artefact.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <random>
 #include <sstream>
+#include <thread>
+
+extern "C" {  // the header of glibc 2.36 does not say so itself
+#include <sys/pidfd.h>
+}
 
 #include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/VuoArtefact.h"
@@ -171,6 +180,150 @@ TEST_F(CompilerTest, HostileTextIsAFaultAndLeavesNothingBehind) {
   }
 }
 
+TEST_F(CompilerTest, ACompositionNamesFilesInItsFolderOrBelow) {
+  fs::create_directory(at("sub"));
+  fs::create_directory(at("sub/deep"));
+  for (const char* copy : {"sub/p.png", "sub/deep/p.png"}) fs::copy_file(at("p.png"), at(copy));
+  fs::create_symlink("deep/p.png", at("sub/within.png"));
+  fs::create_symlink("../p.png", at("sub/out.png"));
+  fs::create_symlink("..", at("sub/up"));
+  ASSERT_EQ(mkfifo(at("sub/fifo.png").c_str(), 0600), 0);
+  const auto faultWith = [&](const std::string& file) {
+    write("sub/test.vuo", "digraph G { N [type=\"vuo.image.file\" file=\"" + file + "\"] }");
+    return faultOf([&] { VuoCompiler().compileComposition(at("sub/test.vuo"), at("test.bc")); });
+  };
+  for (const char* good : {"p.png", "./deep/p.png", "within.png", "deep/../p.png"})
+    EXPECT_EQ(faultWith(good), "no fault") << good;
+  for (const std::string& bad : {std::string("../p.png"), at("sub/p.png"), std::string("out.png"),
+                                 std::string("up/p.png"), std::string("/proc/self/exe")})
+    EXPECT_THAT(faultWith(bad), AllOf(HasSubstr("leads out"), HasSubstr("put the file there")));
+  for (const char* bad : {"fifo.png", "deep", "."})
+    EXPECT_THAT(faultWith(bad), HasSubstr("no regular file")) << bad;
+  EXPECT_THAT(faultOf([&] { VuoCompiler().compileComposition(at("sub/fifo.png"), at("test.bc")); }),
+              HasSubstr("there is no such file"));
+}
+
+/// Macros that stand for each other twice, `levels` times over.
+std::string doubled(const std::string& innermost, int levels) {
+  std::string text = "#define m0 " + innermost + "\n";
+  for (int i = 1; i <= levels; ++i) {
+    const std::string below = " m" + std::to_string(i - 1);
+    text += "#define m" + std::to_string(i) + below + below + "\n";
+  }
+  return text;
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string all;
+  while (count-- > 0) all += text;
+  return all;
+}
+
+constexpr const char* shaderHead = "#version 330 core\nout vec4 p;\n";
+const char* const shaderNode =
+    "N [type=\"vuo.shader\" shader=\"x.frag\" _width=\"4\" _height=\"4\"]\n";
+/// Keeps the preprocessor busy without taking memory.
+const std::string endlessShader =
+    shaderHead + doubled("+1", 60) + "#if 0 m60\n#endif\nvoid main() { p = vec4(1); }\n";
+
+TEST_F(CompilerTest, ShadersMadeToBreakACompilerAreFaults) {
+  const struct {
+    std::string body, what;
+  } cases[] = {
+      {doubled("(", 17) + "void main() { p = vec4(m17 1.0); }", "longer than 16 KiB"},
+      {"void main() { p = vec4(" + repeated("/*;*/(", 20000) + "1.0" + repeated(")", 20000) +
+           "); }",
+       "longer than 16 KiB"},
+      {"void main() {" + repeated("if (true) ", 20000) + "p = vec4(1.0); }", "longer than 16 KiB"},
+      {"void main() {" + repeated("{", 50000) + repeated("}", 50000) + "}", "x.frag"},
+      {repeated("#if 1\n", 5000) + "void main() {}", "x.frag"},
+      {"uniform struct T { int i; } t;\nvoid main() { p = vec4(1.0); }", "no port carries"},
+      {"layout(std140) uniform B { vec4 v; };\nvoid main() { p = v; }", "\"B\""},
+      {"uniform float a, b[2];\nvoid main() { p = vec4(b[0]); }", "\"b\" is an array"},
+      {"layout(location = 1) out vec4 q;\nvoid main() { p = q = vec4(1.0); }",
+       "\"q\" is no output"},
+      {"flat in vec2 uv;\nvoid main() { p = uv.xyxy; }", "\"uv\""},
+  };
+  for (const auto& [body, what] : cases) {
+    write("x.frag", shaderHead + body);
+    EXPECT_THAT(faultIn(shaderNode), AllOf(HasSubstr("line 2: node \"N\""), HasSubstr(what)))
+        << body.substr(0, 60);
+  }
+  write("x.frag", "#version 330 core\n" + std::string("#define IN uniform float\n") +
+                      "IN a = float(1), c; /* uniform float d; */ uniform highp vec2 e;\n"
+                      "layout(location = 0) out vec4 p; smooth in vec2 uv; in vec4 gl_FragCoord;\n"
+                      "void f(in vec2 x, out vec4 y) { y = x.xyxy; }\nvoid main() { f(uv, p); }");
+  std::vector<std::string> names;
+  const vuo::Plan plan = planOf("digraph G {\n" + std::string(shaderNode) + "}");
+  for (const vuo::Port& port : plan.nodes[0].inputs) names.push_back(port.name);
+  EXPECT_THAT(names, ElementsAre("width", "height", "a", "c", "e"));
+}
+
+TEST_F(CompilerTest, AnEndlessCompileIsEnded) {
+  // The limit is lower where the host's own is.
+  rlimit before{};
+  getrlimit(RLIMIT_CPU, &before);
+  const rlimit lowered{2, before.rlim_max};
+  setrlimit(RLIMIT_CPU, &lowered);
+  write("x.frag", endlessShader);
+  const std::string fault = faultIn(shaderNode);
+  setrlimit(RLIMIT_CPU, &before);
+  EXPECT_THAT(fault, AllOf(HasSubstr(at("test.vuo")), HasSubstr("s of processor time")));
+}
+
+std::vector<pid_t> childrenOf(const std::string& process) {
+  std::vector<pid_t> found;
+  std::error_code gone;
+  for (fs::directory_iterator thread("/proc/" + process + "/task", gone), end; thread != end;
+       thread.increment(gone)) {
+    std::ifstream list(thread->path() / "children");
+    for (pid_t child; list >> child;) found.push_back(child);
+  }
+  return found;
+}
+
+/// The process of the compile that is under way, and the program that made it.
+struct Compiling {
+  pid_t program, process;
+  static Compiling now() {
+    for (;; std::this_thread::yield())
+      for (const pid_t program : childrenOf("self"))
+        for (const pid_t process : childrenOf(std::to_string(program))) return {program, process};
+  }
+};
+
+/// How often is told by BRANNOW_STRESS.
+TEST_F(CompilerTest, ACompilerThatIsKilledIsAFaultAndLeavesNothing) {
+  const char* const stress = std::getenv("BRANNOW_STRESS");
+  write("x.frag", endlessShader);
+  write("endless.vuo", "digraph G {\n" + std::string(shaderNode) + "}\n");
+  for (int left = stress ? std::atoi(stress) : 2; left > 0; --left) {
+    const auto compile = [&] {
+      return std::async(std::launch::async, [&] {
+        return faultOf([&] { VuoCompiler().compileComposition(at("endless.vuo"), at("x.bc")); });
+      });
+    };
+    auto fault = compile();
+    kill(Compiling::now().process, SIGKILL);
+    EXPECT_THAT(fault.get(), AllOf(HasSubstr(at("endless.vuo")), HasSubstr("signal 9")));
+
+    fault = compile();
+    const Compiling first = Compiling::now();
+    const vuo::FileDescriptor orphan(pidfd_open(first.process, 0));
+    kill(first.program, SIGKILL);
+    pollfd ended{orphan.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&ended, 1, 10000), 1);
+    Compiling second = Compiling::now();
+    while (second.program == first.program) second = Compiling::now();
+    kill(second.program, SIGKILL);
+    EXPECT_THAT(fault.get(), AllOf(HasSubstr(at("endless.vuo")), HasSubstr("ended twice")));
+
+    planOf("digraph G {}");
+    EXPECT_EQ(childrenOf("self").size(), 1u);
+    EXPECT_FALSE(fs::exists(at("x.bc")));
+  }
+}
+
 TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
   const vuo::Plan plan =
       planOf("digraph G {\n" + std::string(inputs) + outputs +
@@ -288,6 +441,28 @@ TEST_F(CompilerTest, WhateverLiesAtTheBitcodePathIsNotUsed) {
   EXPECT_THAT(faultOf([&] { compiler.compileComposition(at("none.vuo"), bitcode); }),
               HasSubstr("no such file"));
   EXPECT_THAT(faultOf(link), HasSubstr("nothing that was compiled"));
+}
+
+TEST_F(CompilerTest, BitcodeIsRemovedWhenItIsADayOld) {
+  const std::string digits(32, 'A');
+  const struct {
+    std::string name;
+    bool isOld, goes;
+  } files[] = {{digits + ".bc", true, true},
+               {digits + ".bc.aB3xyz", true, true},
+               {digits.substr(1) + "B.bc", false, false},
+               {digits.substr(1) + ".bc", true, false},
+               {digits + ".bcx", true, false},
+               {digits + ".bc.aB3xyzz", true, false}};
+  write("test.vuo", "digraph G {}");
+  for (const auto& file : files) {
+    write(file.name, "");
+    timespec time = modificationTimeOf(at(file.name));
+    if (file.isOld) time.tv_sec -= 25 * 60 * 60;
+    setModificationTime(at(file.name), time);
+  }
+  VuoCompiler().compileComposition(at("test.vuo"), at("0123456789ABCDEF0123456789ABCDEF.bc"));
+  for (const auto& file : files) EXPECT_EQ(fs::exists(at(file.name)), !file.goes) << file.name;
 }
 
 TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {

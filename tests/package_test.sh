@@ -16,10 +16,51 @@ cmake --build "$work/host/build" >/dev/null
 "$work/host/build/minimal_host" "$source/compositions/tiles.vuo" "$work/picture.ppm"
 [ "$(head -c 15 "$work/picture.ppm" | tr '\n' ' ')" = 'P6 320 180 255 ' ]
 
-flags=$(PKG_CONFIG_PATH=$(dirname "$(find "$work/moved" -name brannow.pc)") \
-  pkg-config --cflags --libs brannow)
+flags=$(PKG_CONFIG_PATH=$work/moved/lib/pkgconfig pkg-config --cflags --libs brannow)
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 "$work/host/main.cpp" $flags -o "$work/by_pkg_config"
 "$work/by_pkg_config" "$source/compositions/tiles.vuo" "$work/again.ppm"
 cmp "$work/picture.ppm" "$work/again.ppm"
 "$work/moved/bin/brannow" render "$source/compositions/tiles.vuo" --size 16x9 -o "$work/t.png"
+
+fail() {
+  echo "$1" >&2
+  exit 1
+}
+
+# completed WORD COMMAND...: what the shell would offer for WORD behind `brannow COMMAND...`
+completed() (
+  complete() { :; }
+  _init_completion() {
+    words=("${line[@]}") cword=$((${#line[@]} - 1)) cur=${line[-1]} prev=
+  }
+  . "$share/bash-completion/completions/brannow"
+  line=(brannow "${@:2}" "$1")
+  _brannow
+  printf '%s\n' "${COMPREPLY[@]}"
+)
+
+# The command, and what the man page and the completion say of it.
+brannow=$work/moved/bin/brannow share=$work/moved/share
+[ "$("$brannow" --version)" = "brannow $(<"$source/VERSION")" ] || fail 'another version'
+page=$(zcat "$share/man/man1/brannow.1.gz" | sed 's/\\-/-/g')
+for command in '' view render filter describe 'cache list' 'cache clear'; do
+  # shellcheck disable=SC2086
+  help=$("$brannow" $command --help)
+  ! grep -E 'ENUM|TEXT|INT|FLOAT|REQUIRED|Excludes' <<<"$help" || fail "not in words: $command"
+  for option in $(grep -oE -- '^  (-.,)?--[a-z-]+' <<<"$help" | grep -oE -- '--.*'); do
+    grep -q -- "$option" <<<"$page" ||
+      fail "not in the man page: $command $option"
+    # shellcheck disable=SC2086
+    grep -qx -- "$option" <<<"$(completed "$option" $command)" ||
+      fail "not completed: $command $option"
+  done
+done
+
+# What a file manager does for a thumbnail.
+entry=$(sed -n 's/^Exec=brannow //p' "$share/thumbnailers/brannow.thumbnailer")
+entry=${entry//%s/64} entry=${entry//%i/$share/brannow/compositions/plasma.vuo}
+# shellcheck disable=SC2086
+"$brannow" ${entry//%o/$work/thumbnail.png}
+[ "$(head -c 24 "$work/thumbnail.png" | tail -c 8 | od -An -tx1 | tr -d ' ')" = 0000004000000040 ] ||
+  fail 'no thumbnail of 64x64'

@@ -86,6 +86,22 @@ TEST_P(Road, ShowsTheFileAsItIsAtEachLoad) {
   EXPECT_THAT(firstPixel(picture()), testing::ElementsAre(0, 255, 0, 255));
 }
 
+TEST_P(Road, CompilesAgainWhatCantBeRun) {
+  for (const bool async : {false, true}) {
+    for (const char* contents : {"cut off", ""}) {
+      scene->useFile(file);
+      const auto item = GetParam() ? VuoCache::fetchCachedExeForVuoFileSynchronously(file)
+                                   : VuoCache::fetchCachedDylibForVuoFileSynchronously(file);
+      const std::string artefact = GetParam() ? *item->cachedExePath() : *item->cachedDylibPath();
+      std::filesystem::remove(artefact);
+      if (*contents != '\0') std::ofstream(artefact) << contents;
+      scene->useFile(file, async);
+      serveMainQueueUntil([&] { return scene->readyToRender(); });
+      EXPECT_THAT(firstPixel(picture()), testing::ElementsAre(255, 0, 0, 255));
+    }
+  }
+}
+
 TEST_P(Road, LendsTexturesWithoutCopyingThem) {
   scene->useFile(file);
   const auto rendered = picture();

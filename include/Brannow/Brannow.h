@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Brannow/BrannowStringAdditions.h"
+#include "Brannow/BrannowVersion.h"
 #include "Brannow/VuoBufferAdditions.h"
 #include "Brannow/VuoBufferPoolAdditions.h"
 #include "Brannow/VuoCache.h"

@@ -125,7 +125,8 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static std::vector<SavedRecord> _savedRecords(const Kind& kind, const std::string& cacheFolder);
   static std::string _keyInFile(const std::string& path);
   void _drop(const SavedRecord& saved) const;
-  void _removeUnfinishedArtefacts() const;
+  static void _removeUnfinishedArtefacts(const std::string& cacheFolder,
+                                         const std::string& baseName);
 
   // Where everything lies.
   std::string _cacheFolder() const;
@@ -136,7 +137,8 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static std::string _bitcodePath(const std::string& path);
   static Path _hashThisString(const Path& text);
   std::optional<platform::FileLock> _lockRecords() const;
-  std::optional<platform::FileLock> _lockComposition(const std::string& key, bool waiting) const;
+  static std::optional<platform::FileLock> _lockComposition(const std::string& cacheFolder,
+                                                            const std::string& key, bool waiting);
 
   // What may be served.
   bool _isCachedAvailable(const Kind& kind, const Path& path) const;

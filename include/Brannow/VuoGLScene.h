@@ -181,14 +181,15 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   struct State;
   struct Running;
   class RunnerContact;
+  struct Request;
 
   VuoGLScene(double width, double height);
   void appTerminateNotification();
   void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
   std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
-  void _load(const std::string& path, bool async, bool newProcess, std::uint64_t load);
-  void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const std::string& path,
-                    std::uint64_t load);
+  void _fetch(const Request& request);
+  void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
+  bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   void _setStatus(VuoSceneStatus status, std::uint64_t load);
   void _unloadForGood();
   void _lostContactWith(RunnerContact& contact);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -25,13 +24,6 @@ class VuoRunner {
 
    private:
     std::string _name;
-  };
-
-  /// Thrown for a file that is missing or damaged or was made by another version of the runtime:
-  /// compiling the composition again helps.
-  class ArtefactRefused : public std::runtime_error {
-   public:
-    using std::runtime_error::runtime_error;
   };
 
   /// What a caller knows an event by. It comes back with everything that the event made.
@@ -96,7 +88,7 @@ class VuoRunner {
   /// A runner, not yet started, that will run the executable in a process of its own with
   /// `sourceDirectory` as the folder that the files it names are in. What runs is the runtime's own
   /// player, whatever program the file names. The file is opened and checked at once, so that
-  /// replacing it afterwards does not touch this runner; throws ArtefactRefused. The process ends
+  /// replacing it afterwards does not touch this runner; throws std::runtime_error. The process ends
   /// with this one; with `outliveHost` it goes on, idle, until somebody ends it.
   /// `deleteExecutable` removes the file with the runner.
   static VuoRunner* newSeparateProcessRunnerFromExecutable(std::string executablePath,
@@ -106,6 +98,10 @@ class VuoRunner {
   static VuoRunner* newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
                                                               std::string sourceDirectory,
                                                               bool deleteDylib);
+
+  /// Whether that is the file of a compiled composition, undamaged and of this version of the
+  /// runtime. Where it is not, compiling the composition again helps. Reads the file.
+  static bool canRun(const std::string& artefactPath);
 
   /// Stops the composition if it still runs.
   virtual ~VuoRunner() = default;

@@ -241,6 +241,10 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string path
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
+bool VuoRunner::canRun(const std::string&) {
+  return !theScript.refusesArtefacts;
+}
+
 VuoCompiler::VuoCompiler() = default;
 VuoCompiler::~VuoCompiler() = default;
 

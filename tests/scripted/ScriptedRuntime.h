@@ -21,6 +21,7 @@ struct Script {
   bool records = true;
   bool yieldsRunner = true;
   bool comesUp = true;  ///< with its start
+  bool refusesArtefacts = false;
   bool yieldsJson = true;
   bool yieldsImage = true;
   std::set<std::string> inputs{"width", "height", "time"};

@@ -137,6 +137,17 @@ TEST_F(Scene, RunsInsideThisProcessWhenAsked) {
               testing::MatchesRegex("newInProcess .*/dylib.dylib " + folder.path));
 }
 
+TEST_F(Scene, HasAnArtefactThatCantRunCompiledAgainOnce) {
+  scripted::script().refusesArtefacts = true;
+  scene->useFile(generator, true);
+  serveMainQueueUntil([&] { return scene->readyToRender(); });
+  const auto calls = scripted::takeCalls();
+  ASSERT_GT(calls.size(), 5u);
+  EXPECT_THAT(calls[0], StartsWith("compile "));
+  EXPECT_THAT(calls[2], StartsWith("compile "));
+  EXPECT_THAT(calls[4], StartsWith("newSeparate "));
+}
+
 TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
   load(generator);
   const auto start = std::chrono::steady_clock::now();

@@ -56,8 +56,9 @@ std::string resultFor(const std::string& composition) {
 
 }  // namespace
 
-void compileAndExit(const std::string& composition, int output) {
+void compileAndExit(const std::string& composition, int output, pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(1);  // it is gone already
   limitOneself();
   _exit(write(output, resultFor(composition)) ? 0 : 1);
 }

@@ -37,8 +37,9 @@ siginfo_t endOf(pid_t process) {
 /// False when no process can be made.
 bool compile(vuo::MessageSocket& socket, const vuo::Message& request) {
   const std::string file = vuo::textIn(request.body.get(), "file");
+  const pid_t self = getpid();
   const pid_t process = fork();
-  if (process == 0) vuo::compileAndExit(file, request.descriptor.get());
+  if (process == 0) vuo::compileAndExit(file, request.descriptor.get(), self);
   if (process < 0) return false;
   const siginfo_t end = endOf(process);
   const vuo::JsonOwner answer = vuo::newMessage("ended");

@@ -5,12 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <stdexcept>
 
 #include "platform/runtime/transport/FileDescriptor.h"
@@ -85,13 +86,17 @@ void removeOldBitcode(const fs::path& folder) {
   }
 }
 
-/// Whether the last look was an hour ago, or there was none.
-bool isTimeToLook() {
+/// Whether the last look into the folder was an hour ago, or there was none.
+bool isTimeToLook(const fs::path& folder) {
   constexpr std::time_t hour = 60 * 60;
-  static std::atomic<std::time_t> last{0};
-  std::time_t before = last;
+  static std::mutex lock;  // no other is taken under it
+  static std::map<fs::path, std::time_t> looks;
   const std::time_t now = std::time(nullptr);
-  return now - before > hour && last.compare_exchange_strong(before, now);
+  std::lock_guard hold(lock);
+  const auto [last, isFirst] = looks.emplace(folder, now);
+  if (!isFirst && now - last->second < hour) return false;
+  last->second = now;
+  return true;
 }
 
 }  // namespace
@@ -105,7 +110,8 @@ void writeArtefact(const std::string& path, const std::string& contents, mode_t 
 }
 
 void leaveBitcode(const std::string& path, const std::string& contents) {
-  if (isTimeToLook()) removeOldBitcode(fs::path(path).parent_path());
+  const fs::path folder = fs::path(path).parent_path();
+  if (isTimeToLook(folder)) removeOldBitcode(folder);
   try {
     FileBeside file(path);  // readable by its owner alone
     file.write(contents);

@@ -28,12 +28,11 @@ struct Artefact {
 
 Artefact opened(const std::string& path) {
   Artefact artefact{vuo::FileDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)), {}};
-  if (!artefact.file)
-    throw VuoRunner::ArtefactRefused(path + " can't be opened: " + std::strerror(errno));
+  if (!artefact.file) throw std::runtime_error(path + " can't be opened: " + std::strerror(errno));
   try {
     artefact.plan = vuo::planTextIn(artefact.file.get());
   } catch (const std::runtime_error& fault) {
-    throw VuoRunner::ArtefactRefused(path + ": " + fault.what());
+    throw std::runtime_error(path + ": " + fault.what());
   }
   return artefact;
 }
@@ -76,4 +75,13 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
             vuo::installedModule()(plan, sourceDirectory, listener));
       },
       fileToDelete(dylibPath, deleteDylib));
+}
+
+bool VuoRunner::canRun(const std::string& artefactPath) {
+  try {
+    opened(artefactPath);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
 }

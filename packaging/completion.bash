@@ -1,0 +1,41 @@
+# bash completion for brannow
+
+_brannow() {
+  local cur prev words cword
+  _init_completion || return
+  local command= word
+  for word in "${words[@]:1:cword-1}"; do
+    case $word in
+      view | render | filter | describe | cache) command=$word && break ;;
+    esac
+  done
+
+  case $prev in
+    --format) COMPREPLY=($(compgen -W 'y4m rgba' -- "$cur")) && return ;;
+    --cache) _filedir -d && return ;;
+    -o | --output) _filedir png && return ;;
+    --input) _filedir '@(png|vuo)' && return ;;
+    --size | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
+  esac
+
+  local scene='--size --in-process --cache --help'
+  local pictures="$scene -o --output --format --set --image --print --fps --start --timeout"
+  local options
+  case $command in
+    view) options="$scene --input" ;;
+    render) options="$pictures --frames --realtime" ;;
+    filter) options="$pictures --input" ;;
+    describe) options='--json --help' ;;
+    cache) options='--json --cache --help' ;;
+    *) options='--help --version' ;;
+  esac
+  if [[ $cur == -* ]]; then
+    COMPREPLY=($(compgen -W "$options" -- "$cur"))
+  elif [[ $command == cache ]]; then
+    COMPREPLY=($(compgen -W 'list clear' -- "$cur"))
+  elif [[ $command ]]; then
+    _filedir vuo
+  else
+    COMPREPLY=($(compgen -W 'view render filter describe cache' -- "$cur"))
+  fi
+} && complete -F _brannow brannow

@@ -1,0 +1,100 @@
+# cpack -G DEB: three packages, each with its licence and changes as Debian wants them, and with what
+# its libraries' licences ask of whoever ships them. Configured with the preset package.
+set(BRANNOW_DEB_VERSION ${PROJECT_VERSION}-1)
+set(library_package libbrannow${PROJECT_VERSION_MAJOR})
+set(development_package libbrannow-dev)
+set(command_package brannow)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME brannow)
+set(CPACK_PACKAGE_VENDOR "The Brannow authors")
+set(CPACK_PACKAGE_CONTACT "The Brannow authors <maintainers@brannow.example>")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_COMPONENTS_ALL library development)
+if(BRANNOW_BUILD_COMMAND)
+  list(APPEND CPACK_COMPONENTS_ALL command)
+endif()
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+
+set(summary "node-graph compositions as image generators and filters")
+set(about "\
+Brannow lets a video application use node-graph compositions (.vuo files) as
+image generators and image filters among its own layers. A composition runs
+inside the application or in a process of its own.")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "${summary} (library)\n${about}\n\n\
+This package contains the shared library and the programs that it starts.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+# A driver that draws where no GPU's is installed comes along.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libegl1, libopengl0, libegl-mesa0, libgl1-mesa-dri")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_BINARY_DIR}/debian/triggers)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${summary} (development files)\n${about}\n\n\
+This package contains the headers and what CMake and pkg-config need to find
+the library.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "${library_package} (= ${BRANNOW_DEB_VERSION}), libjson-c-dev")
+
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME ${command_package})
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION "${summary} (command)\n${about}\n\n\
+This package contains the command that shows, renders, filters with and
+describes compositions, and samples of them.")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION}), libgl1")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS fonts-dejavu-core)
+# It is found among what is being packaged.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
+
+# Before 1.0 another minor version may not replace the one that a program was linked with.
+math(EXPR BRANNOW_NEXT_MINOR "${PROJECT_VERSION_MINOR} + 1")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs "\
+libBrannow ${PROJECT_VERSION_MAJOR} ${library_package} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\
+, ${library_package} (<< ${PROJECT_VERSION_MAJOR}.${BRANNOW_NEXT_MINOR}~)\n")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+
+# Changes: the project's own, and one line for each package of them.
+execute_process(COMMAND date -u -R -d ${BRANNOW_RELEASE_DAY}
+  OUTPUT_VARIABLE BRANNOW_RELEASE_TIME OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+configure_file(packaging/debian/changelog.in debian/changelog @ONLY)
+compressed(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz)
+compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_BINARY_DIR}/debian/changelog.gz)
+
+# write_copyright PACKAGE LIBRARY...: our licence, and those of the libraries whose code is inside.
+function(write_copyright package)
+  file(READ LICENSE text)
+  set(text "Brannow is published under this licence.\n\n${text}")
+  foreach(library ${ARGN})
+    set(file /usr/share/doc/${library}/copyright)
+    if(EXISTS ${file})
+      file(READ ${file} licence)
+      string(APPEND text
+        "\n\nThe programs contain code of ${library}, whose licences are these:\n\n${licence}")
+    endif()
+  endforeach()
+  file(WRITE ${PROJECT_BINARY_DIR}/debian/${package}/copyright "${text}")
+endfunction()
+write_copyright(${library_package} glslang-dev libasio-dev)
+write_copyright(${development_package})
+write_copyright(${command_package} libcli11-dev libimgui-dev libstb-dev)
+
+foreach(component ${CPACK_COMPONENTS_ALL})
+  install(FILES ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz
+    ${PROJECT_BINARY_DIR}/debian/changelog.gz
+    ${PROJECT_BINARY_DIR}/debian/${${component}_package}/copyright
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${component}_package} COMPONENT ${component})
+endforeach()
+include(CPack)
