@@ -18,6 +18,9 @@ namespace scripted {
 struct Script {
   std::set<std::string> throwing;  ///< first words of the calls that throw a std::runtime_error
   bool throwsInt = false;          ///< throw an int instead
+  /// Of the next one, 1; 0: of none. A value that nobody holds is gone then. "release" and "put" in
+  /// `throwing` throw when they have done their work.
+  int retainThatThrows = 0;
   bool records = true;
   bool yieldsRunner = true;
   bool comesUp = true;  ///< with its start
