@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <latch>
 #include <thread>
 
@@ -42,6 +43,15 @@ ZQBufferPool* sharedPool() {
   static const auto context = platform::GLContext::createRoot();
   static const auto pool = ZQBufferPool::create(context->handle());
   return pool.get();
+}
+
+/// "S" when it sleeps.
+std::string stateOfThread(pid_t thread) {
+  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string field;
+  std::getline(stat, field, ')');
+  stat >> field;
+  return field;
 }
 
 class Scene : public testing::Test {
@@ -166,15 +176,11 @@ TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
 
 TEST_F(Scene, WakesAFrameWithTheReportItself) {
   load(generator);
-  const std::string state = "/proc/self/task/" + std::to_string(::gettid()) + "/stat";
+  const pid_t frameCall = ::gettid();
   std::thread composition;
   scripted::script().during["fire"] = [&] {
     composition = std::thread([&] {
-      for (std::string field; field != "S";) {  // until the frame call waits
-        std::ifstream stat(state);
-        std::getline(stat, field, ')');
-        stat >> field;
-      }
+      while (stateOfThread(frameCall) != "S") std::this_thread::yield();
       scripted::report("outputImage", true);
     });
   };
@@ -366,22 +372,44 @@ TEST_F(Scene, NeverInstallsARunnerThatWasOvertakenWhileItStarted) {
   }
 }
 
-TEST_F(Scene, KeepsTheRunnerOfItsLastLoadWhoeverIsHeldUp) {
-  for (int i = 0; i < 300; ++i) {
-    std::latch together(2);
-    const auto load = [&](const std::string& file) {
-      together.arrive_and_wait();
-      scene->useFile(file, false);
-    };
-    std::thread one(load, generator), other(load, filter);
-    one.join();
-    other.join();
-    ASSERT_TRUE(scene->readyToRender()) << *scene->filePath();
-    const VuoSceneStatus status = scene->status();
-    EXPECT_EQ(status.state, VuoSceneStatus::State::Running);
-    EXPECT_EQ(status.file, scene->filePath());
-    platform::finishQueues();
-  }
+int heldUp[2];  // a pipe: a thread that is signalled reads from it
+std::atomic<bool> isHeldUp{false};
+TEST_F(Scene, KeepsTheRunnerOfItsLastLoadWhenAnEarlierOneIsHeldUp) {
+  ASSERT_EQ(::pipe(heldUp), 0);
+  std::signal(SIGUSR1, [](int) {
+    isHeldUp = true;
+    char ignored;
+    [[maybe_unused]] const auto count = ::read(heldUp[0], &ignored, 1);
+  });
+  load(generator);
+  std::latch inside(1), leave(1);
+  scripted::script().during["findInput"] = [&] {
+    scripted::script().during.erase("findInput");
+    inside.count_down();
+    leave.wait();
+  };
+  std::thread user([&] { scene->setValue(std::make_shared<const ZQVuoPortValue>(1), "level"); });
+  inside.wait();
+  // The file is set, and what ran is not taken out yet: the one who is inside has to leave first.
+  std::atomic<pid_t> id{0};
+  std::thread earlier([&] {
+    id = ::gettid();
+    scene->useFile(folder.path + "/absent.vuo", false);
+  });
+  while (scene->filePath() == generator || stateOfThread(id) != "S") std::this_thread::yield();
+  ::pthread_kill(earlier.native_handle(), SIGUSR1);
+  while (!isHeldUp) std::this_thread::yield();
+  leave.count_down();
+  user.join();
+  scene->useFile(filter, false);
+  ASSERT_TRUE(scene->readyToRender());
+  ASSERT_EQ(::write(heldUp[1], "", 1), 1);
+  earlier.join();
+  EXPECT_TRUE(scene->readyToRender());
+  EXPECT_EQ(scene->filePath(), filter);
+  EXPECT_EQ(scene->status().state, VuoSceneStatus::State::Running);
+  std::signal(SIGUSR1, SIG_DFL);
+  for (const int end : heldUp) ::close(end);
 }
 
 TEST_F(Scene, IsNotUnloadedByTheLossOfAnotherRunner) {
