@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -56,11 +57,12 @@ struct VuoGLScene::State {
   std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
   StayAwake stayAwake;
 
-  // Guards the fields from here to `statusHandler`; nothing is taken under it but the main queue's
-  // lock.
+  // Guards the fields from here to `statusHandler`; nothing is taken under it.
   mutable std::mutex statusLock;
   VuoSceneStatus status;
   std::uint64_t statusLoad = 0;  // the load that it is about; never goes back to an earlier one
+  // One for each task on the main queue that tells one; none where nobody wanted to be told.
+  std::deque<std::optional<VuoSceneStatus>> statusesToTell;
   std::shared_ptr<const VuoGLScene::StatusHandler> statusHandler;
 
   platform::Observation termination;

@@ -191,6 +191,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   void _setStatus(VuoSceneStatus status, std::uint64_t load);
+  void _tellStatus();
   void _unloadForGood();
   void _lostContactWith(RunnerContact& contact);
   static void _logLostContact(const Path& path);
