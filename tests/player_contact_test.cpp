@@ -55,8 +55,10 @@ struct Heard : vuo::CompositionListener {
     lines.push_back("dropped " + std::to_string(input));
   }
   void failed(const std::string& what) override { lines.push_back(what); }
+  void started() override { ++starts; }
   void contactLost(const std::string&) override { ADD_FAILURE(); }
 
+  int starts = 0;
   std::vector<std::string> lines;
 };
 
@@ -388,21 +390,22 @@ TEST_F(ContactTest, WhoeverWaitsForThePlayerIsWoken) {
 
 TEST_F(ContactTest, TheTruthIsTold) {
   meet();
-  player->begin();
-  fire(11);
-  fire(12);
-  fire(0);
+  for (vuo::EventNumber number : {1, 2, 3, 4}) fire(number);
+  player->say(message::Greeting());
+  player->say(message::EventEnd{4, Outcome::Dropped, {}});
+  player->say(message::Ready());
   player->say(message::Buffer{0, 4096}, {memory(4096).get()});
   player->say(message::Fault{"a fault"});
   player->say(endOf(1, {frame(32, 32), value(kNumber, 1.5), {kText, {}, ""}}));
-  player->say(message::EventEnd{2, Outcome::Dropped, {}});
+  player->say(message::EventEnd{2, Outcome::Cancelled, {}});
   player->say(endOf(3, {value(kPicture, {}), value(kText, "words")}));
   EXPECT_EQ(take(), "");
-  EXPECT_THAT(heard->lines,
-              ElementsAre("a fault", "11 picture=32x32 n=1.5 t", "dropped 0", "dropped 1",
-                          "12 not run", "0 picture=no image t=\"words\""));
+  EXPECT_EQ(heard->starts, 1);
+  EXPECT_THAT(heard->lines, ElementsAre("dropped 0", "dropped 1", "4 not run", "a fault",
+                                        "1 picture=32x32 n=1.5 t", "2 not run",
+                                        "3 picture=no image t=\"words\""));
   const auto said = player->hear();
-  ASSERT_EQ(said.size(), 5u);
+  ASSERT_EQ(said.size(), 6u);
   const auto* back = std::get_if<message::BufferBack>(&said.back());
   ASSERT_TRUE(back);
   EXPECT_FALSE(back->isLost);
@@ -444,17 +447,17 @@ TEST_F(ContactTest, OnlySoManyWordsAreKept) {
   for (std::uint32_t i = 0; i <= longest; ++i) {
     fire(i);
     std::thread words(
-        [&] { player->say(endOf(i + 1, {value(kText + i, std::string(1'000'000, 'x'))})); });
+        [&] { player->say(endOf(i, {value(kText + i, std::string(1'000'000, 'x'))})); });
     EXPECT_TRUE(contact->takeNext(std::nullopt));
     words.join();
   }
   EXPECT_EQ(heard->lines.back(), std::to_string(longest) + " t9!");
-  fire(0);
-  player->say(endOf(longest + 2, {value(kText, "few")}));
-  fire(0);
-  player->say(endOf(longest + 3, {value(kText + longest, "few")}));
+  fire(50);
+  player->say(endOf(50, {value(kText, "few")}));
+  fire(51);
+  player->say(endOf(51, {value(kText + longest, "few")}));
   EXPECT_EQ(take(), "");
-  EXPECT_EQ(heard->lines.back(), "0 t9=\"few\"");
+  EXPECT_EQ(heard->lines.back(), "51 t9=\"few\"");
 }
 
 TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
@@ -462,25 +465,26 @@ TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   player->begin();
   ASSERT_EQ(take(), "");
   // A budget of 2 GiB is eight pictures of the largest size.
-  const auto give = [&] { contact->setPicture(0, 8192, 8192, STDERR_FILENO, 50ms); };
-  for (int i = 0; i < 8; ++i) give();
-  EXPECT_THROW(give(), std::runtime_error);
-  EXPECT_THROW(contact->setPicture(0, 8192, 8193, STDERR_FILENO, 50ms), std::runtime_error);
+  const auto give = [&](std::uint64_t side) {
+    contact->setPicture(0, contact->ticketFor(side, side), STDERR_FILENO, 50ms);
+  };
+  for (int i = 0; i < 8; ++i) give(8192);
+  EXPECT_THROW(give(8192), std::runtime_error);
+  EXPECT_THROW(give(8193), std::runtime_error);
   player->say(message::PictureTaken());
   EXPECT_EQ(take(), "");
-  give();
+  for (std::size_t i = 7; i < vuo::mostPicturesUnderWay; ++i) give(1);
+  EXPECT_THROW(give(1), std::runtime_error);
 
-  for (std::size_t i = 0; i < vuo::mostOpenEvents; ++i) {
-    fire(i);
-    if (i % 64 == 0) player->hear();
+  for (vuo::EventNumber number = 1; number <= vuo::mostOpenEvents; ++number) {
+    EXPECT_TRUE(contact->hasRoom());
+    fire(number);
+    if (number % 64 == 0) player->hear();
   }
-  fire(7777);
-  player->hear();
+  EXPECT_FALSE(contact->hasRoom());
   player->say(endOf(1, {}));
   EXPECT_EQ(take(), "") << "none of it ends the contact";
-  EXPECT_THAT(heard->lines, ElementsAre("0", "dropped 0", "dropped 1", "7777 not run"));
-  fire(0);
-  EXPECT_EQ(player->hear().size(), 1u);
+  EXPECT_TRUE(contact->hasRoom());
 }
 
 TEST(TexturePoolTest, MakesNoMoreThanTheBudgetAllows) {
@@ -571,14 +575,16 @@ TEST_F(ContactTest, PlayersMaySayAnything) {
   const FileDescriptor files[] = {memory(4096), memory(10), memory(4096, 0),
                                   FileDescriptor(open("/dev/zero", O_RDWR | O_CLOEXEC))};
   Nonsense nonsense(1);
+  vuo::EventNumber fired = 0;
   long ends = 0, frames = 0;
   for (long i = 0; i < messages; ++i) {
     if (!contact) {
       meet(0ms);
       nonsense.begin();
+      fired = 0;
       if (!nonsense.oneIn(20)) player->begin();
     }
-    fire(1);
+    fire(++fired);
     const message::ToHost what = nonsense.anything();
     std::vector<int> descriptors;
     if (std::holds_alternative<message::Buffer>(what) != nonsense.oneIn(90))

@@ -28,6 +28,13 @@ using testing::StartsWith;
 
 namespace {
 
+/// Whether the thread waits for something.
+bool isAsleep(pid_t thread) {
+  std::string word, state;
+  std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat") >> word >> word >> state;
+  return state == "S";
+}
+
 class Cache : public testing::Test {
  protected:
   Cache() {
@@ -240,10 +247,13 @@ TEST_F(Cache, ServesWhatIsFreshWhileACompileHangsAndEndsWithoutTheRest) {
   fetch("behind", composition);
   fetch("later", later);
   std::thread sideways([&] { VuoCache::fetchCachedDylibForVuoFileSynchronously(later); });
-  std::thread host(
-      [] { platform::postNotification(platform::NSApplicationWillTerminateNotification); });
+  std::atomic<pid_t> hostThread{0};
+  std::thread host([&] {
+    hostThread = ::gettid();
+    platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  });
   const std::string saved = folder.path + "/VuoCache/vuoExeData.plist";
-  for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+  while (!isAsleep(hostThread)) std::this_thread::yield();
   EXPECT_FALSE(std::filesystem::exists(saved));
   ended.count_down();
   host.join();

@@ -26,22 +26,16 @@ Player::Player(FileDescriptor socket, const Plan& plan, const std::string& folde
       _reporter(_socket, _frames),
       _composition(plan, folder, _reporter) {}
 
-bool Player::start() {
+bool Player::serve() {
   _reporter.greet();
   try {
     _composition.start();
   } catch (const std::exception& fault) {
-    _reporter.refuse(fault.what());
-    return false;
+    _reporter.contactLost(fault.what());
   }
-  _reporter.ready();
-  return true;
-}
-
-bool Player::serve() {
   while (auto received = _socket.receive(std::nullopt))
     if (!serve(std::move(*received))) return true;
-  return false;
+  return _reporter.hasLostContact();
 }
 
 bool Player::serve(MessageSocket::Received received) {
@@ -76,11 +70,17 @@ void Player::take(message::Event& event) {
   message::Values values{std::move(event.values)};
   take(values);
   for (const std::uint32_t input : event.inputs) typeOf(input);
-  _composition.fire({event.inputs.begin(), event.inputs.end()}, event.event, event.asked);
+  if (!_composition.fire({event.inputs.begin(), event.inputs.end()}, event.event, event.asked))
+    tellNotRun(event.event, EventReport::Outcome::Dropped);
 }
 
 void Player::take(const message::Cancel& cancel) {
-  _composition.cancel(cancel.event);
+  if (_composition.cancel(cancel.event)) tellNotRun(cancel.event, EventReport::Outcome::Cancelled);
+}
+
+void Player::tellNotRun(EventNumber number, EventReport::Outcome outcome) {
+  EventReport report{number, outcome, {}};
+  _reporter.eventFinished(report);
 }
 
 /// One that there is no room for leaves the input as it is.

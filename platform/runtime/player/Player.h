@@ -12,9 +12,8 @@ class Player {
  public:
   Player(FileDescriptor socket, const Plan& plan, const std::string& folder);
 
-  /// Starts the composition and tells the host. False, when the host has been told why not.
-  bool start();
-  /// Does what the host says until it says stop (true) or is gone (false). Throws ProtocolError
+  /// Lets the composition come up and does what the host says. Returns when it says stop or the
+  /// composition has not come up (true), or when the host is gone (false). Throws ProtocolError
   /// when it says what no host of this build says.
   bool serve();
   /// Ends the composition, if it does end soon. Afterwards the process may exit at any moment.
@@ -29,6 +28,7 @@ class Player {
   void take(const message::InputPicture& picture);
   void take(const message::BufferBack& back);
   void take(message::Stop) {}
+  void tellNotRun(EventNumber number, EventReport::Outcome outcome);
   Type typeOf(std::uint32_t input) const;
   ImageRef upload(const message::InputPicture& picture);
 

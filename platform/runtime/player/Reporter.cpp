@@ -48,8 +48,9 @@ message::Report Reporter::reportOf(OutputReport& output) {
   return report;
 }
 
-void Reporter::refuse(const std::string& why) {
-  send(message::Refused{why.substr(0, longestFault)});
+void Reporter::contactLost(const std::string& how) {
+  _lost = true;
+  send(message::Refused{how.substr(0, longestFault)});
 }
 
 /// The host takes so many with one event and no more.

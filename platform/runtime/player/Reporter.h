@@ -15,16 +15,18 @@ class Reporter : public CompositionListener {
 
   // Any thread.
   void greet() { send(message::Greeting()); }
-  void ready() { send(message::Ready()); }
-  void refuse(const std::string& why);
   void pictureTaken() { send(message::PictureTaken()); }
   void failed(const std::string& what) override;
+  /// The composition did not come up: nothing else ends it in this process.
+  void contactLost(const std::string& how) override;
+  bool hasLostContact() const { return _lost; }
+  /// One that was run is the composition's thread's to tell.
+  void eventFinished(EventReport& report) override;
 
   // The composition's thread.
-  void eventFinished(EventReport& report) override;
+  void started() override { send(message::Ready()); }
   /// The host sees it in the event's end.
   void eventDropped(std::size_t) override {}
-  void contactLost(const std::string&) override {}
 
  private:
   message::Report reportOf(OutputReport& report);
@@ -33,6 +35,7 @@ class Reporter : public CompositionListener {
 
   MessageSocket& _socket;
   FrameSender& _frames;
+  std::atomic<bool> _lost = false;
   std::atomic<std::size_t> _faults = 0;  ///< since an event's end
 };
 

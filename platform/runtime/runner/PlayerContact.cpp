@@ -46,29 +46,25 @@ void PlayerContact::send(const message::ToPlayer& message, int descriptor, Patie
     throw std::runtime_error("The composition's process is gone");
 }
 
-bool PlayerContact::fire(const std::map<std::size_t, Value>& values,
+void PlayerContact::fire(const std::vector<message::InputValue>& values,
                          const std::vector<std::size_t>& inputs, EventNumber number, bool asked,
                          Patience patience) {
-  const auto opened = open(inputs, number);
-  if (!opened) return false;
-  message::Event event{*opened, asked, {}, {}};
-  for (const auto& [input, value] : values)
-    event.values.push_back({static_cast<std::uint32_t>(input), message::plain(value)});
+  message::Event event{number, asked, values, {}};
   for (const std::size_t input : inputs) event.inputs.push_back(static_cast<std::uint32_t>(input));
+  {
+    std::lock_guard hold(_openLock);
+    _open.emplace(number, inputs);
+  }
   try {
-    std::string bytes = encoded(message::ToPlayer(event));
-    if (bytes.size() > longestMessage) {
-      sendValues(event.values, patience);
-      event.values.clear();
-      bytes = encoded(message::ToPlayer(event));
+    if (encoded(message::ToPlayer(event)).size() > longestMessage) {
+      sendValues(std::exchange(event.values, {}), patience);
     }
-    if (!_socket.send(bytes, -1, patience))
-      throw std::runtime_error("The composition's process is gone");
+    send(event, -1, patience);
   } catch (...) {
-    takeOpen(event.event);
+    std::lock_guard hold(_openLock);
+    _open.erase(number);
     throw;
   }
-  return true;
 }
 
 /// One by one, since one alone may fill a message.
@@ -76,39 +72,34 @@ void PlayerContact::sendValues(const std::vector<message::InputValue>& values, P
   for (const message::InputValue& value : values) send(message::Values{{value}}, -1, patience);
 }
 
-std::optional<std::uint64_t> PlayerContact::open(const std::vector<std::size_t>& inputs,
-                                                 EventNumber number) {
-  std::lock_guard hold(_openLock);
-  if (_open.size() >= mostOpenEvents) {
-    for (const std::size_t input : inputs) ++_dropped[input];
-    if (number != 0) _notSent.push_back(number);
-    return std::nullopt;
-  }
-  _open.emplace(++_lastEvent, OpenEvent{number, inputs});
-  return _lastEvent;
-}
-
-PlayerContact::OpenEvent PlayerContact::takeOpen(std::uint64_t event) {
+PlayerContact::Inputs PlayerContact::takeOpen(EventNumber event) {
   std::lock_guard hold(_openLock);
   const auto found = _open.find(event);
   if (found == _open.end()) throw ProtocolError("it ended an event that it was not at");
-  OpenEvent taken = std::move(found->second);
+  Inputs inputs = std::move(found->second);
   _open.erase(found);
-  return taken;
+  return inputs;
 }
 
-void PlayerContact::setPicture(std::size_t input, std::uint64_t width, std::uint64_t height,
-                               int pixels, Patience patience) {
-  auto share = PictureBudget::take(_budget, pixelBytes(width, height));
+PictureTicket PlayerContact::ticketFor(std::uint64_t width, std::uint64_t height) const {
+  const auto others = static_cast<std::size_t>(_pictures.use_count()) - 1;
+  if (others >= mostPicturesUnderWay)
+    throw std::runtime_error("The composition is " + std::to_string(others) + " pictures behind");
+  auto bytes = PictureBudget::take(_budget, pixelBytes(width, height));
+  return PictureTicket(std::make_shared<const PictureTicket::Picture>(
+      PictureTicket::Picture{width, height, std::move(bytes), _pictures}));
+}
+
+void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, int pixels,
+                               Patience patience) {
   {
     std::lock_guard hold(_openLock);
-    if (_picturesUnderWay.size() >= mostPicturesUnderWay)
-      throw std::runtime_error("The composition is " + std::to_string(_picturesUnderWay.size()) +
-                               " pictures behind");
-    _picturesUnderWay.push_back(std::move(share));
+    _picturesUnderWay.push_back(picture);
   }
   try {
-    send(message::InputPicture{static_cast<std::uint32_t>(input), width, height}, pixels, patience);
+    send(
+        message::InputPicture{static_cast<std::uint32_t>(input), picture.width(), picture.height()},
+        pixels, patience);
   } catch (...) {
     std::lock_guard hold(_openLock);
     if (!_picturesUnderWay.empty()) _picturesUnderWay.pop_back();
@@ -117,58 +108,29 @@ void PlayerContact::setPicture(std::size_t input, std::uint64_t width, std::uint
 }
 
 void PlayerContact::cancel(EventNumber number, Patience patience) {
-  std::uint64_t event = 0;
   {
     std::lock_guard hold(_openLock);
-    for (const auto& [its, open] : _open)
-      if (open.number == number) event = its;
+    if (_open.count(number) == 0) return;
   }
-  if (event != 0) send(message::Cancel{event}, -1, patience);
+  if (_socket.takesAtOnce()) send(message::Cancel{number}, -1, patience);
 }
 
 void PlayerContact::stop(Patience patience) {
   send(message::Stop(), -1, patience);
 }
 
-bool PlayerContact::takesAtOnce() const {
+bool PlayerContact::hasRoom() const {
   std::lock_guard hold(_openLock);
-  return _open.size() < mostOpenEvents && _socket.takesAtOnce();
+  return _open.size() < mostOpenEvents;
 }
 
 // ---- from the player
 
-/// Whatever lies on the GPU goes on the thread that made it.
 bool PlayerContact::takeNext(Patience patience) {
-  try {
-    if (auto received = _socket.receive(patience)) {
-      take(std::move(*received));
-      tellOfDropped();
-      return true;
-    }
-  } catch (...) {
-    _frames = nullptr;
-    throw;
-  }
-  _frames = nullptr;
-  return false;
-}
-
-/// Something is always still to be taken when an event is dropped here: the ends of those before
-/// it.
-void PlayerContact::tellOfDropped() {
-  std::map<std::size_t, std::size_t> dropped;
-  std::vector<EventNumber> notSent;
-  {
-    std::lock_guard hold(_openLock);
-    dropped.swap(_dropped);
-    notSent.swap(_notSent);
-  }
-  for (const auto& [input, count] : dropped)
-    for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
-  for (const EventNumber number : notSent) {
-    EventReport report{number, EventReport::Outcome::Dropped, {}};
-    _listener.eventFinished(report);
-  }
+  auto received = _socket.receive(patience);
+  if (!received) return false;
+  take(std::move(*received));
+  return true;
 }
 
 void PlayerContact::take(MessageSocket::Received received) {
@@ -180,9 +142,6 @@ void PlayerContact::take(MessageSocket::Received received) {
         if (_hasGreeted == std::is_same_v<Kind, message::Greeting>)
           throw ProtocolError(_hasGreeted ? "it greeted twice"
                                           : "it did not begin with a greeting");
-        constexpr bool needsReady =
-            std::is_same_v<Kind, message::Buffer> || std::is_same_v<Kind, message::EventEnd>;
-        if (needsReady && !_isReady) throw ProtocolError("it reported before it was ready");
         take(said, std::move(received.descriptor));
       },
       message);
@@ -197,11 +156,17 @@ void PlayerContact::take(message::Greeting greeting, FileDescriptor) {
 
 void PlayerContact::take(message::Ready, FileDescriptor) {
   if (std::exchange(_isReady, true)) throw ProtocolError("it said twice that it is ready");
+  _listener.started();
 }
 
 void PlayerContact::take(const message::Refused& refused, FileDescriptor) {
   if (_isReady) throw ProtocolError("it refused to play what it plays");
   throw std::runtime_error(refused.why.substr(0, longestFault));
+}
+
+/// What is not run may be told of before.
+void PlayerContact::requireReady() const {
+  if (!_isReady) throw ProtocolError("it reported before it was ready");
 }
 
 /// There are few of these for each event. Faults of pictures may belong to either of two.
@@ -211,6 +176,7 @@ void PlayerContact::takeAside() {
 }
 
 void PlayerContact::take(const message::Buffer& buffer, FileDescriptor memory) {
+  requireReady();
   takeAside();
   _frames->take(buffer, std::move(memory));
 }
@@ -229,11 +195,12 @@ void PlayerContact::take(message::PictureTaken, FileDescriptor) {
 }
 
 void PlayerContact::take(message::EventEnd& end, FileDescriptor) {
-  const OpenEvent event = takeOpen(end.event);
+  if (end.outcome == EventReport::Outcome::Run) requireReady();
+  const Inputs inputs = takeOpen(end.event);
   _asides = 0;
   if (end.outcome != EventReport::Outcome::Run && !end.reports.empty())
     throw ProtocolError("it reported of an event that was not run");
-  EventReport report{event.number, end.outcome, {}};
+  EventReport report{end.event, end.outcome, {}};
   for (message::Report& output : end.reports) {
     if (output.output >= _ports.outputs.size() ||
         (!report.outputs.empty() && output.output <= report.outputs.back().output))
@@ -241,7 +208,7 @@ void PlayerContact::take(message::EventEnd& end, FileDescriptor) {
     report.outputs.push_back(reportOf(output));
   }
   if (end.outcome == EventReport::Outcome::Dropped)
-    for (const std::size_t input : event.inputs) _listener.eventDropped(input);
+    for (const std::size_t input : inputs) _listener.eventDropped(input);
   _listener.eventFinished(report);
 }
 

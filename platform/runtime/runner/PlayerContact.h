@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,23 @@
 #include "platform/runtime/transport/FrameTransport.h"
 
 namespace vuo {
+
+/// What a picture on its way to a player takes of what all of them may. Copies share it.
+class PictureTicket {
+ public:
+  std::uint64_t width() const { return _picture->width; }
+  std::uint64_t height() const { return _picture->height; }
+
+ private:
+  friend class PlayerContact;
+  struct Picture {
+    std::uint64_t width, height;
+    PictureBudget::Share bytes;
+    std::shared_ptr<const bool> one;
+  };
+  explicit PictureTicket(std::shared_ptr<const Picture> picture) : _picture(std::move(picture)) {}
+  std::shared_ptr<const Picture> _picture;
+};
 
 /// The host's end of what is said with one player. Whatever the player says is checked against what
 /// it may say at that moment, and told to the listener: nothing that it says can do more to the
@@ -27,44 +43,42 @@ class PlayerContact {
   // Any thread. Each throws std::runtime_error when the player is gone or has not taken the message
   // within `patience`, which ends the contact, or when it can't be sent, which does not.
 
-  /// False, and nothing sent, when the player has too many events that it has not finished; whoever
-  /// takes tells the listener that the event is dropped.
-  bool fire(const std::map<std::size_t, Value>& values, const std::vector<std::size_t>& inputs,
+  void fire(const std::vector<message::InputValue>& values, const std::vector<std::size_t>& inputs,
             EventNumber number, bool asked, Patience patience);
   /// Takes effect with the next event. The descriptor is that of shared memory.
-  void setPicture(std::size_t input, std::uint64_t width, std::uint64_t height, int pixels,
-                  Patience patience);
+  void setPicture(std::size_t input, const PictureTicket& picture, int pixels, Patience patience);
+  /// Does nothing when the player is not at the event, or does not take a message at once.
   void cancel(EventNumber number, Patience patience);
   void stop(Patience patience);
 
-  /// Whether an event can be sent at once.
-  bool takesAtOnce() const;
+  /// To be had before a picture is kept for the player, and held until it has been sent. Throws
+  /// std::runtime_error when too much is on its way already.
+  PictureTicket ticketFor(std::uint64_t width, std::uint64_t height) const;
+  /// Whether the player may get more, or has to finish something before.
+  bool hasRoom() const;
+  /// Whether an event that is not large can be sent and waits for nobody.
+  bool takesAtOnce() const { return hasRoom() && _socket.takesAtOnce(); }
   /// To be polled for what the player says.
   int descriptor() const { return _socket.descriptor(); }
   /// Ends the contact, and wakes whoever sends or takes.
   void shutDown() { _socket.shutDown(); }
 
-  // One thread, from the first frame to the end of the contact.
+  // One thread, up to `end`.
 
   /// Takes what the player says next and tells the listener. False at the end of the contact: when
   /// the player has closed it, or says nothing within `patience`. Throws std::runtime_error with
   /// the reason when the player lied or refuses to play; that is the end as well.
   bool takeNext(Patience patience);
-  /// The composition has come up.
-  bool isReady() const { return _isReady; }
+  /// Nothing is taken any more. What lies on the GPU goes on the thread that made it.
+  void end() { _frames = nullptr; }
 
  private:
-  struct OpenEvent {
-    EventNumber number;
-    std::vector<std::size_t> inputs;
-  };
+  using Inputs = std::vector<std::size_t>;
 
   void send(const message::ToPlayer& message, int descriptor, Patience patience);
   void sendValues(const std::vector<message::InputValue>& values, Patience patience);
-  std::optional<std::uint64_t> open(const std::vector<std::size_t>& inputs, EventNumber number);
-  OpenEvent takeOpen(std::uint64_t event);
+  Inputs takeOpen(EventNumber event);
 
-  void tellOfDropped();
   void take(MessageSocket::Received received);
   void take(message::Greeting greeting, FileDescriptor);
   void take(message::Ready, FileDescriptor);
@@ -75,19 +89,18 @@ class PlayerContact {
   void take(const message::Fault& fault, FileDescriptor);
   OutputReport reportOf(message::Report& report);
   void keepText(OutputReport& report);
+  void requireReady() const;
   void takeAside();
 
   const PublishedPorts _ports;
   CompositionListener& _listener;
   const std::shared_ptr<PictureBudget> _budget;
+  const std::shared_ptr<const bool> _pictures = std::make_shared<bool>();  ///< each ticket has it
   MessageSocket _socket;
 
-  mutable std::mutex _openLock;  ///< guards the fields below; no lock is taken inside it
-  std::map<std::uint64_t, OpenEvent> _open;  ///< by the numbers that the player knows
-  std::uint64_t _lastEvent = 0;
-  std::map<std::size_t, std::size_t> _dropped;  ///< here: how often, by the input fired into
-  std::vector<EventNumber> _notSent;            ///< the numbered ones among them
-  std::deque<PictureBudget::Share> _picturesUnderWay;
+  mutable std::mutex _openLock;         ///< guards the fields below; no lock is taken inside it
+  std::map<EventNumber, Inputs> _open;  ///< what was sent and not finished
+  std::deque<PictureTicket> _picturesUnderWay;
 
   // Of the thread that takes:
   bool _hasGreeted = false, _isReady = false;

@@ -56,6 +56,7 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
   if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
   const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
   return new vuo::CompositionRunner(
+      ports,
       [&](CompositionListener& listener) {
         return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), arguments, ports,
                                                         listener);
@@ -68,6 +69,7 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
                                                                 bool deleteDylib) {
   const vuo::Plan plan = vuo::planFromText(opened(dylibPath).plan);
   return new vuo::CompositionRunner(
+      publishedPortsOf(plan),
       [&](CompositionListener& listener) {
         return std::shared_ptr<Composition>(
             vuo::installedModule()(plan, sourceDirectory, listener));
