@@ -1,5 +1,7 @@
 #include "benchmarks/Session.h"
 
+#include <poll.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -51,6 +53,13 @@ std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, 
   auto scene = VuoGLScene::initWithSize(width, height);
   scene->setRunnerNewProcess(newProcess);
   scene->useFile(file);
+  // Every change of the status passes the main queue.
+  auto& queue = platform::MainQueue::shared();
+  while (scene->status().state == VuoSceneStatus::State::Loading) {
+    pollfd due{queue.fileDescriptor(), POLLIN, 0};
+    ::poll(&due, 1, -1);
+    queue.runDue();
+  }
   const auto status = scene->status();
   if (status.state != VuoSceneStatus::State::Running) fail(file + ": " + status.message);
   if (!scene->comp()->runnerTimePort()) fail(file + " does not ask for the time");

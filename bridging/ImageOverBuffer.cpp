@@ -1,15 +1,20 @@
 #include "bridging/ImageOverBuffer.h"
 
+#include <limits>
+
 #include "Brannow/VuoBufferAdditions.h"
-#include "Brannow/ZQVuoPortValue.h"
 
 namespace {
 
 constexpr std::uint32_t kTexture2D = 0x0DE1;
 constexpr std::uint32_t kTextureRectangle = 0x84F5;
 
+/// Toward zero; what no number of pixels can be is the nearest that can.
 std::uint64_t wholePixels(double length) {
-  return length > 0 ? static_cast<std::uint64_t>(*ZQVuoPortValue(length).longLongValue()) : 0;
+  constexpr double end = 18446744073709551616.0;  // the first number beyond the range
+  if (!(length > 0)) return 0;
+  return length < end ? static_cast<std::uint64_t>(length)
+                      : std::numeric_limits<std::uint64_t>::max();
 }
 
 }  // namespace

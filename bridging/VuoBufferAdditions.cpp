@@ -1,9 +1,13 @@
 #include "Brannow/VuoBufferAdditions.h"
 
 #include "platform/runtime/VuoHeap.h"
+#include "platform/system/SystemLog.h"
 
-void ZQBuffer_ReleaseVuoImage(ZQBuffer*, void* image) {
+/// Called while a buffer is destroyed, which nothing may leave.
+void ZQBuffer_ReleaseVuoImage(ZQBuffer*, void* image) try {
   if (image) VuoRelease(image);
+} catch (...) {
+  platform::systemLog("\t\terr: caught exception in %s", {"ZQBuffer_ReleaseVuoImage"});
 }
 
 void VuoCallback_FreeBackingForVuoImage(VuoImage image) {

@@ -40,8 +40,9 @@ ZQBufferRef allocBufferFromVuoImage(ZQBufferPool* pool, VuoImage image) {
   buffer->setSrcRect({0, 0, size.width, size.height});
   buffer->setBackingSize(size);
   buffer->setBackingID(VuoImageBackingID);
+  // Before the callback: should this raise something, the buffer goes and gives up nothing.
+  VuoRetain(image);
   buffer->setBackingReleaseCallback(ZQBuffer_ReleaseVuoImage);
   buffer->setBackingReleaseCallbackContext(image);
-  VuoRetain(image);
   return buffer;
 }

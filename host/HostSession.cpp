@@ -1,5 +1,7 @@
 #include "host/HostSession.h"
 
+#include <poll.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -72,6 +74,16 @@ HostSession::~HostSession() {
 std::vector<std::string> HostSession::runMainQueue() {
   platform::MainQueue::shared().runDue();
   return std::exchange(_alerts, {});
+}
+
+VuoSceneStatus HostSession::awaitLoad(const VuoGLScene& scene) {
+  auto& queue = platform::MainQueue::shared();
+  while (scene.status().state == VuoSceneStatus::State::Loading) {
+    pollfd due{queue.fileDescriptor(), POLLIN, 0};
+    ::poll(&due, 1, -1);
+    queue.runDue();
+  }
+  return scene.status();
 }
 
 std::string pathForCache(const std::string& file) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Brannow/VuoGLScene.h"
 #include "platform/hostbuffers/ZQBufferPool.h"
 #include "platform/system/GLContext.h"
 
@@ -41,6 +42,8 @@ class HostSession {
   const platform::GLContext& context() const { return *_context; }
   /// Runs what is due on the main queue and returns the texts of the alerts that came up.
   std::vector<std::string> runMainQueue();
+  /// The same until the scene's load has come to its end, one way or the other.
+  VuoSceneStatus awaitLoad(const VuoGLScene& scene);
 
  private:
   HostSession() = default;

@@ -104,8 +104,9 @@ void SceneDriver::load() {
   // What it draws at its start nobody sees, so that is as little as can be.
   _scene = VuoGLScene::initWithSize(1, 1);
   _scene->setRunnerNewProcess(!_options.inProcess);
+  _scene->setEventPatience(std::nullopt);
   _scene->useFile(pathForCache(_options.file));
-  const VuoSceneStatus status = _scene->status();
+  const VuoSceneStatus status = _session.awaitLoad(*_scene);
   if (status.state != VuoSceneStatus::State::Running) {
     throw Failure{"can't run " + _options.file + ": " + status.message};
   }

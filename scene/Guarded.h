@@ -31,3 +31,14 @@ bool guarded(const char* operation, Work&& work,
              const char* format = "\t\terr: caught exception in %s") {
   return !faultOf(operation, std::forward<Work>(work), format);
 }
+
+/// Gives something of the runtime's up in a destructor. What that raises goes on its way, unless
+/// something else has been raised since there were `raisedBefore` exceptions on theirs.
+template <class Work>
+void giveUp(int raisedBefore, Work&& work) {
+  if (std::uncaught_exceptions() == raisedBefore) return std::forward<Work>(work)();
+  try {
+    std::forward<Work>(work)();
+  } catch (...) {  // what came first is told of
+  }
+}

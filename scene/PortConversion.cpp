@@ -7,9 +7,13 @@
 
 namespace {
 
-json_object* jsonForText(const std::string& text) {
-  const Retained<VuoText> held(VuoText_make(text.c_str()));
-  return VuoText_getJson(held.get());
+JsonValue jsonForText(const std::string& text) {
+  JsonValue json;
+  {
+    const Retained<VuoText> held(VuoText_make(text.c_str()));
+    json = JsonValue(VuoText_getJson(held.get()));
+  }
+  return json;
 }
 
 json_object* jsonForColor(const ZQVuoColor& color) {
@@ -45,16 +49,19 @@ const char* runtimeTypeName(ZQVuoPortType type) {
 
 ZQBufferRef allocBufferForImageValue(json_object* value) {
   const VuoImage image = VuoImage_makeFromJson(value);
-  if (!image) return nullptr;
-  const Retained<VuoImage> held(image);
-  return allocBufferFromVuoImage(_globalZQBufferPool, image);
+  ZQBufferRef buffer;
+  {
+    const Retained<VuoImage> held(image);
+    buffer = allocBufferFromVuoImage(_globalZQBufferPool, image);
+  }
+  return buffer;
 }
 
 }  // namespace
 
 JsonValue jsonForValue(const ZQVuoPortValue& value, ZQVuoPortType type) {
   const auto made = [](const auto& contents, auto make) {
-    return JsonValue(contents ? make(*contents) : nullptr);
+    return contents ? JsonValue(make(*contents)) : nullptr;
   };
   switch (type) {
     case ZQVuoPortType_Real:

@@ -64,6 +64,18 @@ void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
   _state->runnerNewProcess = runnerNewProcess;
 }
 
+VuoGLScene::Patience VuoGLScene::eventPatience() const {
+  std::lock_guard hold(_state->runnerLock);
+  return _state->eventPatience;
+}
+
+void VuoGLScene::setEventPatience(Patience patience) {
+  std::lock_guard hold(_state->runnerLock);
+  _state->eventPatience = patience;
+  if (_state->runner)
+    guarded("-[VuoGLScene setEventPatience:]", [&] { _state->runner->setPatience(patience); });
+}
+
 void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
   std::lock_guard hold(_state->propLock);
   _state->delegate = delegate;
@@ -80,22 +92,33 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
   _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
 }
 
-/// What an overtaken load has to say is dropped. Changes reach the main queue in their order.
+/// What an overtaken load has to say is dropped. Changes reach the main queue in their order, also
+/// where no handler waits for them: who serves the queue may look at the status instead.
 void VuoGLScene::_setStatus(VuoSceneStatus status, std::uint64_t load) {
-  std::lock_guard hold(_state->statusLock);
-  if (load < _state->statusLoad) return;
-  _state->statusLoad = load;
-  if (_state->status == status) return;
-  _state->status = std::move(status);
-  if (!_state->statusHandler || _state->deleted) return;
-  platform::MainQueue::shared().async([weak = weak_from_this(), status = _state->status] {
-    const auto scene = weak.lock();
-    if (!scene || scene->_state->deleted) return;
-    std::shared_ptr<const StatusHandler> handler;
-    {
-      std::lock_guard holdHandler(scene->_state->statusLock);
-      handler = scene->_state->statusHandler;
-    }
-    if (handler) (*handler)(status);
+  {
+    std::lock_guard hold(_state->statusLock);
+    if (load < _state->statusLoad) return;
+    _state->statusLoad = load;
+    if (_state->status == status) return;
+    _state->status = std::move(status);
+    if (_state->deleted) return;
+    _state->statusesToTell.push_back(_state->statusHandler ? std::optional(_state->status)
+                                                           : std::nullopt);
+  }
+  // Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
+  platform::MainQueue::shared().async([weak = weak_from_this()] {
+    if (const auto scene = weak.lock()) scene->_tellStatus();
   });
+}
+
+void VuoGLScene::_tellStatus() {
+  std::shared_ptr<const StatusHandler> handler;
+  std::optional<VuoSceneStatus> status;
+  {
+    std::lock_guard hold(_state->statusLock);
+    status = std::move(_state->statusesToTell.front());
+    _state->statusesToTell.pop_front();
+    handler = _state->statusHandler;
+  }
+  if (status && handler && !_state->deleted) (*handler)(*status);
 }

@@ -47,10 +47,12 @@ class VuoFrameOutputs {
       : _values(std::move(values)), _composition(std::move(composition)) {}
 
   VuoOutput output(const std::string& name) const {
-    const auto port = _composition->outputPortNamed(name);
-    if (!port) return {};
-    const JsonValue value(_values->value(name));
-    return outputFromJson(value.get(), port->portType());
+    VuoOutput output;
+    if (const auto port = _composition->outputPortNamed(name)) {
+      const JsonValue value(_values->value(name));
+      output = outputFromJson(value.get(), port->portType());
+    }
+    return output;
   }
   VuoRunner::EventTag madeBy(const std::string& name) const { return _values->madeBy(name); }
   std::string fault(const std::string& name) const { return _values->fault(name); }
@@ -185,11 +187,11 @@ VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Pa
   const auto isOver = [&] { return event.state() != VuoRunner::Event::State::Waiting; };
   const auto deadline =
       longest ? std::optional(Clock::now() + std::min(*longest, kLongestPatience)) : std::nullopt;
-  if (!isOver() && !_state->stayAwake.until(deadline.value_or(Clock::time_point::max()), isOver))
-    event.waitUntil(deadline);
 
   VuoFrame answer;
   const auto fault = faultOf(kTakeName, [&] {
+    if (!isOver() && !_state->stayAwake.until(deadline.value_or(Clock::time_point::max()), isOver))
+      event.waitUntil(deadline);
     switch (event.state()) {
       case VuoRunner::Event::State::Waiting:
         answer = _late(*asked);
@@ -252,5 +254,9 @@ VuoFrame VuoGLScene::renderFrame(const VuoFrameRequest& request, Patience longes
 
 std::optional<Clock::time_point> VuoGLScene::oldestRequestSince() const {
   std::lock_guard hold(_state->runnerLock);
-  return _state->runner ? _state->runner->oldestEventSince() : std::nullopt;
+  std::optional<Clock::time_point> since;
+  if (_state->runner)
+    guarded("-[VuoGLScene oldestRequestSince]",
+            [&] { since = _state->runner->oldestEventSince(); });
+  return since;
 }

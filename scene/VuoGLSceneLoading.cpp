@@ -51,10 +51,11 @@ VuoSceneStatus failedStatus(const std::string& path, std::string why) {
 
 }  // namespace
 
-/// A runner with what belongs to it: its bridge to the scene and the record of what it runs.
-/// The runner is destroyed first: it may call its bridge until then.
+/// A runner with what belongs to it: its bridge to the scene, the scene as it knows it, and the
+/// record of what it runs. The runner is destroyed first: it may call its bridge until then.
 struct VuoGLScene::Running {
   std::shared_ptr<VuoCacheItem> item;
+  std::shared_ptr<RunnerContact> contact;
   std::shared_ptr<VuoRunnerDelegate> bridge;
   std::shared_ptr<VuoRunner> runner;
   bool newProcess = true;
@@ -82,7 +83,7 @@ void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMea
   const std::uint64_t load = _setFile(path);
   if (load == 0) return;
   _setStatus(std::move(statusMeanwhile), load);
-  Running old = _takeOutRunner();
+  Running old = _takeOutRunner(load);
   const bool newProcess = old.newProcess;
   _discard(std::move(old));
   if (path) _fetch({*path, async, newProcess, load});
@@ -126,12 +127,14 @@ bool VuoGLScene::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
   return _state->loads == request.load;
 }
 
-/// Replaces description, path and load time as one step, and numbers the load; 0 when the scene was
-/// deleted meanwhile.
-std::uint64_t VuoGLScene::_setFile(const Path& path) {
+/// Replaces description, path and load time as one step, and numbers the load. 0, with nothing
+/// done, when the scene was deleted meanwhile, or another load is the last one than that to be
+/// replaced.
+std::uint64_t VuoGLScene::_setFile(const Path& path, std::optional<std::uint64_t> insteadOf) {
   std::shared_ptr<ZQVuoComposition> old;  // destroyed after the lock is released
   std::lock_guard hold(_state->propLock);
   if (_state->deleted && path) return 0;
+  if (insteadOf && *insteadOf != _state->loads) return 0;
   old = std::move(_state->comp);
   _state->filePath = path;
   _state->loadDate = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
@@ -139,14 +142,19 @@ std::uint64_t VuoGLScene::_setFile(const Path& path) {
   return ++_state->loads;
 }
 
-VuoGLScene::Running VuoGLScene::_takeOutRunner() {
+/// Leaves a runner alone that a later load has installed meanwhile.
+VuoGLScene::Running VuoGLScene::_takeOutRunner(std::uint64_t load) {
   std::lock_guard hold(_state->runnerLock);
-  return _takeOutRunnerLocked();
+  if (!_state->runnerContact || _state->runnerContact->load < load) return _takeOutRunnerLocked();
+  Running none;
+  none.newProcess = _state->runnerNewProcess;
+  return none;
 }
 
 /// The caller holds `runnerLock`.
 VuoGLScene::Running VuoGLScene::_takeOutRunnerLocked() {
   return {std::exchange(_state->runnerCacheItem, nullptr),
+          std::exchange(_state->runnerContact, nullptr),
           std::exchange(_state->runnerDelegate, nullptr), std::exchange(_state->runner, nullptr),
           _state->runnerNewProcess};
 }
@@ -169,6 +177,7 @@ void VuoGLScene::_tearDown(Running running, const char* operation) {
   }
   running.runner.reset();
   running.bridge.reset();
+  running.contact.reset();
   if (running.item) running.item->returnToCache();
 }
 
@@ -223,13 +232,15 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
   }
 
   std::optional<std::string> fault;
-  Running running = _startRunner(item, *artefact, *source, newProcess, fault);
+  Running running = _startRunner(item, *artefact, *source, newProcess, load, fault);
   _state->runnerOutValPortNames.lockRemoveAllObjects();
   _state->runnerOutEventPortNames.lockRemoveAllObjects();
+  const auto contact = running.contact;
   if (_install(running, *source)) {
-    _setStatus(fault ? failedStatus(*file, *fault)
-                     : VuoSceneStatus{VuoSceneStatus::State::Running, file, ""},
-               load);
+    if (fault)
+      _setStatus(failedStatus(*file, *fault), load);
+    else if (contact)
+      contact->installed();
     _applySize();
     return;
   }
@@ -240,16 +251,20 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
 /// A runner whose bridge or start raised something is handed on all the same.
 VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>& item,
                                              const std::string& artefact, const std::string& source,
-                                             bool newProcess, std::optional<std::string>& fault) {
+                                             bool newProcess, std::uint64_t load,
+                                             std::optional<std::string>& fault) {
   Running running;
   running.item = item;
   running.runner =
       makeRunner(artefact, platform::deletingLastPathComponent(source), newProcess, fault);
   if (!running.runner) return running;
+  running.contact = std::make_shared<RunnerContact>(weak_from_this(), running.runner, load, source);
   fault = faultOf(
       kAvailableName,
       [&] {
-        running.bridge = std::make_shared<ZQVuoRunnerDelegate>(shared_from_this());
+        running.runner->setWatcher(running.contact);
+        running.runner->setPatience(eventPatience());
+        running.bridge = std::make_shared<ZQVuoRunnerDelegate>(running.contact);
         running.runner->setDelegate(running.bridge.get());
         running.runner->start();
       },
@@ -258,13 +273,42 @@ VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>
 }
 
 /// Refuses when the scene was deleted, was pointed at another file, or got a runner from another
-/// load while this one was starting.
+/// load while this one was starting, and when this one is lost already.
 bool VuoGLScene::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
   std::lock_guard hold(_state->runnerLock);
   old = std::exchange(_state->runnerCacheItem, running.item);
-  if (_state->deleted || _state->runner || filePath() != source) return false;
+  if (_state->deleted || _state->runner) return false;
+  if (running.contact) {
+    if (running.contact->lost) return false;
+    std::lock_guard holdProperties(_state->propLock);
+    if (_state->filePath != source) return false;
+    running.contact->load = _state->loads;  // another load of the same file is served as well
+  }
   _state->runner = std::move(running.runner);
   _state->runnerDelegate = std::move(running.bridge);
+  _state->runnerContact = std::move(running.contact);
   return true;
+}
+
+/// Unloads the scene when the runner is the one of its current file; of any other the load that
+/// came after it takes care.
+void VuoGLScene::_lostContactWith(RunnerContact& contact) {
+  if (_state->deleted) return;
+  Path path;
+  std::uint64_t load;
+  Running lost;
+  {
+    std::lock_guard hold(_state->runnerLock);
+    contact.lost = true;
+    path = filePath();
+    load = _setFile(std::nullopt, contact.load);
+    if (load == 0) return;
+    lost = _takeOutRunnerLocked();
+  }
+  _logLostContact(path);
+  _setStatus({contact.hasComeUp() ? VuoSceneStatus::State::Lost : VuoSceneStatus::State::Failed,
+              path, contact.lossDescription()},
+             load);
+  _discard(std::move(lost));
 }

@@ -43,16 +43,22 @@ std::vector<std::string> VuoGLScene::copyAndClearOutEventPortNames() {
   return copyAndClear(_state->runnerOutEventPortNames);
 }
 
+/// By whom is not known here: it is about whatever runs. A runner's own loss comes by its contact.
 void VuoGLScene::runnerDelegateLostContactWithComposition() {
   if (_state->deleted) return;
   const Path path = filePath();
+  _logLostContact(path);
+  std::shared_ptr<RunnerContact> contact;
+  {
+    std::lock_guard hold(_state->runnerLock);
+    contact = _state->runnerContact;
+  }
+  _useFile(std::nullopt, false,
+           {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""});
+}
+
+void VuoGLScene::_logLostContact(const Path& path) {
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   platform::systemLog("\t\terr: %s, file was %@",
                       {"-[VuoGLScene runnerDelegateLostContactWithComposition]", name});
-  std::string how;
-  {
-    std::lock_guard hold(_state->runnerLock);
-    if (_state->runner) how = _state->runner->lossDescription();
-  }
-  _useFile(std::nullopt, false, {VuoSceneStatus::State::Lost, path, std::move(how)});
 }

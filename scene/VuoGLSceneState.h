@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,6 +17,7 @@
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/SpinLock.h"
+#include "scene/RunnerContact.h"
 #include "scene/StayAwake.h"
 
 struct VuoGLScene::State {
@@ -38,8 +40,10 @@ struct VuoGLScene::State {
   mutable std::mutex runnerLock;
   std::shared_ptr<VuoCacheItem> runnerCacheItem;
   bool runnerNewProcess = true;
-  std::shared_ptr<VuoRunner> runner;  // runner and runnerDelegate come and go together
+  Patience eventPatience = VuoRunner::defaultPatience;
+  std::shared_ptr<VuoRunner> runner;  // it, runnerDelegate and runnerContact come and go together
   std::shared_ptr<VuoRunnerDelegate> runnerDelegate;
+  std::shared_ptr<RunnerContact> runnerContact;
   std::uint64_t frameRequests = 0;  // so far; numbers them in the order of their events
 
   // Each list has its own lock, held for one look or one change; nothing is taken under it.
@@ -53,11 +57,12 @@ struct VuoGLScene::State {
   std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
   StayAwake stayAwake;
 
-  // Guards the fields from here to `statusHandler`; nothing is taken under it but the main queue's
-  // lock.
+  // Guards the fields from here to `statusHandler`; nothing is taken under it.
   mutable std::mutex statusLock;
   VuoSceneStatus status;
   std::uint64_t statusLoad = 0;  // the load that it is about; never goes back to an earlier one
+  // One for each task on the main queue that tells one; none where nobody wanted to be told.
+  std::deque<std::optional<VuoSceneStatus>> statusesToTell;
   std::shared_ptr<const VuoGLScene::StatusHandler> statusHandler;
 
   platform::Observation termination;

@@ -21,9 +21,12 @@ void setAndFire(VuoRunner& runner, VuoRunner::Port* port, const JsonValue& value
 }
 
 VuoOutput allocOutput(VuoRunner& runner, VuoRunner::Port* port, ZQVuoPortType type) {
-  if (!isServedOutputType(type)) return {};
-  const JsonValue value(runner.getPublishedOutputPortValue(port));
-  return outputFromJson(value.get(), type);
+  VuoOutput output;
+  if (isServedOutputType(type)) {
+    const JsonValue value(runner.getPublishedOutputPortValue(port));
+    output = outputFromJson(value.get(), type);
+  }
+  return output;
 }
 
 }  // namespace

@@ -4,14 +4,18 @@
 
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
+#include "scene/Guarded.h"
 
 ZQVuoRunnerDelegate::ZQVuoRunnerDelegate(const std::shared_ptr<VuoGLSceneProtocol>& scene)
     : _sceneHolder(scene ? SceneHolder::initWithZWRObject(scene) : nullptr) {}
 
 void ZQVuoRunnerDelegate::receivedTelemetryPublishedOutputPortUpdated(VuoRunner::Port* port,
                                                                       bool sentData, std::string) {
-  const std::string name = port->getName();
-  if (!platform::isValidUtf8(name)) return;
+  std::string name;
+  const bool hasName =
+      guarded("-[ZQVuoRunnerDelegate receivedTelemetryPublishedOutputPortUpdated:]",
+              [&] { name = port->getName(); });
+  if (!hasName || !platform::isValidUtf8(name)) return;
   const auto scene = _sceneHolder ? _sceneHolder->object() : nullptr;
   if (!scene) return;
   if (sentData) {

@@ -6,8 +6,8 @@
 #include "platform/hostbase/ObjectHolder.h"
 #include "platform/runtime/VuoRunnerDelegate.h"
 
-/// Carries a runner's reports to a scene that it does not keep alive. Belongs to the scene, and is
-/// destroyed only after its runner.
+/// Carries a runner's reports to a scene, or to what stands for it with this runner, which it does
+/// not keep alive. Belongs to the scene, and is destroyed only after its runner.
 class ZQVuoRunnerDelegate : public VuoRunnerDelegateAdapter {
  public:
   explicit ZQVuoRunnerDelegate(const std::shared_ptr<VuoGLSceneProtocol>& scene);

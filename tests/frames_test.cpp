@@ -94,6 +94,7 @@ class Frames : public testing::TestWithParam<bool> {
     scenes.push_back(scene);
     scene->setRunnerNewProcess(GetParam());
     scene->useFile(file);
+    serveMainQueueUntil([&] { return scene->status().state != VuoSceneStatus::State::Loading; });
     EXPECT_EQ(scene->status().state, VuoSceneStatus::State::Running) << scene->status().message;
     return scene;
   }

@@ -29,6 +29,9 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include "platform/runtime/VuoValues.h"
 #include "platform/runtime/textures/TexturePool.h"
 #include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/runtime/transport/MessageSocket.h"
+#include "platform/runtime/transport/Messages.h"
+#include "platform/runtime/transport/Protocol.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -81,8 +84,9 @@ Plan straight(Type type) {
       {cabled("out", type, {{{kPublished, 0}}}), cabled("event", type, {{{kPublished, 0}, true}})}};
 }
 
-/// Collects what a runner reports: "name", "name (event)", "dropped", "lost", or a fault.
-class Recorder : public VuoRunnerDelegate {
+/// Collects what a runner reports: "name", "name (event)", "dropped", "lost", or a fault; apart
+/// from that "up", "overdue" and "caught up".
+class Recorder : public VuoRunnerDelegate, public VuoRunner::Watcher {
  public:
   void receivedTelemetryPublishedOutputPortUpdated(VuoRunner::Port* updated, bool sentData,
                                                    std::string) override {
@@ -92,25 +96,32 @@ class Recorder : public VuoRunnerDelegate {
   void receivedTelemetryEventDropped(VuoRunner::Port*) override { add("dropped"); }
   void receivedTelemetryError(std::string message) override { add(message); }
   void lostContactWithComposition() override { add("lost"); }
+  void cameUp() override { add("up", _states); }
+  void isOverdue(std::chrono::nanoseconds) override { add("overdue", _states); }
+  void hasCaughtUp() override { add("caught up", _states); }
 
   /// Waits for that many reports and takes them out.
-  std::vector<std::string> take(std::size_t count) {
-    std::unique_lock hold(_lock);
-    _changed.wait(hold, [&] { return _reports.size() >= count; });
-    return std::exchange(_reports, {});
-  }
+  std::vector<std::string> take(std::size_t count) { return take(count, _reports); }
+  std::vector<std::string> takeStates(std::size_t count) { return take(count, _states); }
 
   std::function<void()> onReport;
 
  private:
-  void add(const std::string& report) {
+  using Reports = std::vector<std::string>;
+  void add(const std::string& report) { add(report, _reports); }
+  void add(const std::string& report, Reports& reports) {
     std::lock_guard hold(_lock);
-    _reports.push_back(report);
+    reports.push_back(report);
     _changed.notify_all();
+  }
+  Reports take(std::size_t count, Reports& reports) {
+    std::unique_lock hold(_lock);
+    _changed.wait(hold, [&] { return reports.size() >= count; });
+    return std::exchange(reports, {});
   }
   std::mutex _lock;
   std::condition_variable _changed;
-  std::vector<std::string> _reports;
+  Reports _reports, _states;
 };
 
 /// A composition that has been started.
@@ -125,13 +136,17 @@ class Running {
                 ? VuoRunner::newSeparateProcessRunnerFromExecutable(artefact, folder, false, false)
                 : VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(artefact, folder, false)) {
     runner->setDelegate(&recorder);
+    runner->setWatcher(watcher);
     runner->start();
   }
 
   static std::string write(const TestFolder& folder, const Plan& plan, bool ownProcess,
                            const std::string& name) {
     const std::string line = ownProcess ? vuo::executableLine("/bin/false") : "";
-    return folder.write(name, vuo::artefactOf(vuo::serialized(plan), line));
+    // Renamed into its place, as the cache does: a player that is starting may still read another.
+    fs::rename(folder.write(name + ".new", vuo::artefactOf(vuo::serialized(plan), line)),
+               folder.path + "/" + name);
+    return folder.path + "/" + name;
   }
 
   void set(const std::string& input, json_object* value) {
@@ -151,7 +166,10 @@ class Running {
     return text;
   }
 
-  Recorder recorder;  // outlives the runner
+  void comeUp() { EXPECT_THAT(recorder.takeStates(1), ElementsAre("up")); }
+
+  const std::shared_ptr<Recorder> watcher = std::make_shared<Recorder>();
+  Recorder& recorder = *watcher;  // outlives the runner
   std::unique_ptr<VuoRunner> runner;
 };
 
@@ -233,7 +251,7 @@ TEST_P(BothModes, EveryKindOfValueGoesThroughUnchanged) {
       {Type::Color, R"({"r":0.1,"g":2,"b":-1,"a":0})", ZQVuoColor{0.1f, 2, -1, 0}},
       {Type::Point2d, R"({"x":1.5,"y":-3e10})", ZQVuoPoint{1.5, -3e10f}},
       {Type::Text, R"("a\u0000b \"ü\"\n")", std::string("a\0b \"ü\"\n", 9)},
-      {Type::Text, "\"" + std::string(1 << 20, 'x') + "\"", std::string(1 << 20, 'x')},
+      {Type::Text, "\"" + std::string(1'000'000, 'x') + "\"", std::string(1'000'000, 'x')},
   };
   for (const auto& [type, json, host] : cases) {
     Running running(folder, straight(type), GetParam());
@@ -401,11 +419,13 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
   Plan plan = straight(Type::Real);
   plan.nodes = {shader("bad", "void main() { pixel = nothing; }",
                        {port("width", Type::Integer, "1"), port("height", Type::Integer, "1")})};
-  try {
-    Running(folder, plan, GetParam());
-    FAIL();
-  } catch (const std::runtime_error& fault) {
-    EXPECT_THAT(fault.what(), AllOf(HasSubstr("straight"), HasSubstr("\"bad\"")));
+  {
+    // What is set and fired before anybody can know goes nowhere, and takes nothing with it.
+    Running bad(folder, plan, GetParam());
+    EXPECT_THAT(bad.recorder.take(1), ElementsAre("lost"));
+    EXPECT_THAT(bad.runner->lossDescription(), AllOf(HasSubstr("straight"), HasSubstr("\"bad\"")));
+    EXPECT_THROW(bad.fire("in"), std::runtime_error);
+    EXPECT_THAT(bad.recorder.takeStates(0), ElementsAre());
   }
   for (const char* refused : {"/no/such/file", "/bin/true", "/dev/zero", "/tmp"})
     EXPECT_THROW(Running(refused, folder.path, GetParam()), std::runtime_error) << refused;
@@ -446,6 +466,7 @@ TEST_P(BothModes, AnArtefactThatIsReplacedRunsOn) {
 
 TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
   Running running(folder, straight(Type::Real), true);
+  running.comeUp();
   const std::vector<pid_t> players = childrenOf(getpid());
   ASSERT_EQ(players.size(), 1u);
   kill(players[0], SIGKILL);
@@ -458,21 +479,72 @@ TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
   EXPECT_THAT(running.recorder.take(0), ElementsAre());
 }
 
-TEST_F(RuntimeTest, StuckPlayerIsEnded) {
-  Running fired(folder, straight(Type::Real), true), stopped(folder, straight(Type::Real), true);
+/// The test speaks in the player's place, over a copy of its socket.
+TEST_F(RuntimeTest, LyingPlayerIsLostWithTheReason) {
+  Running running(folder, straight(Type::Real), true);
+  running.fire("in");
+  running.recorder.take(2);
+  const vuo::FileDescriptor process(pidfd_open(childrenOf(getpid()).at(0), 0));
+  vuo::FileDescriptor socket(pidfd_getfd(process.get(), vuo::playerSocket, 0));
+  if (!socket) GTEST_SKIP() << "this machine keeps a process's descriptors from its parent";
+  vuo::MessageSocket player(std::move(socket));
+  player.send(vuo::encoded(vuo::message::ToHost(vuo::message::EventEnd{1, {}, {}})), -1, {});
+  EXPECT_THAT(running.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(running.runner->lossDescription(), HasSubstr("an event that it was not at"));
+  EXPECT_THAT(childrenOf(getpid()), ElementsAre());
+}
+
+TEST_F(RuntimeTest, PlayerThatGetsNowhereIsEnded) {
+  using std::chrono::milliseconds;
+  Running fired(folder, straight(Type::Real), true), asked(folder, straight(Type::Real), true),
+      idle(folder, straight(Type::Real), true), stopped(folder, straight(Type::Real), true);
+  for (Running* running : {&fired, &asked, &idle, &stopped}) {
+    running->comeUp();
+    running->runner->setPatience(milliseconds(300));
+  }
   for (const pid_t player : childrenOf(getpid())) kill(player, SIGSTOP);
+  const auto event = asked.runner->firePublishedInputPortEvent({1, 0});
+  // Never waits, though nobody takes it, and what is dropped here is no sign of life.
   EXPECT_THROW(while (true) fired.fire("in"), std::runtime_error);
-  EXPECT_THAT(fired.recorder.take(1), ElementsAre("lost"));
+  EXPECT_EQ(event->waitUntil(std::nullopt), VuoRunner::Event::State::Ended);
+  EXPECT_THAT(event->endDescription(), HasSubstr("was not done with an event"));
+  EXPECT_THAT(asked.recorder.take(1), ElementsAre("lost"));
+  for (std::vector<std::string> reports; reports.empty() || reports.back() != "lost";)
+    reports = fired.recorder.take(1);
   stopped.runner->stop();
   stopped.runner->waitUntilStopped();
-  EXPECT_THAT(childrenOf(getpid()), ElementsAre());
+  EXPECT_EQ(childrenOf(getpid()).size(), 1u) << "nothing is expected of the one that idles";
   EXPECT_THAT(stopped.recorder.take(0), ElementsAre());
+}
+
+TEST_F(RuntimeTest, CompositionInThisProcessThatGetsNowhereIsToldOf) {
+  const Plan slow{"slow",
+                  {port("work", Type::Integer)},
+                  {shader("s",
+                          "uniform int work; void main() { float busy = 0.0; for (int i = 0; i < "
+                          "work; ++i) busy = fract(sin(busy + float(i)) * 43758.5); pixel = "
+                          "vec4(busy); }",
+                          {port("width", Type::Integer, "64"), port("height", Type::Integer, "64"),
+                           cabled("work", Type::Integer, {{{kPublished, 0}}})})},
+                  {cabled("image", Type::Image, {{{0, 0}}})}};
+  Running running(folder, slow, false);
+  running.comeUp();
+  running.runner->setPatience(std::chrono::milliseconds(20));
+  std::vector<std::string> states;
+  for (int work = 1000; states.empty(); work *= 2) {
+    running.set("work", VuoInteger_getJson(work));
+    running.fire("work");
+    running.recorder.take(1);
+    states = running.recorder.takeStates(0);
+  }
+  while (states.back() != "caught up") states = running.recorder.takeStates(1);
 }
 
 TEST_F(RuntimeTest, PlayerInheritsNoDescriptor) {
   const std::string file = folder.write("open", "");
   const vuo::FileDescriptor inheritable(open(file.c_str(), O_RDONLY));
   Running running(folder, straight(Type::Real), true);
+  running.comeUp();
   const std::string descriptors = "/proc/" + std::to_string(childrenOf(getpid()).at(0)) + "/fd";
   std::vector<std::string> links;
   for (const auto& entry : fs::directory_iterator(descriptors)) {
@@ -486,6 +558,7 @@ TEST_F(RuntimeTest, PlayerInheritsNoDescriptor) {
 /// Run by the next test, in a process of its own.
 TEST_F(RuntimeTest, DISABLED_HostThatIsKilled) {
   Running running(folder, straight(Type::Real), true);
+  running.comeUp();
   kill(getpid(), SIGSTOP);
 }
 

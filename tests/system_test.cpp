@@ -85,8 +85,10 @@ TEST(Dispatch, SerialQueuesKeepTheOrderOfSubmissionAndOutliveTheirReferences) {
 
 TEST(Dispatch, ConcurrentTasksRunSideBySideAndOneThatThrowsStopsNoOther) {
   TestLog log;
-  std::barrier together(4);
-  for (int i = 0; i < 4; ++i) globalConcurrentQueue().async([&] { together.arrive_and_wait(); });
+  constexpr int kTogether = 40;  // far more than threads that stay
+  std::barrier together(kTogether);
+  for (int i = 0; i < kTogether; ++i)
+    globalConcurrentQueue().async([&] { together.arrive_and_wait(); });
   bool ran = false;
   const auto queue = makeSerialQueue("throws");
   queue->async([] { throw std::runtime_error("oops"); });

@@ -9,7 +9,7 @@ using Clock = std::chrono::steady_clock;
 ScenePlayer::ScenePlayer(ZQSize size, bool newProcess)
     : _scene(VuoGLScene::initWithSize(std::max(1.0, size.width), std::max(1.0, size.height))),
       _newProcess(newProcess) {
-  _scene->setStatusHandler([this](const VuoSceneStatus&) { noticeLoss(); });
+  _scene->setStatusHandler([this](const VuoSceneStatus&) { noticeStatus(); });
 }
 
 ScenePlayer::~ScenePlayer() {
@@ -37,13 +37,24 @@ void ScenePlayer::poll() {
 }
 
 /// What the scene says now: while a change was on its way, something else may have been started.
-void ScenePlayer::noticeLoss() {
+void ScenePlayer::noticeStatus() {
   const auto status = _scene->status();
-  if (status.state != VuoSceneStatus::State::Lost || !_pictures) return;
+  if (status.state == VuoSceneStatus::State::Lost && _pictures) {
+    lost(status.message);
+  } else if (status.state == VuoSceneStatus::State::Running && _isStarting) {
+    _isStarting = false;
+    started();
+  } else if (status.state == VuoSceneStatus::State::Failed && _isStarting) {
+    _isStarting = false;
+    notStarted(status.message);
+  }
+}
+
+void ScenePlayer::lost(const std::string& how) {
   _pictures.reset();
   if (_state == State::Compiling) return;
   _state = State::LostContact;
-  _problem = status.message;
+  _problem = how;
 }
 
 void ScenePlayer::compile() {
@@ -70,22 +81,28 @@ void ScenePlayer::compiled(const VuoCache::Item& item) {
   }
 }
 
-/// Loads on this thread: the artefact is in the cache by now.
+/// Loads on this thread: the artefact is in the cache by now. The scene's status tells the rest.
 void ScenePlayer::start() {
   _pictures.reset();
   _scene->setRunnerNewProcess(_newProcess);
+  _isStarting = true;
   _scene->useFile(_file, false);
-  const auto status = _scene->status();
-  if (status.state != VuoSceneStatus::State::Running) {
-    _scene->useFile(std::nullopt);
-    fail(status.message);
-    if (_whenNotStarted) _whenNotStarted(status.message);
-    return;
-  }
-  _state = State::Running;
+  noticeStatus();
+}
+
+/// Another compile may have begun meanwhile.
+void ScenePlayer::started() {
+  if (!_awaited) _state = State::Running;
   _composition = _scene->comp();
   _pictures = std::make_shared<PictureStream>(_scene);
   if (_whenStarted) _whenStarted();
+}
+
+void ScenePlayer::notStarted(const std::string& why) {
+  _scene->useFile(std::nullopt);
+  if (_awaited) return;
+  fail(why);
+  if (_whenNotStarted) _whenNotStarted(why);
 }
 
 void ScenePlayer::fail(const std::string& problem) {

@@ -56,7 +56,10 @@ class ScenePlayer {
   void compiled(const VuoCache::Item& item);
   void start();
   void fail(const std::string& problem);
-  void noticeLoss();
+  void noticeStatus();
+  void started();
+  void notStarted(const std::string& why);
+  void lost(const std::string& how);
 
   const std::shared_ptr<VuoGLScene> _scene;
   bool _newProcess;
@@ -66,6 +69,7 @@ class ScenePlayer {
   std::function<void(const std::string&)> _whenNotStarted;
   State _state = State::Empty;
   std::string _problem;
+  bool _isStarting = false;  // what has been compiled; the scene has yet to tell what becomes of it
   bool _fromCache = false;
   std::chrono::steady_clock::time_point _compileStart;
   std::chrono::milliseconds _compileTime{};

@@ -85,12 +85,21 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// Keeps a pointer that the scene neither owns nor uses; null removes it.
   void setDelegate(VuoGLSceneDelegate* delegate);
 
-  /// What the scene is doing, and why it is not running. Never waits for the composition.
+  /// What the scene is doing, and why it is not running. Never waits for the composition. Every
+  /// change wakes the main queue, where what ends a composition is handled.
   VuoSceneStatus status() const;
   /// Installs what is told of every change of the status, in order, on the main queue; an empty one
   /// removes it. On the main queue's thread no call comes any more once this has returned. A
   /// deleted scene tells nothing.
   void setStatusHandler(StatusHandler handler);
+
+  /// How long a composition may be at one event, or at coming up, before it counts as stuck; none:
+  /// as long as it takes, for a host that renders without a clock. 10 seconds at first; holds for
+  /// what runs and for later loads. A composition in a process of its own is then ended, and
+  /// contact with it lost. One in this process can't be ended: a line in the log and `status` tell
+  /// for how long it has been at it, after each further such time.
+  void setEventPatience(Patience patience);
+  Patience eventPatience() const;
 
   // --- size, in pixels
 
@@ -171,24 +180,28 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
  private:
   struct State;
   struct Running;
+  class RunnerContact;
   struct Request;
 
   VuoGLScene(double width, double height);
   void appTerminateNotification();
   void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
-  std::uint64_t _setFile(const Path& path);
+  std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
   void _fetch(const Request& request);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   void _setStatus(VuoSceneStatus status, std::uint64_t load);
+  void _tellStatus();
   void _unloadForGood();
-  Running _takeOutRunner();
+  void _lostContactWith(RunnerContact& contact);
+  static void _logLostContact(const Path& path);
+  Running _takeOutRunner(std::uint64_t load);
   Running _takeOutRunnerLocked();
   static void _discard(Running running);
   static void _tearDown(Running running, const char* operation);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
-                       const std::string& source, bool newProcess,
+                       const std::string& source, bool newProcess, std::uint64_t load,
                        std::optional<std::string>& fault);
   bool _install(Running& running, const std::string& source);
   void _applySize();

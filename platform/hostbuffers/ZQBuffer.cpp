@@ -1,6 +1,7 @@
 #include "platform/hostbuffers/ZQBuffer.h"
 
 #include "platform/hostbuffers/ZQBufferPool.h"
+#include "platform/system/SystemLog.h"
 
 ZQBuffer* ZQBuffer::initWithPool(ZQBufferPool* pool) {
   return new ZQBuffer(pool);
@@ -15,7 +16,11 @@ void ZQBuffer::release() {
 }
 
 ZQBuffer::~ZQBuffer() {
-  if (_releaseCallback) _releaseCallback(this, _releaseContext);
+  try {
+    if (_releaseCallback) _releaseCallback(this, _releaseContext);
+  } catch (...) {
+    platform::systemLog("\t\terr: a buffer's release callback raised something");
+  }
   // Somebody else's texture is left alone, so that letting go of it never waits for the GPU.
   if (_descriptor.textureBacking == ZQTextureBacking_Pool && _descriptor.name != 0)
     _pool->takeBackTexture(*this);

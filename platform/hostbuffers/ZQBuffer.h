@@ -48,7 +48,7 @@ struct ZQBufferDescriptor {
 };
 
 /// Called once when a buffer is destroyed, on the thread that dropped its last reference, with the
-/// buffer and the context that was set with the callback.
+/// buffer and the context that was set with the callback. What it throws is logged and dropped.
 using ZQBufferReleaseCallback = void (*)(ZQBuffer* buffer, void* context);
 
 /// A new buffer belongs to whoever made it, with one reference. `retain` and `release` may be

@@ -8,7 +8,8 @@
 
 namespace vuo {
 
-/// How many bytes the pixels take. Throws std::runtime_error for a size that no texture has.
+/// How many bytes the pixels take. Throws std::runtime_error for a size that no picture
+/// may have.
 std::size_t pixelBytes(std::uint64_t width, std::uint64_t height);
 
 /// The pixels that VuoImage_getInterprocessJson put behind the value; null for other values. They

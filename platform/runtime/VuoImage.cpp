@@ -7,6 +7,7 @@
 
 #include "platform/runtime/ImagePixels.h"
 #include "platform/runtime/ImageRef.h"
+#include "platform/runtime/Limits.h"
 #include "platform/runtime/VuoHeapBlock.h"
 #include "platform/runtime/textures/ShareGroup.h"
 #include "platform/runtime/textures/TextureReader.h"
@@ -63,9 +64,9 @@ std::unique_ptr<vuo::SharedMemory> sharedPixelsOf(VuoImage image) {
 }  // namespace
 
 std::size_t vuo::pixelBytes(std::uint64_t width, std::uint64_t height) {
-  constexpr std::uint64_t longest = 1 << 16;
-  if (width == 0 || height == 0 || width > longest || height > longest)
-    throw std::runtime_error("There is no picture of " + std::to_string(width) + " by " +
+  constexpr std::uint64_t most = largestPicture / 4;
+  if (width == 0 || height == 0 || width > most / height)
+    throw std::runtime_error("No picture may have " + std::to_string(width) + " by " +
                              std::to_string(height) + " pixels");
   return width * height * 4;
 }

@@ -12,8 +12,8 @@ struct json_object;
 class VuoRunnerDelegate;
 
 /// Every operation may be called from any thread and throws std::runtime_error when the composition
-/// can't be reached or did not start. Events are processed in the order of firing; values take part
-/// in that order.
+/// was not started or is gone. Events are processed in the order of firing; values take part in
+/// that order. None waits for the composition, but `waitUntilStopped` and the destructor.
 class VuoRunner {
  public:
   /// A published port; lives as long as its runner.
@@ -68,6 +68,23 @@ class VuoRunner {
     virtual std::string endDescription() const = 0;
   };
 
+  using Patience = std::optional<std::chrono::nanoseconds>;
+  static constexpr std::chrono::seconds defaultPatience{10};
+
+  /// Told how the composition gets on, on the runtime's threads. What comes to an end is told to
+  /// the delegate.
+  class Watcher {
+   public:
+    virtual ~Watcher() = default;
+    /// The composition has come up.
+    virtual void cameUp() = 0;
+    /// A composition in this process has been at one event, or at coming up, for longer than the
+    /// patience. It can't be ended from outside. Told again after each further patience.
+    virtual void isOverdue(std::chrono::nanoseconds waited) = 0;
+    /// It has got on after all.
+    virtual void hasCaughtUp() = 0;
+  };
+
   /// A runner, not yet started, that will run the executable in a process of its own with
   /// `sourceDirectory` as the folder that the files it names are in. What runs is the runtime's own
   /// player, whatever program the file names. The file is opened and checked at once, so that
@@ -93,7 +110,14 @@ class VuoRunner {
   /// delegate runs once this has returned; must not be called from a callback.
   virtual void setDelegate(VuoRunnerDelegate* delegate) = 0;
 
-  /// Starts the composition and returns when its ports can be used.
+  /// Before `start`.
+  virtual void setWatcher(std::weak_ptr<Watcher> watcher) = 0;
+  /// How long the composition may be at one event, or at coming up; none: as long as it takes. A
+  /// process that takes longer is ended, and contact with it lost. `defaultPatience` at first.
+  virtual void setPatience(Patience patience) = 0;
+
+  /// Asks for the composition to be started and returns at once. Its ports can be used: what is set
+  /// and fired goes ahead, in order, when it has come up. One that does not come up is lost.
   virtual void start() = 0;
   /// Asks the composition to end. Returns at once.
   virtual void stop() = 0;
@@ -122,8 +146,8 @@ class VuoRunner {
   virtual std::optional<std::chrono::steady_clock::time_point> oldestEventSince() const = 0;
   /// The outputs as they are.
   virtual std::shared_ptr<const Outputs> getPublishedOutputs() const = 0;
-  /// How a composition ended that was lost, for people; empty when that is not known. Does not
-  /// throw.
+  /// How a composition ended that was lost, or why it did not come up, for people; empty when that
+  /// is not known. Does not throw.
   virtual std::string lossDescription() const = 0;
   /// The port's current value as a new value that the caller owns, or null when it has none yet.
   virtual json_object* getPublishedOutputPortValue(Port* port) = 0;

@@ -17,7 +17,8 @@ class VuoRunnerDelegate {
   virtual void receivedTelemetryEventDropped(VuoRunner::Port* port) = 0;
   /// A node could not do its work; the composition goes on.
   virtual void receivedTelemetryError(std::string message) = 0;
-  /// The composition's process is gone without having been asked to stop. At most once.
+  /// The composition did not come up, or it is gone without having been asked to stop. At most
+  /// once; perhaps before `start` has returned.
   virtual void lostContactWithComposition() = 0;
 };
 

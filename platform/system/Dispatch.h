@@ -28,11 +28,13 @@ class DispatchQueue {
   virtual std::shared_ptr<void> pending() { return nullptr; }
 };
 
-/// Runs one task at a time, in order, on the shared worker threads. Tasks that were submitted
-/// still run after the last reference to the queue is gone.
+/// Runs one task at a time, in order, on worker threads that serial queues share. Tasks that were
+/// submitted still run after the last reference to the queue is gone.
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 
-/// The process-wide concurrent queue of default priority.
+/// The process-wide concurrent queue of default priority. A task never waits for one that is
+/// running, however many of them wait for something: there is a thread for each, as far as the
+/// process can have threads.
 DispatchQueue& globalConcurrentQueue();
 
 /// Returns when no task is running or due on the concurrent queue or on any serial queue and no
@@ -47,7 +49,8 @@ class MainQueue : public DispatchQueue {
  public:
   static MainQueue& shared();
 
-  /// Readable while a task is due. Owned by the queue; only to be polled.
+  /// Readable while a task is due, and now and then until the next `runDue` without one. Owned by
+  /// the queue; only to be polled.
   virtual int fileDescriptor() const = 0;
   /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Blocks as
   /// long as they do. Tasks that they submit wait for the next call.

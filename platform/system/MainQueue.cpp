@@ -18,9 +18,14 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
   EventMainQueue() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
   void async(Task task) override {
-    std::lock_guard hold(_lock);
-    _due.push_back(std::move(task));
-    if (_due.size() == 1) makeReadable();
+    bool isFirst;
+    {
+      std::lock_guard hold(_lock);
+      _due.push_back(std::move(task));
+      isFirst = _due.size() == 1;
+    }
+    // Without the lock, for which whoever wakes up would have to wait at once.
+    if (isFirst) makeReadable();
     _changed.notify_one();
   }
 
@@ -48,6 +53,7 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
 
   std::size_t countDue() {
     std::lock_guard hold(_lock);
+    if (_due.empty()) makeUnreadable();  // the task has been run before it showed
     return _due.size();
   }
 
@@ -80,7 +86,7 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
     [[maybe_unused]] const ssize_t taken = ::read(_event, &count, sizeof count);
   }
 
-  const int _event;  // readable exactly while `_due` holds something
+  const int _event;  // readable while `_due` holds something, and perhaps once too often
   std::mutex _lock;  // guards what follows; never held while a task runs, nothing is taken under it
   std::condition_variable _changed;
   std::deque<Task> _due;

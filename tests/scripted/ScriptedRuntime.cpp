@@ -1,5 +1,6 @@
 #include "tests/scripted/ScriptedRuntime.h"
 
+#include <dlfcn.h>
 #include <json-c/json.h>
 
 #include <atomic>
@@ -27,6 +28,8 @@ std::vector<std::string> calls;
 std::atomic<int> runners{0};
 std::atomic<int> images{0};
 std::atomic<VuoRunnerDelegate*> lastDelegate{nullptr};
+std::weak_ptr<VuoRunner::Watcher> lastWatcher;
+VuoRunner::Patience thePatience;
 std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports;  // under callsLock
 
 void noted(const std::string& call) {
@@ -42,6 +45,12 @@ std::string text(const Argument& argument) {
     return argument;
 }
 
+void throwIfToldTo(const std::string& word) {
+  if (!theScript.throwing.contains(word)) return;
+  if (theScript.throwsInt) throw 1;
+  throw std::runtime_error("scripted failure of " + word);
+}
+
 /// Records a call and does what the script says of its first word. The arguments may be functions
 /// that make a text.
 template <class... Arguments>
@@ -50,9 +59,7 @@ void called(const std::string& word, const Arguments&... arguments) {
   if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
     action->second();
   }
-  if (!theScript.throwing.contains(word)) return;
-  if (theScript.throwsInt) throw 1;
-  throw std::runtime_error("scripted failure of " + word);
+  throwIfToldTo(word);
 }
 
 VuoRunner::Port* portNamed(const std::string& name) {
@@ -107,7 +114,13 @@ class Runner : public VuoRunner {
       lastDelegate.compare_exchange_strong(old, nullptr);
     }
   }
-  void start() override { called("start"); }
+  void setWatcher(std::weak_ptr<Watcher> watcher) override { _watcher = watcher; }
+  void setPatience(Patience patience) override { thePatience = patience; }
+  void start() override {
+    called("start");
+    lastWatcher = _watcher;
+    if (theScript.comesUp) _watcher.lock()->cameUp();
+  }
   void stop() override { called("stop"); }
   void waitUntilStopped() override { called("waitUntilStopped"); }
   Port* getPublishedInputPortWithName(std::string name) override {
@@ -147,6 +160,7 @@ class Runner : public VuoRunner {
 
  private:
   VuoRunnerDelegate* _delegate = nullptr;
+  std::weak_ptr<Watcher> _watcher;
 };
 
 struct CountedImage {
@@ -185,6 +199,14 @@ std::vector<std::string> takeCalls() {
 
 VuoRunnerDelegate* delegate() {
   return lastDelegate;
+}
+
+std::shared_ptr<VuoRunner::Watcher> watcher() {
+  return lastWatcher.lock();
+}
+
+VuoRunner::Patience patience() {
+  return thePatience;
 }
 
 void report(const std::string& output, bool sentData) {
@@ -247,16 +269,35 @@ void VuoCompiler::linkCompositionToCreateExecutable(std::string, std::string exe
   platform::writeFileAtomically(executable, "executable");
 }
 
-void VuoRetain(const void* value) {
-  ++scripted::countOf(value);
-}
-
-void VuoRelease(const void* value) {
-  if (--scripted::countOf(value) > 0) return;
+static void freeValue(const void* value) {
   auto* image = reinterpret_cast<scripted::CountedImage*>(const_cast<void*>(value));
   if (image->record.freeCallback) image->record.freeCallback(&image->record);
   --scripted::images;
   delete image;
+}
+
+void VuoRetain(const void* value) {
+  if (theScript.retainThatThrows > 0 && --theScript.retainThatThrows == 0) {
+    if (scripted::countOf(value) == 0) freeValue(value);
+    throw std::runtime_error("scripted failure of retain");
+  }
+  ++scripted::countOf(value);
+}
+
+void VuoRelease(const void* value) {
+  if (--scripted::countOf(value) <= 0) freeValue(value);
+  scripted::throwIfToldTo("release");
+}
+
+/// In front of the library's own, which does the work.
+extern "C" int json_object_put(json_object* value) {
+  static const auto real =
+      reinterpret_cast<int (*)(json_object*)>(::dlsym(RTLD_NEXT, "json_object_put"));
+  static thread_local int depth = 0;
+  ++depth;
+  const int freed = real(value);
+  if (--depth == 0 && value) scripted::throwIfToldTo("put");
+  return freed;
 }
 
 static void calledMake(const char* kind, std::uint32_t name, std::uint32_t format,

@@ -18,8 +18,12 @@ namespace scripted {
 struct Script {
   std::set<std::string> throwing;  ///< first words of the calls that throw a std::runtime_error
   bool throwsInt = false;          ///< throw an int instead
+  /// Of the next one, 1; 0: of none. A value that nobody holds is gone then. "release" and "put" in
+  /// `throwing` throw when they have done their work.
+  int retainThatThrows = 0;
   bool records = true;
   bool yieldsRunner = true;
+  bool comesUp = true;  ///< with its start
   bool refusesArtefacts = false;
   bool yieldsJson = true;
   bool yieldsImage = true;
@@ -41,6 +45,9 @@ std::vector<std::string> takeCalls();
 
 /// The delegate of the runner that was started last; null when there is none.
 VuoRunnerDelegate* delegate();
+/// The watcher of that runner, and the patience that a runner was told last.
+std::shared_ptr<VuoRunner::Watcher> watcher();
+VuoRunner::Patience patience();
 /// Reports an output through that delegate.
 void report(const std::string& output, bool sentData);
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <latch>
 #include <thread>
 
@@ -42,6 +43,15 @@ ZQBufferPool* sharedPool() {
   static const auto context = platform::GLContext::createRoot();
   static const auto pool = ZQBufferPool::create(context->handle());
   return pool.get();
+}
+
+/// "S" when it sleeps.
+std::string stateOfThread(pid_t thread) {
+  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string field;
+  std::getline(stat, field, ')');
+  stat >> field;
+  return field;
 }
 
 class Scene : public testing::Test {
@@ -166,15 +176,11 @@ TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
 
 TEST_F(Scene, WakesAFrameWithTheReportItself) {
   load(generator);
-  const std::string state = "/proc/self/task/" + std::to_string(::gettid()) + "/stat";
+  const pid_t frameCall = ::gettid();
   std::thread composition;
   scripted::script().during["fire"] = [&] {
     composition = std::thread([&] {
-      for (std::string field; field != "S";) {  // until the frame call waits
-        std::ifstream stat(state);
-        std::getline(stat, field, ')');
-        stat >> field;
-      }
+      while (stateOfThread(frameCall) != "S") std::this_thread::yield();
       scripted::report("outputImage", true);
     });
   };
@@ -289,6 +295,23 @@ TEST_F(Scene, TellsItsStatusAtEveryChange) {
   expect(
       {{State::Loading, generator, ""}, {State::Failed, generator, "scripted failure of start"}});
   scripted::script().throwing = {};
+  scripted::script().comesUp = false;  // not at once
+  scene->useFile(generator);
+  const auto watcher = scripted::watcher();
+  watcher->isOverdue(std::chrono::milliseconds(1260));
+  watcher->cameUp();
+  watcher->isOverdue(std::chrono::seconds(20));
+  watcher->hasCaughtUp();
+  expect({{State::Loading, generator, ""},
+          {State::Loading, generator, "The composition has not come up for 1.3 s."},
+          {State::Running, generator, ""},
+          {State::Running, generator, "An event has not been finished for 20.0 s."},
+          {State::Running, generator, ""}});
+  scene->useFile(generator);
+  scripted::delegate()->lostContactWithComposition();  // before it has come up
+  expect({{State::Loading, generator, ""}, {State::Failed, generator, "scripted loss"}});
+  EXPECT_FALSE(scene->comp() || scene->readyToRender());
+  scripted::script().comesUp = true;
   scene->useFile(filter, true);  // another load after a failed one is told of afresh
   expect({{State::Loading, filter, ""}, {State::Running, filter, ""}});
   scripted::delegate()->lostContactWithComposition();
@@ -347,6 +370,116 @@ TEST_F(Scene, NeverInstallsARunnerThatWasOvertakenWhileItStarted) {
     EXPECT_THAT(log.take(),
                 testing::Contains(StartsWith("\t\terr: something went wrong, cached path was ")));
   }
+}
+
+int heldUp[2];  // a pipe: a thread that is signalled reads from it
+std::atomic<bool> isHeldUp{false};
+TEST_F(Scene, KeepsTheRunnerOfItsLastLoadWhenAnEarlierOneIsHeldUp) {
+  ASSERT_EQ(::pipe(heldUp), 0);
+  std::signal(SIGUSR1, [](int) {
+    isHeldUp = true;
+    char ignored;
+    [[maybe_unused]] const auto count = ::read(heldUp[0], &ignored, 1);
+  });
+  load(generator);
+  std::latch inside(1), leave(1);
+  scripted::script().during["findInput"] = [&] {
+    scripted::script().during.erase("findInput");
+    inside.count_down();
+    leave.wait();
+  };
+  std::thread user([&] { scene->setValue(std::make_shared<const ZQVuoPortValue>(1), "level"); });
+  inside.wait();
+  // The file is set, and what ran is not taken out yet: the one who is inside has to leave first.
+  std::atomic<pid_t> id{0};
+  std::thread earlier([&] {
+    id = ::gettid();
+    scene->useFile(folder.path + "/absent.vuo", false);
+  });
+  while (scene->filePath() == generator || stateOfThread(id) != "S") std::this_thread::yield();
+  ::pthread_kill(earlier.native_handle(), SIGUSR1);
+  while (!isHeldUp) std::this_thread::yield();
+  leave.count_down();
+  user.join();
+  scene->useFile(filter, false);
+  ASSERT_TRUE(scene->readyToRender());
+  ASSERT_EQ(::write(heldUp[1], "", 1), 1);
+  earlier.join();
+  EXPECT_TRUE(scene->readyToRender());
+  EXPECT_EQ(scene->filePath(), filter);
+  EXPECT_EQ(scene->status().state, VuoSceneStatus::State::Running);
+  std::signal(SIGUSR1, SIG_DFL);
+  for (const int end : heldUp) ::close(end);
+}
+
+TEST_F(Scene, IsNotUnloadedByTheLossOfAnotherRunner) {
+  load(generator);
+  VuoRunnerDelegate* const old = scripted::delegate();
+  std::latch stopping(1), stopped(1);
+  scripted::script().during["removeDelegate"] = [&] {
+    stopping.count_down();
+    stopped.wait();
+  };
+  const auto lose = [&] {
+    old->lostContactWithComposition();
+    bool handled = false;
+    platform::MainQueue::shared().after(std::chrono::nanoseconds(10'000), [&] { handled = true; });
+    serveMainQueueUntil([&] { return handled; });
+  };
+  load(filter);
+  stopping.wait();
+  lose();
+  EXPECT_TRUE(scene->readyToRender());
+  EXPECT_EQ(scene->filePath(), filter);
+  EXPECT_THAT(log.take(), IsEmpty());
+  stopped.count_down();
+  platform::finishQueues();
+
+  // Lost before it is installed: it never is.
+  scripted::script().during = {{"start", [&] {
+                                  scripted::script().during.erase("start");
+                                  scripted::delegate()->lostContactWithComposition();
+                                  serveMainQueueUntil([&] { return !scene->filePath(); });
+                                }}};
+  scene->useFile(generator, false);
+  EXPECT_FALSE(scene->readyToRender());
+  EXPECT_THAT(
+      log.take(),
+      ElementsAre("\t\terr: -[VuoGLScene runnerDelegateLostContactWithComposition], file was "
+                  "clouds.vuo",
+                  StartsWith("\t\terr: something went wrong, cached path was ")));
+}
+
+TEST_F(Scene, LoadsHoweverManyOthersHangWhileTheyStop) {
+  constexpr int kHanging = 12;
+  std::latch hanging(kHanging), released(1);
+  scripted::script().during["waitUntilStopped"] = [&] {
+    hanging.count_down();
+    released.wait();
+  };
+  for (int i = 0; i < kHanging; ++i) {
+    const auto other = VuoGLScene::initWithSize(8, 8);
+    other->setRunnerNewProcess(false);
+    other->useFile(generator);
+  }
+  hanging.wait();
+  const std::string fresh = folder.write("fresh.vuo", kGenerator);
+  scene->useFile(fresh, true);  // with a compile
+  serveMainQueueUntil([&] { return scene->readyToRender(); });
+  released.count_down();
+  platform::finishQueues();
+  scripted::script().during.clear();
+}
+
+TEST_F(Scene, TellsRunnersHowPatientTheHostIs) {
+  EXPECT_EQ(scene->eventPatience(), std::chrono::seconds(10));
+  load(generator);
+  EXPECT_EQ(scripted::patience(), std::chrono::seconds(10));
+  scene->setEventPatience(std::nullopt);
+  EXPECT_EQ(scripted::patience(), std::nullopt);
+  scene->setEventPatience(std::chrono::seconds(1));
+  load(filter);
+  EXPECT_EQ(scripted::patience(), std::chrono::seconds(1));
 }
 
 TEST_F(Scene, StopsTheOldRunnerInTheBackground) {
@@ -468,8 +601,9 @@ TEST_F(Scene, LendsFramesToAFilterAndTakesThemBack) {
                                          std::to_string(reinterpret_cast<std::int64_t>(picture))));
   }
   frame->descriptorPtr()->target = 0x0DE1;
+  frame->setSrcRect({0, 0, 1e19, -1});
   (void)scene->runFilterOnFrame(frame);
-  EXPECT_THAT(scripted::takeCalls(), testing::Contains("make2D 9 77 640x480"));
+  EXPECT_THAT(scripted::takeCalls(), testing::Contains("make2D 9 77 10000000000000000000x0"));
   load(generator);
   EXPECT_EQ(scene->runFilterOnFrame(frame), frame);
   EXPECT_THAT(scripted::takeCalls(), IsEmpty());
@@ -665,6 +799,77 @@ TEST_F(Scene, EndsSilentlyWhereThereIsNothingToCarry) {
   EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in " + setBuffer,
                                       "\t\terr: caught exception in " + alloc));
   EXPECT_EQ(image->retainCount(), 1);
+}
+
+TEST_F(Scene, OutlivesARuntimeThatRaisesWhileItCounts) {
+  auto& script = scripted::script();
+  const auto text = std::make_shared<const ZQVuoPortValue>("text");
+  const ZQBufferRef frame = ZQBufferRef::adopt(ZQBuffer::initWithPool(sharedPool()));
+  frame->descriptorPtr()->target = 0x0DE1;
+  frame->setSrcRect({0, 0, 4, 4});
+  VuoFrameRequest request;
+  request.values["name"] = text;
+  request.images["picture"] = frame;
+  double width = 1;
+  const struct {
+    const char* name;
+    std::function<void()> operation;
+    std::vector<std::string> raising;
+  } rows[] = {
+      {"-[VuoGLScene setValue:forInputKey:]",
+       [&] { scene->setValue(text, "name"); },
+       {"retain", "release", "put"}},
+      {"-[VuoGLScene setBuffer:forInputImageKey:]",
+       [&] { scene->setBuffer(frame, "picture"); },
+       {"retain", "release", "put"}},
+      {"-[VuoGLScene allocValueForOutputKey:]",
+       [&] { EXPECT_FALSE(scene->allocABuffer()); },
+       {"retain", "second retain", "put"}},
+      {"-[VuoGLScene startRendering]", [&] { scene->startRendering(); }, {"put"}},
+      {"-[VuoGLScene _applySize]", [&] { scene->setSize(++width, 1); }, {"put"}},
+      {"-[VuoGLScene askForFrame:]",
+       [&] { (void)scene->askForFrame(request); },
+       {"retain", "release", "put"}},
+      {"-[VuoGLScene takeFrame:longest:]",
+       [&] { EXPECT_FALSE(scene->renderFrame({}, std::nullopt).buffer); },
+       {"second retain"}},
+  };
+  load(generator);
+  for (const auto& row : rows)
+    for (const std::string& word : row.raising) {
+      script.throwing = {word};
+      script.retainThatThrows = word == "retain" ? 1 : word == "second retain" ? 2 : 0;
+      scripted::takeCalls();
+      row.operation();
+      script.throwing = {};
+      EXPECT_THAT(log.take(), ElementsAre(std::string("\t\terr: caught exception in ") + row.name))
+          << word;
+      EXPECT_EQ(scripted::liveImages(), 1);
+      EXPECT_EQ(scripted::retainsOf(picture), 1);
+      EXPECT_EQ(frame->retainCount(), 2);  // the request's too
+    }
+
+  script.throwing = {"put"};
+  scripted::takeCalls();
+  scene->setSize(++width, 1);  // nothing follows what raised
+  EXPECT_EQ(scripted::takeCalls().back(), "fire width");
+  script.throwing = {};
+  log.take();
+
+  load(filter);
+  scripted::report("outputImage", true);
+  for (const char* word : {"retain", "release"}) {
+    script.retainThatThrows = word == std::string("retain") ? 1 : 0;
+    script.throwing = {word};
+    (void)scene->runFilterOnFrame(frame);
+    EXPECT_EQ(log.take().front(), "\t\terr: caught exception B in -[VuoGLScene runFilterOnFrame:]");
+    script.throwing = {};
+  }
+  ZQBufferRef held = scene->allocABuffer();
+  script.throwing = {"release"};
+  held = nullptr;
+  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in ZQBuffer_ReleaseVuoImage"));
+  script.throwing = {};
 }
 
 TEST_F(Scene, KeepsEachReportedNameOnce) {

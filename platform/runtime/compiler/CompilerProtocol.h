@@ -1,23 +1,36 @@
-// The messages between VuoCompiler and the compiler program, which stays for further compiles.
-//
-// to the program
-//   {"kind": "compile", "file": path}     with the file that takes the result
-//
-// from the program
-//   {"kind": "ended", "code": c, "status": s}
-//       how the process ended that compiled, as siginfo_t tells it; the file then holds a library's
-//       artefact (VuoArtefact.h), or `faultMark` and what is wrong with the composition. Anything
-//       else means that the process did not come to its end.
+// What VuoCompiler and the compiler program say to each other. The program stays for further
+// compiles.
 #pragma once
 
 #include <sys/resource.h>
 
 #include <string_view>
 
+#include "platform/runtime/transport/Codec.h"
+
 namespace vuo {
 
 /// The descriptor at which the program finds its end of the socket pair.
 constexpr int compilerSocket = 3;
+
+namespace message {
+
+/// To the program. The descriptor is that of the file that takes the result.
+struct Compile {
+  std::string file;
+  static constexpr auto members = std::tuple(&Compile::file);
+};
+
+/// From the program: how the process ended that compiled, as siginfo_t tells it. The file then
+/// holds a library's artefact (VuoArtefact.h), or `faultMark` and what is wrong with the
+/// composition. Anything else means that the process did not come to its end.
+struct Compiled {
+  std::int32_t code = 0, status = 0;
+  static constexpr auto members = std::tuple(&Compiled::code, &Compiled::status);
+};
+
+}  // namespace message
+
 constexpr std::string_view faultMark = "fault: ";
 
 /// What one compile may use. VuoCompiler.h tells hosts.

@@ -13,7 +13,6 @@
 #include "platform/runtime/compiler/OneCompile.h"
 #include "platform/runtime/compiler/ShaderInterface.h"
 #include "platform/runtime/transport/MessageSocket.h"
-#include "platform/runtime/transport/Protocol.h"
 
 extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
@@ -35,17 +34,15 @@ siginfo_t endOf(pid_t process) {
 }
 
 /// False when no process can be made.
-bool compile(vuo::MessageSocket& socket, const vuo::Message& request) {
-  const std::string file = vuo::textIn(request.body.get(), "file");
+bool compile(vuo::MessageSocket& socket, const vuo::MessageSocket::Received& request) {
+  const auto file = vuo::decoded<vuo::message::Compile>(request.bytes).file;
   const pid_t self = getpid();
   const pid_t process = fork();
   if (process == 0) vuo::compileAndExit(file, request.descriptor.get(), self);
   if (process < 0) return false;
   const siginfo_t end = endOf(process);
-  const vuo::JsonOwner answer = vuo::newMessage("ended");
-  vuo::add(answer.get(), "code", static_cast<std::uint64_t>(end.si_code));
-  vuo::add(answer.get(), "status", static_cast<std::uint64_t>(end.si_status));
-  return socket.send(answer.get(), -1, std::nullopt);
+  const vuo::message::Compiled compiled{end.si_code, end.si_status};
+  return socket.send(vuo::encoded(compiled), -1, std::nullopt);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "platform/runtime/HelperFolder.h"
-#include "platform/runtime/transport/Protocol.h"
+#include "platform/runtime/compiler/CompilerProtocol.h"
 
 namespace vuo {
 namespace {
@@ -54,16 +54,17 @@ CompilerProcess::CompilerProcess(Sockets sockets)
       _process(helperFolder() + "/vuo-compiler", {}, {sockets.second.get()}) {}
 
 std::optional<siginfo_t> CompilerProcess::compile(const std::string& composition, int output,
-                                                  std::chrono::milliseconds patience) {
-  const JsonOwner request = newMessage("compile");
-  add(request.get(), "file", composition);
-  if (!_socket.send(request.get(), output, patience)) return std::nullopt;
+                                                  std::chrono::milliseconds patience) try {
+  if (!_socket.send(encoded(message::Compile{composition}), output, patience)) return std::nullopt;
   const auto answer = _socket.receive(patience);
   if (!answer) return std::nullopt;
+  const auto compiled = decoded<message::Compiled>(answer->bytes);
   siginfo_t end{};
-  end.si_code = static_cast<int>(numberIn(answer->body.get(), "code"));
-  end.si_status = static_cast<int>(numberIn(answer->body.get(), "status"));
+  end.si_code = compiled.code;
+  end.si_status = compiled.status;
   return end;
+} catch (const ProtocolError&) {
+  return std::nullopt;
 }
 
 }  // namespace vuo

@@ -15,7 +15,8 @@ void main() { pixel = texture(source, gl_FragCoord.xy); }
 
 }  // namespace
 
-Canvas::Canvas(std::shared_ptr<ShareGroup> group) : _pool(std::move(group)) {
+Canvas::Canvas(std::shared_ptr<ShareGroup> group)
+    : _pool(std::move(group), PictureBudget::ofAScene()) {
   GLint longest = 1;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &longest);
   _longestSide = static_cast<std::uint64_t>(longest);

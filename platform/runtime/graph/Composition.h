@@ -18,7 +18,7 @@ struct PublishedPorts {
   std::vector<PublishedPort> inputs, outputs;
 };
 
-/// Names an event whose end is reported in any case; 0 for any other.
+/// Names an event. A composition's events are numbered from 1, in the order of firing.
 using EventNumber = std::uint64_t;
 
 /// A published output was reached by an event.
@@ -43,30 +43,40 @@ struct EventReport {
 class CompositionListener {
  public:
   virtual ~CompositionListener() = default;
-  /// An event reached outputs, or it has a number: then also when it reached none or was not run.
-  /// Where the composition runs in this process its GL context is current, and the images are
-  /// complete on the GPU. The report may be taken apart.
+  /// The composition has come up. At most once, as the first call.
+  virtual void started() = 0;
+  /// An event has been run, or it is sure that it will not be. Told of every event that was fired,
+  /// was not dropped at once and was not taken out. Where the composition runs in this process its
+  /// GL context is current, and the images are complete on the GPU. The report may be taken apart.
   virtual void eventFinished(EventReport& report) = 0;
   virtual void eventDropped(std::size_t input) = 0;
   virtual void failed(const std::string& message) = 0;
-  /// The composition has ended without having been asked to. At most once, as the last call.
+  /// The composition did not come up, or has ended without having been asked to. At most once, as
+  /// the last call.
   virtual void contactLost(const std::string& how) = 0;
 };
 
-/// Any thread may call any operation. Ports are named by their places in the lists that `start`
-/// gave. Nothing runs any more when the destructor has returned.
+/// Any thread may call any operation. Ports are named by their places in the lists of the plan.
+/// Nothing runs any more when the destructor has returned.
 class Composition {
  public:
   virtual ~Composition() = default;
-  /// Throws std::runtime_error when the composition can't run. To be called once.
-  virtual PublishedPorts start() = 0;
+  /// Lets the composition come up, and does not wait for that: the listener is told of it, or why
+  /// it failed. Values and events may follow at once. To be called once.
+  virtual void start() = 0;
   /// Takes effect with the next event. Throws std::runtime_error when the value does not fit or
   /// the composition is gone. The JSON value is only read.
   virtual void setValue(std::size_t input, json_object* value) = 0;
-  /// Fires one event into the inputs. Throws std::runtime_error when the composition is gone.
-  virtual void fire(std::vector<std::size_t> inputs, EventNumber number) = 0;
+  /// Fires one event into the inputs. One that is `asked` for also reaches published outputs that
+  /// nothing has run for yet. False when too many events are waiting: it is dropped, but not the
+  /// values. Throws std::runtime_error when the composition is gone.
+  virtual bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) = 0;
   /// Nobody waits for that event any more: if it has not begun it is not run, but its values stay.
-  virtual void cancel(EventNumber number) = 0;
+  /// True when that is sure already; otherwise its end is reported.
+  virtual bool cancel(EventNumber number) = 0;
+  /// The composition has been waited for in vain: it is ended as far as that can be done from
+  /// outside, and the listener told that contact was lost. False, and nothing done, where it can't.
+  virtual bool giveUp(const std::string& why) = 0;
   /// Asks the composition to end after the event that it is working on. Does not wait.
   virtual void stop() = 0;
   /// Must not be called by the listener.

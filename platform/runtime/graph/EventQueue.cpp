@@ -1,58 +1,35 @@
 #include "platform/runtime/graph/EventQueue.h"
 
-#include <algorithm>
-
 namespace vuo {
-namespace {
-
-/// A composition this many events behind its host does not catch up with what it shows.
-constexpr std::size_t mostWaitingEvents = 256;
-
-}  // namespace
 
 void EventQueue::set(std::size_t input, Value value) {
   std::lock_guard hold(_lock);
-  std::swap(_values[input], value);
+  _backlog.set(input, value);
 }
 
-void EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number) {
+bool EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  bool waits;
   {
     std::lock_guard hold(_lock);
-    if (_events.size() < mostWaitingEvents) {
-      _events.push_back({std::exchange(_values, {}), std::move(inputs), number});
-    } else {
-      for (const std::size_t input : inputs) ++_dropped[input];
-      if (number != 0) _notRun.push_back({number, EventReport::Outcome::Dropped, {}});
-    }
+    waits = _backlog.fire(std::move(inputs), number, asked);
   }
   _changed.notify_one();
+  return waits;
 }
 
-void EventQueue::cancel(EventNumber number) {
-  std::map<std::size_t, Value> outdated;  // destroyed after the lock is released
-  {
-    std::lock_guard hold(_lock);
-    const auto found = std::find_if(_events.begin(), _events.end(),
-                                    [&](const Event& event) { return event.number == number; });
-    if (number == 0 || found == _events.end()) return;
-    outdated = std::move(found->values);
-    const auto next = _events.erase(found);
-    (next != _events.end() ? next->values : _values).merge(outdated);  // newer values stay
-    _notRun.push_back({number, EventReport::Outcome::Cancelled, {}});
-  }
-  _changed.notify_one();
+bool EventQueue::cancel(EventNumber number) {
+  std::optional<EventBacklog<Value>::Values> outdated;  // destroyed after the lock is released
+  std::lock_guard hold(_lock);
+  outdated = _backlog.cancel(number);
+  return outdated.has_value();
 }
 
 std::optional<EventQueue::Work> EventQueue::next() {
   std::unique_lock hold(_lock);
-  _changed.wait(
-      hold, [this] { return _ended || !_events.empty() || !_dropped.empty() || !_notRun.empty(); });
+  _changed.wait(hold, [this] { return _ended || _backlog.hasEvents() || _backlog.hasDrops(); });
   if (_ended) return std::nullopt;
-  Work work{std::exchange(_dropped, {}), std::exchange(_notRun, {}), std::nullopt};
-  if (!_events.empty()) {
-    work.event = std::move(_events.front());
-    _events.pop_front();
-  }
+  Work work{_backlog.takeDrops(), std::nullopt};
+  if (_backlog.hasEvents()) work.event = _backlog.take();
   return work;
 }
 

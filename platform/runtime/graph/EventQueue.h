@@ -1,40 +1,27 @@
 #pragma once
 
 #include <condition_variable>
-#include <deque>
-#include <map>
 #include <mutex>
 #include <optional>
-#include <utility>
-#include <vector>
 
-#include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/graph/EventBacklog.h"
 
 namespace vuo {
 
-/// What one event brings: the values that were set since the event before it, and the published
-/// inputs that it enters at.
-struct Event {
-  std::map<std::size_t, Value> values;
-  std::vector<std::size_t> inputs;
-  EventNumber number = 0;
-};
+using Event = EventOf<Value>;
 
-/// The events that wait for a composition, in order. Any thread.
+/// The events that wait for a composition. Any thread.
 class EventQueue {
  public:
-  /// What there is to do next: reports of events that are not run, then an event.
+  /// What there is to do next: drops to be told of, then an event.
   struct Work {
-    std::map<std::size_t, std::size_t> dropped;  ///< how often, by the input fired into
-    std::vector<EventReport> notRun;  ///< the numbered ones among them, and the cancelled
+    EventBacklog<Value>::Drops drops;
     std::optional<Event> event;
   };
 
   void set(std::size_t input, Value value);
-  /// Drops the event, but not the values, when too many are waiting.
-  void fire(std::vector<std::size_t> inputs, EventNumber number);
-  /// Takes the event out if it still waits; the next one brings its values.
-  void cancel(EventNumber number);
+  bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked);
+  bool cancel(EventNumber number);
   /// Waits for something to do. Nothing once the queue has ended, whatever still waits.
   std::optional<Work> next();
   void end();
@@ -42,10 +29,7 @@ class EventQueue {
  private:
   std::mutex _lock;  ///< guards the fields below; no lock is taken inside it
   std::condition_variable _changed;
-  std::map<std::size_t, Value> _values;  ///< for the next event
-  std::deque<Event> _events;
-  std::map<std::size_t, std::size_t> _dropped;
-  std::vector<EventReport> _notRun;
+  EventBacklog<Value> _backlog;
   bool _ended = false;
 };
 

@@ -57,7 +57,7 @@ EventReport Execution::run(Event event) {
   for (const std::size_t input : event.inputs) _publishedFired[input] = true;
 
   markReachedNodes();
-  if (event.number != 0) markOutputsThatNeverRan();
+  if (event.asked) markOutputsThatNeverRan();
   markDueNodes();
   for (std::size_t i = 0; i < _nodes.size(); ++i)
     if (_nodes[i].due) runNode(i);

@@ -20,9 +20,9 @@ class Execution {
             CompositionListener& listener);
 
   /// Runs, once and in the plan's order, the nodes that lie downstream of the event, and before
-  /// them those that they read from and that never ran; a numbered event also reaches published
-  /// outputs that nothing has run for yet. Returns what published outputs the event reached, with
-  /// images that are complete on the GPU.
+  /// them those that they read from and that never ran; one that was asked for also reaches
+  /// published outputs that nothing has run for yet. Returns what published outputs the event
+  /// reached, with images that are complete on the GPU.
   EventReport run(Event event);
 
  private:

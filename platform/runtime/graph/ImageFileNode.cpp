@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "platform/runtime/ImagePixels.h"
 #include "platform/runtime/NamedFile.h"
 #include "platform/runtime/graph/Canvas.h"
 
@@ -30,7 +31,7 @@ class PngReader {
   std::uint64_t height() const { return _image.height; }
 
   std::vector<std::uint8_t> pixels() {
-    std::vector<std::uint8_t> pixels(width() * height() * 4);
+    std::vector<std::uint8_t> pixels(pixelBytes(width(), height()));
     const auto bottomRowFirst = -static_cast<png_int_32>(width() * 4);
     if (!png_image_finish_read(&_image, nullptr, pixels.data(), bottomRowFirst, nullptr)) fail();
     return pixels;

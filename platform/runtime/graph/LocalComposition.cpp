@@ -7,16 +7,6 @@
 #include "platform/runtime/graph/Execution.h"
 
 namespace vuo {
-namespace {
-
-PublishedPorts publishedPortsOf(const Plan& plan) {
-  PublishedPorts ports;
-  for (const Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
-  for (const Port& port : plan.publishedOutputs) ports.outputs.push_back({port.name, port.type});
-  return ports;
-}
-
-}  // namespace
 
 LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener)
     : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener) {}
@@ -26,42 +16,41 @@ LocalComposition::~LocalComposition() {
   waitUntilStopped();
 }
 
-PublishedPorts LocalComposition::start() {
-  std::promise<void> started;
-  std::future<void> whenStarted = started.get_future();
-  _thread = std::thread(&LocalComposition::live, this, std::move(started));
-  whenStarted.get();
-  return publishedPortsOf(_plan);
+void LocalComposition::start() {
+  _thread = std::thread(&LocalComposition::live, this);
 }
 
-void LocalComposition::live(std::promise<void> started) {
+void LocalComposition::live() {
   pthread_setname_np(pthread_self(), "vuo composition");
   try {
-    const auto group = ShareGroup::current();
-    const auto context = group->createContext();
-    const platform::GLCurrent current(*context);
-    if (!current) throw std::runtime_error("The OpenGL context can't be used on this thread");
-    Execution execution(_plan, _folder, group, _listener);
-    started.set_value();
-    serveEvents(execution);
-  } catch (...) {  // serving events throws nothing
-    started.set_exception(std::current_exception());
+    play();
+  } catch (const std::exception& fault) {  // serving events throws nothing
+    _listener.contactLost(fault.what());
   }
   _end.set_value();
 }
 
+void LocalComposition::play() {
+  const auto group = ShareGroup::current();
+  const auto context = group->createContext();
+  const platform::GLCurrent current(*context);
+  if (!current) throw std::runtime_error("The OpenGL context can't be used on this thread");
+  Execution execution(_plan, _folder, group, _listener);
+  _listener.started();
+  serveEvents(execution);
+}
+
 void LocalComposition::serveEvents(Execution& execution) {
   while (auto work = _queue.next()) try {
-      for (const auto& [input, count] : work->dropped)
+      for (const auto& [input, count] : work->drops)
         for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
-      for (EventReport& report : work->notRun) _listener.eventFinished(report);
       if (work->event) runEvent(execution, std::move(*work->event));
     } catch (const std::exception& fault) {
       _listener.failed(fault.what());
     }
 }
 
-/// The end of a numbered event is reported whatever happens in it.
+/// The event's end is reported whatever happens in it.
 void LocalComposition::runEvent(Execution& execution, Event event) {
   EventReport report{event.number, EventReport::Outcome::Run, {}};
   try {
@@ -69,19 +58,23 @@ void LocalComposition::runEvent(Execution& execution, Event event) {
   } catch (const std::exception& fault) {
     _listener.failed(fault.what());
   }
-  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
+  _listener.eventFinished(report);
 }
 
 void LocalComposition::setValue(std::size_t input, json_object* value) {
-  _queue.set(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
+  setValue(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
 }
 
-void LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
-  _queue.fire(std::move(inputs), number);
+void LocalComposition::setValue(std::size_t input, Value value) {
+  _queue.set(input, std::move(value));
 }
 
-void LocalComposition::cancel(EventNumber number) {
-  _queue.cancel(number);
+bool LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  return _queue.fire(std::move(inputs), number, asked);
+}
+
+bool LocalComposition::cancel(EventNumber number) {
+  return _queue.cancel(number);
 }
 
 void LocalComposition::stop() {

@@ -13,25 +13,30 @@ namespace vuo {
 
 class Execution;
 
-/// Runs a plan in this process, on a thread of its own with its own GL context. An event that does
-/// not end, or a GPU that hangs, holds the thread and whoever waits for it.
+/// Runs a plan in this process, on a thread of its own with its own GL context, which is made there
+/// too. An event that does not end, or a GPU that hangs, holds the thread and whoever waits for it.
 class LocalComposition : public Composition {
  public:
   LocalComposition(Plan plan, std::string folder, CompositionListener& listener);
   ~LocalComposition() override;
 
-  PublishedPorts start() override;
+  void start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
-  void cancel(EventNumber number) override;
+  bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
+  bool cancel(EventNumber number) override;
+  bool giveUp(const std::string&) override { return false; }
   void stop() override;
   void waitUntilStopped() override;
+
+  /// The same for a value that has the port's type.
+  void setValue(std::size_t input, Value value);
 
   /// Whether the composition, which was started, has ended after at most that long.
   bool hasStoppedWithin(std::chrono::milliseconds patience);
 
  private:
-  void live(std::promise<void> started);
+  void live();
+  void play();
   void serveEvents(Execution& execution);
   void runEvent(Execution& execution, Event event);
 

@@ -1,12 +1,9 @@
 #include "platform/runtime/player/Player.h"
 
-#include <json-c/json.h>
-
 #include <algorithm>
 #include <stdexcept>
 
 #include "platform/runtime/ImagePixels.h"
-#include "platform/runtime/transport/Protocol.h"
 
 namespace vuo {
 namespace {
@@ -20,84 +17,100 @@ std::size_t imageOutputs(const Plan& plan) {
                     [](const Port& output) { return output.type == Type::Image; }));
 }
 
-JsonOwner listOf(const std::vector<PublishedPort>& ports) {
-  JsonOwner list = newArray();
-  for (const auto& [name, type] : ports) {
-    JsonOwner port = newArray();
-    append(port.get(), newText(name));
-    append(port.get(), newText(typeName(type)));
-    append(list.get(), std::move(port));
-  }
-  return list;
-}
-
 }  // namespace
 
 Player::Player(FileDescriptor socket, const Plan& plan, const std::string& folder)
-    : _socket(std::move(socket)),
+    : _inputs(plan.publishedInputs),
+      _socket(std::move(socket)),
       _frames(_socket, imageOutputs(plan)),
       _reporter(_socket, _frames),
       _composition(plan, folder, _reporter) {}
 
-bool Player::start() {
-  try {
-    const PublishedPorts ports = _composition.start();
-    const JsonOwner ready = newMessage("ready");
-    add(ready.get(), "inputs", listOf(ports.inputs));
-    add(ready.get(), "outputs", listOf(ports.outputs));
-    return _socket.send(ready.get(), -1, std::nullopt);
-  } catch (const std::exception& fault) {
-    const JsonOwner refused = newMessage("refused");
-    add(refused.get(), "message", std::string(fault.what()));
-    _socket.send(refused.get(), -1, std::nullopt);
-    return false;
-  }
-}
-
 bool Player::serve() {
-  while (auto message = _socket.receive(std::nullopt)) try {
-      if (!serve(std::move(*message))) return true;
-    } catch (const std::exception& fault) {
-      _reporter.failed(fault.what());
-    }
-  return false;
-}
-
-bool Player::serve(Message message) {
-  const std::string kind = kindOf(message.body.get());
-  if (kind == "event")
-    takeEvent(message.body.get());
-  else if (kind == "image")
-    takeImage(std::move(message));
-  else if (kind == "cancel")
-    _composition.cancel(numberIn(message.body.get(), "event"));
-  else
-    _frames.take(message.body.get());
-  return kind != "stop";
-}
-
-void Player::takeEvent(json_object* message) {
-  json_object* values = arrayIn(message, "values");
-  for (std::size_t i = 0; i < json_object_array_length(values); ++i) {
-    json_object* pair = json_object_array_get_idx(values, i);
-    _composition.setValue(json_object_get_uint64(json_object_array_get_idx(pair, 0)),
-                          json_object_array_get_idx(pair, 1));
+  _reporter.greet();
+  try {
+    _composition.start();
+  } catch (const std::exception& fault) {
+    _reporter.contactLost(fault.what());
   }
-  json_object* inputs = arrayIn(message, "inputs");
-  std::vector<std::size_t> fired;
-  for (std::size_t i = 0; i < json_object_array_length(inputs); ++i)
-    fired.push_back(json_object_get_uint64(json_object_array_get_idx(inputs, i)));
-  _composition.fire(std::move(fired), numberIn(message, "event"));
+  while (auto received = _socket.receive(std::nullopt))
+    if (!serve(std::move(*received))) return true;
+  return _reporter.hasLostContact();
 }
 
-void Player::takeImage(Message message) {
-  const std::uint64_t width = numberIn(message.body.get(), "width");
-  const std::uint64_t height = numberIn(message.body.get(), "height");
-  const SharedMemory pixels(std::move(message.descriptor), pixelBytes(width, height));
-  if (!_uploader) _uploader = std::make_unique<TextureUploader>();
-  const ImageRef image = _uploader->upload(width, height, pixels.bytes());
-  const JsonOwner value(VuoImage_getJson(image.get()));
-  _composition.setValue(numberIn(message.body.get(), "input"), value.get());
+bool Player::serve(MessageSocket::Received received) {
+  auto message = decoded<message::ToPlayer>(received.bytes);
+  _pixels = std::move(received.descriptor);
+  return std::visit(
+      [&](auto& said) {
+        using Kind = std::decay_t<decltype(said)>;
+        if ((_pixels || received.descriptorIsLost) != message::bringsDescriptor<Kind>)
+          throw ProtocolError("a descriptor came with the wrong message");
+        if (_isGreeted == std::is_same_v<Kind, message::Greeting>)
+          throw ProtocolError("the greeting is not the first message");
+        take(said);
+        return !std::is_same_v<Kind, message::Stop>;
+      },
+      message);
+}
+
+void Player::take(message::Greeting greeting) {
+  if (greeting.format != messageFormat)
+    throw ProtocolError("the host speaks format " + std::to_string(greeting.format));
+  _isGreeted = true;
+}
+
+void Player::take(message::Values& values) {
+  for (message::InputValue& value : values.values)
+    _composition.setValue(value.input,
+                          message::valueFor(typeOf(value.input), std::move(value.value)));
+}
+
+void Player::take(message::Event& event) {
+  message::Values values{std::move(event.values)};
+  take(values);
+  for (const std::uint32_t input : event.inputs) typeOf(input);
+  if (!_composition.fire({event.inputs.begin(), event.inputs.end()}, event.event, event.asked))
+    tellNotRun(event.event, EventReport::Outcome::Dropped);
+}
+
+void Player::take(const message::Cancel& cancel) {
+  if (_composition.cancel(cancel.event)) tellNotRun(cancel.event, EventReport::Outcome::Cancelled);
+}
+
+void Player::tellNotRun(EventNumber number, EventReport::Outcome outcome) {
+  EventReport report{number, outcome, {}};
+  _reporter.eventFinished(report);
+}
+
+/// One that there is no room for leaves the input as it is.
+void Player::take(const message::InputPicture& picture) {
+  if (typeOf(picture.input) != Type::Image) throw ProtocolError("the input takes no picture");
+  try {
+    _composition.setValue(picture.input, Value(upload(picture)));
+  } catch (const ProtocolError&) {
+    throw;
+  } catch (const std::exception& fault) {
+    _reporter.failed(fault.what());
+  }
+  _reporter.pictureTaken();
+}
+
+ImageRef Player::upload(const message::InputPicture& picture) {
+  if (!_pixels) throw std::runtime_error("There is no descriptor left for a picture");
+  const auto& [input, width, height] = picture;
+  const SharedMemory pixels(std::move(_pixels), pixelBytes(width, height));
+  if (!_uploader) _uploader = std::make_unique<TextureUploader>(PictureBudget::ofAScene());
+  return _uploader->upload(width, height, pixels.bytes());
+}
+
+void Player::take(const message::BufferBack& back) {
+  _frames.take(back);
+}
+
+Type Player::typeOf(std::uint32_t input) const {
+  if (input >= _inputs.size()) throw ProtocolError("there is no such input");
+  return _inputs[input].type;
 }
 
 void Player::stop() {

@@ -2,53 +2,73 @@
 
 #include <stdexcept>
 
-#include "platform/runtime/transport/Protocol.h"
-
 namespace vuo {
+namespace {
+
+constexpr const char* tooLong = "The outputs' texts are too long for one message";
+
+/// Leaves out texts until the rest fits; without any it does.
+std::string fitting(message::EventEnd end) {
+  std::string bytes = encoded(message::ToHost(end));
+  for (auto report = end.reports.rbegin(); report != end.reports.rend(); ++report) {
+    if (bytes.size() <= longestMessage) break;
+    const auto* value = std::get_if<message::PlainValue>(&report->data);
+    if (value == nullptr || !std::holds_alternative<std::string>(*value)) continue;
+    report->data = std::monostate();
+    report->fault = tooLong;
+    bytes = encoded(message::ToHost(end));
+  }
+  return bytes;
+}
+
+}  // namespace
 
 void Reporter::eventFinished(EventReport& report) {
-  JsonOwner list = newArray();
-  for (const OutputReport& output : report.outputs) append(list.get(), messageOf(output));
-  const JsonOwner message = newMessage("outputs");
-  add(message.get(), "event", report.event);
-  add(message.get(), "outcome", static_cast<std::uint64_t>(report.outcome));
-  add(message.get(), "reports", std::move(list));
-  send(message);
+  message::EventEnd end{report.event, report.outcome, {}};
+  for (OutputReport& output : report.outputs) end.reports.push_back(reportOf(output));
+  sendBytes(fitting(std::move(end)));
+  _faults = 0;
 }
 
-JsonOwner Reporter::messageOf(const OutputReport& report) {
-  JsonOwner message = newObject();
-  add(message.get(), "output", report.output);
-  if (!report.sentData) return message;
-  if (!report.fault.empty()) add(message.get(), "fault", report.fault);
-  const auto* image = std::get_if<ImageRef>(&report.value);
+message::Report Reporter::reportOf(OutputReport& output) {
+  message::Report report{static_cast<std::uint32_t>(output.output), {}, {}};
+  if (!output.sentData) return report;
+  report.fault = output.fault.substr(0, longestFault);
+  const auto* image = std::get_if<ImageRef>(&output.value);
   if (!image || !*image) {
-    add(message.get(), "value", jsonFromValue(report.value));
-    return message;
+    report.data = message::plain(output.value);
+    return report;
   }
   try {
-    add(message.get(), "frame", _frames.send(*image));
+    report.data = _frames.send(*image);
   } catch (const std::runtime_error& fault) {
     failed(fault.what());
-    add(message.get(), "fault", std::string(fault.what()));
+    report.fault = std::string(fault.what()).substr(0, longestFault);
   }
-  return message;
+  return report;
 }
 
-void Reporter::eventDropped(std::size_t input) {
-  const JsonOwner message = newMessage("dropped");
-  add(message.get(), "input", input);
-  send(message);
+void Reporter::contactLost(const std::string& how) {
+  _lost = true;
+  send(message::Refused{how.substr(0, longestFault)});
 }
 
-void Reporter::failed(const std::string& text) {
-  const JsonOwner message = newMessage("failed");
-  add(message.get(), "message", text);
-  send(message);
+/// The host takes so many with one event and no more.
+void Reporter::failed(const std::string& what) {
+  if (++_faults <= mostFaultsPerEvent) send(message::Fault{what.substr(0, longestFault)});
 }
 
-void Reporter::send(const JsonOwner& message) {
-  _socket.send(message.get(), -1, std::nullopt);
+void Reporter::send(const message::ToHost& message) {
+  sendBytes(encoded(message));
+}
+
+/// What can't be said would be waited for in vain.
+void Reporter::sendBytes(const std::string& bytes) {
+  try {
+    _socket.send(bytes, -1, std::nullopt);
+  } catch (const std::runtime_error&) {
+    _socket.shutDown();
+  }
 }
 
 }  // namespace vuo

@@ -30,10 +30,8 @@ int main(int count, char** arguments) {
     // Never destroyed: the composition's thread may still be in the middle of an event.
     auto* player =
         new vuo::Player(vuo::FileDescriptor(vuo::playerSocket), planGiven(), arguments[1]);
-    if (player->start()) {
-      const bool toldToStop = player->serve();
-      while (outlivesHost && !toldToStop) pause();
-    }
+    const bool toldToStop = player->serve();
+    while (outlivesHost && !toldToStop) pause();
     player->stop();
   } catch (const std::exception& fault) {
     std::fprintf(stderr, "%s\n", fault.what());

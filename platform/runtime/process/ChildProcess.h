@@ -24,6 +24,8 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
+  /// Readable when the process has ended; -1 where it can't be watched.
+  int descriptor() const { return _descriptor.get(); }
   void kill();
   bool hasEndedWithin(std::chrono::milliseconds patience) const;
   /// Returns when the process is gone and leaves no trace of it; ends it when it is still there

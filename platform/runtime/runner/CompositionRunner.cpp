@@ -3,17 +3,48 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 namespace vuo {
+namespace {
 
-CompositionRunner::CompositionRunner(const MakeComposition& makeComposition,
+std::vector<std::string> namesOf(const std::vector<PublishedPort>& published) {
+  std::vector<std::string> names;
+  for (const PublishedPort& port : published) names.push_back(port.name);
+  return names;
+}
+
+std::vector<std::unique_ptr<VuoRunner::Port>> portsNamed(const std::vector<std::string>& names) {
+  std::vector<std::unique_ptr<VuoRunner::Port>> ports;
+  for (const std::string& name : names) ports.push_back(std::make_unique<VuoRunner::Port>(name));
+  return ports;
+}
+
+std::string asText(std::chrono::nanoseconds time) {
+  const double seconds = std::round(std::chrono::duration<double>(time).count() * 10) / 10;
+  std::ostringstream text;
+  text << seconds << " s";
+  return text.str();
+}
+
+}  // namespace
+
+CompositionRunner::CompositionRunner(const PublishedPorts& published,
+                                     const MakeComposition& makeComposition,
                                      std::string fileToDelete)
     : _fileToDelete(std::move(fileToDelete)),
+      _inputs(portsNamed(namesOf(published.inputs))),
+      _outputs(portsNamed(namesOf(published.outputs))),
+      _current(_outputs.size()),
+      _outputNames(std::make_shared<const std::vector<std::string>>(namesOf(published.outputs))),
+      _events(std::make_shared<OpenEvents>([this](auto waited) { isOverdue(waited); })),
       _composition(makeComposition(*this)),
-      _cancelling(new Cancelling{{}, _composition.get()}) {
+      _cancelling(new Cancelling{{}, _composition.get(), _events}) {
+  _events->setPatience(defaultPatience);
   _atExit.emplace([this] {
     stop();
     waitUntilStopped();
@@ -23,6 +54,7 @@ CompositionRunner::CompositionRunner(const MakeComposition& makeComposition,
 CompositionRunner::~CompositionRunner() {
   _atExit.reset();
   setDelegate(nullptr);
+  _events->stopWatching();
   stop();
   waitUntilStopped();
   {
@@ -38,30 +70,39 @@ void CompositionRunner::setDelegate(VuoRunnerDelegate* delegate) {
   _delegate = delegate;
 }
 
-void CompositionRunner::start() {
+void CompositionRunner::setWatcher(std::weak_ptr<Watcher> watcher) {
   std::lock_guard hold(_lifeLock);
-  if (_state != State::NotStarted) throw std::runtime_error("The runner was started before");
-  const auto portsFor = [](const std::vector<PublishedPort>& published) {
-    Ports ports;
-    for (const PublishedPort& port : published) ports.push_back(std::make_unique<Port>(port.name));
-    return ports;
-  };
-  const PublishedPorts published = _composition->start();
-  _inputs = portsFor(published.inputs);
-  _outputs = portsFor(published.outputs);
-  auto names = std::make_shared<std::vector<std::string>>();
-  for (const PublishedPort& port : published.outputs) names->push_back(port.name);
-  _outputNames = std::move(names);
-  _current.resize(_outputs.size());
-  State expected = State::NotStarted;
-  _state.compare_exchange_strong(expected, State::Running);  // it may be lost already
+  _watcher = std::move(watcher);
+}
+
+void CompositionRunner::setPatience(Patience patience) {
+  _events->setPatience(patience);
+}
+
+/// One that can't even be asked for is lost like one that does not come up.
+void CompositionRunner::start() {
+  std::string fault;
+  {
+    std::lock_guard hold(_lifeLock);
+    State expected = State::NotStarted;
+    if (!_state.compare_exchange_strong(expected, State::Running))
+      throw std::runtime_error("The runner was started before");
+    _events->starting();
+    try {
+      _composition->start();
+      return;
+    } catch (const std::exception& raised) {
+      fault = raised.what();
+    }
+  }
+  contactLost(fault);
 }
 
 void CompositionRunner::stop() {
   std::lock_guard hold(_lifeLock);
   _state = State::Ended;
   _composition->stop();
-  endPending();
+  _events->end("");
 }
 
 void CompositionRunner::waitUntilStopped() {
@@ -85,30 +126,38 @@ void CompositionRunner::setPublishedInputPortValue(Port* port, json_object* valu
 
 void CompositionRunner::firePublishedInputPortEvent(Port* port) {
   requireRunning();
-  _composition->fire({indexOf(_inputs, port)}, 0);
+  fire({indexOf(_inputs, port)});
 }
 
 void CompositionRunner::firePublishedInputPortEvent() {
   requireRunning();
-  _composition->fire(allInputs(), 0);
+  fire(allInputs());
 }
 
-/// Known before it is fired, since it may be finished before `fire` returns.
 std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent(EventTag tag) {
   requireRunning();
-  const auto event = std::make_shared<PendingEvent>(tag);
-  {
-    std::lock_guard hold(_pendingLock);
-    _pending.emplace(tag.number, event);
-  }
+  const auto event = _events->begin(tag);
   try {
-    requireRunning();  // or nobody would end it any more
-    _composition->fire(allInputs(), tag.number);
+    if (!_composition->fire(allInputs(), event->number, true)) drop(event->number);
   } catch (...) {
-    takePending(tag.number);
+    _events->finish(event->number);
     throw;
   }
   return std::make_shared<EventHandle>(event, _cancelling);
+}
+
+void CompositionRunner::fire(std::vector<std::size_t> inputs) {
+  const EventNumber number = _events->begin();
+  try {
+    if (!_composition->fire(std::move(inputs), number, false)) drop(number);
+  } catch (...) {
+    _events->finish(number);
+    throw;
+  }
+}
+
+void CompositionRunner::drop(EventNumber number) {
+  if (const auto event = _events->finish(number).event) event->dropped();
 }
 
 std::vector<std::size_t> CompositionRunner::allInputs() const {
@@ -118,9 +167,7 @@ std::vector<std::size_t> CompositionRunner::allInputs() const {
 }
 
 std::optional<std::chrono::steady_clock::time_point> CompositionRunner::oldestEventSince() const {
-  std::lock_guard hold(_pendingLock);
-  if (_pending.empty()) return std::nullopt;
-  return _pending.begin()->second->since;
+  return _events->oldestTaggedSince();
 }
 
 std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs() const {
@@ -129,7 +176,7 @@ std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs
 }
 
 std::string CompositionRunner::lossDescription() const {
-  std::lock_guard hold(_pendingLock);
+  std::lock_guard hold(_valuesLock);
   return _loss;
 }
 
@@ -162,15 +209,21 @@ std::size_t CompositionRunner::indexOf(const Ports& ports, const Port* wanted) {
   return static_cast<std::size_t>(found - ports.begin());
 }
 
+void CompositionRunner::started() {
+  _events->started();
+  tellWatcher([](Watcher& watcher) { watcher.cameUp(); });
+}
+
 /// All values of an event are there before anybody hears of it.
 void CompositionRunner::eventFinished(EventReport& report) {
-  if (!std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
+  const bool wasRun = report.outcome == EventReport::Outcome::Run;
+  if (wasRun && !std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
   std::vector<std::string> summaries;
   for (const OutputReport& output : report.outputs)
     summaries.push_back(output.sentData ? summary(output.value) : "");
-  const auto event = takePending(report.event);
+  const auto [event, wasOverdue] = _events->finish(report.event);
   keepValues(report, event ? event->tag : EventTag());
-  if (event && report.outcome == EventReport::Outcome::Run)
+  if (event && wasRun)
     event->done(event->givenUp ? nullptr : snapshot());
   else if (event)
     event->dropped();
@@ -179,15 +232,8 @@ void CompositionRunner::eventFinished(EventReport& report) {
       delegate.receivedTelemetryPublishedOutputPortUpdated(
           _outputs[report.outputs[i].output].get(), report.outputs[i].sentData, summaries[i]);
     });
-}
-
-std::shared_ptr<PendingEvent> CompositionRunner::takePending(EventNumber number) {
-  std::lock_guard hold(_pendingLock);
-  const auto found = _pending.find(number);
-  if (found == _pending.end()) return nullptr;
-  const auto event = std::move(found->second);
-  _pending.erase(found);
-  return event;
+  if (wasOverdue)
+    _events->afterOverdue([&] { tellWatcher([](Watcher& watcher) { watcher.hasCaughtUp(); }); });
 }
 
 /// The former values leave in the report, to be given up without the lock.
@@ -208,15 +254,11 @@ std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::snapshot() const {
   return std::make_shared<OutputSnapshot>(_outputNames, _current);
 }
 
-void CompositionRunner::endPending() {
-  std::map<EventNumber, std::shared_ptr<PendingEvent>> pending;
-  std::string how;
-  {
-    std::lock_guard hold(_pendingLock);
-    pending.swap(_pending);
-    how = _loss;
-  }
-  for (const auto& [number, event] : pending) event->ended(how);
+/// What can't be ended is told of.
+void CompositionRunner::isOverdue(OpenEvents::Clock::duration waited) {
+  if (!_composition->giveUp("it was not done with an event, or with coming up, for " +
+                            asText(waited)))
+    tellWatcher([&](Watcher& watcher) { watcher.isOverdue(waited); });
 }
 
 void CompositionRunner::eventDropped(std::size_t input) {
@@ -230,12 +272,12 @@ void CompositionRunner::failed(const std::string& message) {
 }
 
 void CompositionRunner::contactLost(const std::string& how) {
-  _state = State::Ended;
+  if (_state.exchange(State::Ended) == State::Ended) return;
   {
-    std::lock_guard hold(_pendingLock);
+    std::lock_guard hold(_valuesLock);
     _loss = how;
   }
-  endPending();
+  _events->end(how);
   tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
 }
 
@@ -243,6 +285,11 @@ template <typename Call>
 void CompositionRunner::tellDelegate(Call call) {
   std::lock_guard hold(_delegateLock);
   if (_delegate != nullptr) call(*_delegate);
+}
+
+template <typename Call>
+void CompositionRunner::tellWatcher(Call call) {
+  if (const auto watcher = _watcher.lock()) call(*watcher);
 }
 
 }  // namespace vuo

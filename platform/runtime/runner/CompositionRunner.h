@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,7 +11,7 @@
 #include "platform/runtime/VuoRunner.h"
 #include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/runtime/graph/Composition.h"
-#include "platform/runtime/runner/PendingEvent.h"
+#include "platform/runtime/runner/OpenEvents.h"
 #include "platform/runtime/runner/RunningAtExit.h"
 
 namespace vuo {
@@ -23,11 +22,15 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
  public:
   using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
 
-  /// `fileToDelete`, where not empty, goes with the runner.
-  CompositionRunner(const MakeComposition& makeComposition, std::string fileToDelete);
+  /// `published` are the ports of the composition that is made. `fileToDelete`, where not empty,
+  /// goes with the runner.
+  CompositionRunner(const PublishedPorts& published, const MakeComposition& makeComposition,
+                    std::string fileToDelete);
   ~CompositionRunner() override;
 
   void setDelegate(VuoRunnerDelegate* delegate) override;
+  void setWatcher(std::weak_ptr<Watcher> watcher) override;
+  void setPatience(Patience patience) override;
   void start() override;
   void stop() override;
   void waitUntilStopped() override;
@@ -46,6 +49,7 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   using Ports = std::vector<std::unique_ptr<Port>>;
   enum class State { NotStarted, Running, Ended };
 
+  void started() override;
   void eventFinished(EventReport& report) override;
   void eventDropped(std::size_t input) override;
   void failed(const std::string& message) override;
@@ -55,25 +59,28 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   static Port* portNamed(const Ports& ports, const std::string& name);
   static std::size_t indexOf(const Ports& ports, const Port* port);
   std::vector<std::size_t> allInputs() const;
-  std::shared_ptr<PendingEvent> takePending(EventNumber number);
+  void fire(std::vector<std::size_t> inputs);
+  void drop(EventNumber number);
   void keepValues(EventReport& report, EventTag tag);
   std::shared_ptr<const Outputs> snapshot() const;
-  void endPending();
+  void isOverdue(OpenEvents::Clock::duration waited);
+  template <typename Call>
+  void tellWatcher(Call call);
   template <typename Call>
   void tellDelegate(Call call);
 
   const std::string _fileToDelete;
-  Ports _inputs, _outputs;  ///< from `start` on
+  const Ports _inputs, _outputs;
   std::atomic<State> _state = State::NotStarted;
   std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
 
-  mutable std::mutex _valuesLock;     ///< guards the field below; no lock is taken inside it
+  mutable std::mutex _valuesLock;     ///< guards the fields below; no lock is taken inside it
   std::vector<OutputState> _current;  ///< by output
-  std::shared_ptr<const std::vector<std::string>> _outputNames;  ///< from `start` on
-
-  mutable std::mutex _pendingLock;  ///< guards the fields below; no lock is taken inside it
-  std::map<EventNumber, std::shared_ptr<PendingEvent>> _pending;  ///< in the order of firing
   std::string _loss;
+  const std::shared_ptr<const std::vector<std::string>> _outputNames;
+
+  const std::shared_ptr<OpenEvents> _events;
+  std::weak_ptr<Watcher> _watcher;  ///< from `start` on
 
   std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may
                              ///< call the runner, so `_valuesLock` and the composition's come after

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "platform/runtime/runner/OpenEvents.h"
+
 namespace vuo {
 
 json_object* OutputSnapshot::value(const std::string& output) const {
@@ -73,7 +75,8 @@ EventHandle::~EventHandle() {
   if (!cancelling) return;
   std::lock_guard hold(cancelling->lock);
   try {
-    if (cancelling->composition != nullptr) cancelling->composition->cancel(_event->tag.number);
+    if (cancelling->composition != nullptr && cancelling->composition->cancel(_event->number))
+      cancelling->events->finish(_event->number);
   } catch (const std::exception&) {
     // The composition is gone: there is nothing left to cancel.
   }

@@ -44,10 +44,11 @@ class PendingEvent {
  public:
   using State = VuoRunner::Event::State;
 
-  explicit PendingEvent(VuoRunner::EventTag eventTag) : tag(eventTag) {}
+  PendingEvent(VuoRunner::EventTag eventTag, EventNumber itsNumber)
+      : tag(eventTag), number(itsNumber) {}
 
   const VuoRunner::EventTag tag;
-  const std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
+  const EventNumber number;
   std::atomic<bool> givenUp = false;
 
   State state() const { return _state; }
@@ -69,10 +70,13 @@ class PendingEvent {
   std::string _endDescription;
 };
 
+class OpenEvents;
+
 /// The way of an event that is given up to its composition, as long as there is one.
 struct Cancelling {
   std::mutex lock;  ///< guards the field below; held while the composition is called
   Composition* composition;
+  const std::shared_ptr<OpenEvents> events;
 };
 
 /// What a runner's caller holds.

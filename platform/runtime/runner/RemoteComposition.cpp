@@ -1,7 +1,9 @@
 #include "platform/runtime/runner/RemoteComposition.h"
 
-#include <json-c/json.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -10,102 +12,82 @@
 
 #include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
-#include "platform/runtime/transport/Protocol.h"
 
 namespace vuo {
 namespace {
 
-constexpr std::chrono::milliseconds startPatience{10000};
-constexpr std::chrono::milliseconds sendPatience{50};
+/// Of a caller, whose messages are small and only begun when there is room for them.
+constexpr std::chrono::milliseconds callersPatience{50};
+constexpr std::chrono::milliseconds messagePatience = wholeMessagePatience;
 constexpr std::chrono::milliseconds stopPatience{1000};
+/// For what a process has said before its end.
+constexpr std::chrono::milliseconds lastWordsPatience{100};
+
+/// Of texts in an event that a caller sends by itself, in bytes; far less than a socket has room
+/// for.
+constexpr std::size_t mostText = 8 << 10;
 
 [[noreturn]] void gone() {
   throw std::runtime_error("The composition's process is gone");
 }
 
-PublishedPort portFromJson(json_object* pair) {
-  const auto text = [&](std::size_t index) {
-    json_object* value = json_object_array_get_idx(pair, index);
-    return std::string(json_object_get_string(value),
-                       static_cast<std::size_t>(json_object_get_string_len(value)));
-  };
-  const auto type = typeNamed(text(1));
-  if (!type) throw std::runtime_error("The player has a port of an unknown type");
-  return {text(0), *type};
-}
-
-std::vector<PublishedPort> portsFromJson(json_object* list) {
-  std::vector<PublishedPort> ports;
-  for (std::size_t i = 0; i < json_object_array_length(list); ++i)
-    ports.push_back(portFromJson(json_object_array_get_idx(list, i)));
-  return ports;
-}
-
-EventReport::Outcome outcomeIn(json_object* message) {
-  const std::uint64_t outcome = numberIn(message, "outcome");
-  if (outcome > static_cast<std::uint64_t>(EventReport::Outcome::Cancelled))
-    throw std::runtime_error("The player reports an outcome that there is not");
-  return static_cast<EventReport::Outcome>(outcome);
-}
-
-JsonOwner pairOf(std::size_t input, JsonOwner value) {
-  JsonOwner pair = newArray();
-  append(pair.get(), newNumber(input));
-  append(pair.get(), std::move(value));
-  return pair;
+Value valueThatFits(Value value) {
+  const auto* text = std::get_if<std::string>(&value);
+  if (text != nullptr && text->size() > longestText)
+    throw std::runtime_error("A text of " + std::to_string(text->size()) +
+                             " bytes is too long for a process of its own");
+  return value;
 }
 
 }  // namespace
 
 RemoteComposition::RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
-                                     CompositionListener& listener)
-    : _artefact(std::move(artefact)), _arguments(std::move(arguments)), _listener(listener) {}
+                                     PublishedPorts ports, CompositionListener& listener)
+    : _artefact(std::move(artefact)),
+      _arguments(std::move(arguments)),
+      _ports(std::move(ports)),
+      _listener(listener),
+      _wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return;
+  FileDescriptor ours(ends[0]);
+  _playersEnd = FileDescriptor(ends[1]);
+  try {
+    _contact = std::make_unique<PlayerContact>(std::move(ours), _ports, _listener);
+  } catch (const std::exception& fault) {
+    _loss = fault.what();
+  }
+}
 
 RemoteComposition::~RemoteComposition() {
   stop();
   waitUntilStopped();
 }
 
-PublishedPorts RemoteComposition::start() {
-  int ends[2];
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-    throw std::runtime_error(std::string("No socket for the player: ") + std::strerror(errno));
-  _socket = std::make_unique<MessageSocket>(FileDescriptor(ends[0]));
-  {
-    const FileDescriptor playersEnd(ends[1]);  // closed here, so that its end is noticed
-    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
-                                              std::vector<int>{playersEnd.get(), _artefact.get()});
-  }
-  try {
-    _ports = awaitReady();
-  } catch (...) {
-    _process->kill();
-    throw;
-  }
-  _reader = std::thread(&RemoteComposition::takeReports, this);
-  return _ports;
+void RemoteComposition::start() {
+  if (!_contact || !_wake)
+    throw std::runtime_error(_loss.empty() ? "There is no socket left for the player" : _loss);
+  std::lock_guard hold(_joinLock);
+  _thread = std::thread(&RemoteComposition::live, this);
 }
 
-PublishedPorts RemoteComposition::awaitReady() {
-  const auto message = _socket->receive(startPatience);
-  if (!message) throw std::runtime_error("The player did not start");
-  json_object* body = message->body.get();
-  if (kindOf(body) != "ready") throw std::runtime_error(textIn(body, "message"));
-  return {portsFromJson(arrayIn(body, "inputs")), portsFromJson(arrayIn(body, "outputs"))};
-}
-
-/// Images travel at once, since their pixels are the host's to change afterwards.
+/// Images are read at once, since their pixels are the host's to change afterwards.
 void RemoteComposition::setValue(std::size_t input, json_object* value) {
   if (_gone) gone();
-  if (_ports.inputs.at(input).type == Type::Image && value != nullptr)
-    return sendImage(input, value);
-  std::lock_guard hold(_valuesLock);
-  _values[input] = valueFromJson(_ports.inputs.at(input).type, value);
+  const Type type = _ports.inputs.at(input).type;
+  Kept kept;
+  if (type == Type::Image && value != nullptr)
+    kept = pictureOf(value);
+  else
+    kept = valueThatFits(valueFromJson(type, value));
+  std::lock_guard hold(_backlogLock);
+  _backlog.set(input, kept);
 }
 
-void RemoteComposition::sendImage(std::size_t input, json_object* value) {
+RemoteComposition::Picture RemoteComposition::pictureOf(json_object* value) const {
   const Value image = valueFromJson(Type::Image, value);
   const VuoImage picture = std::get<ImageRef>(image).get();
+  PictureTicket ticket = _contact->ticketFor(picture->pixelsWide, picture->pixelsHigh);
   JsonOwner withPixels;
   if (pixelsOfImageValue(value) == nullptr) {
     withPixels.reset(VuoImage_getInterprocessJson(picture));
@@ -113,111 +95,174 @@ void RemoteComposition::sendImage(std::size_t input, json_object* value) {
   }
   const SharedMemory* pixels = pixelsOfImageValue(value);
   if (pixels == nullptr) throw std::runtime_error("The image's texture can't be read");
-  const JsonOwner message = newMessage("image");
-  add(message.get(), "input", input);
-  add(message.get(), "width", picture->pixelsWide);
-  add(message.get(), "height", picture->pixelsHigh);
-  std::lock_guard hold(_valuesLock);
-  _values.erase(input);
-  send(message.get(), pixels->descriptor());
+  FileDescriptor own(fcntl(pixels->descriptor(), F_DUPFD_CLOEXEC, 0));
+  if (!own) throw std::runtime_error("There is no descriptor left for the image");
+  return {std::move(ticket), std::move(own)};
 }
 
-void RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number) {
-  std::lock_guard hold(_valuesLock);
-  JsonOwner values = newArray(), fired = newArray();
-  for (const auto& [input, value] : _values)
-    append(values.get(), pairOf(input, jsonFromValue(value)));
-  _values.clear();
-  for (const std::size_t input : inputs) append(fired.get(), newNumber(input));
-  const JsonOwner message = newMessage("event");
-  add(message.get(), "event", number);
-  add(message.get(), "values", std::move(values));
-  add(message.get(), "inputs", std::move(fired));
-  send(message.get(), -1);
+/// The caller sends what the player takes at once. All else is left to the thread.
+bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  if (_gone) gone();
+  std::lock_guard hold(_backlogLock);
+  const bool isNext = !_backlog.hasEvents() && !_handsOver;
+  const bool waits = _backlog.fire(std::move(inputs), number, asked);
+  if (isNext && isSmall(_backlog.next()) && _contact->takesAtOnce())
+    send(_backlog.take(), callersPatience);
+  else
+    wake();
+  return waits;
 }
 
-void RemoteComposition::cancel(EventNumber number) {
-  const JsonOwner message = newMessage("cancel");
-  add(message.get(), "event", number);
-  send(message.get(), -1);
+bool RemoteComposition::isSmall(const Backlog::Event& event) {
+  std::size_t text = 0;
+  for (const auto& [input, kept] : event.values)
+    if (const auto* value = std::get_if<Value>(&kept))
+      if (const auto* words = std::get_if<std::string>(value)) text += words->size();
+  return text <= mostText;
 }
 
-/// Whatever ends the player makes the reader's socket end, and the reader tells of it.
-void RemoteComposition::send(json_object* message, int descriptor) {
-  if (_socket->send(message, descriptor, sendPatience)) return;
-  _process->kill();
-  gone();
+/// Pictures come before the event, which makes them and the other values take effect.
+void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseconds patience) {
+  std::vector<message::InputValue> values;
+  for (const auto& [input, kept] : event.values) {
+    if (const auto* picture = std::get_if<Picture>(&kept))
+      _contact->setPicture(input, picture->ticket, picture->pixels.get(), patience);
+    else
+      values.push_back({static_cast<std::uint32_t>(input), message::plain(std::get<Value>(kept))});
+  }
+  _contact->fire(values, event.inputs, event.number, event.asked, patience);
 }
 
-void RemoteComposition::takeReports() {
-  pthread_setname_np(pthread_self(), "vuo reports");
-  {
-    FrameReceiver frames(*_socket);
-    while (auto message = _socket->receive(std::nullopt)) try {
-        take(std::move(*message), frames);
-      } catch (const std::exception& fault) {
-        _listener.failed(fault.what());
-      }
+/// One that the player has already may be finished before the word gets there.
+bool RemoteComposition::cancel(EventNumber number) {
+  std::optional<Backlog::Values> outdated;  // destroyed after the lock is released
+  std::lock_guard hold(_backlogLock);
+  outdated = _backlog.cancel(number);
+  if (outdated) return true;
+  if (!_gone) _contact->cancel(number, callersPatience);
+  return false;
+}
+
+void RemoteComposition::wake() const {
+  eventfd_write(_wake.get(), 1);
+}
+
+bool RemoteComposition::giveUp(const std::string& why) {
+  lose(why);
+  _contact->shutDown();
+  return true;
+}
+
+void RemoteComposition::lose(const std::string& how) {
+  std::lock_guard hold(_lossLock);
+  if (_loss.empty()) _loss = how;
+}
+
+void RemoteComposition::live() {
+  pthread_setname_np(pthread_self(), "vuo player");
+  try {
+    startPlayer();
+    attend();
+  } catch (const std::exception& fault) {
+    lose(fault.what());
   }
   _gone = true;
-  if (_stopping) return;
-  _listener.contactLost(endDescription(_process->waitAtMost(std::chrono::milliseconds(0))));
+  _contact->end();
+  _contact->shutDown();
+  const std::string how = howItEnded();
+  if (!_stopping) _listener.contactLost(how);
 }
 
-void RemoteComposition::take(Message message, FrameReceiver& frames) {
-  if (frames.take(message)) return;
-  json_object* body = message.body.get();
-  const std::string kind = kindOf(body);
-  if (kind == "failed") _listener.failed(textIn(body, "message"));
-  if (kind == "dropped") _listener.eventDropped(numberIn(body, "input"));
-  if (kind != "outputs") return;
-  EventReport report = reportIn(body, frames);
-  if (report.event != 0 || !report.outputs.empty()) _listener.eventFinished(report);
+void RemoteComposition::startPlayer() {
+  const FileDescriptor playersEnd = std::move(_playersEnd);  // closed here: its end is noticed
+  if (!_stopping)
+    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
+                                              std::vector<int>{playersEnd.get(), _artefact.get()});
 }
 
-EventReport RemoteComposition::reportIn(json_object* message, FrameReceiver& frames) const {
-  EventReport report{numberIn(message, "event"), outcomeIn(message), {}};
-  json_object* list = arrayIn(message, "reports");
-  for (std::size_t i = 0; i < json_object_array_length(list); ++i) {
-    json_object* body = json_object_array_get_idx(list, i);
-    try {
-      report.outputs.push_back(outputReportIn(body, frames));
-    } catch (const std::exception& fault) {
-      _listener.failed(fault.what());  // the others' frames are still to be handed back
+void RemoteComposition::attend() {
+  while (_process) {
+    const auto patience = awaitMessage();
+    if (!patience || !_contact->takeNext(patience)) return;
+  }
+}
+
+/// How long a message may be in coming that there are signs of. Nothing when the process or the
+/// contact is at its end. A process that has ended may have left its socket to others.
+std::optional<std::chrono::milliseconds> RemoteComposition::awaitMessage() {
+  bool hasEnded = false;
+  for (;;) {
+    handOver();
+    short what = POLLIN;
+    {
+      std::lock_guard hold(_backlogLock);
+      if (_backlog.hasEvents() && _contact->hasRoom()) what |= POLLOUT;
     }
+    pollfd awaited[] = {{_contact->descriptor(), what, 0},
+                        {_process->descriptor(), POLLIN, 0},
+                        {_wake.get(), POLLIN, 0}};
+    if (poll(awaited, std::size(awaited), -1) < 0) continue;
+    eventfd_t ignored;
+    if (awaited[2].revents != 0) eventfd_read(_wake.get(), &ignored);
+    hasEnded = awaited[1].revents != 0;
+    if ((awaited[0].revents & ~POLLOUT) != 0) break;
+    if (hasEnded) return std::nullopt;
   }
-  return report;
+  if (!hasEnded) return messagePatience;
+  const auto now = std::chrono::steady_clock::now();
+  if (!_lastWordsEnd) _lastWordsEnd = now + lastWordsPatience;
+  return now < *_lastWordsEnd ? std::optional(lastWordsPatience) : std::nullopt;
 }
 
-OutputReport RemoteComposition::outputReportIn(json_object* body, FrameReceiver& frames) const {
-  OutputReport report;
-  report.output = numberIn(body, "output");
-  const Type type = _ports.outputs.at(report.output).type;
-  if (valueIn(body, "fault") != nullptr) report.fault = textIn(body, "fault");
-  try {
-    if (json_object* frame = valueIn(body, "frame"))
-      report.value = frames.receive(frame);
-    else if (json_object_object_get_ex(body, "value", nullptr))
-      report.value = valueFromJson(type, valueIn(body, "value"));
-  } catch (const std::exception& fault) {
-    _listener.failed(fault.what());
-    report.fault = fault.what();
+/// Hands over what has been kept, as far as the player takes it.
+void RemoteComposition::handOver() {
+  for (;;) {
+    Backlog::Drops drops;
+    std::optional<Backlog::Event> event;
+    {
+      std::lock_guard hold(_backlogLock);
+      drops = _backlog.takeDrops();
+      if (_backlog.hasEvents() && _contact->takesAtOnce()) event = _backlog.take();
+      _handsOver = event.has_value();
+    }
+    for (const auto& [input, count] : drops)
+      for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
+    if (!event) return;
+    send(*event, messagePatience);
   }
-  report.sentData = report.value.index() != 0;
-  return report;
+}
+
+/// Sees to it that the process is gone.
+std::string RemoteComposition::howItEnded() {
+  std::string how;
+  {
+    std::lock_guard hold(_lossLock);
+    how = _loss;
+  }
+  if (!_process) return how;
+  if (_stopping) return endDescription(_process->waitAtMost(stopPatience));
+  if (!how.empty()) _process->kill();
+  const bool endsByItself = how.empty() && _process->hasEndedWithin(lastWordsPatience);
+  const std::string end = endDescription(_process->waitAtMost(std::chrono::milliseconds(0)));
+  if (!how.empty()) return how;
+  return endsByItself ? end : "it broke off contact";
 }
 
 /// The player ends when it is told to or when its socket ends, so the message may get lost.
 void RemoteComposition::stop() {
-  if (!_socket || _stopping.exchange(true)) return;
-  _socket->send(newMessage("stop").get(), -1, std::chrono::milliseconds(0));
-  _socket->shutDown();
+  if (!_contact || _stopping.exchange(true)) return;
+  try {
+    std::lock_guard hold(_backlogLock);
+    if (!_handsOver) _contact->stop(std::chrono::milliseconds(0));
+  } catch (const std::exception&) {
+    // The end of the contact says it too.
+  }
+  _contact->shutDown();
 }
 
 void RemoteComposition::waitUntilStopped() {
-  std::lock_guard hold(_endLock);
-  if (_process) _process->waitAtMost(stopPatience);
-  if (_reader.joinable()) _reader.join();
+  std::lock_guard hold(_joinLock);
+  if (_thread.joinable()) _thread.join();
 }
 
 }  // namespace vuo

@@ -1,55 +1,81 @@
 #pragma once
 
 #include <atomic>
-#include <map>
+#include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
+#include <variant>
+#include <vector>
 
-#include "platform/runtime/graph/Composition.h"
+#include "platform/runtime/graph/EventBacklog.h"
 #include "platform/runtime/process/ChildProcess.h"
-#include "platform/runtime/transport/FrameTransport.h"
+#include "platform/runtime/runner/PlayerContact.h"
 
 namespace vuo {
 
-/// A composition that runs in a process of its own. One thread here takes in what it reports. A
-/// player that takes no message for 50 ms is ended.
+/// A composition that runs in a process of its own. One thread here starts the process, takes in
+/// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
 class RemoteComposition : public Composition {
  public:
   RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
-                    CompositionListener& listener);
+                    PublishedPorts ports, CompositionListener& listener);
   ~RemoteComposition() override;
 
-  PublishedPorts start() override;
+  void start() override;
   void setValue(std::size_t input, json_object* value) override;
-  void fire(std::vector<std::size_t> inputs, EventNumber number) override;
-  void cancel(EventNumber number) override;
+  bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
+  bool cancel(EventNumber number) override;
+  bool giveUp(const std::string& why) override;
   void stop() override;
   void waitUntilStopped() override;
 
  private:
-  PublishedPorts awaitReady();
-  void send(json_object* message, int descriptor);
-  void sendImage(std::size_t input, json_object* value);
-  void takeReports();
-  void take(Message message, FrameReceiver& frames);
-  EventReport reportIn(json_object* message, FrameReceiver& frames) const;
-  OutputReport outputReportIn(json_object* body, FrameReceiver& frames) const;
+  /// A host's picture as it was when it was set.
+  struct Picture {
+    PictureTicket ticket;
+    FileDescriptor pixels;
+  };
+  using Kept = std::variant<Value, Picture>;
+  using Backlog = EventBacklog<Kept>;
+
+  Picture pictureOf(json_object* value) const;
+  static bool isSmall(const Backlog::Event& event);
+  void send(const Backlog::Event& event, std::chrono::milliseconds patience);
+  void wake() const;
+
+  void live();
+  void startPlayer();
+  void attend();
+  std::optional<std::chrono::milliseconds> awaitMessage();
+  void handOver();
+  void lose(const std::string& how);
+  std::string howItEnded();
 
   const FileDescriptor _artefact;
   const std::vector<std::string> _arguments;
+  const PublishedPorts _ports;
   CompositionListener& _listener;
-  PublishedPorts _ports;
-  std::unique_ptr<MessageSocket> _socket;
-  std::unique_ptr<ChildProcess> _process;
+  std::unique_ptr<PlayerContact> _contact;  ///< null where there was none to be had
+  FileDescriptor _playersEnd;               ///< until the player has it
+  FileDescriptor _wake;                     ///< readable when the thread here has something to do
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
-  std::mutex _valuesLock;  ///< guards the field below, and keeps events in order; then _socket's
-  std::map<std::size_t, Value> _values;  ///< for the next event
+  std::mutex _lossLock;  ///< guards the field below; no lock is taken inside it
+  std::string _loss;     ///< why contact is lost, where that is known
 
-  std::mutex _endLock;  ///< held while waiting for the end; taken before no other lock
-  std::thread _reader;
+  std::mutex _backlogLock;  ///< guards the fields below, and keeps events in order; then _contact's
+  Backlog _backlog;
+  bool _handsOver = false;  ///< an event that is no longer in the backlog
+
+  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
+  std::thread _thread;
+  // Of the thread:
+  std::unique_ptr<ChildProcess> _process;
+  std::optional<std::chrono::steady_clock::time_point> _lastWordsEnd;  ///< once it has ended
 };
 
 }  // namespace vuo

@@ -37,6 +37,14 @@ Artefact opened(const std::string& path) {
   return artefact;
 }
 
+vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
+  vuo::PublishedPorts ports;
+  for (const vuo::Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
+  for (const vuo::Port& port : plan.publishedOutputs)
+    ports.outputs.push_back({port.name, port.type});
+  return ports;
+}
+
 }  // namespace
 
 VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executablePath,
@@ -46,9 +54,11 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
   Artefact artefact = opened(executablePath);
   std::vector<std::string> arguments{sourceDirectory};
   if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
+  const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
   return new vuo::CompositionRunner(
+      ports,
       [&](CompositionListener& listener) {
-        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), arguments,
+        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), arguments, ports,
                                                         listener);
       },
       fileToDelete(executablePath, deleteExecutable));
@@ -59,6 +69,7 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
                                                                 bool deleteDylib) {
   const vuo::Plan plan = vuo::planFromText(opened(dylibPath).plan);
   return new vuo::CompositionRunner(
+      publishedPortsOf(plan),
       [&](CompositionListener& listener) {
         return std::shared_ptr<Composition>(
             vuo::installedModule()(plan, sourceDirectory, listener));

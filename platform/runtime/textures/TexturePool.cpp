@@ -4,14 +4,18 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
+
+#include "platform/runtime/ImagePixels.h"
 
 namespace vuo {
 namespace {
 
 std::atomic<long> liveTextureCount{0};
-std::atomic<std::uint64_t> texturesMade{0};
 
 /// A texture that this many images were made without is no longer needed.
 constexpr std::uint64_t longestIdleness = 32;
@@ -19,11 +23,11 @@ constexpr std::uint64_t longestIdleness = 32;
 struct Texture {
   GLuint name;
   std::uint64_t width, height;
-  std::uint64_t serial;
+  PictureBudget::Share share;
   std::uint64_t idleSince = 0;
 };
 
-Texture newTexture(std::uint64_t width, std::uint64_t height) {
+Texture newTexture(std::uint64_t width, std::uint64_t height, PictureBudget::Share share) {
   while (glGetError() != GL_NO_ERROR) {
   }
   GLuint name = 0;
@@ -39,7 +43,7 @@ Texture newTexture(std::uint64_t width, std::uint64_t height) {
                              std::to_string(height) + " pixels could be made");
   }
   ++liveTextureCount;
-  return {name, width, height, ++texturesMade};
+  return {name, width, height, std::move(share)};
 }
 
 /// A context of the textures' group is current.
@@ -60,6 +64,7 @@ void sampleLikeAPicture() {
 
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;
+  const std::shared_ptr<PictureBudget> budget;
   std::mutex lock;            ///< guards the fields below; no lock is taken inside it
   std::vector<Texture> idle;  ///< the one that was used last stands last
   std::uint64_t imagesMade = 0;
@@ -72,7 +77,7 @@ struct TexturePool::State {
       return texture.width == width && texture.height == height;
     });
     if (found == idle.rend()) return std::nullopt;
-    const Texture texture = *found;
+    Texture texture = std::move(*found);
     idle.erase(std::next(found).base());
     return texture;
   }
@@ -82,24 +87,29 @@ struct TexturePool::State {
     const auto young = std::find_if(idle.begin(), idle.end(), [&](const Texture& texture) {
       return imagesMade - texture.idleSince <= longestIdleness;
     });
-    std::vector<Texture> old(idle.begin(), young);
+    std::vector<Texture> old(std::make_move_iterator(idle.begin()), std::make_move_iterator(young));
     idle.erase(idle.begin(), young);
     return old;
   }
 
+  std::vector<Texture> takeAll() {
+    std::lock_guard hold(lock);
+    return std::exchange(idle, {});
+  }
+
   /// False when the pool has ended and does not take it.
-  bool keep(Texture texture) {
+  bool keep(Texture& texture) {
     std::lock_guard hold(lock);
     if (ended) return false;
     texture.idleSince = imagesMade;
-    idle.push_back(texture);
+    idle.push_back(std::move(texture));
     return true;
   }
 
   std::vector<Texture> end() {
     std::lock_guard hold(lock);
     ended = true;
-    return std::move(idle);
+    return std::exchange(idle, {});
   }
 
   void deleteElsewhere(const std::vector<Texture>& textures) {
@@ -113,29 +123,32 @@ struct TexturePool::Loan {
   Texture texture;
 };
 
-TexturePool::TexturePool(std::shared_ptr<ShareGroup> group)
-    : _state(new State{std::move(group), {}, {}}) {}
+TexturePool::TexturePool(std::shared_ptr<ShareGroup> group, std::shared_ptr<PictureBudget> budget)
+    : _state(new State{std::move(group), std::move(budget), {}, {}}) {}
 
 TexturePool::~TexturePool() {
   _state->deleteElsewhere(_state->end());
 }
 
 ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
+  const std::size_t bytes = pixelBytes(width, height);
   deleteTextures(_state->takeOld());
   auto texture = _state->take(width, height);
-  if (!texture) texture = newTexture(width, height);
-  return ImageRef(VuoImage_makeClientOwned(texture->name, GL_RGBA8, width, height, giveBack,
-                                           new Loan{_state, *texture}));
+  if (!texture) {
+    if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->takeAll());
+    texture = newTexture(width, height, PictureBudget::take(_state->budget, bytes));
+  }
+  const std::uint32_t name = texture->name;
+  return ImageRef(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack,
+                                           new Loan{_state, std::move(*texture)}));
 }
 
 void TexturePool::giveBack(VuoImage image) {
   const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
-  if (!loan->state->keep(loan->texture)) loan->state->deleteElsewhere({loan->texture});
-}
-
-std::optional<std::uint64_t> TexturePool::serialOf(VuoImage image) {
-  if (image->freeCallback != giveBack) return std::nullopt;
-  return static_cast<const Loan*>(image->freeCallbackContext)->texture.serial;
+  if (loan->state->keep(loan->texture)) return;
+  std::vector<Texture> unwanted;
+  unwanted.push_back(std::move(loan->texture));
+  loan->state->deleteElsewhere(unwanted);
 }
 
 long TexturePool::liveTextures() {

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 #include "platform/runtime/ImageRef.h"
+#include "platform/runtime/textures/PictureBudget.h"
 #include "platform/runtime/textures/ShareGroup.h"
 
 namespace vuo {
@@ -14,7 +14,8 @@ namespace vuo {
 /// the texture on the GPU.
 class TexturePool {
  public:
-  explicit TexturePool(std::shared_ptr<ShareGroup> group);
+  /// The textures, idle ones too, take from the budget.
+  TexturePool(std::shared_ptr<ShareGroup> group, std::shared_ptr<PictureBudget> budget);
   /// Deletes the textures that no image uses; the others follow as they come back.
   ~TexturePool();
   TexturePool(const TexturePool&) = delete;
@@ -22,12 +23,8 @@ class TexturePool {
 
   /// An image over a GL_TEXTURE_2D of format GL_RGBA8 with undefined pixels, which may be bound
   /// when this returns. A context of the group is current on the calling thread. Throws
-  /// std::runtime_error when there is no memory for it.
+  /// std::runtime_error when there is no memory for it or the budget does not allow it.
   ImageRef newImage(std::uint64_t width, std::uint64_t height);
-
-  /// What tells the image's texture from every other that a pool of this process makes or has made;
-  /// nothing where it is none of a pool's.
-  static std::optional<std::uint64_t> serialOf(VuoImage image);
 
   /// How many textures of all pools exist in this process.
   static long liveTextures();

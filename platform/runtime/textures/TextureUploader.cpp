@@ -6,11 +6,11 @@
 
 namespace vuo {
 
-TextureUploader::TextureUploader()
+TextureUploader::TextureUploader(std::shared_ptr<PictureBudget> budget)
     : _group(ShareGroup::current()),
       _context(_group->createContext()),
       _current(*_context),
-      _pool(_group) {
+      _pool(_group, std::move(budget)) {
   if (!_current) throw std::runtime_error("The OpenGL context can't be used on this thread");
 }
 

@@ -11,13 +11,12 @@ namespace vuo {
 class TextureUploader {
  public:
   /// Throws std::runtime_error where there is no OpenGL.
-  TextureUploader();
+  explicit TextureUploader(std::shared_ptr<PictureBudget> budget);
 
   /// An image of the pixels (as readPixels gives them), which is complete on the GPU when this
-  /// returns. Throws std::runtime_error when there is no memory for it.
+  /// returns. Throws std::runtime_error when there is no memory for it or the budget does not allow
+  /// it.
   ImageRef upload(std::uint64_t width, std::uint64_t height, const void* pixels);
-
-  const std::shared_ptr<ShareGroup>& group() const { return _group; }
 
  private:
   const std::shared_ptr<ShareGroup> _group;

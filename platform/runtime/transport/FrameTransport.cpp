@@ -5,13 +5,9 @@
 
 #include "platform/runtime/ImagePixels.h"
 #include "platform/runtime/textures/TextureReader.h"
-#include "platform/runtime/transport/Protocol.h"
 
 namespace vuo {
 namespace {
-
-/// With these beside the frames of one event, drawing goes on while the host takes frames in.
-constexpr std::size_t spareBuffers = 2;
 
 /// Of the player's words to its host, which is there or will end the player.
 constexpr MessageSocket::Patience forEver = std::nullopt;
@@ -20,51 +16,42 @@ constexpr MessageSocket::Patience forEver = std::nullopt;
 constexpr std::chrono::milliseconds hostsPatience{50};
 
 /// Gives a buffer back to the player at the end of a scope, whatever became of the frame. That the
-/// player is gone is noticed by whoever receives next.
+/// player is gone is noticed by whoever receives next; a player that could not be told would wait
+/// for ever, so that is the end of the contact.
 struct HandBack {
   MessageSocket& socket;
-  std::uint64_t buffer;
+  message::BufferBack back;
   ~HandBack() {
-    const JsonOwner done = newMessage("frame done");
-    add(done.get(), "buffer", buffer);
-    socket.send(done.get(), -1, hostsPatience);
+    try {
+      socket.send(encoded(message::ToPlayer(back)), -1, hostsPatience);
+    } catch (const std::exception&) {
+      socket.shutDown();
+    }
   }
 };
 
 }  // namespace
 
 FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
-    : _socket(socket), _buffers(mostPerEvent + spareBuffers), _textures(socket) {}
+    : _socket(socket), _buffers(mostPerEvent + spareBuffers) {}
 
-JsonOwner FrameSender::send(const ImageRef& image) {
-  JsonOwner frame = _textures.lend(image);
-  return frame ? std::move(frame) : sendPixels(image);
+void FrameSender::take(const message::BufferBack& back) {
+  if (back.buffer >= _buffers.size())
+    throw ProtocolError("it gave back a buffer that there is not");
+  release(back.buffer, back.isLost);
 }
 
-void FrameSender::take(json_object* message) {
-  const std::string kind = kindOf(message);
-  const auto number = [&](const char* key) { return numberIn(message, key); };
-  if (kind == "frame done") release(number("buffer"));
-  if (kind == "trial answer") _textures.answered(number("same") != 0);
-  if (kind == "texture done") _textures.givenBack(number("texture"));
-  if (kind == "texture refused") _textures.refused();
-}
-
-JsonOwner FrameSender::sendPixels(const ImageRef& image) {
+message::PictureInBuffer FrameSender::send(const ImageRef& image) {
   const std::size_t buffer = takeFreeBuffer();
   try {
     makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
     if (!readPixels(image.get(), _buffers[buffer].memory->bytes()))
       throw std::runtime_error("The image's texture can't be read");
   } catch (...) {
-    release(buffer);
+    release(buffer, false);
     throw;
   }
-  JsonOwner frame = newObject();
-  add(frame.get(), "buffer", buffer);
-  add(frame.get(), "width", image->pixelsWide);
-  add(frame.get(), "height", image->pixelsHigh);
-  return frame;
+  return {static_cast<std::uint32_t>(buffer), image->pixelsWide, image->pixelsHigh};
 }
 
 std::size_t FrameSender::takeFreeBuffer() {
@@ -76,6 +63,7 @@ std::size_t FrameSender::takeFreeBuffer() {
   });
   if (_closed) throw std::runtime_error("The host is gone");
   found->isFree = false;
+  if (std::exchange(found->isLost, false)) found->memory = nullptr;
   return static_cast<std::size_t>(found - _buffers.begin());
 }
 
@@ -84,19 +72,18 @@ void FrameSender::makeLargeEnough(std::size_t buffer, std::size_t size) {
   if (memory && memory->size() >= size) return;
   memory = nullptr;
   auto larger = std::make_unique<SharedMemory>(size);
-  const JsonOwner message = newMessage("buffer");
-  add(message.get(), "buffer", buffer);
-  add(message.get(), "size", size);
-  if (!_socket.send(message.get(), larger->descriptor(), forEver))
+  const message::Buffer announced{static_cast<std::uint32_t>(buffer), size};
+  if (!_socket.send(encoded(message::ToHost(announced)), larger->descriptor(), forEver))
     throw std::runtime_error("The host is gone");
   larger->handedOver();
   memory = std::move(larger);
 }
 
-void FrameSender::release(std::size_t buffer) {
+void FrameSender::release(std::size_t buffer, bool isLost) {
   {
     std::lock_guard hold(_lock);
-    if (buffer < _buffers.size()) _buffers[buffer].isFree = true;
+    _buffers[buffer].isFree = true;
+    _buffers[buffer].isLost = isLost;
   }
   _changed.notify_one();
 }
@@ -109,45 +96,43 @@ void FrameSender::close() {
   _changed.notify_all();
 }
 
-bool FrameReceiver::take(Message& message) {
-  json_object* body = message.body.get();
-  const std::string kind = kindOf(body);
-  if (kind == "buffer") {
-    takeBuffer(std::move(message));
-  } else if (kind == "trial") {
-    _textures.tryOut(std::move(message), uploader().group());
-  } else if (kind == "texture") {
-    _textures.take(std::move(message), uploader().group());
-  } else if (kind == "texture gone") {
-    _textures.drop(numberIn(body, "texture"));
-  } else {
-    return false;
+FrameReceiver::FrameReceiver(MessageSocket& socket, std::size_t mostPerEvent,
+                             std::shared_ptr<PictureBudget> budget)
+    : _socket(socket), _budget(std::move(budget)), _buffers(mostPerEvent + spareBuffers) {}
+
+/// Where there is no room for the memory, the frames that lie in it say so.
+void FrameReceiver::take(const message::Buffer& announced, FileDescriptor memory) {
+  if (announced.buffer >= _buffers.size()) throw ProtocolError("it made one buffer too many");
+  if (announced.size == 0 || announced.size > largestPicture)
+    throw ProtocolError("it made a buffer of " + std::to_string(announced.size) + " bytes");
+  Buffer& buffer = _buffers[announced.buffer] = Buffer();
+  buffer.size = announced.size;
+  if (!memory) {
+    buffer.fault = "There is no descriptor left for a picture";
+    return;
   }
-  return true;
+  try {
+    buffer.share = PictureBudget::take(_budget, announced.size);
+    buffer.memory = std::make_unique<SharedMemory>(std::move(memory), announced.size);
+  } catch (const ProtocolError&) {
+    throw;
+  } catch (const std::runtime_error& fault) {
+    buffer.share = {};
+    buffer.fault = fault.what();
+  }
 }
 
-void FrameReceiver::takeBuffer(Message message) {
-  auto& buffer = _buffers[numberIn(message.body.get(), "buffer")];
-  buffer = nullptr;
-  buffer = std::make_unique<SharedMemory>(std::move(message.descriptor),
-                                          numberIn(message.body.get(), "size"));
-}
-
-ImageRef FrameReceiver::receive(json_object* frame) {
-  if (valueIn(frame, "buffer") == nullptr) return _textures.borrow(frame);
-  const std::uint64_t number = numberIn(frame, "buffer");
-  const std::uint64_t width = numberIn(frame, "width"), height = numberIn(frame, "height");
-  const HandBack handBack{_socket, number};
-  const auto buffer = _buffers.find(number);
-  if (buffer == _buffers.end() || !buffer->second ||
-      buffer->second->size() < pixelBytes(width, height))
-    throw std::runtime_error("The frame lies in no buffer");
-  return uploader().upload(width, height, buffer->second->bytes());
-}
-
-TextureUploader& FrameReceiver::uploader() {
-  if (!_uploader) _uploader = std::make_unique<TextureUploader>();
-  return *_uploader;
+ImageRef FrameReceiver::receive(const message::PictureInBuffer& frame) {
+  const auto& [number, width, height] = frame;
+  if (number >= _buffers.size() || _buffers[number].size == 0 || width == 0 || height == 0 ||
+      width > largestPicture || height > largestPicture / width ||
+      width * height * 4 > _buffers[number].size)
+    throw ProtocolError("it sent a frame that lies in no buffer");
+  const Buffer& buffer = _buffers[number];
+  const HandBack handBack{_socket, {number, buffer.memory == nullptr}};
+  if (!buffer.memory) throw std::runtime_error(buffer.fault);
+  if (!_uploader) _uploader = std::make_unique<TextureUploader>(_budget);
+  return _uploader->upload(width, height, buffer.memory->bytes());
 }
 
 }  // namespace vuo

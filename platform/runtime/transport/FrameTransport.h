@@ -1,19 +1,16 @@
-// How the pictures of a composition come from the player to its host: in the player's own textures
-// where both can use them, and else through a few buffers of shared memory that are used over and
-// over. Both ends are here, and nothing else knows the way.
+// How the pictures of a composition come from the player to its host: through a few buffers of
+// shared memory that are used over and over. Both ends are here, and nothing else knows the way.
 #pragma once
 
 #include <condition_variable>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <vector>
 
-#include "platform/runtime/JsonOwner.h"
 #include "platform/runtime/textures/TextureUploader.h"
 #include "platform/runtime/transport/MessageSocket.h"
+#include "platform/runtime/transport/Messages.h"
 #include "platform/runtime/transport/SharedMemory.h"
-#include "platform/runtime/transport/TextureLoans.h"
 
 namespace vuo {
 
@@ -23,12 +20,11 @@ class FrameSender {
   /// `mostPerEvent` frames may go into one message.
   FrameSender(MessageSocket& socket, std::size_t mostPerEvent);
 
-  /// The frame for the message. Where the pixels have to travel it puts them into a free buffer,
-  /// waiting for one while the host has them all. Throws std::runtime_error when that fails or the
-  /// host is gone.
-  JsonOwner send(const ImageRef& image);
-  /// Takes a message of the host's that is about frames, and leaves others. Any thread.
-  void take(json_object* message);
+  /// The frame for the message. Its pixels are put into a free buffer, which is waited for while
+  /// the host has them all. Throws std::runtime_error when that fails or the host is gone.
+  message::PictureInBuffer send(const ImageRef& image);
+  /// Any thread. Throws ProtocolError when there is no such buffer.
+  void take(const message::BufferBack& back);
   /// The host is gone: nobody waits any more. Any thread.
   void close();
 
@@ -36,40 +32,45 @@ class FrameSender {
   struct Buffer {
     std::unique_ptr<SharedMemory> memory;
     bool isFree = true;
+    bool isLost = false;  ///< for the host
   };
 
-  JsonOwner sendPixels(const ImageRef& image);
   std::size_t takeFreeBuffer();
   void makeLargeEnough(std::size_t buffer, std::size_t size);
-  void release(std::size_t buffer);
+  void release(std::size_t buffer, bool isLost);
 
   MessageSocket& _socket;
-  std::mutex _lock;  ///< guards `isFree` and `_closed`; no lock is taken inside it
+  std::mutex _lock;  ///< guards the buffers' states and `_closed`; no lock is taken inside it
   std::condition_variable _changed;
   std::vector<Buffer> _buffers;
   bool _closed = false;
-  TextureLender _textures;
 };
 
 /// The host's end, on one thread.
 class FrameReceiver {
  public:
-  explicit FrameReceiver(MessageSocket& socket) : _socket(socket), _textures(socket) {}
+  FrameReceiver(MessageSocket& socket, std::size_t mostPerEvent,
+                std::shared_ptr<PictureBudget> budget);
 
-  /// Takes a message of the player's that prepares for frames; false for any other.
-  bool take(Message& message);
+  /// Throws ProtocolError when the player may have no such buffer.
+  void take(const message::Buffer& buffer, FileDescriptor memory);
   /// The image of a frame, complete on the GPU; what it lay in goes back to the player. Throws
-  /// std::runtime_error when the frame makes no sense or there is no memory for it.
-  ImageRef receive(json_object* frame);
+  /// ProtocolError when the frame makes no sense, and another std::runtime_error when there is no
+  /// room for it in the budget or on the machine.
+  ImageRef receive(const message::PictureInBuffer& frame);
 
  private:
-  void takeBuffer(Message message);
-  TextureUploader& uploader();
+  struct Buffer {
+    std::unique_ptr<SharedMemory> memory;  ///< null where there was no room for it
+    PictureBudget::Share share;
+    std::size_t size = 0;
+    std::string fault;  ///< why there was none
+  };
 
   MessageSocket& _socket;
-  std::map<std::uint64_t, std::unique_ptr<SharedMemory>> _buffers;
+  const std::shared_ptr<PictureBudget> _budget;
+  std::vector<Buffer> _buffers;
   std::unique_ptr<TextureUploader> _uploader;  ///< made for the first frame
-  TextureBorrower _textures;
 };
 
 }  // namespace vuo

@@ -1,35 +1,37 @@
 #include "platform/runtime/transport/MessageSocket.h"
 
-#include <json-c/json.h>
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 
 namespace vuo {
 namespace {
 
-constexpr std::uint32_t longestMessage = 256u << 20;
+using Clock = std::chrono::steady_clock;
 
-/// Room for the descriptors of as many messages as one call may receive.
-constexpr std::size_t mostDescriptors = 253;
+/// What stands in front of every message.
+using Length = std::uint32_t;
+
+/// One more than a message may bring, so that a second one shows.
+constexpr std::size_t mostDescriptors = 2;
 
 union DescriptorRoom {
   cmsghdr alignment;
   char bytes[CMSG_SPACE(sizeof(int) * mostDescriptors)];
 };
 
-int milliseconds(MessageSocket::Patience patience) {
-  return patience ? static_cast<int>(patience->count()) : -1;
+std::optional<Clock::time_point> after(MessageSocket::Patience patience) {
+  return patience ? std::optional(Clock::now() + *patience) : std::nullopt;
 }
 
-bool isReadyFor(int socket, short what, MessageSocket::Patience patience) {
-  pollfd waiting{socket, what, 0};
-  int ready;
-  do ready = poll(&waiting, 1, milliseconds(patience));
-  while (ready < 0 && errno == EINTR);
-  return ready > 0;
+int millisecondsUntil(const std::optional<Clock::time_point>& deadline) {
+  if (!deadline) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+  return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
 void attach(msghdr& message, DescriptorRoom& room, int descriptor) {
@@ -42,47 +44,69 @@ void attach(msghdr& message, DescriptorRoom& room, int descriptor) {
   std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
 }
 
-void takeDescriptors(msghdr& message, std::deque<FileDescriptor>& descriptors) {
-  for (cmsghdr* header = CMSG_FIRSTHDR(&message); header; header = CMSG_NXTHDR(&message, header)) {
-    if (header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS) continue;
-    const std::size_t count = (header->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-    for (std::size_t i = 0; i < count; ++i) {
+/// Takes what came with some bytes. A message's descriptor comes with its first byte.
+void takeDescriptors(msghdr& header, MessageSocket::Received& message, bool isBeginning) {
+  std::size_t taken = 0;
+  for (cmsghdr* part = CMSG_FIRSTHDR(&header); part; part = CMSG_NXTHDR(&header, part)) {
+    if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
+    const std::size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+    for (std::size_t i = 0; i < count; ++i, ++taken) {
       int descriptor;
-      std::memcpy(&descriptor, CMSG_DATA(header) + i * sizeof descriptor, sizeof descriptor);
-      descriptors.emplace_back(descriptor);
+      std::memcpy(&descriptor, CMSG_DATA(part) + i * sizeof descriptor, sizeof descriptor);
+      message.descriptor = FileDescriptor(descriptor);
     }
   }
+  const bool isTruncated = (header.msg_flags & MSG_CTRUNC) != 0;
+  message.descriptorIsLost = message.descriptorIsLost || (isTruncated && taken == 0);
+  if (taken > 1 || (isTruncated && taken > 0) || ((isTruncated || taken > 0) && !isBeginning))
+    throw ProtocolError("it sent descriptors that belong to no message");
+}
+
+bool isShortage(int error) {
+  return error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS;
 }
 
 }  // namespace
 
-bool MessageSocket::send(json_object* body, int descriptor, Patience patience) {
-  std::size_t length = 0;
-  const char* text = json_object_to_json_string_length(body, JSON_C_TO_STRING_PLAIN, &length);
-  if (length > longestMessage) return false;
-  const Head head{static_cast<std::uint32_t>(length), descriptor >= 0 ? 1u : 0u};
-  std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
-  bytes.append(text, length);
-  if (sendAll(std::move(bytes), descriptor, patience)) return true;
+bool MessageSocket::awaitUntil(short what, const Deadline& deadline) const {
+  pollfd waiting{_socket.get(), what, 0};
+  int ready;
+  do ready = poll(&waiting, 1, millisecondsUntil(deadline));
+  while (ready < 0 && errno == EINTR);
+  return ready > 0;
+}
+
+bool MessageSocket::takesAtOnce() const {
+  return awaitUntil(POLLOUT, Clock::now());
+}
+
+bool MessageSocket::send(const std::string& bytes, int descriptor, Patience patience) {
+  if (bytes.size() > longestMessage)
+    throw std::runtime_error("A message of " + std::to_string(bytes.size()) + " bytes is too long");
+  const auto length = static_cast<Length>(bytes.size());
+  std::string whole(reinterpret_cast<const char*>(&length), sizeof length);
+  whole.append(bytes);
+  std::lock_guard hold(_sendLock);
+  if (sendAll(whole, descriptor, after(patience))) return true;
   shutDown();  // part of the message may have been sent
   return false;
 }
 
-bool MessageSocket::sendAll(std::string bytes, int descriptor, Patience patience) {
-  std::lock_guard hold(_sendLock);
+bool MessageSocket::sendAll(std::string_view bytes, int descriptor, const Deadline& deadline) {
   DescriptorRoom room{};
   for (std::size_t sent = 0; sent < bytes.size();) {
-    iovec part{bytes.data() + sent, bytes.size() - sent};
+    iovec part{const_cast<char*>(bytes.data()) + sent, bytes.size() - sent};
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    if (descriptor >= 0) attach(message, room, descriptor);
+    if (descriptor >= 0 && sent == 0) attach(message, room, descriptor);
     const ssize_t count = sendmsg(_socket.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count > 0) {
       sent += static_cast<std::size_t>(count);
-      descriptor = -1;  // it went with the first byte
     } else if (errno == EAGAIN) {
-      if (!isReadyFor(_socket.get(), POLLOUT, patience)) return false;
+      if (!awaitUntil(POLLOUT, deadline)) return false;
+    } else if (isShortage(errno) && sent == 0) {
+      throw std::runtime_error(std::string("A message can't be sent: ") + std::strerror(errno));
     } else if (errno != EINTR) {
       return false;
     }
@@ -90,46 +114,41 @@ bool MessageSocket::sendAll(std::string bytes, int descriptor, Patience patience
   return true;
 }
 
-std::optional<Message> MessageSocket::receive(Patience patience) {
-  Head head;
-  if (!receiveBytes(sizeof head, patience)) return std::nullopt;
-  std::memcpy(&head, _received.data(), sizeof head);
-  if (head.length > longestMessage || !receiveBytes(sizeof head + head.length, patience))
-    return std::nullopt;
-
-  Message message;
-  const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> reader(json_tokener_new(),
-                                                                           json_tokener_free);
-  message.body.reset(json_tokener_parse_ex(reader.get(), _received.data() + sizeof head,
-                                           static_cast<int>(head.length)));
-  _received.erase(0, sizeof head + head.length);
-  if (!json_object_is_type(message.body.get(), json_type_object)) return std::nullopt;
-  if (head.descriptors > 0) {
-    if (_descriptors.empty()) return std::nullopt;
-    message.descriptor = std::move(_descriptors.front());
-    _descriptors.pop_front();
-  }
+std::optional<MessageSocket::Received> MessageSocket::receive(Patience patience) {
+  Received message;
+  Deadline deadline = after(patience);
+  Length length = 0;
+  if (!receiveBytes(&length, sizeof length, deadline, message, true)) return std::nullopt;
+  if (length > longestMessage)
+    throw ProtocolError("it sent a message of " + std::to_string(length) + " bytes");
+  message.bytes.resize(length);
+  if (!receiveBytes(message.bytes.data(), length, deadline, message, false)) return std::nullopt;
   return message;
 }
 
-/// Reads until that many bytes stand in `_received`.
-bool MessageSocket::receiveBytes(std::size_t count, Patience patience) {
-  while (_received.size() < count) {
-    if (patience && !isReadyFor(_socket.get(), POLLIN, patience)) return false;
-    char bytes[16 << 10];
+/// The deadline is that of the message's beginning, and from then on that of its end.
+bool MessageSocket::receiveBytes(void* bytes, std::size_t count, Deadline& deadline,
+                                 Received& message, bool isBeginning) {
+  for (std::size_t received = 0; received < count;) {
     DescriptorRoom room;
-    iovec part{bytes, sizeof bytes};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = room.bytes;
-    message.msg_controllen = sizeof room.bytes;
-    const ssize_t got = recvmsg(_socket.get(), &message, MSG_CMSG_CLOEXEC);
+    iovec part{static_cast<char*>(bytes) + received, count - received};
+    msghdr header{};
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    header.msg_control = room.bytes;
+    header.msg_controllen = sizeof room.bytes;
+    const int flags = MSG_CMSG_CLOEXEC | (deadline ? MSG_DONTWAIT : 0);
+    const ssize_t got = recvmsg(_socket.get(), &header, flags);
     if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && errno == EAGAIN) {
+      if (awaitUntil(POLLIN, deadline)) continue;
+      if (isBeginning && received == 0) return false;
+      throw ProtocolError("it did not send the rest of a message");
+    }
     if (got <= 0) return false;
-    takeDescriptors(message, _descriptors);
-    if (message.msg_flags & MSG_CTRUNC) return false;
-    _received.append(bytes, static_cast<std::size_t>(got));
+    takeDescriptors(header, message, isBeginning && received == 0);
+    if (isBeginning && received == 0) deadline = Clock::now() + _wholeMessage;
+    received += static_cast<std::size_t>(got);
   }
   return true;
 }

@@ -6,6 +6,8 @@
 
 #include <stdexcept>
 
+#include "platform/runtime/transport/Codec.h"
+
 namespace vuo {
 
 SharedMemory::SharedMemory(std::size_t size)
@@ -22,7 +24,7 @@ SharedMemory::SharedMemory(FileDescriptor descriptor, std::size_t size) : _size(
   const int seals = fcntl(descriptor.get(), F_GET_SEALS);
   if (seals < 0 || !(seals & F_SEAL_SHRINK) || fstat(descriptor.get(), &status) != 0 ||
       static_cast<std::size_t>(status.st_size) < size)
-    throw std::runtime_error("The shared memory is not what it was said to be");
+    throw ProtocolError("it sent a descriptor of something else than a picture's memory");
   map(descriptor.get(), PROT_READ);
 }
 

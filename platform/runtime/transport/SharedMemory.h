@@ -12,7 +12,8 @@ class SharedMemory {
   /// New memory, writable. Throws std::runtime_error when there is none.
   explicit SharedMemory(std::size_t size);
   /// Memory that another process made, readable; the descriptor is closed at once. Throws
-  /// std::runtime_error when it is smaller than `size` or could be made smaller later.
+  /// ProtocolError when it is smaller than `size` or could be made smaller later, and another
+  /// std::runtime_error when it can't be mapped.
   SharedMemory(FileDescriptor descriptor, std::size_t size);
   ~SharedMemory();
   SharedMemory(const SharedMemory&) = delete;

@@ -1,0 +1,52 @@
+// What a composition may have at most. Beyond a limit nothing is allocated in the host: where a
+// composition wants too much, the caller or the frame is told so; what no player of ours would send
+// is a lie and ends the contact.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace vuo {
+
+// ---- messages between a host and a player
+
+/// Of one message, in either direction. That of a frame takes some hundred bytes, so there is room
+/// for thousands of ports or a long text; a host with hundreds of players can hold one for each.
+constexpr std::size_t longestMessage = std::size_t{1} << 20;
+/// From a message's first byte to its last. They are sent at once, so only a machine that has come
+/// to a standstill takes longer, or somebody who means to hold the reader up.
+constexpr std::chrono::milliseconds wholeMessagePatience{10'000};
+/// Of the entries of any list in a message: ports, or what belongs to one.
+constexpr std::size_t mostListed = 4096;
+/// Of the words that tell of a fault: they go to a log.
+constexpr std::size_t longestFault = std::size_t{4} << 10;
+/// Faults that one event can tell of besides its outputs'. A composition has some dozens of nodes.
+constexpr std::size_t mostFaultsPerEvent = 256;
+/// Of a text that goes in: what fits a message of its own.
+constexpr std::size_t longestText = longestMessage - 64;
+/// All texts and faults that a composition's outputs have at one time; the host keeps them.
+constexpr std::size_t textOfAScene = std::size_t{8} << 20;
+
+// ---- events
+
+/// Those that wait. A composition this many behind its host does not catch up with what it shows.
+constexpr std::size_t mostWaitingEvents = 256;
+/// Those that a player was sent and has not reported the end of. It drops those that wait beyond
+/// its limit, but can say so only when the event that it is at has ended.
+constexpr std::size_t mostOpenEvents = 4 * mostWaitingEvents;
+
+// ---- pictures, of four bytes a pixel
+
+/// Of one picture. A square of 8192 pixels, four times a 4K frame; many drivers stop there as well.
+constexpr std::size_t largestPicture = std::size_t{256} << 20;
+/// All textures that one composition uses at a time, and what is on the way to and from its
+/// process: room for seven of the largest pictures, or 250 of 1920x1080.
+constexpr std::size_t picturesOfAScene = std::size_t{2} << 30;
+/// Input pictures that a player was sent and has not taken. Each holds a descriptor, of which a
+/// process has 1024 where nobody has asked for more.
+constexpr std::size_t mostPicturesUnderWay = 64;
+/// With these beside the frames of one event, drawing goes on while the host takes frames in.
+constexpr std::size_t spareBuffers = 2;
+
+}  // namespace vuo

@@ -1,0 +1,86 @@
+#include "platform/system/ConcurrentQueue.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/system/GuardedTask.h"
+#include "platform/system/OutstandingTasks.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t kThreadsThatStay = 4;
+constexpr std::chrono::milliseconds kUntilThereMayBeAThread{10};
+
+}  // namespace
+
+/// Never destroyed: tasks may still run while the process ends.
+ConcurrentQueue& ConcurrentQueue::shared() {
+  static auto& queue = *new std::shared_ptr<ConcurrentQueue>(std::make_shared<ConcurrentQueue>());
+  return *queue;
+}
+
+void ConcurrentQueue::async(Task task) {
+  std::unique_lock hold(_lock);
+  _waiting.push_back({std::move(task), OutstandingTasks::counted()});
+  startThreads();
+  const bool hasThreads = !_threads.empty();
+  hold.unlock();
+  _taskCame.notify_one();
+  if (!hasThreads) after(kUntilThereMayBeAThread, [] {});
+}
+
+std::shared_ptr<void> ConcurrentQueue::pending() {
+  return OutstandingTasks::counted();
+}
+
+/// Where the process can have no more threads, one that it has comes to the task. The caller holds
+/// `_lock`.
+void ConcurrentQueue::startThreads() {
+  while (_waiting.size() > _idle || _threads.size() < kThreadsThatStay) {
+    const auto thread = _threads.emplace(_threads.end());
+    try {
+      *thread = std::thread(&ConcurrentQueue::serve, this, thread);
+    } catch (const std::system_error&) {
+      _threads.erase(thread);
+      return;
+    }
+    ++_idle;
+  }
+}
+
+void ConcurrentQueue::serve(std::list<std::thread>::iterator thisThread) {
+  std::unique_lock hold(_lock);
+  while (waitForTask(hold)) {
+    Waiting next = std::move(_waiting.front());
+    _waiting.pop_front();
+    hold.unlock();
+    runGuarded(next.task);
+    next = {};  // what the task holds goes before it counts as done
+    hold.lock();
+    ++_idle;
+  }
+  std::thread before = std::exchange(_last, std::move(*thisThread));
+  _threads.erase(thisThread);
+  hold.unlock();
+  _threadWent.notify_all();
+  if (before.joinable()) before.join();
+}
+
+/// False when this thread is not needed any more. It counts as idle before and not afterwards.
+bool ConcurrentQueue::waitForTask(std::unique_lock<std::mutex>& hold) {
+  const auto isSurplus = [this] { return _threads.size() > kThreadsThatStay; };
+  _taskCame.wait(hold, [&] { return !_waiting.empty() || isSurplus(); });
+  --_idle;
+  return !_waiting.empty();
+}
+
+void ConcurrentQueue::waitForSurplusThreads() {
+  std::unique_lock hold(_lock);
+  _threadWent.wait(hold, [this] { return _threads.size() <= kThreadsThatStay; });
+  std::thread last = std::move(_last);
+  hold.unlock();
+  if (last.joinable()) last.join();
+}
+
+}  // namespace platform

@@ -1,0 +1,72 @@
+#include "scene/RunnerContact.h"
+
+#include <cmath>
+#include <utility>
+
+#include "platform/system/FileSystem.h"
+#include "platform/system/SystemLog.h"
+#include "scene/Guarded.h"
+
+namespace {
+
+std::string asSeconds(std::chrono::nanoseconds time) {
+  const auto tenths = std::llround(std::chrono::duration<double>(time).count() * 10);
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
+}
+
+}  // namespace
+
+VuoGLScene::RunnerContact::RunnerContact(std::weak_ptr<VuoGLScene> scene,
+                                         std::weak_ptr<VuoRunner> runner, std::uint64_t forLoad,
+                                         Path file)
+    : load(forLoad), _scene(std::move(scene)), _runner(std::move(runner)), _file(std::move(file)) {}
+
+void VuoGLScene::RunnerContact::runnerDelegateReceivedValForOutputKey(const Key& key) {
+  if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedValForOutputKey(key);
+}
+
+void VuoGLScene::RunnerContact::runnerDelegateReceivedEventForOutputKey(const Key& key) {
+  if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedEventForOutputKey(key);
+}
+
+void VuoGLScene::RunnerContact::runnerDelegateLostContactWithComposition() {
+  if (const auto scene = _scene.lock()) scene->_lostContactWith(*this);
+}
+
+void VuoGLScene::RunnerContact::cameUp() {
+  if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) tellRunning();
+}
+
+void VuoGLScene::RunnerContact::installed() {
+  if ((_progress.fetch_or(kInstalled) & kCameUp) != 0) tellRunning();
+}
+
+void VuoGLScene::RunnerContact::isOverdue(std::chrono::nanoseconds waited) {
+  const std::string forHowLong = asSeconds(waited);
+  platform::systemLog("\t\terr: composition is at one event for %@, file is %@, %s",
+                      {forHowLong, _file ? platform::lastPathComponent(*_file) : "",
+                       "-[VuoGLScene _runnerIsOverdue:]"});
+  tellRunning((hasComeUp() ? "An event has not been finished for "
+                           : "The composition has not come up for ") +
+              forHowLong + ".");
+}
+
+void VuoGLScene::RunnerContact::hasCaughtUp() {
+  tellRunning();
+}
+
+void VuoGLScene::RunnerContact::tellRunning(std::string message) {
+  const auto scene = _scene.lock();
+  if (!scene || (_progress & kInstalled) == 0) return;
+  scene->_setStatus({hasComeUp() ? VuoSceneStatus::State::Running : VuoSceneStatus::State::Loading,
+                     _file, std::move(message)},
+                    load);
+}
+
+std::string VuoGLScene::RunnerContact::lossDescription() const {
+  std::string how;
+  if (const auto runner = _runner.lock())
+    guarded("-[VuoGLScene runnerDelegateLostContactWithComposition]",
+            [&] { how = runner->lossDescription(); });
+  return how;
+}
