@@ -5,8 +5,11 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <atomic>
+#include <iostream>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "Brannow/Brannow.h"
@@ -203,6 +206,180 @@ TEST_F(Stress, SurvivesTheDeathOfEveryPlayer) {
   std::erase_if(lines, [](const auto& line) { return line.find("LostContact") == line.npos; });
   EXPECT_EQ(lines.size(), static_cast<std::size_t>(deaths));
   scene->prepareToBeDeleted();
+  settle();
+  EXPECT_EQ(Holdings::now(), before);
+}
+
+/// Grey by the time; `work` only makes it slow: seconds per frame, or minutes.
+constexpr const char* kSlowShader = R"(#version 330 core
+uniform float time;
+uniform int work;
+out vec4 pixel;
+void main() {
+  float busy = 0.0;
+  for (int i = 0; i < work; ++i) busy = fract(sin(busy + float(i)) * 43758.5);
+  pixel = vec4(vec3(time / 255.0 + busy * 0.0001), 1.0);
+}
+)";
+constexpr const char* kSlow = R"(digraph G {
+PublishedInputs [type="vuo.in" label="In|<width>w|<height>h|<time>t|<work>k" _width_type="VuoInteger" _height_type="VuoInteger" _time_type="VuoReal" _work_type="VuoInteger"];
+PublishedOutputs [type="vuo.out" label="Out|<outputImage>o" _outputImage_type="VuoImage"];
+S [type="vuo.shader" shader="slow.frag"];
+PublishedInputs:width -> S:width;
+PublishedInputs:height -> S:height;
+PublishedInputs:time -> S:time;
+PublishedInputs:work -> S:work;
+S:image -> PublishedOutputs:outputImage;
+})";
+
+/// A scene that is asked for 60 frames a second on a thread of its own, and used in between.
+class SteadyScene {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Milliseconds = std::chrono::duration<double, std::milli>;
+
+  explicit SteadyScene(const std::string& file) : _scene(VuoGLScene::initWithSize(64, 36)) {
+    _scene->useFile(file);
+    EXPECT_TRUE(_scene->renderFrame({}, std::nullopt).buffer);
+    _thread = std::thread([this] { draw(); });
+  }
+  ~SteadyScene() {
+    stop();
+    _scene->prepareToBeDeleted();
+  }
+
+  void stop() {
+    _over = true;
+    if (_thread.joinable()) _thread.join();
+  }
+  int frames() const { return _frames; }
+  int lostFrames() const { return _lost; }
+  /// Of all that is not a wait for a frame.
+  Milliseconds longestCall() const { return _longestCall; }
+  int callsOver(double milliseconds) const {
+    return static_cast<int>(std::count_if(_slowCalls.begin(), _slowCalls.end(),
+                                          [&](double call) { return call > milliseconds; }));
+  }
+
+ private:
+  template <class Call>
+  auto timed(Call call) {
+    const auto begin = Clock::now();
+    auto result = call();
+    const Milliseconds taken = Clock::now() - begin;
+    _longestCall = std::max(_longestCall, taken);
+    if (taken.count() > 1) _slowCalls.push_back(taken.count());
+    return result;
+  }
+  void draw() {
+    for (auto tick = Clock::now(); !_over; std::this_thread::sleep_until(tick)) {
+      tick = std::max(Clock::now(), tick + std::chrono::microseconds(16'667));
+      VuoFrameRequest request;
+      request.time = _frames % 200;
+      const auto asked = timed([&] { return _scene->askForFrame(request); });
+      timed([&] {
+        _scene->setValue(std::make_shared<const ZQVuoPortValue>(0), "work");
+        return _scene->status();
+      });
+      const VuoFrame frame = _scene->takeFrame(asked, std::chrono::seconds(20));
+      ++_frames;
+      if (frame.answer != VuoFrame::Answer::Fresh || frame.time != request.time) ++_lost;
+      (void)timed([&] { return _scene->allocValueForOutputKey("outputImage"); });
+    }
+  }
+
+  const std::shared_ptr<VuoGLScene> _scene;
+  std::atomic<bool> _over{false};
+  std::atomic<int> _frames{0}, _lost{0};
+  Milliseconds _longestCall{};
+  std::vector<double> _slowCalls;
+  std::thread _thread;
+};
+
+/// Players are killed, frozen and made to hang while others load, and one scene goes on as if
+/// nothing was the matter. BRANNOW_STRESS=1000 kills 1000, freezes 200 and hangs 200.
+TEST_F(Stress, GoesOnWhilePlayersAreKilledFrozenAndHang) {
+  using State = VuoSceneStatus::State;
+  using Clock = std::chrono::steady_clock;
+  folder.write("slow.frag", kSlowShader);
+  const std::string slow = folder.write("slow.vuo", kSlow);
+  const Holdings before = afterWarmUp();
+  const int kills = amount(10);
+  std::vector<int> troubles(static_cast<std::size_t>(kills), SIGKILL);
+  troubles.insert(troubles.end(), static_cast<std::size_t>((kills + 4) / 5), SIGSTOP);
+  troubles.insert(troubles.end(), static_cast<std::size_t>((kills + 4) / 5), 0);  // a hang
+  std::mt19937 random(5);
+  std::shuffle(troubles.begin(), troubles.end(), random);
+  int losses = 0, reloads = 0;
+  const auto begin = Clock::now();
+  {
+    SteadyScene steady(slow);
+    std::set<pid_t> leftAlone;
+    for (const pid_t player : children("vuo-player")) leftAlone.insert(player);
+    ASSERT_EQ(leftAlone.size(), 1u);
+
+    std::vector<std::shared_ptr<VuoGLScene>> victims;
+    std::vector<std::shared_ptr<VuoPendingFrame>> asked(4);
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+      victims.push_back(VuoGLScene::initWithSize(1920, 1080));
+      victims.back()->setEventPatience(std::chrono::milliseconds(400));
+      victims.back()->useFile(slow, true);
+    }
+    const auto reloaded = VuoGLScene::initWithSize(64, 36);
+    std::set<VuoGLScene*> hanging;
+    const auto trouble = [&](int signal) {
+      if (signal == 0) {
+        for (const auto& victim : victims)
+          if (victim->status().state == State::Running && hanging.insert(victim.get()).second) {
+            victim->setValue(std::make_shared<const ZQVuoPortValue>(2'000'000'000), "work");
+            return true;
+          }
+        return false;
+      }
+      for (const pid_t player : children("vuo-player"))
+        if (leftAlone.insert(player).second) return ::kill(player, signal) == 0;
+      return false;
+    };
+    auto nextReload = Clock::now(), nextTrouble = Clock::now();
+    while (!troubles.empty()) {
+      pollfd due{platform::MainQueue::shared().fileDescriptor(), POLLIN, 0};
+      ::poll(&due, 1, 5);
+      platform::MainQueue::shared().runDue();
+      for (std::size_t i = 0; i < victims.size(); ++i) {
+        const auto state = victims[i]->status().state;
+        if (state == State::Lost || state == State::Failed) {
+          ++losses;
+          hanging.erase(victims[i].get());
+          victims[i]->useFile(slow, true);
+        }
+        if (state == State::Running &&
+            (!asked[i] || victims[i]->takeFrame(asked[i], std::chrono::nanoseconds(0)).answer !=
+                              VuoFrame::Answer::Late))
+          asked[i] = victims[i]->askForFrame({});  // nothing is expected of who is asked nothing
+      }
+      if (Clock::now() >= nextReload) {
+        reloaded->setRunnerNewProcess(++reloads % 2 == 0);
+        reloaded->useFile(slow, true);
+        nextReload = Clock::now() + std::chrono::milliseconds(50);
+      }
+      if (Clock::now() >= nextTrouble && trouble(troubles.back())) {
+        troubles.pop_back();
+        nextTrouble = Clock::now() + std::chrono::milliseconds(20);
+      }
+    }
+    steady.stop();
+    EXPECT_EQ(steady.lostFrames(), 0);
+    EXPECT_GT(steady.frames(), 0);
+    if (std::getenv("BRANNOW_STRESS"))
+      std::cout << kills << " kills, " << (kills + 4) / 5 << " freezes and as many hangs, "
+                << losses << " losses told, " << reloads << " reloads in "
+                << std::chrono::duration<double>(Clock::now() - begin).count()
+                << " s; another scene: " << steady.frames() << " frames, " << steady.lostFrames()
+                << " lost, " << steady.callsOver(1) << " calls over 1 ms, " << steady.callsOver(3)
+                << " over 3 ms, the longest " << steady.longestCall().count() << " ms\n";
+    for (const auto& victim : victims) victim->prepareToBeDeleted();
+    reloaded->prepareToBeDeleted();
+  }
   settle();
   EXPECT_EQ(Holdings::now(), before);
 }

@@ -9,13 +9,18 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 #include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
+#include "platform/system/Dispatch.h"
 
 namespace vuo {
 namespace {
 
+/// The one who asks for a start, often the thread of a user interface, has a few calls to make yet.
+/// With few processors the new process would take the one that these run on.
+constexpr std::chrono::microseconds startDelay{300};
 /// Of a caller, whose messages are small and only begun when there is room for them.
 constexpr std::chrono::milliseconds callersPatience{50};
 constexpr std::chrono::milliseconds messagePatience = wholeMessagePatience;
@@ -67,8 +72,20 @@ RemoteComposition::~RemoteComposition() {
 void RemoteComposition::start() {
   if (!_contact || !_wake)
     throw std::runtime_error(_loss.empty() ? "There is no socket left for the player" : _loss);
+  platform::globalConcurrentQueue().after(startDelay, [weak = weak_from_this()] {
+    if (const auto composition = weak.lock()) composition->startThread();
+  });
+}
+
+void RemoteComposition::startThread() {
   std::lock_guard hold(_joinLock);
-  _thread = std::thread(&RemoteComposition::live, this);
+  if (_stopping) return;
+  try {
+    _thread = std::thread(&RemoteComposition::live, this);
+  } catch (const std::system_error& fault) {
+    _gone = true;
+    _listener.contactLost(std::string("There is no thread left for the player: ") + fault.what());
+  }
 }
 
 /// Images are read at once, since their pixels are the host's to change afterwards.

@@ -18,7 +18,8 @@ namespace vuo {
 
 /// A composition that runs in a process of its own. One thread here starts the process, takes in
 /// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
-class RemoteComposition : public Composition {
+class RemoteComposition : public Composition,
+                          public std::enable_shared_from_this<RemoteComposition> {
  public:
   RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
                     PublishedPorts ports, CompositionListener& listener);
@@ -46,6 +47,7 @@ class RemoteComposition : public Composition {
   void send(const Backlog::Event& event, std::chrono::milliseconds patience);
   void wake() const;
 
+  void startThread();
   void live();
   void startPlayer();
   void attend();
@@ -71,7 +73,7 @@ class RemoteComposition : public Composition {
   Backlog _backlog;
   bool _handsOver = false;  ///< an event that is no longer in the backlog
 
-  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
+  std::mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
   std::thread _thread;
   // Of the thread:
   std::unique_ptr<ChildProcess> _process;
