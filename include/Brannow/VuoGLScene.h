@@ -66,14 +66,16 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   // --- the composition file. The cache knows it by the path as it is given: absolute paths.
 
   /// Loads `path` on the calling thread: reads it, compiles it where the cache has no fresh
-  /// artefact, and starts it. None unloads. Whatever ran before is stopped in the background. When
-  /// that fails the scene stays without a running composition (`readyToRender` is false).
+  /// artefact, and asks for its start, which it does not wait for. None unloads. Whatever ran
+  /// before is stopped in the background. When the compile fails the scene stays without a
+  /// composition
+  /// (`readyToRender` is false); one that does not come up is unloaded again. `status` tells.
   void useFile(const Path& path);
-  /// With `async` the compile runs in the background and the composition starts on the main queue,
-  /// which that blocks for some tens of milliseconds; the call returns as soon as the file has been
-  /// read. `status` tells what becomes of it. A load of another file overtakes it. A second load of
-  /// the same file does not: whichever answer comes first runs, the other is logged and dropped; a
-  /// host that loads again because the file has changed does so when `readyToRender` is true.
+  /// With `async` the compile runs in the background and the start is asked for on the main queue,
+  /// for well under a millisecond; the call returns as soon as the file has been read. A load of
+  /// another file overtakes it. A second load of the same file does not: whichever answer comes
+  /// first runs, the other is logged and dropped; a host that loads again because the file has
+  /// changed does so when `readyToRender` is true.
   void useFile(const Path& path, bool async);
   /// The description of the current file; null without one.
   std::shared_ptr<ZQVuoComposition> comp() const;
@@ -112,7 +114,8 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
 
   // --- frames. The composition's time is the seconds since its file was set, by the wall clock.
 
-  /// Whether a composition is running.
+  /// Whether a composition has been started, so that values and requests reach it; `status` tells
+  /// whether it has come up. False again when that failed, once the main queue has handled it.
   bool readyToRender() const;
   /// Tells the composition the time and does not wait for a picture.
   void startRendering();
