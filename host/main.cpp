@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/CacheCommand.h"
+#include "host/ContainmentCommand.h"
 #include "host/DescribeCommand.h"
 #include "host/FilterCommand.h"
 #include "host/HelpText.h"
@@ -111,6 +112,10 @@ int run(int argc, char** argv) {
   auto* clearApp = cacheApp->add_subcommand("clear", "Move all of it to the trash");
   addCacheOption(clearApp);
   clearApp->callback([&] { status = clearCache(cacheFolder); });
+
+  auto* containmentApp = app.add_subcommand(
+      "containment", "Say whether this kernel can contain the processes of compositions");
+  containmentApp->callback([&] { status = tellContainment(); });
 
   describeArguments(app);
   CLI11_PARSE(app, argc, argv);

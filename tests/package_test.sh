@@ -9,6 +9,19 @@ export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DA
 
 cmake --install "$build" --prefix "$work/first" >/dev/null
 mv "$work/first" "$work/moved"
+
+# Each program and library is built to make an attack hard.
+lacks() { echo "$1 lacks $2" >&2 && exit 1; }
+while read -r file; do
+  elf=$(readelf --wide --file-header --program-headers --dynamic --symbols "$file" 2>/dev/null) || continue
+  [ -n "$elf" ] || continue
+  for trait in 'Type: *DYN' GNU_RELRO 'BIND_NOW|Flags:.*NOW' 'GNU_STACK .* RW ' __stack_chk_fail; do
+    grep -qE "$trait" <<<"$elf" || lacks "$file" "$trait"
+  done
+  # The others call nothing that could be checked.
+  [[ ! $file =~ /(brannow|libBrannow.so|vuo-player|vuo-compiler)$ ]] ||
+    grep -qE '__[a-z]+_chk@' <<<"$elf" || lacks "$file" FORTIFY
+done < <(find "$work/moved" -type f \( -perm -100 -o -name '*.so*' \))
 cp -r "$source/examples/minimal_host" "$work/host"
 cmake -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$work/moved" \
   -DCMAKE_CXX_COMPILER="$compiler" >/dev/null

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 namespace vuo {
@@ -22,6 +23,22 @@ namespace {
   throw std::runtime_error(path + " can't be read: " + std::strerror(error));
 }
 
+std::string pathOf(int file) {
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
+}
+
+/// For a contained player, which has no openat2 and can't read beyond the folder anyway.
+int openAndLook(int folder, const std::string& name, int flags) {
+  const FileDescriptor found(openat(folder, name.c_str(), O_PATH | O_CLOEXEC));
+  if (!found) return -1;
+  const std::string top = pathOf(folder), path = pathOf(found.get());
+  if (path != top && !path.starts_with(top + "/")) {
+    errno = EXDEV;
+    return -1;
+  }
+  return open(("/proc/self/fd/" + std::to_string(found.get())).c_str(), flags);
+}
+
 /// The kernel keeps the whole way inside the folder, whatever is renamed or linked meanwhile.
 int openBelow(int folder, const std::string& name) {
   open_how how{};
@@ -29,6 +46,7 @@ int openBelow(int folder, const std::string& name) {
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   for (;;) {
     const long file = syscall(SYS_openat2, folder, name.c_str(), &how, sizeof how);
+    if (file < 0 && errno == ENOSYS) return openAndLook(folder, name, static_cast<int>(how.flags));
     // EAGAIN: something was renamed on the way.
     if (file >= 0 || (errno != EAGAIN && errno != EINTR)) return static_cast<int>(file);
   }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <new>
 #include <stdexcept>
 
@@ -12,6 +13,8 @@
 #include "platform/runtime/VuoPlan.h"
 #include "platform/runtime/compiler/CompilerProtocol.h"
 #include "platform/runtime/compiler/PlanMaker.h"
+#include "platform/runtime/containment/FileRules.h"
+#include "platform/runtime/containment/NoMoreFilesOrPrograms.h"
 
 namespace vuo {
 namespace {
@@ -59,7 +62,10 @@ std::string resultFor(const std::string& composition) {
 void compileAndExit(const std::string& composition, int output, pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);  // it is gone already
+  close(compilerSocket);              // the next composition's is not this one's to hear
   limitOneself();
+  readNothingBut({composition, std::filesystem::path(composition).parent_path()});
+  noMoreFilesOrPrograms();
   _exit(write(output, resultFor(composition)) ? 0 : 1);
 }
 

@@ -22,6 +22,16 @@ Ready& ready() {
   return theReady;
 }
 
+/// It reads compositions wherever they lie; what compiles one reads nothing but that one's folder.
+ContainedProgram compilerWith(int socket) {
+  ContainedProgram program;
+  program.program = helperFolder() + "/vuo-compiler";
+  program.descriptors = {socket};
+  program.readable = {"/"};
+  program.copiesItself = true;
+  return program;
+}
+
 }  // namespace
 
 std::unique_ptr<CompilerProcess> CompilerProcess::take() {
@@ -51,7 +61,7 @@ CompilerProcess::Sockets CompilerProcess::newSockets() {
 CompilerProcess::CompilerProcess(Sockets sockets)
     : _owner(getpid()),
       _socket(std::move(sockets.first)),
-      _process(helperFolder() + "/vuo-compiler", {}, {sockets.second.get()}) {}
+      _process(compilerWith(sockets.second.get())) {}
 
 std::optional<siginfo_t> CompilerProcess::compile(const std::string& composition, int output,
                                                   std::chrono::milliseconds patience) try {

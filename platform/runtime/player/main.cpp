@@ -8,7 +8,9 @@
 #include <stdexcept>
 
 #include "platform/runtime/VuoArtefact.h"
+#include "platform/runtime/containment/NoMoreFilesOrPrograms.h"
 #include "platform/runtime/player/Player.h"
+#include "platform/runtime/textures/ShareGroup.h"
 #include "platform/runtime/transport/Protocol.h"
 
 namespace {
@@ -27,6 +29,9 @@ int main(int count, char** arguments) {
   }
   const bool outlivesHost = count > 2 && std::strcmp(arguments[2], vuo::outliveHostArgument) == 0;
   try {
+    // Here the GL driver makes its files. The plan and all that follows is a stranger's.
+    const auto group = vuo::ShareGroup::current();
+    vuo::noMoreFilesOrPrograms();
     // Never destroyed: the composition's thread may still be in the middle of an event.
     auto* player =
         new vuo::Player(vuo::FileDescriptor(vuo::playerSocket), planGiven(), arguments[1]);

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "platform/runtime/containment/ContainedProgram.h"
 #include "platform/runtime/transport/FileDescriptor.h"
 
 namespace vuo {
@@ -15,10 +15,8 @@ namespace vuo {
 /// number has been given to another one.
 class ChildProcess {
  public:
-  /// Starts the program with the standard descriptors and `descriptors` as 3, 4, …, without any
-  /// other, and with no signal blocked or handled. Throws std::runtime_error.
-  ChildProcess(const std::string& program, std::vector<std::string> arguments,
-               const std::vector<int>& descriptors);
+  /// Starts the program. Throws std::runtime_error.
+  explicit ChildProcess(const ContainedProgram& program);
   /// Ends the process if it still runs.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;

@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/ImagePixels.h"
 #include "platform/system/Dispatch.h"
 
@@ -46,10 +45,10 @@ Value valueThatFits(Value value) {
 
 }  // namespace
 
-RemoteComposition::RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
+RemoteComposition::RemoteComposition(FileDescriptor artefact, ContainedProgram player,
                                      PublishedPorts ports, CompositionListener& listener)
     : _artefact(std::move(artefact)),
-      _arguments(std::move(arguments)),
+      _player(std::move(player)),
       _ports(std::move(ports)),
       _listener(listener),
       _wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -192,9 +191,9 @@ void RemoteComposition::live() {
 
 void RemoteComposition::startPlayer() {
   const FileDescriptor playersEnd = std::move(_playersEnd);  // closed here: its end is noticed
-  if (!_stopping)
-    _process = std::make_unique<ChildProcess>(helperFolder() + "/vuo-player", _arguments,
-                                              std::vector<int>{playersEnd.get(), _artefact.get()});
+  if (_stopping) return;
+  _player.descriptors = {playersEnd.get(), _artefact.get()};
+  _process = std::make_unique<ChildProcess>(_player);
 }
 
 void RemoteComposition::attend() {

@@ -21,8 +21,8 @@ namespace vuo {
 class RemoteComposition : public Composition,
                           public std::enable_shared_from_this<RemoteComposition> {
  public:
-  RemoteComposition(FileDescriptor artefact, std::vector<std::string> arguments,
-                    PublishedPorts ports, CompositionListener& listener);
+  RemoteComposition(FileDescriptor artefact, ContainedProgram player, PublishedPorts ports,
+                    CompositionListener& listener);
   ~RemoteComposition() override;
 
   void start() override;
@@ -57,7 +57,7 @@ class RemoteComposition : public Composition,
   std::string howItEnded();
 
   const FileDescriptor _artefact;
-  const std::vector<std::string> _arguments;
+  ContainedProgram _player;
   const PublishedPorts _ports;
   CompositionListener& _listener;
   std::unique_ptr<PlayerContact> _contact;  ///< null where there was none to be had

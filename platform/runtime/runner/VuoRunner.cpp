@@ -6,7 +6,9 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/runtime/HelperFolder.h"
 #include "platform/runtime/VuoArtefact.h"
+#include "platform/runtime/containment/ShaderFolder.h"
 #include "platform/runtime/runner/CompositionRunner.h"
 #include "platform/runtime/runner/InstalledModule.h"
 #include "platform/runtime/runner/RemoteComposition.h"
@@ -45,6 +47,16 @@ vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
   return ports;
 }
 
+vuo::ContainedProgram playerOf(const std::string& artefact, const std::string& folder) {
+  vuo::ContainedProgram player;
+  player.program = vuo::helperFolder() + "/vuo-player";
+  player.arguments = {folder};
+  player.readable = {folder.empty() ? "." : folder};
+  player.ownFolder = vuo::shaderFolderOf(artefact);
+  player.environment = vuo::shaderFolderVariables(player.ownFolder);
+  return player;
+}
+
 }  // namespace
 
 VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executablePath,
@@ -52,13 +64,14 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              bool outliveHost,
                                                              bool deleteExecutable) {
   Artefact artefact = opened(executablePath);
-  std::vector<std::string> arguments{sourceDirectory};
-  if (outliveHost) arguments.push_back(vuo::outliveHostArgument);
+  vuo::ContainedProgram player = playerOf(executablePath, sourceDirectory);
+  player.endsWithHost = !outliveHost;
+  if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
   const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
   return new vuo::CompositionRunner(
       ports,
       [&](CompositionListener& listener) {
-        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), arguments, ports,
+        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), player, ports,
                                                         listener);
       },
       fileToDelete(executablePath, deleteExecutable));
