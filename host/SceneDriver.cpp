@@ -169,15 +169,7 @@ std::optional<VuoFrame> SceneDriver::take(const Asked& asked, int count) {
   if (frame.answer == VuoFrame::Answer::Late) {
     throw Failure{name + " was not there after " + shortestDigits(*_options.timeout) + " s"};
   }
-  throw Failure{name + " could not be made. " + whyNone(frame)};
-}
-
-/// A frame that is asked for after the composition has ended finds nothing running.
-std::string SceneDriver::whyNone(const VuoFrame& frame) const {
-  const VuoSceneStatus status = _scene->status();
-  const bool hasEnded =
-      frame.reason == VuoFrame::Reason::NothingRuns && status.state == VuoSceneStatus::State::Lost;
-  return hasEnded ? "The composition has ended: " + status.message + "." : frame.message;
+  throw Failure{name + " could not be made. " + frame.message};
 }
 
 /// On a terminal somebody watches, and is told every second that the wait goes on.

@@ -74,7 +74,6 @@ class SceneDriver {
   void compile();
   bool ask(const Requests& requests);
   std::optional<VuoFrame> take(const Asked& asked, int count);
-  std::string whyNone(const VuoFrame& frame) const;
   VuoFrame waitFor(const Asked& asked, int count);
   void write(const VuoFrame& frame, int index, int count);
   void say(const std::string& line);

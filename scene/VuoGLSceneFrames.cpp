@@ -25,6 +25,18 @@ using Clock = std::chrono::steady_clock;
 using Answer = VuoFrame::Answer;
 using Reason = VuoFrame::Reason;
 
+static VuoFrame noFrame(Reason reason, std::string message) {
+  VuoFrame frame;
+  frame.reason = reason;
+  frame.message = std::move(message);
+  return frame;
+}
+
+static VuoFrame endedFrame(const std::string& how) {
+  return noFrame(Reason::Ended,
+                 "The composition has ended" + (how.empty() ? std::string(".") : ": " + how + "."));
+}
+
 /// Written while it is asked for, and only read afterwards.
 class VuoGLScene::AskedFrame : public VuoPendingFrame {
  public:
@@ -37,6 +49,7 @@ class VuoGLScene::AskedFrame : public VuoPendingFrame {
   std::shared_ptr<ZQVuoComposition> composition;
   std::weak_ptr<VuoRunner> runner;
   std::shared_ptr<VuoRunner::Event> event;  ///< null when nothing could be asked
+  VuoFrame unasked;                         ///< the answer then
 };
 
 /// The values of one composition's outputs at one moment.
@@ -69,13 +82,6 @@ constexpr const char* kTakeName = "-[VuoGLScene takeFrame:longest:]";
 
 /// What a deadline can still be reckoned with.
 constexpr std::chrono::nanoseconds kLongestPatience = std::chrono::hours(24 * 365);
-
-VuoFrame noFrame(Reason reason, std::string message) {
-  VuoFrame frame;
-  frame.reason = reason;
-  frame.message = std::move(message);
-  return frame;
-}
 
 /// Stores values in the inputs of one runner, and keeps the names of those that did not go in.
 class InputStore {
@@ -152,13 +158,28 @@ std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& 
     std::lock_guard holdProperties(_state->propLock);
     _state->size = *request.size;
   }
-  if (_state->deleted || !_state->runner || !frame->composition) return frame;
+  if (_state->deleted || !_state->runner || !frame->composition) {
+    const VuoSceneStatus now = status();
+    frame->unasked = now.state == VuoSceneStatus::State::Lost
+                         ? endedFrame(now.message)
+                         : noFrame(Reason::NothingRuns, "No composition runs.");
+    return frame;
+  }
   frame->runner = _state->runner;
-  guarded(kAskName, [&] {
+  const auto fault = faultOf(kAskName, [&] {
     _store(request, *frame);
     frame->event = _state->runner->firePublishedInputPortEvent(frame->tag);
   });
+  if (fault) frame->unasked = _whyUnasked(*fault);
   return frame;
+}
+
+/// The caller holds `runnerLock`.
+VuoFrame VuoGLScene::_whyUnasked(const std::string& fault) const {
+  std::string how;
+  guarded(kAskName, [&] { how = _state->runner->lossDescription(); });
+  return how.empty() ? noFrame(Reason::NoPicture, "The composition can't be asked. " + fault)
+                     : endedFrame(how);
 }
 
 /// The caller holds `runnerLock`.
@@ -181,7 +202,8 @@ void VuoGLScene::_store(const VuoFrameRequest& request, AskedFrame& frame) {
 
 VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Patience longest) {
   const auto asked = std::dynamic_pointer_cast<AskedFrame>(frame);
-  if (!asked || !asked->event) return noFrame(Reason::NothingRuns, "No composition runs.");
+  if (!asked) return noFrame(Reason::NothingRuns, "Nothing was asked for.");
+  if (!asked->event) return asked->unasked;
   VuoRunner::Event& event = *asked->event;
 
   const auto isOver = [&] { return event.state() != VuoRunner::Event::State::Waiting; };
@@ -202,12 +224,9 @@ VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Pa
       case VuoRunner::Event::State::Dropped:
         answer = noFrame(Reason::Dropped, "Too many requests were waiting.");
         break;
-      case VuoRunner::Event::State::Ended: {
-        const std::string how = event.endDescription();
-        answer = noFrame(Reason::Ended, "The composition has ended" +
-                                            (how.empty() ? std::string(".") : ": " + how + "."));
+      case VuoRunner::Event::State::Ended:
+        answer = endedFrame(event.endDescription());
         break;
-      }
     }
   });
   return fault ? noFrame(Reason::NoPicture, *fault) : answer;

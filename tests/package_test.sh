@@ -23,6 +23,7 @@ while read -r file; do
     grep -qE '__[a-z]+_chk@' <<<"$elf" || lacks "$file" FORTIFY
 done < <(find "$work/moved" -type f \( -perm -100 -o -name '*.so*' \))
 cp -r "$source/examples/minimal_host" "$work/host"
+export CMAKE_GENERATOR=Ninja
 cmake -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$work/moved" \
   -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
 cmake --build "$work/host/build" >/dev/null

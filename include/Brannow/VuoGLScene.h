@@ -217,6 +217,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
   class AskedFrame;
   void _store(const VuoFrameRequest& request, AskedFrame& frame);
+  VuoFrame _whyUnasked(const std::string& fault) const;
   VuoFrame _answered(const AskedFrame& frame) const;
   VuoFrame _late(const AskedFrame& frame) const;
 

@@ -222,7 +222,9 @@ TEST_F(Scene, TurnsARequestIntoOneEvent) {
   EXPECT_THAT(log.take(), IsEmpty());
 
   scripted::script().throwing = {"fireTagged"};
-  EXPECT_EQ(scene->renderFrame(nothing, std::nullopt).reason, VuoFrame::Reason::NothingRuns);
+  const VuoFrame ended = scene->renderFrame(nothing, std::nullopt);
+  EXPECT_EQ(ended.reason, VuoFrame::Reason::Ended);
+  EXPECT_EQ(ended.message, "The composition has ended: scripted loss.");
   EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in -[VuoGLScene askForFrame:]"));
 }
 

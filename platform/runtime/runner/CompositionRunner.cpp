@@ -134,9 +134,11 @@ void CompositionRunner::firePublishedInputPortEvent() {
   fire(allInputs());
 }
 
+/// An event that comes too late is ended like those that waited.
 std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent(EventTag tag) {
-  requireRunning();
+  if (_state == State::NotStarted) requireRunning();
   const auto event = _events->begin(tag);
+  if (_state == State::Ended) return std::make_shared<EventHandle>(event, _cancelling);
   try {
     if (!_composition->fire(allInputs(), event->number, true)) drop(event->number);
   } catch (...) {
@@ -272,10 +274,11 @@ void CompositionRunner::failed(const std::string& message) {
 }
 
 void CompositionRunner::contactLost(const std::string& how) {
-  if (_state.exchange(State::Ended) == State::Ended) return;
   {
     std::lock_guard hold(_valuesLock);
-    _loss = how;
+    if (_state == State::Ended) return;
+    _loss = how;  // there for whoever finds that it has ended
+    _state = State::Ended;
   }
   _events->end(how);
   tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });

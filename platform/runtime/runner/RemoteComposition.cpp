@@ -31,10 +31,6 @@ constexpr std::chrono::milliseconds lastWordsPatience{100};
 /// for.
 constexpr std::size_t mostText = 8 << 10;
 
-[[noreturn]] void gone() {
-  throw std::runtime_error("The composition's process is gone");
-}
-
 Value valueThatFits(Value value) {
   const auto* text = std::get_if<std::string>(&value);
   if (text != nullptr && text->size() > longestText)
@@ -89,7 +85,6 @@ void RemoteComposition::startThread() {
 
 /// Images are read at once, since their pixels are the host's to change afterwards.
 void RemoteComposition::setValue(std::size_t input, json_object* value) {
-  if (_gone) gone();
   const Type type = _ports.inputs.at(input).type;
   Kept kept;
   if (type == Type::Image && value != nullptr)
@@ -118,14 +113,19 @@ RemoteComposition::Picture RemoteComposition::pictureOf(json_object* value) cons
 
 /// The caller sends what the player takes at once. All else is left to the thread.
 bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
-  if (_gone) gone();
+  if (_gone) return true;  // the end of all events is being told, or has been
   std::lock_guard hold(_backlogLock);
   const bool isNext = !_backlog.hasEvents() && !_handsOver;
   const bool waits = _backlog.fire(std::move(inputs), number, asked);
-  if (isNext && isSmall(_backlog.next()) && _contact->takesAtOnce())
-    send(_backlog.take(), callersPatience);
-  else
+  if (!isNext || !isSmall(_backlog.next()) || !_contact->takesAtOnce()) {
     wake();
+    return waits;
+  }
+  try {
+    send(_backlog.take(), callersPatience);
+  } catch (const std::exception&) {
+    _contact->shutDown();  // the thread notices, and tells how the player ended
+  }
   return waits;
 }
 
