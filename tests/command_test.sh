@@ -51,6 +51,8 @@ refuses 'needs seconds' render "$tiles" --start nan
 refuses 'needs seconds' render "$tiles" --timeout nan
 refuses '30000:1001' render "$tiles" --fps 0
 refuses 'missing.vuo' describe missing.vuo
+mkdir pipes && mkfifo pipes/pipe.png
+refuses 'no regular file' filter "$compositions/invert.vuo" --input pipes
 
 "$brannow" describe --json missing.vuo "$tiles" text.vuo >out 2>err
 [ "$(wc -l <out)" -eq 3 ] || fail 'one line for each file'
