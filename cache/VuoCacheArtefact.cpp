@@ -30,12 +30,13 @@ bool VuoCache::_isArtefact(const Kind& kind, const std::string& cacheFolder,
 }
 
 /// Whether a record from a file is about that composition and names an artefact of it alone, which
-/// is the one that the record was made with.
+/// is the one that the record was made with. None is in a folder to which others may write.
 bool VuoCache::_isValid(const Kind& kind, const std::string& cacheFolder, const std::string& path,
                         const VuoCacheItem& record) {
   const auto composition = record.vuoFilePath();
   const auto artefact = artefactOf(kind.isDylib, record);
   return composition && *composition == path && artefact && !artefactOf(!kind.isDylib, record) &&
+         platform::isForThisUserAlone(cacheFolder) &&
          _isArtefact(kind, cacheFolder, path, *artefact) && record.isValid() &&
          platform::modificationTime(*artefact) == record.modDate();
 }

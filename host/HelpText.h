@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "host/ShortestDigits.h"
+
 /// What follows the name of an option. A flag has nothing.
 inline const std::map<std::string, std::string> argumentsOfOptions{
     {"--cache", "DIR"},         {"--format", "y4m or rgba"},  {"--fps", "RATE"},
@@ -38,6 +40,19 @@ inline void describeArguments(CLI::App& command) {
     if (known != argumentsOfOptions.end()) option->option_text(known->second);
   }
   for (CLI::App* sub : command.get_subcommands({})) describeArguments(*sub);
+}
+
+/// Accepts a time in that range, in which no "nan" lies.
+inline CLI::Validator secondsFrom(double least, double most) {
+  return CLI::Validator(
+      [least, most](std::string& text) {
+        double seconds = 0;
+        const bool fits =
+            CLI::detail::lexical_cast(text, seconds) && seconds >= least && seconds <= most;
+        return fits ? std::string()
+                    : "needs seconds from " + shortestDigits(least) + " to " + shortestDigits(most);
+      },
+      "");
 }
 
 /// Accepts one of several words and stands for its value; says which there are where it is another.

@@ -12,6 +12,7 @@ namespace {
 /// A guard against files that claim to be huge; no larger picture fits into a texture.
 constexpr std::size_t kLongestSide = 16384;
 constexpr std::size_t kBytesPerPixel = 4;
+constexpr std::size_t kLargestFile = std::size_t{1} << 30;
 
 /// libpng's record of one picture, freed whichever way its user leaves.
 struct PngImage : png_image {
@@ -41,8 +42,14 @@ std::string encoded(const ZQPixels& pixels, PngImage& image) {
 }  // namespace
 
 std::optional<ZQPixels> readPicture(const std::string& path, std::string& error) {
+  platform::ReadFailure failure;
+  const auto file = platform::readFile(path, kLargestFile, &failure);
+  if (!file) {
+    error = path + ": can't be read as a PNG picture: " + failure.text;
+    return std::nullopt;
+  }
   PngImage image;
-  if (!png_image_begin_read_from_file(&image, path.c_str())) {
+  if (!png_image_begin_read_from_memory(&image, file->data(), file->size())) {
     error = path + ": can't be read as a PNG picture: " + image.message;
     return std::nullopt;
   }

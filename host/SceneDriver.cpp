@@ -29,7 +29,7 @@ std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file) {
   auto composition = ZQVuoComposition::initWithPath(file);
   const auto& problems = composition->problems();
   if (!problems.empty() && isOfWholeFile(problems.front())) {
-    throw Failure{"can't read " + file + ": " + problems.front().text};
+    throw Failure{file + ": " + problems.front().text};
   }
   for (const auto& problem : problems) std::cerr << shownProblem(problem, file);
   return composition;

@@ -54,11 +54,12 @@ int run(int argc, char** argv) {
         },
         "Frames per second of the composition's time, such as 30, 29.97 or 30000:1001 (default "
         "30)");
-    command->add_option("--start", options.start, "The time of the first frame, in seconds");
+    command->add_option("--start", options.start, "The time of the first frame, in seconds")
+        ->check(secondsFrom(-1e9, 1e9));
     command
         ->add_option("--timeout", options.timeout,
                      "Give up when one frame takes longer than this many seconds")
-        ->check(CLI::Range(0.001, 1e9));
+        ->check(secondsFrom(0.001, 1e9));
     command->add_flag("--in-process", options.inProcess, "Run the composition in this process");
     command->add_option("--cache", options.cacheFolder, "The folder for compiled compositions")
         ->capture_default_str();

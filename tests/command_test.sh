@@ -46,8 +46,13 @@ refuses 'follows' render "$tiles" --set width=7
 refuses 'No such file or directory' render "$tiles" --size 16x9 -o "$work/no/such/folder/x.png"
 refuses 'frame-%04d.png' render "$tiles" --size 16x9 -o picture.jpg
 refuses 'no picture larger than' render "$tiles" --size 999999x9
+refuses '8192 by 8192' render "$tiles" --size 8193x8192
+refuses 'needs seconds' render "$tiles" --start nan
+refuses 'needs seconds' render "$tiles" --timeout nan
 refuses '30000:1001' render "$tiles" --fps 0
 refuses 'missing.vuo' describe missing.vuo
+mkdir pipes && mkfifo pipes/pipe.png
+refuses 'no regular file' filter "$compositions/invert.vuo" --input pipes
 
 "$brannow" describe --json missing.vuo "$tiles" text.vuo >out 2>err
 [ "$(wc -l <out)" -eq 3 ] || fail 'one line for each file'

@@ -207,6 +207,14 @@ TEST_P(Frames, AreRepeatedOrNoneWithTheReason) {
     EXPECT_THAT(failed.message, testing::HasSubstr("node \"P\": there is no file"));
   }
 
+  VuoFrameRequest vast = at(1);
+  vast.size = ZQSize{1e6, 9};
+  const VuoFrame refused = clock->renderFrame(vast, std::nullopt);
+  EXPECT_EQ(refused.reason, Reason::NodeFailed);
+  EXPECT_THAT(refused.message, testing::HasSubstr("1000000 pixels: the graphics driver's limit"));
+  vast.size = ZQSize{8, 9};
+  EXPECT_EQ(clock->renderFrame(vast, std::nullopt).answer, Answer::Fresh);
+
   // The composition comes to its end before it comes to the last of these.
   std::vector<std::shared_ptr<VuoPendingFrame>> waiting;
   for (int i = 0; i < 200; ++i) waiting.push_back(clock->askForFrame(at(1, 1, 2'000'000)));

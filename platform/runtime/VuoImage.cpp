@@ -67,7 +67,8 @@ std::size_t vuo::pixelBytes(std::uint64_t width, std::uint64_t height) {
   constexpr std::uint64_t most = largestPicture / 4;
   if (width == 0 || height == 0 || width > most / height)
     throw std::runtime_error("No picture may have " + std::to_string(width) + " by " +
-                             std::to_string(height) + " pixels");
+                             std::to_string(height) + " pixels: the most is " +
+                             std::to_string(most) + ", as in 8192 by 8192");
   return width * height * 4;
 }
 

@@ -324,6 +324,12 @@ TEST_F(Cache, WorksWithoutAFolderThatOthersMayChange) {
   scripted::takeCalls();
   EXPECT_TRUE(VuoCache::fetchCachedDylibForVuoFileSynchronously(composition));
   EXPECT_FALSE(std::filesystem::is_empty(shared));
+
+  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  const auto areValid = [&] { return VuoCache::copySavedRecords(folder.path).front().isValid; };
+  EXPECT_TRUE(areValid());
+  std::filesystem::permissions(shared, std::filesystem::perms::all);
+  EXPECT_FALSE(areValid());
 }
 
 TEST_F(Cache, CompilesAgainWhatWasEditedMeanwhile) {

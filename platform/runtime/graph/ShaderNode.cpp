@@ -68,7 +68,11 @@ ShaderNode::Size ShaderNode::sizeFor(const std::vector<Value>& inputs) const {
     const auto wanted = given ? std::get<std::int64_t>(converted(value, Type::Integer))
                               : static_cast<std::int64_t>(ofImage);
     const auto longest = static_cast<std::int64_t>(_canvas.longestSide());
-    return static_cast<std::uint64_t>(std::clamp<std::int64_t>(wanted, 1, longest));
+    if (wanted > longest)
+      throw std::runtime_error("No side of a picture may have " + std::to_string(wanted) +
+                               " pixels: the graphics driver's limit is " +
+                               std::to_string(longest));
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(wanted, 1));
   };
   return {side(_hasWidth, inputs[0], image ? image->pixelsWide : 1),
           side(_hasHeight, inputs[1], image ? image->pixelsHigh : 1)};
