@@ -1,8 +1,7 @@
 #include "platform/system/Dispatch.h"
 
-#include <algorithm>
-#include <asio.hpp>
-#include <thread>
+#include <deque>
+#include <mutex>
 #include <utility>
 
 #include "platform/system/ConcurrentQueue.h"
@@ -13,32 +12,42 @@
 namespace platform {
 namespace {
 
-// What stands here for the whole process is made at its first use and never destroyed: tasks may
-// still run on other threads while the process ends.
-
-constexpr unsigned kLeastWorkers = 4;
-
-/// For serial queues alone, so that they get on whatever the concurrent queue's tasks wait for.
-asio::thread_pool& workers() {
-  static asio::thread_pool& pool =
-      *new asio::thread_pool(std::max(kLeastWorkers, std::thread::hardware_concurrency()));
-  return pool;
-}
-
+/// Its tasks run where the concurrent queue's do, one after the other.
 class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<SerialQueue> {
  public:
   void async(Task task) override {
-    asio::post(_strand, [task = std::move(task), counted = OutstandingTasks::counted()]() mutable {
-      runGuarded(task);
-      task = nullptr;  // what the task holds goes before it counts as done
-    });
+    std::lock_guard hold(_lock);
+    _waiting.push_back({std::move(task), OutstandingTasks::counted()});
+    if (_isServed) return;
+    globalConcurrentQueue().async([queue = shared_from_this()] { queue->serve(); });
+    _isServed = true;
   }
 
  private:
+  struct Waiting {
+    Task task;
+    std::shared_ptr<void> counted;
+  };
+
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
   std::shared_ptr<void> pending() override { return OutstandingTasks::counted(); }
 
-  asio::strand<asio::thread_pool::executor_type> _strand{workers().get_executor()};
+  void serve() {
+    std::unique_lock hold(_lock);
+    while (!_waiting.empty()) {
+      Waiting next = std::move(_waiting.front());
+      _waiting.pop_front();
+      hold.unlock();
+      runGuarded(next.task);
+      next = {};  // what the task holds goes before it counts as done
+      hold.lock();
+    }
+    _isServed = false;
+  }
+
+  std::mutex _lock;  // guards the fields below; the concurrent queue's may be taken under it
+  std::deque<Waiting> _waiting;
+  bool _isServed = false;
 };
 
 }  // namespace

@@ -50,8 +50,8 @@ class MainQueue : public DispatchQueue {
   static MainQueue& shared();
 
   /// Readable while a task is due, and now and then until the next `runDue` without one. Owned by
-  /// the queue; only to be polled.
-  virtual int fileDescriptor() const = 0;
+  /// the queue; only to be polled. -1 while the process can have none; ask again.
+  virtual int fileDescriptor() = 0;
   /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Blocks as
   /// long as they do. Tasks that they submit wait for the next call.
   virtual std::size_t runDue() = 0;
