@@ -51,6 +51,13 @@ void DelayedTasks::tryAgain() {
   MainQueue::shared().async([this] { tryAgain(); });
 }
 
+void DelayedTasks::waitForThread() {
+  for (std::unique_lock hold(_lock); !_waiting.empty() && !hasThread(); hold.lock()) {
+    hold.unlock();
+    std::this_thread::sleep_for(kUntilThereMayBeAThread);
+  }
+}
+
 void DelayedTasks::serve() {
   for (std::unique_lock hold(_lock);;) {
     if (_waiting.empty()) {

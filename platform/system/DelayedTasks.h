@@ -19,6 +19,8 @@ class DelayedTasks {
   /// Where the process can have no more threads, the task waits for one: every later call, and
   /// every turn of the main queue, tries again to have it.
   void add(Clock::time_point due, std::function<void()> task);
+  /// Returns when there is a thread for what waits.
+  void waitForThread();
 
  private:
   DelayedTasks() = default;

@@ -69,6 +69,7 @@ DispatchQueue& globalConcurrentQueue() {
 }
 
 void finishQueues() {
+  DelayedTasks::shared().waitForThread();
   OutstandingTasks::waitForNone();
   ConcurrentQueue::shared().waitForSurplusThreads();
 }

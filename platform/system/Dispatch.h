@@ -39,7 +39,8 @@ DispatchQueue& globalConcurrentQueue();
 
 /// Returns when no task is running or due on the concurrent queue or on any serial queue and no
 /// delayed one is waiting. For a program's end: what was handed to the queues is done afterwards.
-/// The main queue is not waited for. Must not be called from a task.
+/// The main queue is not waited for; where the process can have no thread, that it can is.
+/// Must not be called from a task.
 void finishQueues();
 
 /// The queue that runs where the host handles its user interface. It owns no thread: the host
