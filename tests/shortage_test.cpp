@@ -5,6 +5,7 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <link.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -51,8 +52,9 @@ void* site[32];                           // where that was
 std::atomic<int> siteDepth{0};
 
 bool lies(void* address, const char* inside) {
-  Dl_info info{};
-  return dladdr(address, &info) != 0 && info.dli_fname && std::strstr(info.dli_fname, inside);
+  dl_find_object object{};
+  return _dl_find_object(address, &object) == 0 && object.dlfo_link_map->l_name &&
+         std::strstr(object.dlfo_link_map->l_name, inside);
 }
 
 /// The standard library calls for the one who calls it.

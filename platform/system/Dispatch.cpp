@@ -8,6 +8,7 @@
 #include "platform/system/DelayedTasks.h"
 #include "platform/system/GuardedTask.h"
 #include "platform/system/OutstandingTasks.h"
+#include "platform/system/WithMemory.h"
 
 namespace platform {
 namespace {
@@ -54,10 +55,11 @@ class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<Se
 
 void DispatchQueue::after(std::chrono::nanoseconds delay, Task task) {
   const auto due = std::chrono::steady_clock::now() + delay;
-  DelayedTasks::shared().add(
-      due, [queue = self(), task = std::move(task), counted = pending()]() mutable {
-        queue->async(std::move(task));
-      });
+  const auto waiting = std::make_shared<Task>(std::move(task));
+  DelayedTasks::shared().add(due, [queue = self(), waiting, counted = pending()] {
+    // What the task holds goes with its run.
+    withMemory([&] { queue->async([waiting] { std::exchange(*waiting, nullptr)(); }); });
+  });
 }
 
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string) {

@@ -1,5 +1,6 @@
 #include "platform/runtime/compiling/ArtefactFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,8 +12,10 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 
 #include "platform/runtime/transport/FileDescriptor.h"
 
@@ -66,7 +69,7 @@ class FileBeside {
 };
 
 /// "0123456789ABCDEF0123456789ABCDEF.bc", and what stands for it while it is written.
-bool isBitcodeName(const std::string& name) {
+bool isBitcodeName(std::string_view name) {
   constexpr std::size_t digits = 32;
   const auto isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); };
   return name.size() >= digits && std::all_of(name.begin(), name.begin() + digits, isDigit) &&
@@ -74,15 +77,20 @@ bool isBitcodeName(const std::string& name) {
           (name.compare(digits, 4, ".bc.") == 0 && name.size() == digits + 10));
 }
 
+/// Needs no memory for each entry of a large folder, as the standard library's way through does,
+/// which ends the process without it.
 void removeOldBitcode(const fs::path& folder) {
   constexpr std::time_t day = 24 * 60 * 60;
-  std::error_code ignored;
-  for (fs::directory_iterator entry(folder, ignored), end; entry != end; entry.increment(ignored)) {
-    if (!isBitcodeName(entry->path().filename())) continue;
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+  if (!entries) return;
+  const int here = dirfd(entries.get());
+  while (const dirent* entry = readdir(entries.get())) {
+    if (!isBitcodeName(entry->d_name)) continue;
     struct stat status {};
-    if (lstat(entry->path().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-        status.st_uid == geteuid() && std::time(nullptr) - status.st_mtime > day)
-      unlink(entry->path().c_str());
+    if (fstatat(here, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+        std::time(nullptr) - status.st_mtime > day)
+      unlinkat(here, entry->d_name, 0);
   }
 }
 
