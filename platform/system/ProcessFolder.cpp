@@ -29,18 +29,15 @@ int openLocked(const std::string& folder) {
 }
 
 void removeThoseOfKilledProcesses(const fs::path& parent) {
-  std::error_code error;
-  for (fs::directory_iterator item(parent, error), end; !error && item != end;
-       item.increment(error)) {
-    const std::string folder = item->path().string();
-    if (!item->path().filename().string().starts_with(kPrefix) || !isOwnRealFolder(folder))
-      continue;
-    const int descriptor = openLocked(folder);
-    if (descriptor < 0) continue;
+  forEachNameIn(parent.string(), [&](const std::string_view name) {
+    if (!name.starts_with(kPrefix)) return;
+    const std::string folder = (parent / name).string();
+    const int descriptor = isOwnRealFolder(folder) ? openLocked(folder) : -1;
+    if (descriptor < 0) return;
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     close(descriptor);
-  }
+  });
 }
 
 /// Empty when none can be made. The lock ends with the process.

@@ -1,6 +1,5 @@
 #include "platform/runtime/compiling/ArtefactFile.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,12 +11,12 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
 
 #include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/system/FileSystem.h"
 
 namespace vuo {
 namespace {
@@ -77,21 +76,16 @@ bool isBitcodeName(std::string_view name) {
           (name.compare(digits, 4, ".bc.") == 0 && name.size() == digits + 10));
 }
 
-/// Needs no memory for each entry of a large folder, as the standard library's way through does,
-/// which ends the process without it.
 void removeOldBitcode(const fs::path& folder) {
   constexpr std::time_t day = 24 * 60 * 60;
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
-  if (!entries) return;
-  const int here = dirfd(entries.get());
-  while (const dirent* entry = readdir(entries.get())) {
-    if (!isBitcodeName(entry->d_name)) continue;
+  platform::forEachNameIn(folder, [&](const std::string_view name) {
+    if (!isBitcodeName(name)) return;
+    const fs::path file = folder / name;
     struct stat status {};
-    if (fstatat(here, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-        std::time(nullptr) - status.st_mtime > day)
-      unlinkat(here, entry->d_name, 0);
-  }
+    if (lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+        status.st_uid == geteuid() && std::time(nullptr) - status.st_mtime > day)
+      unlink(file.c_str());
+  });
 }
 
 /// Whether the last look into the folder was an hour ago, or there was none.
