@@ -8,6 +8,7 @@
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
 #include "platform/system/UserDefaults.h"
+#include "scene/Guarded.h"
 
 using platform::systemLog;
 
@@ -48,7 +49,7 @@ VuoCache::VuoCache() : _compilerQueue(platform::makeSerialQueue("VuoCompiler")) 
 VuoCache::~VuoCache() = default;
 
 void VuoCache::configGlobalCacheWithSavePath(const Path& path) {
-  _configure(path, false);
+  guarded("+[VuoCache configGlobalCacheWithSavePath:]", [&] { _configure(path, false); });
 }
 
 /// A cache that was cleared a moment ago has nothing left to load. Nor has it anything to purge, so
@@ -64,8 +65,9 @@ void VuoCache::_configure(const Path& path, bool justCleared) {
     systemLog("\t\terr: cache already exists, bailing, %s", {kName});
     return;
   }
-  _vuoCache = std::make_shared<VuoCache>();
-  _vuoCache->setSavePath(*path);
+  const auto cache = std::make_shared<VuoCache>();
+  cache->setSavePath(*path);
+  _vuoCache = cache;
   _vuoCache->_termination = platform::observeNotification(
       platform::NSApplicationWillTerminateNotification, [cache = std::weak_ptr(_vuoCache)] {
         if (const auto alive = cache.lock()) alive->appTerminateNotification();
@@ -87,6 +89,10 @@ std::shared_ptr<VuoCache> VuoCache::globalCache() {
 }
 
 void VuoCache::clearCache() {
+  guarded("+[VuoCache clearCache]", _clear);
+}
+
+void VuoCache::_clear() {
   constexpr const char* kName = "+[VuoCache clearCache]";
   if (!globalCacheFor(kName)) return;
   const std::string savePath =
@@ -104,31 +110,46 @@ void VuoCache::clearCache() {
 }
 
 bool VuoCache::isCachedDylibAvailableForVuoFile(const Path& path) {
-  const auto cache = globalCacheFor("+[VuoCache isCachedDylibAvailableForVuoFile:]");
-  return cache && cache->_isCachedAvailable(kDylib, path);
+  constexpr const char* kName = "+[VuoCache isCachedDylibAvailableForVuoFile:]";
+  const auto cache = globalCacheFor(kName);
+  bool isAvailable = false;
+  if (cache) guarded(kName, [&] { isAvailable = cache->_isCachedAvailable(kDylib, path); });
+  return isAvailable;
 }
 
 bool VuoCache::isCachedExeAvailableForVuoFile(const Path& path) {
-  const auto cache = globalCacheFor("+[VuoCache isCachedExeAvailableForVuoFile:]");
-  return cache && cache->_isCachedAvailable(kExe, path);
+  constexpr const char* kName = "+[VuoCache isCachedExeAvailableForVuoFile:]";
+  const auto cache = globalCacheFor(kName);
+  bool isAvailable = false;
+  if (cache) guarded(kName, [&] { isAvailable = cache->_isCachedAvailable(kExe, path); });
+  return isAvailable;
 }
 
 VuoCache::Item VuoCache::fetchCachedDylibForVuoFileSynchronously(const Path& path) {
-  const auto cache = globalCacheFor("+[VuoCache fetchCachedDylibForVuoFileSynchronously:]");
-  return cache ? cache->_fetchSynchronously(kDylib, path) : nullptr;
+  constexpr const char* kName = "+[VuoCache fetchCachedDylibForVuoFileSynchronously:]";
+  const auto cache = globalCacheFor(kName);
+  Item item;
+  if (cache) guarded(kName, [&] { item = cache->_fetchSynchronously(kDylib, path); });
+  return item;
 }
 
 VuoCache::Item VuoCache::fetchCachedExeForVuoFileSynchronously(const Path& path) {
-  const auto cache = globalCacheFor("+[VuoCache fetchCachedExeForVuoFileSynchronously:]");
-  return cache ? cache->_fetchSynchronously(kExe, path) : nullptr;
+  constexpr const char* kName = "+[VuoCache fetchCachedExeForVuoFileSynchronously:]";
+  const auto cache = globalCacheFor(kName);
+  Item item;
+  if (cache) guarded(kName, [&] { item = cache->_fetchSynchronously(kExe, path); });
+  return item;
 }
 
 std::optional<std::string> VuoCache::compileFailureForVuoFile(const std::string& path) {
   const auto cache = globalCacheFor("+[VuoCache compileFailureForVuoFile:]");
   if (!cache) return std::nullopt;
-  platform::ReadHold hold(cache->_compileFailures);
-  const auto failure = cache->_compileFailures.objectForKey(path);
-  return failure ? std::optional(*failure) : std::nullopt;
+  std::optional<std::string> text;
+  guarded("+[VuoCache compileFailureForVuoFile:]", [&] {
+    platform::ReadHold hold(cache->_compileFailures);
+    if (const auto failure = cache->_compileFailures.objectForKey(path)) text = *failure;
+  });
+  return text;
 }
 
 void VuoCache::fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone) {
@@ -143,7 +164,7 @@ void VuoCache::fetchCachedExeForVuoFile(const Path& path, Completion callBlockWh
 
 void VuoCache::discardCachedItem(const Item& item) {
   const auto cache = globalCacheFor("+[VuoCache discardCachedItem:]");
-  if (cache && item) cache->_discard(*item);
+  if (cache && item) guarded("+[VuoCache discardCachedItem:]", [&] { cache->_discard(*item); });
 }
 
 void VuoCache::setExecutableName(const Path& name) {

@@ -8,6 +8,8 @@
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/WithMemory.h"
+#include "scene/Guarded.h"
 
 using platform::systemLog;
 
@@ -24,13 +26,16 @@ void deliver(const VuoCache::Completion& completion, VuoCache::Item result) {
 }  // namespace
 
 void VuoCache::_fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone) {
-  if (path && platform::itemExists(*path)) {
-    if (_deliverFresh(kind, *path, callBlockWhenDone)) return;
-    if (_enqueue(kind, path, callBlockWhenDone)) return;
-  } else if (path) {
-    systemLog("\t\terr: nil path or no file, %s.  %@", {kind.fetchName, *path});
-  }
-  deliver(callBlockWhenDone, nullptr);
+  bool isTaken = false;
+  guarded(kind.fetchName, [&] {
+    if (path && platform::itemExists(*path)) {
+      isTaken =
+          _deliverFresh(kind, *path, callBlockWhenDone) || _enqueue(kind, path, callBlockWhenDone);
+    } else if (path) {
+      systemLog("\t\terr: nil path or no file, %s.  %@", {kind.fetchName, *path});
+    }
+  });
+  if (!isTaken) guarded(kind.fetchName, [&] { deliver(callBlockWhenDone, nullptr); });
 }
 
 /// A request that needs no compile does not wait for those of other compositions. Requests for one
@@ -59,8 +64,14 @@ bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& co
   entry->terminations = _terminations;
 
   platform::WriteHold hold(_compilerQueueEntries);
-  _compilerQueueEntries.array().push_back(entry);
-  if (_compilerQueueEntries.array().size() == 1) _scheduleQueueRun();
+  auto& entries = _compilerQueueEntries.array();
+  entries.push_back(entry);
+  if (entries.size() == 1) try {
+      _scheduleQueueRun();
+    } catch (...) {
+      entries.pop_back();
+      throw;
+    }
   return true;
 }
 
@@ -111,6 +122,8 @@ std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
 void VuoCache::_finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result) {
   platform::WriteHold hold(_compilerQueueEntries);
   std::erase(_compilerQueueEntries.array(), entry);
-  if (!_compilerQueueEntries.array().empty()) _scheduleQueueRun();
-  deliver(entry->completionBlock, std::move(result));
+  platform::withMemory([&] {
+    if (!_compilerQueueEntries.array().empty()) _scheduleQueueRun();
+  });
+  platform::withMemory([&] { deliver(entry->completionBlock, result); });
 }

@@ -89,16 +89,14 @@ void VuoCache::_loadTable(const Kind& kind) {
 /// Those that were being written when a process was killed.
 void VuoCache::_removeUnfinishedArtefacts(const std::string& cacheFolder,
                                           const std::string& baseName) {
-  std::error_code error;
-  for (std::filesystem::directory_iterator item(cacheFolder, error), end; !error && item != end;
-       item.increment(error)) {
-    const std::string folder = item->path().string();
-    if (!platform::isOwnRealFolder(folder)) continue;
-    const auto hold = _lockComposition(cacheFolder, platform::lastPathComponent(folder), false);
-    if (!hold) continue;
+  platform::forEachNameIn(cacheFolder, [&](const char* name) {
+    const std::string folder = cacheFolder + "/" + name;
+    if (!platform::isOwnRealFolder(folder)) return;
+    const auto hold = _lockComposition(cacheFolder, name, false);
+    if (!hold) return;
     platform::removeUnfinished(folder + "/" + kLibraryName);
     platform::removeUnfinished(folder + "/" + baseName);
-  }
+  });
 }
 
 void VuoCache::_save() {

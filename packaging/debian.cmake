@@ -87,7 +87,7 @@ function(write_copyright package)
   endforeach()
   file(WRITE ${PROJECT_BINARY_DIR}/debian/${package}/copyright "${text}")
 endfunction()
-write_copyright(${library_package} glslang-dev libasio-dev)
+write_copyright(${library_package} glslang-dev)
 write_copyright(${development_package})
 write_copyright(${command_package} libcli11-dev libimgui-dev libstb-dev)
 

@@ -13,7 +13,7 @@ void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext
           [&] { VuoGlContext_setGlobalRootContext(context->handle()); });
 }
 
-std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height) {
+std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height) try {
   if (!(width >= 1.0 && height >= 1.0)) {
     platform::systemLog("\t\terr: %s - BAIL", {"-[VuoGLScene initWithSize:]"});
     return nullptr;
@@ -24,6 +24,8 @@ std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height
         if (const auto alive = weak.lock()) alive->appTerminateNotification();
       });
   return scene;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 VuoGLScene::VuoGLScene(double width, double height) : _state(std::make_unique<State>()) {
@@ -36,7 +38,7 @@ VuoGLScene::~VuoGLScene() {
 
 void VuoGLScene::prepareToBeDeleted() {
   if (_state->deleted) return;
-  _unloadForGood();
+  guarded("-[VuoGLScene prepareToBeDeleted]", [&] { _unloadForGood(); });
 }
 
 void VuoGLScene::appTerminateNotification() {
@@ -48,10 +50,12 @@ std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
   return _state->comp;
 }
 
-VuoGLScene::Path VuoGLScene::filePath() const {
+VuoGLScene::Path VuoGLScene::filePath() const try {
   if (_state->deleted) return std::nullopt;
   std::lock_guard hold(_state->propLock);
   return _state->filePath;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
 }
 
 bool VuoGLScene::runnerNewProcess() const {
@@ -83,11 +87,17 @@ void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
 
 VuoSceneStatus VuoGLScene::status() const {
   std::lock_guard hold(_state->statusLock);
-  return _state->status;
+  VuoSceneStatus status;
+  status.state = _state->status.state;
+  guarded("-[VuoGLScene status]", [&] { status = _state->status; });
+  return status;
 }
 
 void VuoGLScene::setStatusHandler(StatusHandler handler) {
-  auto shared = handler ? std::make_shared<const StatusHandler>(std::move(handler)) : nullptr;
+  std::shared_ptr<const StatusHandler> shared;
+  if (handler)
+    guarded("-[VuoGLScene setStatusHandler:]",
+            [&] { shared = std::make_shared<const StatusHandler>(std::move(handler)); });
   std::lock_guard hold(_state->statusLock);
   _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
 }

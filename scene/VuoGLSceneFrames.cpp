@@ -52,6 +52,10 @@ class VuoGLScene::AskedFrame : public VuoPendingFrame {
   VuoFrame unasked;                         ///< the answer then
 };
 
+/// What there is no memory to ask for. Never destroyed, like whoever may still ask.
+const std::shared_ptr<VuoPendingFrame>& VuoGLScene::_nothingAsked =
+    *new std::shared_ptr<VuoPendingFrame>(std::make_shared<AskedFrame>());
+
 /// The values of one composition's outputs at one moment.
 class VuoFrameOutputs {
  public:
@@ -149,7 +153,7 @@ ZQBufferRef VuoFrame::image(const std::string& name) const {
   return image;
 }
 
-std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& request) {
+std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& request) try {
   auto frame = std::make_shared<AskedFrame>();
   std::lock_guard hold(_state->runnerLock);
   frame->composition = comp();
@@ -172,6 +176,8 @@ std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& 
   });
   if (fault) frame->unasked = _whyUnasked(*fault);
   return frame;
+} catch (const std::bad_alloc&) {
+  return _nothingAsked;
 }
 
 /// The caller holds `runnerLock`.
@@ -200,7 +206,8 @@ void VuoGLScene::_store(const VuoFrameRequest& request, AskedFrame& frame) {
   for (const auto& [name, image] : request.images) inputs.image(name, image.get(), interprocess);
 }
 
-VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Patience longest) {
+VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame,
+                               Patience longest) try {
   const auto asked = std::dynamic_pointer_cast<AskedFrame>(frame);
   if (!asked) return noFrame(Reason::NothingRuns, "Nothing was asked for.");
   if (!asked->event) return asked->unasked;
@@ -230,6 +237,8 @@ VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame, Pa
     }
   });
   return fault ? noFrame(Reason::NoPicture, *fault) : answer;
+} catch (const std::bad_alloc&) {
+  return noFrame(Reason::NoPicture, "no memory left");
 }
 
 /// What the picture is follows from what drew it.

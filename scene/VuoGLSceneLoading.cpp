@@ -45,7 +45,7 @@ std::string whyNotFetched(const std::string& path) {
   return "The composition could not be compiled.";
 }
 
-VuoSceneStatus failedStatus(const std::string& path, std::string why) {
+VuoSceneStatus failedStatus(const std::optional<std::string>& path, std::string why) {
   return {VuoSceneStatus::State::Failed, path, std::move(why)};
 }
 
@@ -74,8 +74,22 @@ void VuoGLScene::useFile(const Path& path) {
 }
 
 void VuoGLScene::useFile(const Path& path, bool async) {
-  _useFile(path, async,
-           path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
+  constexpr const char* kName = "-[VuoGLScene useFile:async:]";
+  const auto fault = faultOf(kName, [&] {
+    _useFile(path, async,
+             path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
+  });
+  if (fault) guarded(kName, [&] { _failToLoad(path, *fault); });
+}
+
+/// The load that was begun last has come to nothing: there was no memory for it.
+void VuoGLScene::_failToLoad(const Path& path, const std::string& fault) {
+  std::uint64_t load;
+  {
+    std::lock_guard hold(_state->propLock);
+    load = _state->loads;
+  }
+  _setStatus(failedStatus(path, fault), load);
 }
 
 void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile) {
@@ -131,14 +145,16 @@ bool VuoGLScene::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
 /// done, when the scene was deleted meanwhile, or another load is the last one than that to be
 /// replaced.
 std::uint64_t VuoGLScene::_setFile(const Path& path, std::optional<std::uint64_t> insteadOf) {
-  std::shared_ptr<ZQVuoComposition> old;  // destroyed after the lock is released
+  Path file = path;
+  std::shared_ptr<ZQVuoComposition> comp;  // the former one, destroyed after the lock is released
   std::lock_guard hold(_state->propLock);
   if (_state->deleted && path) return 0;
   if (insteadOf && *insteadOf != _state->loads) return 0;
-  old = std::move(_state->comp);
-  _state->filePath = path;
-  _state->loadDate = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
-  _state->comp = ZQVuoComposition::initWithPath(path);
+  const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
+  comp = ZQVuoComposition::initWithPath(path);
+  _state->comp.swap(comp);
+  _state->filePath.swap(file);
+  _state->loadDate = date;
   return ++_state->loads;
 }
 
@@ -162,9 +178,15 @@ VuoGLScene::Running VuoGLScene::_takeOutRunnerLocked() {
 /// Stopping a runner may take long: it happens on the concurrent queue, with nothing of the scene.
 void VuoGLScene::_discard(Running running) {
   if (!running.runner && !running.bridge) return;
-  platform::globalConcurrentQueue().after(kDelay, [running = std::move(running)]() mutable {
-    _tearDown(std::move(running), kTearDownName);
-  });
+  std::shared_ptr<Running> last;
+  const auto tearDownLater = [&] {
+    last = std::make_shared<Running>(std::move(running));
+    platform::globalConcurrentQueue().after(kDelay,
+                                            [last] { _tearDown(std::move(*last), kTearDownName); });
+  };
+  // Without memory for that, here and now.
+  if (!guarded(kTearDownName, tearDownLater))
+    _tearDown(std::move(last ? *last : running), kTearDownName);
 }
 
 void VuoGLScene::_tearDown(Running running, const char* operation) {

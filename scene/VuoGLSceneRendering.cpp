@@ -40,13 +40,15 @@ void VuoGLScene::startRendering() {
   guarded(kName, [&] { _pushTime(*composition); });
 }
 
-ZQBufferRef VuoGLScene::allocABuffer() {
+ZQBufferRef VuoGLScene::allocABuffer() try {
   const auto composition = _compositionToRender("-[VuoGLScene allocABuffer]");
   if (!composition) return nullptr;
   return allocValueForOutputKey(nameOf(composition->runnerImageOutputPort())).buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
-ZQBufferRef VuoGLScene::allocAndRenderABuffer() {
+ZQBufferRef VuoGLScene::allocAndRenderABuffer() try {
   constexpr const char* kName = "-[VuoGLScene allocAndRenderABuffer]";
   const auto composition = _compositionToRender(kName);
   if (!composition) return nullptr;
@@ -61,9 +63,11 @@ ZQBufferRef VuoGLScene::allocAndRenderABuffer() {
   const Key output = nameOf(composition->runnerImageOutputPort());
   if (pushed && !_waitForOutput(output, kGeneratorWait, kName)) return nullptr;
   return allocValueForOutputKey(output).buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
-ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) {
+ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) try {
   constexpr const char* kName = "-[VuoGLScene runFilterOnFrame:]";
   if (!frame || _state->deleted) return nullptr;
   const auto composition = comp();
@@ -81,6 +85,8 @@ ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) {
   const Key output = nameOf(composition->runnerImageOutputPort());
   if (!_waitForOutput(output, kFilterWait, kName)) return nullptr;
   return allocValueForOutputKey(output).buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 /// The description that a frame works on to its end, even if the scene gets another file meanwhile.

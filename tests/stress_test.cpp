@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,60 +13,15 @@
 
 #include "Brannow/Brannow.h"
 #include "EmptyCache.h"
+#include "Holdings.h"
 #include "TestSupport.h"
-#include "platform/runtime/textures/TexturePool.h"
 #include "platform/system/Alert.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
 int amount(int otherwise) {
   const char* text = std::getenv("BRANNOW_STRESS");
   return text ? std::atoi(text) : otherwise;
-}
-
-/// The children that run that program; any without a name.
-std::vector<pid_t> children(const std::string& program = "") {
-  std::vector<pid_t> found;
-  for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
-    std::ifstream list(thread.path() / "children");
-    for (pid_t child; list >> child;) {
-      std::string name;
-      std::getline(std::ifstream("/proc/" + std::to_string(child) + "/comm"), name);
-      if (program.empty() || name == program) found.push_back(child);
-    }
-  }
-  return found;
-}
-
-/// What a process could leak.
-struct Holdings {
-  std::size_t descriptors = 0, threads = 0, children = 0;
-  long textures = 0;
-  bool operator==(const Holdings&) const = default;
-
-  /// What is held once it is no more than that. A thread that has been joined may still be seen.
-  static Holdings after(const Holdings& before) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (now() != before && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::yield();
-    return now();
-  }
-
-  static Holdings now() {
-    const auto count = [](const char* folder) {
-      return static_cast<std::size_t>(
-          std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-    };
-    return {count("/proc/self/fd"), count("/proc/self/task"), ::children().size(),
-            vuo::TexturePool::liveTextures()};
-  }
-};
-
-std::ostream& operator<<(std::ostream& out, const Holdings& held) {
-  return out << held.descriptors << " descriptors, " << held.threads << " threads, "
-             << held.children << " children, " << held.textures << " textures";
 }
 
 class Stress : public testing::Test {

@@ -115,6 +115,7 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   static const Kind kExe;
 
   static void _configure(const Path& path, bool justCleared);
+  static void _clear();
 
   // Saving and loading.
   void appTerminateNotification();

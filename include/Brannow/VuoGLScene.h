@@ -189,6 +189,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   VuoGLScene(double width, double height);
   void appTerminateNotification();
   void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
+  void _failToLoad(const Path& path, const std::string& fault);
   std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
   void _fetch(const Request& request);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
@@ -216,6 +217,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
   void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
   class AskedFrame;
+  static const std::shared_ptr<VuoPendingFrame>& _nothingAsked;
   void _store(const VuoFrameRequest& request, AskedFrame& frame);
   VuoFrame _whyUnasked(const std::string& fault) const;
   VuoFrame _answered(const AskedFrame& frame) const;

@@ -119,7 +119,12 @@ bool readTexture(const ZQBuffer& buffer, ZQPixels& pixels) {
   glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
   glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, buffer.target(), buffer.name(),
                          0);
-  const bool isRead = readFramebuffer(area, pixels);
+  bool isRead = false;
+  try {
+    isRead = readFramebuffer(area, pixels);
+  } catch (const std::bad_alloc&) {
+    // Its pixels are not read.
+  }
   glDeleteFramebuffers(1, &framebuffer);
   return isRead;
 }
@@ -144,6 +149,7 @@ struct ZQBufferPool::State {
   void readLimits();
   bool fits(const Texture& kind) const;
   std::optional<Texture> takeIdle(const Texture& kind);
+  bool keep(const Texture& texture);
   std::optional<Texture> make(Texture kind);
   void destroy(const Texture& texture);
 };
@@ -183,6 +189,14 @@ std::optional<Texture> ZQBufferPool::State::takeIdle(const Texture& kind) {
   return texture;
 }
 
+/// False without memory for it. The caller holds `idleLock`.
+bool ZQBufferPool::State::keep(const Texture& texture) try {
+  idle.push_back(texture);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 std::optional<Texture> ZQBufferPool::State::make(Texture kind) {
   const bool made = onGpu([&] {
     glGenTextures(1, &kind.name);
@@ -217,14 +231,15 @@ void ZQBufferPool::prepareToBeDeleted() {
   purgeIdleBuffers();
 }
 
-ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height, std::uint32_t target) {
+ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height,
+                                      std::uint32_t target) try {
   const Texture kind{target, width, height, 0};
   if (deleted() || !_state->fits(kind)) return nullptr;
+  auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(this));
   std::optional<Texture> texture = _state->takeIdle(kind);
   if (!texture) texture = _state->make(kind);
   if (!texture) return nullptr;
 
-  auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(this));
   ZQBufferDescriptor& descriptor = *buffer->descriptorPtr();
   descriptor.target = target;
   descriptor.internalFormat = GL_RGBA8;
@@ -237,13 +252,17 @@ ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height, std
   buffer->setBackingSize(size);
   timestampThisBuffer(*buffer);
   return buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
-ZQBufferRef ZQBufferPool::allocBufferWithPixels(const ZQPixels& pixels, std::uint32_t target) {
+ZQBufferRef ZQBufferPool::allocBufferWithPixels(const ZQPixels& pixels, std::uint32_t target) try {
   if (!isComplete(pixels)) return nullptr;
   ZQBufferRef buffer = allocBuffer(pixels.width, pixels.height, target);
   if (!buffer || !_state->onGpu([&] { upload(pixels, *buffer); })) return nullptr;
   return buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 ZQPixels ZQBufferPool::readPixels(const ZQBuffer& buffer) {
@@ -252,9 +271,11 @@ ZQPixels ZQBufferPool::readPixels(const ZQBuffer& buffer) {
   return pixels;
 }
 
-void ZQBufferPool::readPixels(const ZQBuffer& buffer, ZQPixels& pixels) {
+void ZQBufferPool::readPixels(const ZQBuffer& buffer, ZQPixels& pixels) try {
   bool isRead = false;
   if (!_state->onGpu([&] { isRead = readTexture(buffer, pixels); }) || !isRead) pixels = {};
+} catch (const std::bad_alloc&) {
+  pixels = {};
 }
 
 void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {
@@ -264,8 +285,7 @@ void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {
   if (!buffer.preferDeletion()) {
     std::lock_guard guard(_state->idleLock);
     // Asked under the lock, so that nothing is kept after the purge of a pool that goes.
-    if (!deleted()) {
-      _state->idle.push_back(*unwanted);
+    if (!deleted() && _state->keep(*unwanted)) {
       unwanted.reset();
       if (_state->idle.size() > kMostIdleTextures) {
         unwanted = _state->idle.front();

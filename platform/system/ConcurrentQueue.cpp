@@ -1,8 +1,9 @@
 #include "platform/system/ConcurrentQueue.h"
 
-#include <system_error>
+#include <exception>
 #include <utility>
 
+#include "platform/system/DelayedTasks.h"
 #include "platform/system/GuardedTask.h"
 #include "platform/system/OutstandingTasks.h"
 
@@ -23,30 +24,40 @@ ConcurrentQueue& ConcurrentQueue::shared() {
 void ConcurrentQueue::async(Task task) {
   std::unique_lock hold(_lock);
   _waiting.push_back({std::move(task), OutstandingTasks::counted()});
-  startThreads();
-  const bool hasThreads = !_threads.empty();
+  const bool mustTryAgain = !startThreads() && !std::exchange(_triesAgain, true);
   hold.unlock();
   _taskCame.notify_one();
-  if (!hasThreads) after(kUntilThereMayBeAThread, [] {});
+  if (mustTryAgain) tryAgain();
+}
+
+void ConcurrentQueue::tryAgain() {
+  DelayedTasks::shared().add(DelayedTasks::Clock::now() + kUntilThereMayBeAThread, [this] {
+    {
+      std::lock_guard hold(_lock);
+      _triesAgain = !startThreads();
+      if (!_triesAgain) return;
+    }
+    tryAgain();
+  });
 }
 
 std::shared_ptr<void> ConcurrentQueue::pending() {
   return OutstandingTasks::counted();
 }
 
-/// Where the process can have no more threads, one that it has comes to the task. The caller holds
-/// `_lock`.
-void ConcurrentQueue::startThreads() {
+/// False where the process can have no more threads: one that it has comes to the task, or one that
+/// it can have later. The caller holds `_lock`.
+bool ConcurrentQueue::startThreads() try {
   while (_waiting.size() > _idle || _threads.size() < kThreadsThatStay) {
-    const auto thread = _threads.emplace(_threads.end());
-    try {
-      *thread = std::thread(&ConcurrentQueue::serve, this, thread);
-    } catch (const std::system_error&) {
-      _threads.erase(thread);
-      return;
-    }
+    std::list<std::thread> added(1);
+    const auto thread = added.begin();
+    *thread = std::thread(&ConcurrentQueue::serve, this, thread);
+    _threads.splice(_threads.end(), added);
     ++_idle;
   }
+  return true;
+} catch (const std::exception&) {
+  return false;
 }
 
 void ConcurrentQueue::serve(std::list<std::thread>::iterator thisThread) {

@@ -30,7 +30,8 @@ class ConcurrentQueue : public DispatchQueue, public std::enable_shared_from_thi
 
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
   std::shared_ptr<void> pending() override;
-  void startThreads();
+  bool startThreads();
+  void tryAgain();
   void serve(std::list<std::thread>::iterator thisThread);
   bool waitForTask(std::unique_lock<std::mutex>& hold);
 
@@ -40,7 +41,8 @@ class ConcurrentQueue : public DispatchQueue, public std::enable_shared_from_thi
   std::deque<Waiting> _waiting;
   std::list<std::thread> _threads;
   std::size_t _idle = 0;
-  std::thread _last;  // that went; each that goes waits for the one before it
+  bool _triesAgain = false;  // a delayed task does
+  std::thread _last;         // that went; each that goes waits for the one before it
 };
 
 }  // namespace platform

@@ -1,63 +1,77 @@
 #include "platform/system/DelayedTasks.h"
 
-#include <asio.hpp>
-#include <map>
-#include <mutex>
+#include <exception>
 #include <thread>
 #include <utility>
 
-namespace platform {
+#include "platform/system/Dispatch.h"
+#include "platform/system/GuardedTask.h"
 
-struct DelayedTasks::State {
-  std::mutex lock;  // guards `waiting`; never held while a task runs
-  std::multimap<Clock::time_point, std::function<void()>> waiting;
-  asio::io_context context{1};
-  asio::executor_work_guard<asio::io_context::executor_type> alive{context.get_executor()};
-  asio::steady_timer timer{context};  // used on the timer thread only
-};
+namespace platform {
+namespace {
+
+/// That a thread can be had again is told by nobody.
+constexpr std::chrono::milliseconds kUntilThereMayBeAThread{1};
+
+}  // namespace
 
 DelayedTasks& DelayedTasks::shared() {
   static DelayedTasks& tasks = *new DelayedTasks;
   return tasks;
 }
 
-DelayedTasks::DelayedTasks() : _state(std::make_unique<State>()) {
-  std::thread([this] { _state->context.run(); }).detach();
-}
-
 void DelayedTasks::add(Clock::time_point due, std::function<void()> task) {
-  bool isNext;
-  {
-    std::lock_guard hold(_state->lock);
-    const auto added = _state->waiting.emplace(due, std::move(task));
-    isNext = added == _state->waiting.begin();
-  }
-  if (isNext) asio::post(_state->context, [this] { armTimer(); });
+  std::unique_lock hold(_lock);
+  const auto added = _waiting.emplace(due, std::move(task));
+  const bool isNext = added == _waiting.begin();
+  const bool mustTryAgain = !hasThread() && !std::exchange(_triesAgain, true);
+  hold.unlock();
+  if (isNext) _changed.notify_one();
+  if (mustTryAgain) MainQueue::shared().async([this] { tryAgain(); });
 }
 
-void DelayedTasks::armTimer() {
-  {
-    std::lock_guard hold(_state->lock);
-    if (_state->waiting.empty()) return;
-    _state->timer.expires_at(_state->waiting.begin()->first);
-  }
-  _state->timer.async_wait([this](const asio::error_code& error) {
-    if (!error) runDue();
-  });
-}
-
-void DelayedTasks::runDue() {
-  for (;;) {
-    std::function<void()> task;
-    {
-      std::lock_guard hold(_state->lock);
-      auto& waiting = _state->waiting;
-      if (waiting.empty() || waiting.begin()->first > Clock::now()) break;
-      task = std::move(waiting.extract(waiting.begin()).mapped());
+/// The caller holds `_lock`.
+bool DelayedTasks::hasThread() {
+  if (!_hasThread) try {
+      std::thread([this] { serve(); }).detach();
+      _hasThread = true;
+    } catch (const std::exception&) {
+      // It is tried again.
     }
-    task();
+  return _hasThread;
+}
+
+void DelayedTasks::tryAgain() {
+  {
+    std::lock_guard hold(_lock);
+    _triesAgain = !hasThread();
+    if (!_triesAgain) return;
   }
-  armTimer();
+  std::this_thread::sleep_for(kUntilThereMayBeAThread);
+  MainQueue::shared().async([this] { tryAgain(); });
+}
+
+void DelayedTasks::waitForThread() {
+  for (std::unique_lock hold(_lock); !_waiting.empty() && !hasThread(); hold.lock()) {
+    hold.unlock();
+    std::this_thread::sleep_for(kUntilThereMayBeAThread);
+  }
+}
+
+void DelayedTasks::serve() {
+  for (std::unique_lock hold(_lock);;) {
+    if (_waiting.empty()) {
+      _changed.wait(hold);
+    } else if (const auto due = _waiting.begin()->first; due > Clock::now()) {
+      _changed.wait_until(hold, due);
+    } else {
+      auto next = _waiting.extract(_waiting.begin());
+      hold.unlock();
+      runGuarded(next.mapped());
+      next = {};  // what the task holds goes without the lock
+      hold.lock();
+    }
+  }
 }
 
 }  // namespace platform

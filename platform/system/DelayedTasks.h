@@ -2,8 +2,10 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
-#include <memory>
+#include <map>
+#include <mutex>
 
 namespace platform {
 
@@ -14,16 +16,24 @@ class DelayedTasks {
   using Clock = std::chrono::steady_clock;
 
   static DelayedTasks& shared();
+  /// Where the process can have no more threads, the task waits for one: every later call, and
+  /// every turn of the main queue, tries again to have it.
   void add(Clock::time_point due, std::function<void()> task);
+  /// Returns when there is a thread for what waits.
+  void waitForThread();
 
  private:
-  DelayedTasks();
+  DelayedTasks() = default;
   ~DelayedTasks() = delete;  // lives as long as the process
-  void armTimer();
-  void runDue();
+  bool hasThread();
+  void tryAgain();
+  [[noreturn]] void serve();
 
-  struct State;
-  const std::unique_ptr<State> _state;
+  std::mutex _lock;  // guards the fields below; never held while a task runs
+  std::condition_variable _changed;
+  std::multimap<Clock::time_point, std::function<void()>> _waiting;
+  bool _hasThread = false;
+  bool _triesAgain = false;  // a task of the main queue does
 };
 
 }  // namespace platform

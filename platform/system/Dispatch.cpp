@@ -1,54 +1,65 @@
 #include "platform/system/Dispatch.h"
 
-#include <algorithm>
-#include <asio.hpp>
-#include <thread>
+#include <deque>
+#include <mutex>
 #include <utility>
 
 #include "platform/system/ConcurrentQueue.h"
 #include "platform/system/DelayedTasks.h"
 #include "platform/system/GuardedTask.h"
 #include "platform/system/OutstandingTasks.h"
+#include "platform/system/WithMemory.h"
 
 namespace platform {
 namespace {
 
-// What stands here for the whole process is made at its first use and never destroyed: tasks may
-// still run on other threads while the process ends.
-
-constexpr unsigned kLeastWorkers = 4;
-
-/// For serial queues alone, so that they get on whatever the concurrent queue's tasks wait for.
-asio::thread_pool& workers() {
-  static asio::thread_pool& pool =
-      *new asio::thread_pool(std::max(kLeastWorkers, std::thread::hardware_concurrency()));
-  return pool;
-}
-
+/// Its tasks run where the concurrent queue's do, one after the other.
 class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<SerialQueue> {
  public:
   void async(Task task) override {
-    asio::post(_strand, [task = std::move(task), counted = OutstandingTasks::counted()]() mutable {
-      runGuarded(task);
-      task = nullptr;  // what the task holds goes before it counts as done
-    });
+    std::lock_guard hold(_lock);
+    _waiting.push_back({std::move(task), OutstandingTasks::counted()});
+    if (_isServed) return;
+    globalConcurrentQueue().async([queue = shared_from_this()] { queue->serve(); });
+    _isServed = true;
   }
 
  private:
+  struct Waiting {
+    Task task;
+    std::shared_ptr<void> counted;
+  };
+
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
   std::shared_ptr<void> pending() override { return OutstandingTasks::counted(); }
 
-  asio::strand<asio::thread_pool::executor_type> _strand{workers().get_executor()};
+  void serve() {
+    std::unique_lock hold(_lock);
+    while (!_waiting.empty()) {
+      Waiting next = std::move(_waiting.front());
+      _waiting.pop_front();
+      hold.unlock();
+      runGuarded(next.task);
+      next = {};  // what the task holds goes before it counts as done
+      hold.lock();
+    }
+    _isServed = false;
+  }
+
+  std::mutex _lock;  // guards the fields below; the concurrent queue's may be taken under it
+  std::deque<Waiting> _waiting;
+  bool _isServed = false;
 };
 
 }  // namespace
 
 void DispatchQueue::after(std::chrono::nanoseconds delay, Task task) {
   const auto due = std::chrono::steady_clock::now() + delay;
-  DelayedTasks::shared().add(
-      due, [queue = self(), task = std::move(task), counted = pending()]() mutable {
-        queue->async(std::move(task));
-      });
+  const auto waiting = std::make_shared<Task>(std::move(task));
+  DelayedTasks::shared().add(due, [queue = self(), waiting, counted = pending()] {
+    // What the task holds goes with its run.
+    withMemory([&] { queue->async([waiting] { std::exchange(*waiting, nullptr)(); }); });
+  });
 }
 
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string) {
@@ -60,6 +71,7 @@ DispatchQueue& globalConcurrentQueue() {
 }
 
 void finishQueues() {
+  DelayedTasks::shared().waitForThread();
   OutstandingTasks::waitForNone();
   ConcurrentQueue::shared().waitForSurplusThreads();
 }

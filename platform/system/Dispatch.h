@@ -39,7 +39,8 @@ DispatchQueue& globalConcurrentQueue();
 
 /// Returns when no task is running or due on the concurrent queue or on any serial queue and no
 /// delayed one is waiting. For a program's end: what was handed to the queues is done afterwards.
-/// The main queue is not waited for. Must not be called from a task.
+/// The main queue is not waited for; where the process can have no thread, that it can is.
+/// Must not be called from a task.
 void finishQueues();
 
 /// The queue that runs where the host handles its user interface. It owns no thread: the host
@@ -50,8 +51,8 @@ class MainQueue : public DispatchQueue {
   static MainQueue& shared();
 
   /// Readable while a task is due, and now and then until the next `runDue` without one. Owned by
-  /// the queue; only to be polled.
-  virtual int fileDescriptor() const = 0;
+  /// the queue; only to be polled. -1 while the process can have none; ask again.
+  virtual int fileDescriptor() = 0;
   /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Blocks as
   /// long as they do. Tasks that they submit wait for the next call.
   virtual std::size_t runDue() = 0;

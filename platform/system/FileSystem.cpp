@@ -1,5 +1,6 @@
 #include "platform/system/FileSystem.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <vector>
 
@@ -113,19 +115,25 @@ bool createFolderForThisUserAlone(const std::string& path) {
   return isFolder(path);
 }
 
+void forEachNameIn(const std::string& folder, const std::function<void(const char* name)>& look) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
+  while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") look(entry->d_name);
+  }
+}
+
 void removeUnfinished(const std::string& path) {
   constexpr std::size_t kEnding = 7;
-  std::error_code error;
-  const std::string name = lastPathComponent(path);
-  for (std::filesystem::directory_iterator item(deletingLastPathComponent(path), error), end;
-       !error && item != end; item.increment(error)) {
-    const std::string other = item->path().filename().string();
-    if (other.size() != name.size() + kEnding || !other.starts_with(name + ".")) continue;
-    if (std::all_of(other.end() - kEnding + 1, other.end(),
+  const std::string folder = deletingLastPathComponent(path);
+  const std::string beginning = lastPathComponent(path) + ".";
+  forEachNameIn(folder, [&](const std::string_view name) {
+    if (name.size() != beginning.size() + kEnding - 1 || !name.starts_with(beginning)) return;
+    if (std::all_of(name.end() - kEnding + 1, name.end(),
                     [](unsigned char c) { return std::isalnum(c) != 0; })) {
-      removeFile(item->path().string());
+      removeFile(folder + "/" + std::string(name));
     }
-  }
+  });
 }
 
 std::string expandTilde(const std::string& path) {

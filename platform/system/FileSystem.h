@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,10 @@ bool isOwnRealFile(const std::string& path);
 bool isForThisUserAlone(const std::string& folder);
 /// Makes such a folder in one that exists; true when it exists afterwards.
 bool createFolderForThisUserAlone(const std::string& path);
+/// Calls `look` with the name of each entry but "." and "..", in no order; with none where the
+/// folder can't be read. Unlike the standard library's way through a folder, it needs no memory for
+/// an entry, for want of which that one would end the process.
+void forEachNameIn(const std::string& folder, const std::function<void(const char* name)>& look);
 /// Removes what a killed writer of `path` left beside it: "PATH.XXXXXX", with any six letters and
 /// digits. Nobody may be writing the file.
 void removeUnfinished(const std::string& path);

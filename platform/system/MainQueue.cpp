@@ -1,6 +1,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -15,7 +16,7 @@ namespace {
 
 class EventMainQueue : public MainQueue, public std::enable_shared_from_this<EventMainQueue> {
  public:
-  EventMainQueue() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+  EventMainQueue() : _event(newEvent()) {}
 
   void async(Task task) override {
     bool isFirst;
@@ -29,7 +30,14 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
     _changed.notify_one();
   }
 
-  int fileDescriptor() const override { return _event; }
+  int fileDescriptor() override {
+    std::lock_guard hold(_lock);
+    if (_event < 0) {
+      _event = newEvent();
+      if (!_due.empty()) makeReadable();
+    }
+    return _event;
+  }
 
   std::size_t runDue() override {
     const std::size_t due = countDue();
@@ -49,6 +57,7 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
   }
 
  private:
+  static int newEvent() { return ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); }
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
 
   std::size_t countDue() {
@@ -86,7 +95,9 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
     [[maybe_unused]] const ssize_t taken = ::read(_event, &count, sizeof count);
   }
 
-  const int _event;  // readable while `_due` holds something, and perhaps once too often
+  // Readable while `_due` holds something, and perhaps once too often. -1 while the
+  // process can have no descriptor for it. Set under `_lock`.
+  std::atomic<int> _event;
   std::mutex _lock;  // guards what follows; never held while a task runs, nothing is taken under it
   std::condition_variable _changed;
   std::deque<Task> _due;

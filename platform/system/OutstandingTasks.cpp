@@ -22,13 +22,15 @@ struct Count {
 
 std::shared_ptr<void> OutstandingTasks::counted() {
   Count& count = Count::shared();
-  std::shared_ptr<void> task(nullptr, [&count](void*) {
+  {
     std::lock_guard hold(count.lock);
-    if (--count.tasks == 0) count.none.notify_all();
-  });
-  std::lock_guard hold(count.lock);
-  ++count.tasks;
-  return task;
+    ++count.tasks;
+  }
+  // Where there is no memory for it, it counts back at once.
+  return {nullptr, [&count](void*) {
+            std::lock_guard hold(count.lock);
+            if (--count.tasks == 0) count.none.notify_all();
+          }};
 }
 
 void OutstandingTasks::waitForNone() {

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
+#include <string>
 #include <system_error>
 
 #include "platform/system/FileSystem.h"
@@ -15,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kPrefix = "brannow-process-";
-constexpr const char* kNone = "/dev/null/none";
+constexpr const char* kNone = "/dev/null/none";  // at which nothing can be
 
 /// An open folder that is locked for as long as its process lives, so that others can tell whether
 /// it does. -1 when another process holds the lock.
@@ -27,25 +29,22 @@ int openLocked(const std::string& folder) {
 }
 
 void removeThoseOfKilledProcesses(const fs::path& parent) {
-  std::error_code error;
-  for (fs::directory_iterator item(parent, error), end; !error && item != end;
-       item.increment(error)) {
-    const std::string folder = item->path().string();
-    if (!item->path().filename().string().starts_with(kPrefix) || !isOwnRealFolder(folder))
-      continue;
-    const int descriptor = openLocked(folder);
-    if (descriptor < 0) continue;
+  forEachNameIn(parent.string(), [&](const std::string_view name) {
+    if (!name.starts_with(kPrefix)) return;
+    const std::string folder = (parent / name).string();
+    const int descriptor = isOwnRealFolder(folder) ? openLocked(folder) : -1;
+    if (descriptor < 0) return;
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     close(descriptor);
-  }
+  });
 }
 
-/// A path at which nothing can be when none can be made. The lock ends with the process.
+/// Empty when none can be made. The lock ends with the process.
 std::string makeLockedFolder() {
   std::error_code error;
   const fs::path parent = fs::temp_directory_path(error);
-  if (error) return kNone;
+  if (error) return {};
   removeThoseOfKilledProcesses(parent);
   // Until the lock is there, another process may take the new folder for a dead one's.
   constexpr int kTries = 8;
@@ -53,18 +52,19 @@ std::string makeLockedFolder() {
     std::string path = (parent / kPrefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) break;
     if (openLocked(path) >= 0 && isOwnRealFolder(path)) return path;
+    rmdir(path.c_str());
   }
-  return kNone;
+  return {};
 }
 
+/// Never destroyed: other threads may still use it while the process ends.
 struct ProcessFolder {
-  const std::string path = makeLockedFolder();
+  std::mutex lock;               // guards `path`; no other is taken under it
+  std::string path;              // never changed once it is there
   const pid_t owner = getpid();  // a child that was forked from it leaves the folder alone
 };
-
-/// Never destroyed: other threads may still use it while the process ends.
-const ProcessFolder& theFolder() {
-  static const ProcessFolder& folder = *new ProcessFolder;
+ProcessFolder& theFolder() {
+  static ProcessFolder& folder = *new ProcessFolder;
   return folder;
 }
 
@@ -75,10 +75,17 @@ void removeTheFolder() {
 
 }  // namespace
 
+/// Where there is no room for one now, there may be later.
 const std::string& folderOfThisProcess() {
-  static const int registered = std::atexit(removeTheFolder);
-  (void)registered;
-  return theFolder().path;
+  static const std::string& none = *new std::string(kNone);
+  std::lock_guard hold(theFolder().lock);
+  std::string& path = theFolder().path;
+  if (path.empty()) {
+    path = makeLockedFolder();
+    if (path.empty()) return none;
+    std::atexit(removeTheFolder);
+  }
+  return path;
 }
 
 }  // namespace platform

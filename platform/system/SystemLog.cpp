@@ -43,7 +43,7 @@ std::string filledIn(std::string_view format, std::initializer_list<LogArgument>
 
 }  // namespace
 
-void systemLog(std::string_view format, std::initializer_list<LogArgument> arguments) {
+void systemLog(std::string_view format, std::initializer_list<LogArgument> arguments) try {
   const std::string line = filledIn(format, arguments);
   Log& log = theLog();
   std::lock_guard hold(log.lock);
@@ -52,6 +52,8 @@ void systemLog(std::string_view format, std::initializer_list<LogArgument> argum
   } else {
     syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
   }
+} catch (const std::bad_alloc&) {
+  // What is told of goes on without it.
 }
 
 void setLogSink(LogSink sink) {

@@ -13,8 +13,10 @@
 #include <map>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 
 #include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/system/FileSystem.h"
 
 namespace vuo {
 namespace {
@@ -66,7 +68,7 @@ class FileBeside {
 };
 
 /// "0123456789ABCDEF0123456789ABCDEF.bc", and what stands for it while it is written.
-bool isBitcodeName(const std::string& name) {
+bool isBitcodeName(std::string_view name) {
   constexpr std::size_t digits = 32;
   const auto isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); };
   return name.size() >= digits && std::all_of(name.begin(), name.begin() + digits, isDigit) &&
@@ -76,14 +78,14 @@ bool isBitcodeName(const std::string& name) {
 
 void removeOldBitcode(const fs::path& folder) {
   constexpr std::time_t day = 24 * 60 * 60;
-  std::error_code ignored;
-  for (fs::directory_iterator entry(folder, ignored), end; entry != end; entry.increment(ignored)) {
-    if (!isBitcodeName(entry->path().filename())) continue;
+  platform::forEachNameIn(folder, [&](const std::string_view name) {
+    if (!isBitcodeName(name)) return;
+    const fs::path file = folder / name;
     struct stat status {};
-    if (lstat(entry->path().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+    if (lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
         status.st_uid == geteuid() && std::time(nullptr) - status.st_mtime > day)
-      unlink(entry->path().c_str());
-  }
+      unlink(file.c_str());
+  });
 }
 
 /// Whether the last look into the folder was an hour ago, or there was none.

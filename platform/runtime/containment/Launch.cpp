@@ -116,11 +116,13 @@ pid_t startLauncher(const ContainedProgram& order, int report) {
   std::vector<std::string> variables = order.environment;  // the first of a name counts
   for (std::string& variable : minimalEnvironment()) variables.push_back(std::move(variable));
 
+  const std::vector<char*> wordPointers = pointersTo(words);
+  const std::vector<char*> variablePointers = pointersTo(variables);
   pid_t process = -1;
   int error = 0;
   StarterThread::run([&] {
     error = posix_spawn(&process, launcher.c_str(), &settings.actions, &settings.attributes,
-                        pointersTo(words).data(), pointersTo(variables).data());
+                        wordPointers.data(), variablePointers.data());
   });
   if (error != 0) throw std::runtime_error(launcher + " can't be started: " + strerror(error));
   return process;

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/system/FileSystem.h"
+
 namespace vuo {
 namespace {
 
@@ -22,8 +24,12 @@ std::string identityOf(const struct stat& file) {
 /// Links don't count, and are never followed.
 std::uintmax_t bytesIn(const fs::path& folder) {
   std::uintmax_t bytes = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(folder))
-    if (entry.symlink_status().type() == fs::file_type::regular) bytes += entry.file_size();
+  platform::forEachNameIn(folder, [&](const char* name) {
+    struct stat entry {};
+    if (lstat((folder / name).c_str(), &entry) != 0) return;
+    if (S_ISREG(entry.st_mode)) bytes += static_cast<std::uintmax_t>(entry.st_size);
+    if (S_ISDIR(entry.st_mode)) bytes += bytesIn(folder / name);
+  });
   return bytes;
 }
 

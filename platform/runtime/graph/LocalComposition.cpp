@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "platform/runtime/graph/Execution.h"
+#include "platform/system/WithMemory.h"
 
 namespace vuo {
 
@@ -25,7 +26,7 @@ void LocalComposition::live() {
   try {
     play();
   } catch (const std::exception& fault) {  // serving events throws nothing
-    _listener.contactLost(fault.what());
+    platform::withMemory([&] { _listener.contactLost(fault.what()); });
   }
   _end.set_value();
 }
@@ -46,7 +47,7 @@ void LocalComposition::serveEvents(Execution& execution) {
         for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
       if (work->event) runEvent(execution, std::move(*work->event));
     } catch (const std::exception& fault) {
-      _listener.failed(fault.what());
+      tellOf(fault);
     }
 }
 
@@ -56,9 +57,18 @@ void LocalComposition::runEvent(Execution& execution, Event event) {
   try {
     report = execution.run(std::move(event));
   } catch (const std::exception& fault) {
-    _listener.failed(fault.what());
+    tellOf(fault);
   }
   _listener.eventFinished(report);
+}
+
+/// That there is no memory to tell it changes nothing.
+void LocalComposition::tellOf(const std::exception& fault) {
+  try {
+    _listener.failed(fault.what());
+  } catch (const std::exception&) {
+    // It is told by what is missing.
+  }
 }
 
 void LocalComposition::setValue(std::size_t input, json_object* value) {

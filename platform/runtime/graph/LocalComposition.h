@@ -38,6 +38,7 @@ class LocalComposition : public Composition {
   void live();
   void play();
   void serveEvents(Execution& execution);
+  void tellOf(const std::exception& fault);
   void runEvent(Execution& execution, Event event);
 
   const Plan _plan;

@@ -6,15 +6,38 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 
 extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
 }
 
 namespace vuo {
+namespace {
+
+/// A child without a descriptor has to go at once, while its number is surely its own.
+void endUnwatched(pid_t process) {
+  siginfo_t state{};
+  const auto wait = [&](int how) {
+    int done;
+    do done = waitid(P_PID, static_cast<id_t>(process), &state, how);
+    while (done != 0 && errno == EINTR);
+    return done == 0;
+  };
+  if (!wait(WEXITED | WNOHANG | WNOWAIT)) return;  // it is no child of this process any more
+  ::kill(process, SIGKILL);
+  wait(WEXITED);
+}
+
+}  // namespace
+
 ChildProcess::ChildProcess(const ContainedProgram& program) : _process(launch(program)) {
-  // Fails only where the host lets its children go unseen and this one is gone already.
   _descriptor = FileDescriptor(pidfd_open(_process, 0));
+  // There is no such process where the host lets its children go unseen and this one is gone.
+  if (_descriptor || errno == ESRCH) return;
+  const std::string fault = std::strerror(errno);
+  endUnwatched(_process);
+  throw std::runtime_error(program.program + " can't be watched: " + fault);
 }
 
 ChildProcess::~ChildProcess() {

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/system/WithMemory.h"
+
 namespace vuo {
 namespace {
 
@@ -221,14 +223,26 @@ void CompositionRunner::eventFinished(EventReport& report) {
   const bool wasRun = report.outcome == EventReport::Outcome::Run;
   if (wasRun && !std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
   std::vector<std::string> summaries;
-  for (const OutputReport& output : report.outputs)
-    summaries.push_back(output.sentData ? summary(output.value) : "");
-  const auto [event, wasOverdue] = _events->finish(report.event);
-  keepValues(report, event ? event->tag : EventTag());
-  if (event && wasRun)
-    event->done(event->givenUp ? nullptr : snapshot());
-  else if (event)
-    event->dropped();
+  bool wasOverdue = false;
+  std::shared_ptr<PendingEvent> event;
+  try {
+    for (const OutputReport& output : report.outputs)
+      summaries.push_back(output.sentData ? summary(output.value) : "");
+    OpenEvents::Finished finished = _events->finish(report.event);
+    event = std::move(finished.event);
+    wasOverdue = finished.wasOverdue;
+    keepValues(report, event ? event->tag : EventTag());
+    if (event && wasRun)
+      event->done(event->givenUp ? nullptr : snapshot());
+    else if (event)
+      event->dropped();
+  } catch (const std::exception&) {  // there is no memory left: nobody is to wait for it
+    if (event)
+      event->dropped();
+    else
+      drop(report.event);
+    throw;
+  }
   for (std::size_t i = 0; i < report.outputs.size(); ++i)
     tellDelegate([&](VuoRunnerDelegate& delegate) {
       delegate.receivedTelemetryPublishedOutputPortUpdated(
@@ -277,10 +291,10 @@ void CompositionRunner::contactLost(const std::string& how) {
   {
     std::lock_guard hold(_valuesLock);
     if (_state == State::Ended) return;
-    _loss = how;  // there for whoever finds that it has ended
+    platform::withMemory([&] { _loss = how; });  // there for whoever finds that it has ended
     _state = State::Ended;
   }
-  _events->end(how);
+  platform::withMemory([&] { _events->end(how); });
   tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/system/DelayedTasks.h"
 #include "platform/system/Dispatch.h"
+#include "platform/system/WithMemory.h"
 
 namespace vuo {
 namespace {
@@ -47,7 +48,12 @@ void OpenEvents::open(EventNumber number, std::shared_ptr<PendingEvent> event) {
   _open.emplace(number, Open{Clock::now(), std::move(event)});
   const auto due = _lookDue ? std::nullopt : nextLook();
   hold.unlock();
-  lookAt(due);
+  try {
+    lookAt(due);
+  } catch (...) {
+    finish(number);
+    throw;
+  }
 }
 
 /// Only what the composition is at is progress: events that it never saw may be finished before.
@@ -68,8 +74,9 @@ void OpenEvents::end(const std::string& how) {
   std::map<EventNumber, Open> open;
   {
     std::lock_guard hold(_lock);
-    if (std::exchange(_ended, true)) return;
+    if (_ended) return;
     _how = how;
+    _ended = true;
     open.swap(_open);
   }
   for (const auto& [number, item] : open)
@@ -114,11 +121,19 @@ std::optional<OpenEvents::Clock::time_point> OpenEvents::nextLook() {
 
 void OpenEvents::lookAt(std::optional<Clock::time_point> due) {
   if (!due) return;
-  platform::DelayedTasks::shared().add(*due, [weak = weak_from_this(), due = *due] {
-    platform::globalConcurrentQueue().async([weak, due] {
-      if (const auto events = weak.lock()) events->look(due);
+  try {
+    platform::DelayedTasks::shared().add(*due, [weak = weak_from_this(), due = *due] {
+      platform::withMemory([&] {
+        platform::globalConcurrentQueue().async([weak, due] {
+          if (const auto events = weak.lock()) events->look(due);
+        });
+      });
     });
-  });
+  } catch (...) {
+    std::lock_guard hold(_lock);
+    if (_lookDue == due) _lookDue = std::nullopt;
+    throw;
+  }
 }
 
 void OpenEvents::look(Clock::time_point due) {

@@ -13,6 +13,7 @@
 
 #include "platform/runtime/ImagePixels.h"
 #include "platform/system/Dispatch.h"
+#include "platform/system/WithMemory.h"
 
 namespace vuo {
 namespace {
@@ -164,7 +165,7 @@ void RemoteComposition::wake() const {
 }
 
 bool RemoteComposition::giveUp(const std::string& why) {
-  lose(why);
+  platform::withMemory([&] { lose(why); });
   _contact->shutDown();
   return true;
 }
@@ -180,12 +181,17 @@ void RemoteComposition::live() {
     startPlayer();
     attend();
   } catch (const std::exception& fault) {
-    lose(fault.what());
+    platform::withMemory([&] { lose(fault.what()); });
   }
   _gone = true;
   _contact->end();
   _contact->shutDown();
-  const std::string how = howItEnded();
+  std::string how;
+  try {
+    how = howItEnded();
+  } catch (const std::bad_alloc&) {
+    // It ends with what stands for it here.
+  }
   if (!_stopping) _listener.contactLost(how);
 }
 
