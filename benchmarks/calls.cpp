@@ -15,9 +15,9 @@
 
 #include "Brannow/Brannow.h"
 #include "benchmarks/Measured.h"
-#include "platform/runtime/VuoHeap.h"
-#include "platform/runtime/VuoRunnerCocoa.h"
-#include "platform/runtime/VuoValues.h"
+#include "runtime/VuoHeap.h"
+#include "runtime/VuoRunnerCocoa.h"
+#include "runtime/VuoValues.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 extern "C" {

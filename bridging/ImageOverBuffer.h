@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/runtime/VuoImage.h"
+#include "runtime/VuoImage.h"
 
 /// The runtime image that the buffer wraps; else a new image over the buffer's own texture, as
 /// large as its `srcRect`, which holds a reference to the buffer until it is freed. A new image has

@@ -1,7 +1,7 @@
 #include "Brannow/VuoBufferAdditions.h"
 
-#include "platform/runtime/VuoHeap.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoHeap.h"
 
 /// Called while a buffer is destroyed, which nothing may leave.
 void ZQBuffer_ReleaseVuoImage(ZQBuffer*, void* image) try {

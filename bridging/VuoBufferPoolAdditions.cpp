@@ -1,6 +1,6 @@
 #include "Brannow/VuoBufferPoolAdditions.h"
 
-#include "platform/runtime/VuoHeap.h"
+#include "runtime/VuoHeap.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include "Brannow/VuoCache.h"
 #include "Brannow/ZQVuoAlertPanel.h"
 #include "cache/VuoCacheKind.h"
-#include "platform/runtime/VuoCompiler.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
+#include "runtime/VuoCompiler.h"
 
 namespace {
 

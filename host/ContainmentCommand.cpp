@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "platform/runtime/VuoContainment.h"
+#include "runtime/VuoContainment.h"
 
 int tellContainment() {
   const auto missing = VuoContainment_missing();

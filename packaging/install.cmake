@@ -44,9 +44,9 @@ install(DIRECTORY include/Brannow DESTINATION ${BRANNOW_INSTALL_HEADERS} COMPONE
   FILES_MATCHING PATTERN *.h)
 install(FILES ${PROJECT_BINARY_DIR}/include/Brannow/BrannowVersion.h
   DESTINATION ${BRANNOW_INSTALL_HEADERS}/Brannow COMPONENT development)
-foreach(room system hostbase hostbuffers runtime)
-  file(GLOB headers CONFIGURE_DEPENDS platform/${room}/*.h)
-  install(FILES ${headers} DESTINATION ${BRANNOW_INSTALL_HEADERS}/platform/${room}
+foreach(room platform/system platform/hostbase platform/hostbuffers runtime)
+  file(GLOB headers CONFIGURE_DEPENDS ${room}/*.h)
+  install(FILES ${headers} DESTINATION ${BRANNOW_INSTALL_HEADERS}/${room}
     COMPONENT development)
 endforeach()
 

@@ -1,8 +1,8 @@
 #include "scene/PortConversion.h"
 
 #include "Brannow/VuoBufferPoolAdditions.h"
-#include "platform/runtime/VuoRunnerCocoa.h"
-#include "platform/runtime/VuoValues.h"
+#include "runtime/VuoRunnerCocoa.h"
+#include "runtime/VuoValues.h"
 #include "scene/Retained.h"
 
 namespace {

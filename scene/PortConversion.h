@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Brannow/VuoGLScene.h"
-#include "platform/runtime/VuoImage.h"
+#include "runtime/VuoImage.h"
 #include "scene/JsonValue.h"
 
 /// The runtime's value for a port of this type; null when the host's value does not fit it.

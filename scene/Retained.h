@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/runtime/VuoHeap.h"
+#include "runtime/VuoHeap.h"
 #include "scene/Guarded.h"
 
 /// Holds one reference to a runtime value, an image or a text, for a scope; it may be null. Its

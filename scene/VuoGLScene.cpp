@@ -1,9 +1,9 @@
 // A scene's creation, its end, and its plain properties.
 #include "Brannow/VuoGLScene.h"
 
-#include "platform/runtime/VuoGlContext.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoGlContext.h"
 #include "scene/Guarded.h"
 #include "scene/VuoGLSceneState.h"
 

@@ -14,8 +14,8 @@
 
 #include "bridging/ImageOverBuffer.h"
 #include "platform/hostbuffers/ZQBufferPool.h"
-#include "platform/runtime/VuoValues.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoValues.h"
 #include "scene/Guarded.h"
 #include "scene/PortConversion.h"
 #include "scene/Retained.h"

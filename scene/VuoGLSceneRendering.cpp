@@ -2,9 +2,9 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/runtime/VuoValues.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoValues.h"
 #include "scene/Guarded.h"
 #include "scene/JsonValue.h"
 #include "scene/Retained.h"

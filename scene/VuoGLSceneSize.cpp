@@ -1,6 +1,6 @@
 // The render size and its way into the composition.
-#include "platform/runtime/VuoValues.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoValues.h"
 #include "scene/Guarded.h"
 #include "scene/JsonValue.h"
 #include "scene/VuoGLSceneState.h"

@@ -13,10 +13,10 @@
 
 #include "Brannow/VuoGLScene.h"
 #include "platform/hostbase/MutLockArray.h"
-#include "platform/runtime/VuoRunner.h"
-#include "platform/runtime/VuoRunnerDelegate.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/SpinLock.h"
+#include "runtime/VuoRunner.h"
+#include "runtime/VuoRunnerDelegate.h"
 #include "scene/RunnerContact.h"
 #include "scene/StayAwake.h"
 

@@ -1,7 +1,7 @@
 // Values and images in and out, by the names of published ports.
 #include "bridging/ImageOverBuffer.h"
-#include "platform/runtime/VuoImage.h"
 #include "platform/system/SystemLog.h"
+#include "runtime/VuoImage.h"
 #include "scene/Guarded.h"
 #include "scene/PortConversion.h"
 #include "scene/Retained.h"

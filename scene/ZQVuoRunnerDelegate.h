@@ -4,7 +4,7 @@
 
 #include "Brannow/VuoGLSceneProtocol.h"
 #include "platform/hostbase/ObjectHolder.h"
-#include "platform/runtime/VuoRunnerDelegate.h"
+#include "runtime/VuoRunnerDelegate.h"
 
 /// Carries a runner's reports to a scene, or to what stands for it with this runner, which it does
 /// not keep alive. Belongs to the scene, and is destroyed only after its runner.

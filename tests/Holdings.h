@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/runtime/textures/TexturePool.h"
+#include "runtime/textures/TexturePool.h"
 
 /// The children that run that program; any without a name.
 inline std::vector<pid_t> children(const std::string& program = "") {

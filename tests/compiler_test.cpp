@@ -19,12 +19,12 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
 }
 
-#include "platform/runtime/HelperFolder.h"
-#include "platform/runtime/VuoArtefact.h"
-#include "platform/runtime/VuoCompiler.h"
-#include "platform/runtime/VuoPlan.h"
-#include "platform/runtime/VuoRunner.h"
-#include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/system/FileDescriptor.h"
+#include "runtime/HelperFolder.h"
+#include "runtime/VuoArtefact.h"
+#include "runtime/VuoCompiler.h"
+#include "runtime/VuoPlan.h"
+#include "runtime/VuoRunner.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -309,7 +309,7 @@ TEST_F(CompilerTest, ACompilerThatIsKilledIsAFaultAndLeavesNothing) {
 
     fault = compile();
     const Compiling first = Compiling::now();
-    const vuo::FileDescriptor orphan(pidfd_open(first.process, 0));
+    const platform::FileDescriptor orphan(pidfd_open(first.process, 0));
     kill(first.program, SIGKILL);
     pollfd ended{orphan.get(), POLLIN, 0};
     EXPECT_EQ(poll(&ended, 1, 10000), 1);
@@ -477,9 +477,9 @@ TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {
     return vuo::planFromText(vuo::planTextIn(file)).publishedInputs.size();
   };
   link("digraph Old {}", at("exe"));
-  const vuo::FileDescriptor running(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  const platform::FileDescriptor running(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
   link("digraph New {\n" + std::string(inputs) + "}", at("exe"));
-  const vuo::FileDescriptor fresh(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
+  const platform::FileDescriptor fresh(open(at("exe").c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_EQ(inputsIn(running.get()), 0u);
   EXPECT_EQ(inputsIn(fresh.get()), 2u);
   struct stat status;

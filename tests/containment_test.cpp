@@ -18,9 +18,9 @@ extern "C" {
 }
 
 #include "TestSupport.h"
-#include "platform/runtime/containment/ContainedProgram.h"
-#include "platform/runtime/containment/ShaderFolder.h"
-#include "platform/runtime/transport/FileDescriptor.h"
+#include "platform/system/FileDescriptor.h"
+#include "runtime/containment/ContainedProgram.h"
+#include "runtime/containment/ShaderFolder.h"
 
 namespace {
 
@@ -38,10 +38,10 @@ vuo::ContainedProgram stranger() {
 std::string saidBy(vuo::ContainedProgram program) {
   int ends[2];
   socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends);
-  const vuo::FileDescriptor ours(ends[0]);
+  const platform::FileDescriptor ours(ends[0]);
   pid_t process = 0;
   {
-    const vuo::FileDescriptor theirs(ends[1]);
+    const platform::FileDescriptor theirs(ends[1]);
     program.descriptors = {theirs.get()};
     std::thread([&] { process = vuo::launch(program); }).join();
   }
@@ -64,7 +64,7 @@ void refusesEachThing(bool copiesItself) {
   fs::create_directory(own);
   std::ofstream(folder + "/below/known") << "k";
   mkfifo((folder + "/pipe").c_str(), 0600);
-  const vuo::FileDescriptor otherEnd(open((folder + "/pipe").c_str(), O_RDWR | O_CLOEXEC));
+  const platform::FileDescriptor otherEnd(open((folder + "/pipe").c_str(), O_RDWR | O_CLOEXEC));
 
   static char hostsMemory = 0;
   vuo::ContainedProgram program = stranger();
@@ -171,7 +171,7 @@ TEST(Containment, EndsWithItsHostAndNotWithTheThreadThatStartedIt) {
   int ended = 0, goesOn = 0;
   ASSERT_EQ(std::fscanf(told, "%d %d", &ended, &goesOn), 2);
   std::fclose(told);
-  if (const vuo::FileDescriptor process(pidfd_open(ended, 0)); process) {
+  if (const platform::FileDescriptor process(pidfd_open(ended, 0)); process) {
     pollfd end{process.get(), POLLIN, 0};
     EXPECT_EQ(poll(&end, 1, 10000), 1);
   }

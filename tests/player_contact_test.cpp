@@ -12,15 +12,15 @@
 #include <random>
 #include <thread>
 
-#include "platform/runtime/runner/PlayerContact.h"
-#include "platform/runtime/textures/TexturePool.h"
+#include "runtime/runner/PlayerContact.h"
+#include "runtime/textures/TexturePool.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using platform::FileDescriptor;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using vuo::FileDescriptor;
 using vuo::Type;
 namespace message = vuo::message;
 using Outcome = vuo::EventReport::Outcome;
@@ -62,8 +62,8 @@ struct Heard : vuo::CompositionListener {
   std::vector<std::string> lines;
 };
 
-FileDescriptor memory(std::size_t size, int seals = F_SEAL_SHRINK) {
-  FileDescriptor file(memfd_create("picture", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+platform::FileDescriptor memory(std::size_t size, int seals = F_SEAL_SHRINK) {
+  platform::FileDescriptor file(memfd_create("picture", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   EXPECT_EQ(ftruncate(file.get(), static_cast<off_t>(size)), 0);
   EXPECT_EQ(fcntl(file.get(), F_ADD_SEALS, seals), 0);
   return file;
@@ -72,7 +72,7 @@ FileDescriptor memory(std::size_t size, int seals = F_SEAL_SHRINK) {
 /// The test's end of the socket.
 class Player {
  public:
-  explicit Player(FileDescriptor socket) : _socket(std::move(socket)) {}
+  explicit Player(platform::FileDescriptor socket) : _socket(std::move(socket)) {}
 
   void say(const message::ToHost& what, std::vector<int> descriptors = {}) {
     sayBytes(vuo::encoded(what), descriptors);
@@ -106,7 +106,7 @@ class Player {
   /// What the host has said and the test has not heard.
   std::vector<message::ToPlayer> hear() {
     std::vector<message::ToPlayer> heard;
-    vuo::MessageSocket socket{FileDescriptor(dup(_socket.get()))};
+    vuo::MessageSocket socket{platform::FileDescriptor(dup(_socket.get()))};
     while (auto received = socket.receive(0ms))
       heard.push_back(vuo::decoded<message::ToPlayer>(received->bytes));
     return heard;
@@ -118,7 +118,7 @@ class Player {
   void close() { shutdown(_socket.get(), SHUT_WR); }
 
  private:
-  const FileDescriptor _socket;
+  const platform::FileDescriptor _socket;
 };
 
 class ContactTest : public testing::Test {
@@ -127,9 +127,9 @@ class ContactTest : public testing::Test {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
     heard = std::make_unique<Heard>();
-    contact =
-        std::make_unique<vuo::PlayerContact>(FileDescriptor(ends[0]), kPorts, *heard, wholeMessage);
-    player = std::make_unique<Player>(FileDescriptor(ends[1]));
+    contact = std::make_unique<vuo::PlayerContact>(platform::FileDescriptor(ends[0]), kPorts,
+                                                   *heard, wholeMessage);
+    player = std::make_unique<Player>(platform::FileDescriptor(ends[1]));
   }
   void fire(vuo::EventNumber number) { contact->fire({}, {0, 1}, number, true, 50ms); }
   /// Takes what has been said. How the contact ended, or nothing while it goes on.
@@ -281,7 +281,7 @@ const Lie kLies[] = {
      }},
     {"no memory at all", "something else",
      [](Player& p) {
-       const FileDescriptor device(open("/dev/zero", O_RDWR | O_CLOEXEC));
+       const platform::FileDescriptor device(open("/dev/zero", O_RDWR | O_CLOEXEC));
        p.say(message::Buffer{0, 4096}, {device.get()});
      }},
     {"a frame in no buffer", "in no buffer", [](Player& p) { p.say(endOf(1, {frame(1, 1)})); }},
@@ -417,7 +417,7 @@ TEST_F(ContactTest, WhatThereIsNoRoomForIsAFaultAndNoLie) {
   ASSERT_EQ(take(), "");
   rlimit usual;
   getrlimit(RLIMIT_NOFILE, &usual);
-  const FileDescriptor pixels = memory(4096), next(dup(pixels.get()));
+  const platform::FileDescriptor pixels = memory(4096), next(dup(pixels.get()));
   player->say(message::Buffer{0, 4096}, {pixels.get()});
   const rlimit none{static_cast<rlim_t>(next.get()), usual.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
@@ -572,8 +572,9 @@ class Nonsense {
 TEST_F(ContactTest, PlayersMaySayAnything) {
   const char* amount = std::getenv("BRANNOW_FUZZ");
   const long messages = amount ? std::atol(amount) : 20'000;
-  const FileDescriptor files[] = {memory(4096), memory(10), memory(4096, 0),
-                                  FileDescriptor(open("/dev/zero", O_RDWR | O_CLOEXEC))};
+  const platform::FileDescriptor files[] = {
+      memory(4096), memory(10), memory(4096, 0),
+      platform::FileDescriptor(open("/dev/zero", O_RDWR | O_CLOEXEC))};
   Nonsense nonsense(1);
   vuo::EventNumber fired = 0;
   long ends = 0, frames = 0;

@@ -18,20 +18,20 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 }
 
 #include "platform/hostbuffers/ZQBufferPool.h"
-#include "platform/runtime/JsonOwner.h"
-#include "platform/runtime/VuoArtefact.h"
-#include "platform/runtime/VuoGlContext.h"
-#include "platform/runtime/VuoHeap.h"
-#include "platform/runtime/VuoImage.h"
-#include "platform/runtime/VuoPlan.h"
-#include "platform/runtime/VuoRunnerCocoa.h"
-#include "platform/runtime/VuoRunnerDelegate.h"
-#include "platform/runtime/VuoValues.h"
-#include "platform/runtime/textures/TexturePool.h"
-#include "platform/runtime/transport/FileDescriptor.h"
-#include "platform/runtime/transport/MessageSocket.h"
-#include "platform/runtime/transport/Messages.h"
-#include "platform/runtime/transport/Protocol.h"
+#include "platform/system/FileDescriptor.h"
+#include "runtime/JsonOwner.h"
+#include "runtime/VuoArtefact.h"
+#include "runtime/VuoGlContext.h"
+#include "runtime/VuoHeap.h"
+#include "runtime/VuoImage.h"
+#include "runtime/VuoPlan.h"
+#include "runtime/VuoRunnerCocoa.h"
+#include "runtime/VuoRunnerDelegate.h"
+#include "runtime/VuoValues.h"
+#include "runtime/textures/TexturePool.h"
+#include "runtime/transport/MessageSocket.h"
+#include "runtime/transport/Messages.h"
+#include "runtime/transport/Protocol.h"
 #include "tests/TestSupport.h"
 
 namespace {
@@ -484,8 +484,8 @@ TEST_F(RuntimeTest, LyingPlayerIsLostWithTheReason) {
   Running running(folder, straight(Type::Real), true);
   running.fire("in");
   running.recorder.take(2);
-  const vuo::FileDescriptor process(pidfd_open(childrenOf(getpid()).at(0), 0));
-  vuo::FileDescriptor socket(pidfd_getfd(process.get(), vuo::playerSocket, 0));
+  const platform::FileDescriptor process(pidfd_open(childrenOf(getpid()).at(0), 0));
+  platform::FileDescriptor socket(pidfd_getfd(process.get(), vuo::playerSocket, 0));
   if (!socket) GTEST_SKIP() << "this machine keeps a process's descriptors from its parent";
   vuo::MessageSocket player(std::move(socket));
   player.send(vuo::encoded(vuo::message::ToHost(vuo::message::EventEnd{1, {}, {}})), -1, {});
@@ -542,7 +542,7 @@ TEST_F(RuntimeTest, CompositionInThisProcessThatGetsNowhereIsToldOf) {
 
 TEST_F(RuntimeTest, PlayerInheritsNoDescriptor) {
   const std::string file = folder.write("open", "");
-  const vuo::FileDescriptor inheritable(open(file.c_str(), O_RDONLY));
+  const platform::FileDescriptor inheritable(open(file.c_str(), O_RDONLY));
   Running running(folder, straight(Type::Real), true);
   running.comeUp();
   const std::string descriptors = "/proc/" + std::to_string(childrenOf(getpid()).at(0)) + "/fd";
@@ -572,7 +572,7 @@ TEST_F(RuntimeTest, PlayerGoesWithItsHost) {
   int status = 0;
   ASSERT_EQ(waitpid(host, &status, WUNTRACED), host);
   ASSERT_TRUE(WIFSTOPPED(status));
-  const vuo::FileDescriptor player(pidfd_open(childrenOf(host).at(0), 0));
+  const platform::FileDescriptor player(pidfd_open(childrenOf(host).at(0), 0));
   kill(host, SIGKILL);
   waitpid(host, &status, 0);
   pollfd ended{player.get(), POLLIN, 0};

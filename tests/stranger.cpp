@@ -26,8 +26,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/runtime/containment/FileRules.h"
-#include "platform/runtime/containment/NoMoreFilesOrPrograms.h"
+#include "runtime/containment/FileRules.h"
+#include "runtime/containment/NoMoreFilesOrPrograms.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/runtime/VuoImage.h"
+#include "runtime/VuoImage.h"
 
 /// The `backingID` of a buffer that wraps a runtime image; its release callback context is the
 /// image.

@@ -16,9 +16,9 @@
 #include "Brannow/ZQVuoComposition.h"
 #include "Brannow/ZQVuoPortValue.h"
 #include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/runtime/VuoImage.h"
-#include "platform/runtime/VuoRunner.h"
 #include "platform/system/GLContext.h"
+#include "runtime/VuoImage.h"
+#include "runtime/VuoRunner.h"
 
 /// A delegate that a host may attach to a scene. The scene keeps the pointer and sends it nothing.
 class VuoGLSceneDelegate {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "platform/runtime/compiler/PlanMaker.h"
+#include "runtime/compiler/PlanMaker.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "platform/runtime/compiler/ExpressionInterface.h"
+#include "runtime/compiler/ExpressionInterface.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   try {

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "platform/runtime/VuoArtefact.h"
-#include "platform/runtime/VuoPlan.h"
+#include "runtime/VuoArtefact.h"
+#include "runtime/VuoPlan.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(bytes), size);

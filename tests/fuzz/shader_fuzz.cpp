@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "platform/runtime/compiler/ShaderInterface.h"
+#include "runtime/compiler/ShaderInterface.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string body(reinterpret_cast<const char*>(bytes), size);

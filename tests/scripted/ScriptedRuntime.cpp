@@ -12,12 +12,12 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/runtime/VuoCompiler.h"
-#include "platform/runtime/VuoGlContext.h"
-#include "platform/runtime/VuoHeap.h"
-#include "platform/runtime/VuoRunnerCocoa.h"
-#include "platform/runtime/VuoValues.h"
 #include "platform/system/FileSystem.h"
+#include "runtime/VuoCompiler.h"
+#include "runtime/VuoGlContext.h"
+#include "runtime/VuoHeap.h"
+#include "runtime/VuoRunnerCocoa.h"
+#include "runtime/VuoValues.h"
 
 namespace scripted {
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/runtime/VuoImage.h"
-#include "platform/runtime/VuoRunner.h"
-#include "platform/runtime/VuoRunnerDelegate.h"
+#include "runtime/VuoImage.h"
+#include "runtime/VuoRunner.h"
+#include "runtime/VuoRunnerDelegate.h"
 
 namespace scripted {
 

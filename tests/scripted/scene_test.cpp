@@ -9,9 +9,9 @@
 
 #include "Brannow/Brannow.h"
 #include "platform/hostbuffers/ZQBufferPool.h"
-#include "platform/runtime/VuoHeap.h"
 #include "platform/system/Alert.h"
 #include "platform/system/Notifications.h"
+#include "runtime/VuoHeap.h"
 #include "tests/EmptyCache.h"
 #include "tests/TestSupport.h"
 #include "tests/scripted/ScriptedRuntime.h"

@@ -1,8 +1,0 @@
-#include "platform/runtime/graph/LocalComposition.h"
-#include "platform/runtime/module/ModuleEntry.h"
-
-extern "C" vuo::Composition* vuoMakeComposition3(const vuo::Plan& plan, const std::string& folder,
-                                                 vuo::CompositionListener& listener) {
-  return new vuo::LocalComposition(plan, folder, listener);
-}
-static_assert(std::is_same_v<decltype(&vuoMakeComposition3), vuo::ModuleEntry>);

@@ -1,0 +1,34 @@
+#include "runtime/compiler/TextFile.h"
+
+#include <glib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace vuo {
+
+std::string textOf(const platform::FileDescriptor& file, const std::string& name,
+                   std::size_t longest) {
+  struct stat status {};
+  fstat(file.get(), &status);
+  const auto size = static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
+  std::string text(std::min(size, longest) + 1, '\0');  // one byte more shows the end
+  std::size_t length = 0;
+  while (length < text.size()) {
+    const ssize_t count = read(file.get(), text.data() + length, text.size() - length);
+    if (count < 0) throw std::runtime_error(name + " can't be read: " + std::strerror(errno));
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  if (length > longest || size > longest)
+    throw std::runtime_error(name + " is larger than " + std::to_string(longest >> 20) + " MiB");
+  text.resize(length);
+  if (!g_utf8_validate_len(text.data(), length, nullptr))
+    throw std::runtime_error(name + " can't be read as UTF-8 text");
+  return text;
+}
+
+}  // namespace vuo

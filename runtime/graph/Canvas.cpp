@@ -1,0 +1,90 @@
+#include "runtime/graph/Canvas.h"
+
+#include <epoxy/gl.h>
+
+#include "runtime/textures/TextureUploader.h"
+
+namespace vuo {
+namespace {
+
+constexpr const char* rectangleSource = R"(#version 330 core
+uniform sampler2DRect source;
+out vec4 pixel;
+void main() { pixel = texture(source, gl_FragCoord.xy); }
+)";
+
+}  // namespace
+
+Canvas::Canvas(std::shared_ptr<ShareGroup> group)
+    : _pool(std::move(group), PictureBudget::ofAScene()) {
+  GLint longest = 1;
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &longest);
+  _longestSide = static_cast<std::uint64_t>(longest);
+  glGenVertexArrays(1, &_vertexArray);
+  glGenFramebuffers(1, &_framebuffer);
+  // Samples every image alike, whatever its maker has set for its texture.
+  glGenSamplers(1, &_sampler);
+  for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
+    glSamplerParameteri(_sampler, filter, GL_LINEAR);
+  for (const GLenum wrap : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
+    glSamplerParameteri(_sampler, wrap, GL_CLAMP_TO_EDGE);
+  const std::uint32_t transparent = 0;
+  _nothing = imageOfPixels(1, 1, &transparent);
+}
+
+Canvas::~Canvas() {
+  glDeleteSamplers(1, &_sampler);
+  glDeleteFramebuffers(1, &_framebuffer);
+  glDeleteVertexArrays(1, &_vertexArray);
+}
+
+ImageRef Canvas::imageOfPixels(std::uint64_t width, std::uint64_t height, const void* pixels) {
+  ImageRef image = _pool.newImage(width, height);
+  fillTexture(image.get(), pixels);
+  _drawn = true;
+  return image;
+}
+
+ImageRef Canvas::draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
+                      const std::function<void()>& setUniforms) {
+  ImageRef image = _pool.newImage(width, height);
+  glUseProgram(program.name());
+  setUniforms();
+  glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, image->glTextureName,
+                         0);
+  glViewport(0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height));
+  glBindVertexArray(_vertexArray);
+  glDrawArrays(GL_TRIANGLES, 0, 3);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+  _drawn = true;
+  return image;
+}
+
+ImageRef Canvas::sampleable(const ImageRef& image) {
+  if (!image) return _nothing;
+  return image->glTextureTarget == GL_TEXTURE_RECTANGLE ? copyOfRectangle(image) : image;
+}
+
+void Canvas::bind(const ImageRef& image, unsigned unit) const {
+  glActiveTexture(GL_TEXTURE0 + unit);
+  glBindTexture(GL_TEXTURE_2D, image->glTextureName);
+  glBindSampler(unit, _sampler);
+}
+
+ImageRef Canvas::copyOfRectangle(const ImageRef& image) {
+  if (!_rectangleProgram) _rectangleProgram = std::make_unique<ShaderProgram>(rectangleSource);
+  ImageRef copy = draw(*_rectangleProgram, image->pixelsWide, image->pixelsHigh, [&] {
+    glActiveTexture(GL_TEXTURE0);
+    glBindSampler(0, 0);
+    glBindTexture(GL_TEXTURE_RECTANGLE, image->glTextureName);
+  });
+  glBindTexture(GL_TEXTURE_RECTANGLE, 0);
+  return copy;
+}
+
+void Canvas::finish() {
+  if (std::exchange(_drawn, false)) glFinish();
+}
+
+}  // namespace vuo

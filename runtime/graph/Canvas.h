@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "runtime/graph/ShaderProgram.h"
+#include "runtime/textures/TexturePool.h"
+
+namespace vuo {
+
+/// What the nodes of one composition draw with. Made, used and destroyed with the composition's
+/// context current.
+class Canvas {
+ public:
+  explicit Canvas(std::shared_ptr<ShareGroup> group);
+  ~Canvas();
+  Canvas(const Canvas&) = delete;
+  Canvas& operator=(const Canvas&) = delete;
+
+  /// The largest width and height that an image can have.
+  std::uint64_t longestSide() const { return _longestSide; }
+
+  /// A new image of the pixels (as readPixels gives them).
+  ImageRef imageOfPixels(std::uint64_t width, std::uint64_t height, const void* pixels);
+  /// A new image that the program draws, once `setUniforms` has bound its images and set its
+  /// uniforms.
+  ImageRef draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
+                const std::function<void()>& setUniforms);
+  /// The image as a sampler2D can read it: itself, a copy when its texture is a rectangle, or
+  /// transparent black for no image. May draw.
+  ImageRef sampleable(const ImageRef& image);
+  /// Binds a sampleable image to a texture unit. It must live until the drawing is over.
+  void bind(const ImageRef& image, unsigned unit) const;
+
+  /// Returns when everything drawn so far is complete on the GPU.
+  void finish();
+
+ private:
+  ImageRef copyOfRectangle(const ImageRef& image);
+
+  TexturePool _pool;
+  std::uint64_t _longestSide = 1;
+  unsigned _vertexArray = 0, _framebuffer = 0, _sampler = 0;
+  ImageRef _nothing;                                 ///< one transparent pixel
+  std::unique_ptr<ShaderProgram> _rectangleProgram;  ///< made for the first rectangle
+  bool _drawn = false;                               ///< since the last `finish`
+};
+
+}  // namespace vuo

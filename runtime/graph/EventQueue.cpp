@@ -1,0 +1,44 @@
+#include "runtime/graph/EventQueue.h"
+
+namespace vuo {
+
+void EventQueue::set(std::size_t input, Value value) {
+  std::lock_guard hold(_lock);
+  _backlog.set(input, value);
+}
+
+bool EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+  bool waits;
+  {
+    std::lock_guard hold(_lock);
+    waits = _backlog.fire(std::move(inputs), number, asked);
+  }
+  _changed.notify_one();
+  return waits;
+}
+
+bool EventQueue::cancel(EventNumber number) {
+  std::optional<EventBacklog<Value>::Values> outdated;  // destroyed after the lock is released
+  std::lock_guard hold(_lock);
+  outdated = _backlog.cancel(number);
+  return outdated.has_value();
+}
+
+std::optional<EventQueue::Work> EventQueue::next() {
+  std::unique_lock hold(_lock);
+  _changed.wait(hold, [this] { return _ended || _backlog.hasEvents() || _backlog.hasDrops(); });
+  if (_ended) return std::nullopt;
+  Work work{_backlog.takeDrops(), std::nullopt};
+  if (_backlog.hasEvents()) work.event = _backlog.take();
+  return work;
+}
+
+void EventQueue::end() {
+  {
+    std::lock_guard hold(_lock);
+    _ended = true;
+  }
+  _changed.notify_all();
+}
+
+}  // namespace vuo

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "runtime/graph/Composition.h"
+#include "runtime/graph/EventQueue.h"
+
+namespace vuo {
+
+class Execution;
+
+/// Runs a plan in this process, on a thread of its own with its own GL context, which is made there
+/// too. An event that does not end, or a GPU that hangs, holds the thread and whoever waits for it.
+class LocalComposition : public Composition {
+ public:
+  LocalComposition(Plan plan, std::string folder, CompositionListener& listener);
+  ~LocalComposition() override;
+
+  void start() override;
+  void setValue(std::size_t input, json_object* value) override;
+  bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
+  bool cancel(EventNumber number) override;
+  bool giveUp(const std::string&) override { return false; }
+  void stop() override;
+  void waitUntilStopped() override;
+
+  /// The same for a value that has the port's type.
+  void setValue(std::size_t input, Value value);
+
+  /// Whether the composition, which was started, has ended after at most that long.
+  bool hasStoppedWithin(std::chrono::milliseconds patience);
+
+ private:
+  void live();
+  void play();
+  void serveEvents(Execution& execution);
+  void tellOf(const std::exception& fault);
+  void runEvent(Execution& execution, Event event);
+
+  const Plan _plan;
+  const std::string _folder;
+  CompositionListener& _listener;
+  EventQueue _queue;
+  std::promise<void> _end;
+  const std::shared_future<void> _ended{_end.get_future()};
+  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
+  std::thread _thread;
+};
+
+}  // namespace vuo

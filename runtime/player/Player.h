@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+
+#include "runtime/graph/LocalComposition.h"
+#include "runtime/player/Reporter.h"
+
+namespace vuo {
+
+/// Runs the composition of one executable for the host at the other end of a socket.
+class Player {
+ public:
+  Player(platform::FileDescriptor socket, const Plan& plan, const std::string& folder);
+
+  /// Lets the composition come up and does what the host says. Returns when it says stop or the
+  /// composition has not come up (true), or when the host is gone (false). Throws ProtocolError
+  /// when it says what no host of this build says.
+  bool serve();
+  /// Ends the composition, if it does end soon. Afterwards the process may exit at any moment.
+  void stop();
+
+ private:
+  bool serve(MessageSocket::Received received);
+  void take(message::Greeting greeting);
+  void take(message::Values& values);
+  void take(message::Event& event);
+  void take(const message::Cancel& cancel);
+  void take(const message::InputPicture& picture);
+  void take(const message::BufferBack& back);
+  void take(message::Stop) {}
+  void tellNotRun(EventNumber number, EventReport::Outcome outcome);
+  Type typeOf(std::uint32_t input) const;
+  ImageRef upload(const message::InputPicture& picture);
+
+  const std::vector<Port> _inputs;
+  MessageSocket _socket;
+  FrameSender _frames;
+  Reporter _reporter;
+  LocalComposition _composition;
+  bool _isGreeted = false;
+  platform::FileDescriptor _pixels;            ///< of the message that is being taken
+  std::unique_ptr<TextureUploader> _uploader;  ///< made for the first image that comes
+};
+
+}  // namespace vuo

@@ -1,0 +1,74 @@
+#include "runtime/player/Reporter.h"
+
+#include <stdexcept>
+
+namespace vuo {
+namespace {
+
+constexpr const char* tooLong = "The outputs' texts are too long for one message";
+
+/// Leaves out texts until the rest fits; without any it does.
+std::string fitting(message::EventEnd end) {
+  std::string bytes = encoded(message::ToHost(end));
+  for (auto report = end.reports.rbegin(); report != end.reports.rend(); ++report) {
+    if (bytes.size() <= longestMessage) break;
+    const auto* value = std::get_if<message::PlainValue>(&report->data);
+    if (value == nullptr || !std::holds_alternative<std::string>(*value)) continue;
+    report->data = std::monostate();
+    report->fault = tooLong;
+    bytes = encoded(message::ToHost(end));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+void Reporter::eventFinished(EventReport& report) {
+  message::EventEnd end{report.event, report.outcome, {}};
+  for (OutputReport& output : report.outputs) end.reports.push_back(reportOf(output));
+  sendBytes(fitting(std::move(end)));
+  _faults = 0;
+}
+
+message::Report Reporter::reportOf(OutputReport& output) {
+  message::Report report{static_cast<std::uint32_t>(output.output), {}, {}};
+  if (!output.sentData) return report;
+  report.fault = output.fault.substr(0, longestFault);
+  const auto* image = std::get_if<ImageRef>(&output.value);
+  if (!image || !*image) {
+    report.data = message::plain(output.value);
+    return report;
+  }
+  try {
+    report.data = _frames.send(*image);
+  } catch (const std::runtime_error& fault) {
+    failed(fault.what());
+    report.fault = std::string(fault.what()).substr(0, longestFault);
+  }
+  return report;
+}
+
+void Reporter::contactLost(const std::string& how) {
+  _lost = true;
+  send(message::Refused{how.substr(0, longestFault)});
+}
+
+/// The host takes so many with one event and no more.
+void Reporter::failed(const std::string& what) {
+  if (++_faults <= mostFaultsPerEvent) send(message::Fault{what.substr(0, longestFault)});
+}
+
+void Reporter::send(const message::ToHost& message) {
+  sendBytes(encoded(message));
+}
+
+/// What can't be said would be waited for in vain.
+void Reporter::sendBytes(const std::string& bytes) {
+  try {
+    _socket.send(bytes, -1, std::nullopt);
+  } catch (const std::runtime_error&) {
+    _socket.shutDown();
+  }
+}
+
+}  // namespace vuo

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+
+#include "runtime/graph/Composition.h"
+#include "runtime/transport/FrameTransport.h"
+
+namespace vuo {
+
+/// Says what there is to say to the host. A host that is gone is no fault: the player's main thread
+/// notices it.
+class Reporter : public CompositionListener {
+ public:
+  Reporter(MessageSocket& socket, FrameSender& frames) : _socket(socket), _frames(frames) {}
+
+  // Any thread.
+  void greet() { send(message::Greeting()); }
+  void pictureTaken() { send(message::PictureTaken()); }
+  void failed(const std::string& what) override;
+  /// The composition did not come up: nothing else ends it in this process.
+  void contactLost(const std::string& how) override;
+  bool hasLostContact() const { return _lost; }
+  /// One that was run is the composition's thread's to tell.
+  void eventFinished(EventReport& report) override;
+
+  // The composition's thread.
+  void started() override { send(message::Ready()); }
+  /// The host sees it in the event's end.
+  void eventDropped(std::size_t) override {}
+
+ private:
+  message::Report reportOf(OutputReport& report);
+  void send(const message::ToHost& message);
+  void sendBytes(const std::string& bytes);
+
+  MessageSocket& _socket;
+  FrameSender& _frames;
+  std::atomic<bool> _lost = false;
+  std::atomic<std::size_t> _faults = 0;  ///< since an event's end
+};
+
+}  // namespace vuo

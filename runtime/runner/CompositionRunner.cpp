@@ -1,0 +1,312 @@
+#include "runtime/runner/CompositionRunner.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/system/WithMemory.h"
+
+namespace vuo {
+namespace {
+
+std::vector<std::string> namesOf(const std::vector<PublishedPort>& published) {
+  std::vector<std::string> names;
+  for (const PublishedPort& port : published) names.push_back(port.name);
+  return names;
+}
+
+std::vector<std::unique_ptr<VuoRunner::Port>> portsNamed(const std::vector<std::string>& names) {
+  std::vector<std::unique_ptr<VuoRunner::Port>> ports;
+  for (const std::string& name : names) ports.push_back(std::make_unique<VuoRunner::Port>(name));
+  return ports;
+}
+
+std::string asText(std::chrono::nanoseconds time) {
+  const double seconds = std::round(std::chrono::duration<double>(time).count() * 10) / 10;
+  std::ostringstream text;
+  text << seconds << " s";
+  return text.str();
+}
+
+}  // namespace
+
+CompositionRunner::CompositionRunner(const PublishedPorts& published,
+                                     const MakeComposition& makeComposition,
+                                     std::string fileToDelete)
+    : _fileToDelete(std::move(fileToDelete)),
+      _inputs(portsNamed(namesOf(published.inputs))),
+      _outputs(portsNamed(namesOf(published.outputs))),
+      _current(_outputs.size()),
+      _outputNames(std::make_shared<const std::vector<std::string>>(namesOf(published.outputs))),
+      _events(std::make_shared<OpenEvents>([this](auto waited) { isOverdue(waited); })),
+      _composition(makeComposition(*this)),
+      _cancelling(new Cancelling{{}, _composition.get(), _events}) {
+  _events->setPatience(defaultPatience);
+  _atExit.emplace([this] {
+    stop();
+    waitUntilStopped();
+  });
+}
+
+CompositionRunner::~CompositionRunner() {
+  _atExit.reset();
+  setDelegate(nullptr);
+  _events->stopWatching();
+  stop();
+  waitUntilStopped();
+  {
+    std::lock_guard hold(_cancelling->lock);
+    _cancelling->composition = nullptr;
+  }
+  _composition = nullptr;
+  if (!_fileToDelete.empty()) unlink(_fileToDelete.c_str());
+}
+
+void CompositionRunner::setDelegate(VuoRunnerDelegate* delegate) {
+  std::lock_guard hold(_delegateLock);
+  _delegate = delegate;
+}
+
+void CompositionRunner::setWatcher(std::weak_ptr<Watcher> watcher) {
+  std::lock_guard hold(_lifeLock);
+  _watcher = std::move(watcher);
+}
+
+void CompositionRunner::setPatience(Patience patience) {
+  _events->setPatience(patience);
+}
+
+/// One that can't even be asked for is lost like one that does not come up.
+void CompositionRunner::start() {
+  std::string fault;
+  {
+    std::lock_guard hold(_lifeLock);
+    State expected = State::NotStarted;
+    if (!_state.compare_exchange_strong(expected, State::Running))
+      throw std::runtime_error("The runner was started before");
+    _events->starting();
+    try {
+      _composition->start();
+      return;
+    } catch (const std::exception& raised) {
+      fault = raised.what();
+    }
+  }
+  contactLost(fault);
+}
+
+void CompositionRunner::stop() {
+  std::lock_guard hold(_lifeLock);
+  _state = State::Ended;
+  _composition->stop();
+  _events->end("");
+}
+
+void CompositionRunner::waitUntilStopped() {
+  _composition->waitUntilStopped();
+}
+
+VuoRunner::Port* CompositionRunner::getPublishedInputPortWithName(std::string name) {
+  requireRunning();
+  return portNamed(_inputs, name);
+}
+
+VuoRunner::Port* CompositionRunner::getPublishedOutputPortWithName(std::string name) {
+  requireRunning();
+  return portNamed(_outputs, name);
+}
+
+void CompositionRunner::setPublishedInputPortValue(Port* port, json_object* value) {
+  requireRunning();
+  _composition->setValue(indexOf(_inputs, port), value);
+}
+
+void CompositionRunner::firePublishedInputPortEvent(Port* port) {
+  requireRunning();
+  fire({indexOf(_inputs, port)});
+}
+
+void CompositionRunner::firePublishedInputPortEvent() {
+  requireRunning();
+  fire(allInputs());
+}
+
+/// An event that comes too late is ended like those that waited.
+std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent(EventTag tag) {
+  if (_state == State::NotStarted) requireRunning();
+  const auto event = _events->begin(tag);
+  if (_state == State::Ended) return std::make_shared<EventHandle>(event, _cancelling);
+  try {
+    if (!_composition->fire(allInputs(), event->number, true)) drop(event->number);
+  } catch (...) {
+    _events->finish(event->number);
+    throw;
+  }
+  return std::make_shared<EventHandle>(event, _cancelling);
+}
+
+void CompositionRunner::fire(std::vector<std::size_t> inputs) {
+  const EventNumber number = _events->begin();
+  try {
+    if (!_composition->fire(std::move(inputs), number, false)) drop(number);
+  } catch (...) {
+    _events->finish(number);
+    throw;
+  }
+}
+
+void CompositionRunner::drop(EventNumber number) {
+  if (const auto event = _events->finish(number).event) event->dropped();
+}
+
+std::vector<std::size_t> CompositionRunner::allInputs() const {
+  std::vector<std::size_t> all(_inputs.size());
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return all;
+}
+
+std::optional<std::chrono::steady_clock::time_point> CompositionRunner::oldestEventSince() const {
+  return _events->oldestTaggedSince();
+}
+
+std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs() const {
+  requireRunning();
+  return snapshot();
+}
+
+std::string CompositionRunner::lossDescription() const {
+  std::lock_guard hold(_valuesLock);
+  return _loss;
+}
+
+json_object* CompositionRunner::getPublishedOutputPortValue(Port* port) {
+  requireRunning();
+  const std::size_t output = indexOf(_outputs, port);
+  Value value;
+  {
+    std::lock_guard hold(_valuesLock);
+    value = _current[output].value;
+  }
+  return jsonFromValue(value).release();
+}
+
+void CompositionRunner::requireRunning() const {
+  if (_state == State::NotStarted) throw std::runtime_error("The composition was not started");
+  if (_state == State::Ended) throw std::runtime_error("The composition has ended");
+}
+
+VuoRunner::Port* CompositionRunner::portNamed(const Ports& ports, const std::string& name) {
+  const auto found = std::find_if(ports.begin(), ports.end(),
+                                  [&](const auto& port) { return port->getName() == name; });
+  return found != ports.end() ? found->get() : nullptr;
+}
+
+std::size_t CompositionRunner::indexOf(const Ports& ports, const Port* wanted) {
+  const auto found = std::find_if(ports.begin(), ports.end(),
+                                  [&](const auto& port) { return port.get() == wanted; });
+  if (found == ports.end()) throw std::runtime_error("The port is none of this runner's");
+  return static_cast<std::size_t>(found - ports.begin());
+}
+
+void CompositionRunner::started() {
+  _events->started();
+  tellWatcher([](Watcher& watcher) { watcher.cameUp(); });
+}
+
+/// All values of an event are there before anybody hears of it.
+void CompositionRunner::eventFinished(EventReport& report) {
+  const bool wasRun = report.outcome == EventReport::Outcome::Run;
+  if (wasRun && !std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
+  std::vector<std::string> summaries;
+  bool wasOverdue = false;
+  std::shared_ptr<PendingEvent> event;
+  try {
+    for (const OutputReport& output : report.outputs)
+      summaries.push_back(output.sentData ? summary(output.value) : "");
+    OpenEvents::Finished finished = _events->finish(report.event);
+    event = std::move(finished.event);
+    wasOverdue = finished.wasOverdue;
+    keepValues(report, event ? event->tag : EventTag());
+    if (event && wasRun)
+      event->done(event->givenUp ? nullptr : snapshot());
+    else if (event)
+      event->dropped();
+  } catch (const std::exception&) {  // there is no memory left: nobody is to wait for it
+    if (event)
+      event->dropped();
+    else
+      drop(report.event);
+    throw;
+  }
+  for (std::size_t i = 0; i < report.outputs.size(); ++i)
+    tellDelegate([&](VuoRunnerDelegate& delegate) {
+      delegate.receivedTelemetryPublishedOutputPortUpdated(
+          _outputs[report.outputs[i].output].get(), report.outputs[i].sentData, summaries[i]);
+    });
+  if (wasOverdue)
+    _events->afterOverdue([&] { tellWatcher([](Watcher& watcher) { watcher.hasCaughtUp(); }); });
+}
+
+/// The former values leave in the report, to be given up without the lock.
+void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
+  std::lock_guard hold(_valuesLock);
+  for (OutputReport& output : report.outputs) {
+    OutputState& current = _current[output.output];
+    if (!output.sentData && output.fault.empty()) continue;
+    current.fault = output.fault;
+    if (!output.sentData) continue;
+    std::swap(current.value, output.value);
+    current.madeBy = tag;
+  }
+}
+
+std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::snapshot() const {
+  std::lock_guard hold(_valuesLock);
+  return std::make_shared<OutputSnapshot>(_outputNames, _current);
+}
+
+/// What can't be ended is told of.
+void CompositionRunner::isOverdue(OpenEvents::Clock::duration waited) {
+  if (!_composition->giveUp("it was not done with an event, or with coming up, for " +
+                            asText(waited)))
+    tellWatcher([&](Watcher& watcher) { watcher.isOverdue(waited); });
+}
+
+void CompositionRunner::eventDropped(std::size_t input) {
+  tellDelegate([&](VuoRunnerDelegate& delegate) {
+    delegate.receivedTelemetryEventDropped(_inputs[input].get());
+  });
+}
+
+void CompositionRunner::failed(const std::string& message) {
+  tellDelegate([&](VuoRunnerDelegate& delegate) { delegate.receivedTelemetryError(message); });
+}
+
+void CompositionRunner::contactLost(const std::string& how) {
+  {
+    std::lock_guard hold(_valuesLock);
+    if (_state == State::Ended) return;
+    platform::withMemory([&] { _loss = how; });  // there for whoever finds that it has ended
+    _state = State::Ended;
+  }
+  platform::withMemory([&] { _events->end(how); });
+  tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
+}
+
+template <typename Call>
+void CompositionRunner::tellDelegate(Call call) {
+  std::lock_guard hold(_delegateLock);
+  if (_delegate != nullptr) call(*_delegate);
+}
+
+template <typename Call>
+void CompositionRunner::tellWatcher(Call call) {
+  if (const auto watcher = _watcher.lock()) call(*watcher);
+}
+
+}  // namespace vuo

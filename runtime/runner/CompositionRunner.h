@@ -1,0 +1,96 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/VuoRunner.h"
+#include "runtime/VuoRunnerDelegate.h"
+#include "runtime/graph/Composition.h"
+#include "runtime/runner/OpenEvents.h"
+#include "runtime/runner/RunningAtExit.h"
+
+namespace vuo {
+
+/// The runner of any composition, wherever it runs: keeps its published ports, the current values
+/// of the outputs, and the delegate.
+class CompositionRunner final : public VuoRunner, private CompositionListener {
+ public:
+  using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
+
+  /// `published` are the ports of the composition that is made. `fileToDelete`, where not empty,
+  /// goes with the runner.
+  CompositionRunner(const PublishedPorts& published, const MakeComposition& makeComposition,
+                    std::string fileToDelete);
+  ~CompositionRunner() override;
+
+  void setDelegate(VuoRunnerDelegate* delegate) override;
+  void setWatcher(std::weak_ptr<Watcher> watcher) override;
+  void setPatience(Patience patience) override;
+  void start() override;
+  void stop() override;
+  void waitUntilStopped() override;
+  Port* getPublishedInputPortWithName(std::string name) override;
+  Port* getPublishedOutputPortWithName(std::string name) override;
+  void setPublishedInputPortValue(Port* port, json_object* value) override;
+  void firePublishedInputPortEvent(Port* port) override;
+  void firePublishedInputPortEvent() override;
+  std::shared_ptr<Event> firePublishedInputPortEvent(EventTag tag) override;
+  std::optional<std::chrono::steady_clock::time_point> oldestEventSince() const override;
+  std::shared_ptr<const Outputs> getPublishedOutputs() const override;
+  std::string lossDescription() const override;
+  json_object* getPublishedOutputPortValue(Port* port) override;
+
+ private:
+  using Ports = std::vector<std::unique_ptr<Port>>;
+  enum class State { NotStarted, Running, Ended };
+
+  void started() override;
+  void eventFinished(EventReport& report) override;
+  void eventDropped(std::size_t input) override;
+  void failed(const std::string& message) override;
+  void contactLost(const std::string& how) override;
+
+  void requireRunning() const;
+  static Port* portNamed(const Ports& ports, const std::string& name);
+  static std::size_t indexOf(const Ports& ports, const Port* port);
+  std::vector<std::size_t> allInputs() const;
+  void fire(std::vector<std::size_t> inputs);
+  void drop(EventNumber number);
+  void keepValues(EventReport& report, EventTag tag);
+  std::shared_ptr<const Outputs> snapshot() const;
+  void isOverdue(OpenEvents::Clock::duration waited);
+  template <typename Call>
+  void tellWatcher(Call call);
+  template <typename Call>
+  void tellDelegate(Call call);
+
+  const std::string _fileToDelete;
+  const Ports _inputs, _outputs;
+  std::atomic<State> _state = State::NotStarted;
+  std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
+
+  mutable std::mutex _valuesLock;     ///< guards the fields below; no lock is taken inside it
+  std::vector<OutputState> _current;  ///< by output
+  std::string _loss;
+  const std::shared_ptr<const std::vector<std::string>> _outputNames;
+
+  const std::shared_ptr<OpenEvents> _events;
+  std::weak_ptr<Watcher> _watcher;  ///< from `start` on
+
+  std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may
+                             ///< call the runner, so `_valuesLock` and the composition's come after
+  VuoRunnerDelegate* _delegate = nullptr;
+
+  bool _hasReported = false;  ///< of the thread that reports
+
+  std::shared_ptr<Composition> _composition;  ///< uses what stands above
+  std::shared_ptr<Cancelling> _cancelling;    ///< lets events that are given up reach it
+  std::optional<RunningAtExit> _atExit;       ///< comes last and goes first, with no lock held
+};
+
+}  // namespace vuo

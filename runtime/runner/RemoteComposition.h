@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <variant>
+#include <vector>
+
+#include "runtime/graph/EventBacklog.h"
+#include "runtime/process/ChildProcess.h"
+#include "runtime/runner/PlayerContact.h"
+
+namespace vuo {
+
+/// A composition that runs in a process of its own. One thread here starts the process, takes in
+/// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
+class RemoteComposition : public Composition,
+                          public std::enable_shared_from_this<RemoteComposition> {
+ public:
+  RemoteComposition(platform::FileDescriptor artefact, ContainedProgram player,
+                    PublishedPorts ports, CompositionListener& listener);
+  ~RemoteComposition() override;
+
+  void start() override;
+  void setValue(std::size_t input, json_object* value) override;
+  bool fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) override;
+  bool cancel(EventNumber number) override;
+  bool giveUp(const std::string& why) override;
+  void stop() override;
+  void waitUntilStopped() override;
+
+ private:
+  /// A host's picture as it was when it was set.
+  struct Picture {
+    PictureTicket ticket;
+    platform::FileDescriptor pixels;
+  };
+  using Kept = std::variant<Value, Picture>;
+  using Backlog = EventBacklog<Kept>;
+
+  Picture pictureOf(json_object* value) const;
+  static bool isSmall(const Backlog::Event& event);
+  void send(const Backlog::Event& event, std::chrono::milliseconds patience);
+  void wake() const;
+
+  void startThread();
+  void live();
+  void startPlayer();
+  void attend();
+  std::optional<std::chrono::milliseconds> awaitMessage();
+  void handOver();
+  void lose(const std::string& how);
+  std::string howItEnded();
+
+  const platform::FileDescriptor _artefact;
+  ContainedProgram _player;
+  const PublishedPorts _ports;
+  CompositionListener& _listener;
+  std::unique_ptr<PlayerContact> _contact;  ///< null where there was none to be had
+  platform::FileDescriptor _playersEnd;     ///< until the player has it
+  platform::FileDescriptor _wake;           ///< readable when the thread here has something to do
+  std::atomic<bool> _stopping = false;
+  std::atomic<bool> _gone = false;
+
+  std::mutex _lossLock;  ///< guards the field below; no lock is taken inside it
+  std::string _loss;     ///< why contact is lost, where that is known
+
+  std::mutex _backlogLock;  ///< guards the fields below, and keeps events in order; then _contact's
+  Backlog _backlog;
+  bool _handsOver = false;  ///< an event that is no longer in the backlog
+
+  std::mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
+  std::thread _thread;
+  // Of the thread:
+  std::unique_ptr<ChildProcess> _process;
+  std::optional<std::chrono::steady_clock::time_point> _lastWordsEnd;  ///< once it has ended
+};
+
+}  // namespace vuo

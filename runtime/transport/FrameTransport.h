@@ -1,0 +1,76 @@
+// How the pictures of a composition come from the player to its host: through a few buffers of
+// shared memory that are used over and over. Both ends are here, and nothing else knows the way.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "runtime/textures/TextureUploader.h"
+#include "runtime/transport/MessageSocket.h"
+#include "runtime/transport/Messages.h"
+#include "runtime/transport/SharedMemory.h"
+
+namespace vuo {
+
+/// The player's end. Frames are sent on the composition's thread, with its context current.
+class FrameSender {
+ public:
+  /// `mostPerEvent` frames may go into one message.
+  FrameSender(MessageSocket& socket, std::size_t mostPerEvent);
+
+  /// The frame for the message. Its pixels are put into a free buffer, which is waited for while
+  /// the host has them all. Throws std::runtime_error when that fails or the host is gone.
+  message::PictureInBuffer send(const ImageRef& image);
+  /// Any thread. Throws ProtocolError when there is no such buffer.
+  void take(const message::BufferBack& back);
+  /// The host is gone: nobody waits any more. Any thread.
+  void close();
+
+ private:
+  struct Buffer {
+    std::unique_ptr<SharedMemory> memory;
+    bool isFree = true;
+    bool isLost = false;  ///< for the host
+  };
+
+  std::size_t takeFreeBuffer();
+  void makeLargeEnough(std::size_t buffer, std::size_t size);
+  void release(std::size_t buffer, bool isLost);
+
+  MessageSocket& _socket;
+  std::mutex _lock;  ///< guards the buffers' states and `_closed`; no lock is taken inside it
+  std::condition_variable _changed;
+  std::vector<Buffer> _buffers;
+  bool _closed = false;
+};
+
+/// The host's end, on one thread.
+class FrameReceiver {
+ public:
+  FrameReceiver(MessageSocket& socket, std::size_t mostPerEvent,
+                std::shared_ptr<PictureBudget> budget);
+
+  /// Throws ProtocolError when the player may have no such buffer.
+  void take(const message::Buffer& buffer, platform::FileDescriptor memory);
+  /// The image of a frame, complete on the GPU; what it lay in goes back to the player. Throws
+  /// ProtocolError when the frame makes no sense, and another std::runtime_error when there is no
+  /// room for it in the budget or on the machine.
+  ImageRef receive(const message::PictureInBuffer& frame);
+
+ private:
+  struct Buffer {
+    std::unique_ptr<SharedMemory> memory;  ///< null where there was no room for it
+    PictureBudget::Share share;
+    std::size_t size = 0;
+    std::string fault;  ///< why there was none
+  };
+
+  MessageSocket& _socket;
+  const std::shared_ptr<PictureBudget> _budget;
+  std::vector<Buffer> _buffers;
+  std::unique_ptr<TextureUploader> _uploader;  ///< made for the first frame
+};
+
+}  // namespace vuo
