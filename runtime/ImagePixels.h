@@ -12,8 +12,8 @@ namespace vuo {
 /// may have.
 std::size_t pixelBytes(std::uint64_t width, std::uint64_t height);
 
-/// The pixels that VuoImage_getInterprocessJson put behind the value; null for other values. They
-/// live as long as the value.
-const SharedMemory* pixelsOfImageValue(json_object* value);
+/// The image's pixels as they are now. Reads the texture back on the calling thread. Throws
+/// std::runtime_error when that fails.
+std::unique_ptr<SharedMemory> sharedPixelsOf(VuoImage image);
 
 }  // namespace vuo

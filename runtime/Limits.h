@@ -46,6 +46,12 @@ constexpr std::size_t picturesOfAScene = std::size_t{2} << 30;
 /// Input pictures that a player was sent and has not taken. Each holds a descriptor, of which a
 /// process has 1024 where nobody has asked for more.
 constexpr std::size_t mostPicturesUnderWay = 64;
+/// Textures that a player is lent to draw in, and others that the pictures of its inputs lie in.
+/// Each holds a descriptor as well. Beyond them pictures go through memory.
+constexpr std::size_t mostLentTextures = 64;
+constexpr std::size_t mostInputTextures = 64;
+/// Input pictures in textures that a player was named and has not left.
+constexpr std::size_t mostNamedPictures = 256;
 /// With these beside the frames of one event, drawing goes on while the host takes frames in.
 constexpr std::size_t spareBuffers = 2;
 

@@ -23,43 +23,9 @@ VuoImage makeImage(const VuoImageRecord& record) {
   return new (memory) VuoImageRecord(record);
 }
 
-/// What stands behind a value that names an image. Tied to the value as its userdata, which no JSON
-/// text can bring along.
-struct Backing {
-  vuo::ImageRef image;
-  std::unique_ptr<vuo::SharedMemory> pixels;  ///< null where only this process reads the value
-};
-
-/// The member that these values, and no other values of ports, have; it carries the backing.
+/// The member that these values, and no other values of ports, have. It carries the image as its
+/// userdata, which no JSON text can bring along.
 constexpr const char* markKey = "pointer";
-
-const Backing* backingOf(json_object* value) {
-  json_object* mark = nullptr;
-  if (!json_object_is_type(value, json_type_object) ||
-      !json_object_object_get_ex(value, markKey, &mark))
-    return nullptr;
-  return static_cast<const Backing*>(json_object_get_userdata(mark));
-}
-
-json_object* valueWith(std::unique_ptr<Backing> backing) {
-  json_object* mark =
-      json_object_new_uint64(reinterpret_cast<std::uintptr_t>(backing->image.get()));
-  json_object_set_userdata(mark, backing.release(), [](json_object*, void* userdata) {
-    delete static_cast<Backing*>(userdata);
-  });
-  json_object* value = json_object_new_object();
-  json_object_object_add(value, markKey, mark);
-  return value;
-}
-
-std::unique_ptr<vuo::SharedMemory> sharedPixelsOf(VuoImage image) {
-  auto pixels =
-      std::make_unique<vuo::SharedMemory>(vuo::pixelBytes(image->pixelsWide, image->pixelsHigh));
-  bool read = false;
-  vuo::ShareGroup::current()->withContext([&] { read = vuo::readPixels(image, pixels->bytes()); });
-  if (!read) throw std::runtime_error("The image's texture can't be read");
-  return pixels;
-}
 
 }  // namespace
 
@@ -72,9 +38,12 @@ std::size_t vuo::pixelBytes(std::uint64_t width, std::uint64_t height) {
   return width * height * 4;
 }
 
-const vuo::SharedMemory* vuo::pixelsOfImageValue(json_object* value) {
-  const Backing* backing = backingOf(value);
-  return backing != nullptr ? backing->pixels.get() : nullptr;
+std::unique_ptr<vuo::SharedMemory> vuo::sharedPixelsOf(VuoImage image) {
+  auto pixels = std::make_unique<SharedMemory>(pixelBytes(image->pixelsWide, image->pixelsHigh));
+  bool read = false;
+  ShareGroup::current()->withContext([&] { read = readPixels(image, pixels->bytes()); });
+  if (!read) throw std::runtime_error("The image's texture can't be read");
+  return pixels;
 }
 
 VuoImage VuoImage_makeClientOwned(std::uint32_t textureName, std::uint32_t internalFormat,
@@ -94,26 +63,25 @@ VuoImage VuoImage_makeClientOwnedGlTextureRectangle(std::uint32_t textureName,
 }
 
 VuoImage VuoImage_makeFromJson(json_object* value) {
-  const Backing* backing = backingOf(value);
-  return backing != nullptr ? backing->image.get() : nullptr;
+  json_object* mark = nullptr;
+  if (!json_object_is_type(value, json_type_object) ||
+      !json_object_object_get_ex(value, markKey, &mark))
+    return nullptr;
+  const auto* image = static_cast<const vuo::ImageRef*>(json_object_get_userdata(mark));
+  return image != nullptr ? image->get() : nullptr;
 }
 
 json_object* VuoImage_getJson(VuoImage image) {
   if (image == nullptr) return nullptr;
-  return valueWith(std::make_unique<Backing>(Backing{vuo::ImageRef(image), nullptr}));
+  json_object* mark = json_object_new_uint64(reinterpret_cast<std::uintptr_t>(image));
+  json_object_set_userdata(mark, new vuo::ImageRef(image), [](json_object*, void* userdata) {
+    delete static_cast<vuo::ImageRef*>(userdata);
+  });
+  json_object* value = json_object_new_object();
+  json_object_object_add(value, markKey, mark);
+  return value;
 }
 
-/// The value holds the image as well, so it serves a runner in this process too.
-json_object* VuoImage_getInterprocessJson(VuoImage image) try {
-  if (image == nullptr) return nullptr;
-  auto pixels = sharedPixelsOf(image);
-  const int descriptor = pixels->descriptor();
-  json_object* value =
-      valueWith(std::make_unique<Backing>(Backing{vuo::ImageRef(image), std::move(pixels)}));
-  json_object_object_add(value, "width", json_object_new_uint64(image->pixelsWide));
-  json_object_object_add(value, "height", json_object_new_uint64(image->pixelsHigh));
-  json_object_object_add(value, "fd", json_object_new_int(descriptor));
-  return value;
-} catch (const std::runtime_error&) {
-  return nullptr;
+json_object* VuoImage_getInterprocessJson(VuoImage image) {
+  return VuoImage_getJson(image);
 }

@@ -39,7 +39,6 @@ VuoImage VuoImage_makeFromJson(json_object* value);
 /// A value that names the image inside this process and holds a reference to it. The caller owns
 /// the value; null for a null image.
 json_object* VuoImage_getJson(VuoImage image);
-/// A value whose pixels another process can read: shared memory, named by a descriptor that the
-/// value owns. Reads the texture back on the calling thread, whatever context is current there,
-/// which must have flushed its drawing. Null when that fails.
+/// The same for a runner in another process, which gets at the picture when the value is set: it
+/// shares the texture where the two can, or reads it back.
 json_object* VuoImage_getInterprocessJson(VuoImage image);

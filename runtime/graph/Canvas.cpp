@@ -15,8 +15,8 @@ void main() { pixel = texture(source, gl_FragCoord.xy); }
 
 }  // namespace
 
-Canvas::Canvas(std::shared_ptr<ShareGroup> group)
-    : _pool(std::move(group), PictureBudget::ofAScene()) {
+Canvas::Canvas(std::shared_ptr<ShareGroup> group, PictureSource* forHost)
+    : _pool(std::move(group), PictureBudget::ofAScene()), _forHost(forHost) {
   GLint longest = 1;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &longest);
   _longestSide = static_cast<std::uint64_t>(longest);
@@ -47,13 +47,26 @@ ImageRef Canvas::imageOfPixels(std::uint64_t width, std::uint64_t height, const 
 
 ImageRef Canvas::draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
                       const std::function<void()>& setUniforms) {
-  ImageRef image = _pool.newImage(width, height);
+  return drawIn(newImage(width, height), program, setUniforms);
+}
+
+ImageRef Canvas::newImage(std::uint64_t width, std::uint64_t height) {
+  ImageRef image;
+  if (_drawsForHost && _forHost != nullptr) image = _forHost->newImage(width, height);
+  if (!image) return _pool.newImage(width, height);
+  _pool.madeElsewhere();
+  return image;
+}
+
+ImageRef Canvas::drawIn(ImageRef image, const ShaderProgram& program,
+                        const std::function<void()>& setUniforms) {
   glUseProgram(program.name());
   setUniforms();
   glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, image->glTextureName,
                          0);
-  glViewport(0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height));
+  glViewport(0, 0, static_cast<GLsizei>(image->pixelsWide),
+             static_cast<GLsizei>(image->pixelsHigh));
   glBindVertexArray(_vertexArray);
   glDrawArrays(GL_TRIANGLES, 0, 3);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
@@ -74,11 +87,12 @@ void Canvas::bind(const ImageRef& image, unsigned unit) const {
 
 ImageRef Canvas::copyOfRectangle(const ImageRef& image) {
   if (!_rectangleProgram) _rectangleProgram = std::make_unique<ShaderProgram>(rectangleSource);
-  ImageRef copy = draw(*_rectangleProgram, image->pixelsWide, image->pixelsHigh, [&] {
-    glActiveTexture(GL_TEXTURE0);
-    glBindSampler(0, 0);
-    glBindTexture(GL_TEXTURE_RECTANGLE, image->glTextureName);
-  });
+  ImageRef copy =
+      drawIn(_pool.newImage(image->pixelsWide, image->pixelsHigh), *_rectangleProgram, [&] {
+        glActiveTexture(GL_TEXTURE0);
+        glBindSampler(0, 0);
+        glBindTexture(GL_TEXTURE_RECTANGLE, image->glTextureName);
+      });
   glBindTexture(GL_TEXTURE_RECTANGLE, 0);
   return copy;
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "runtime/graph/PictureSource.h"
 #include "runtime/graph/ShaderProgram.h"
 #include "runtime/textures/TexturePool.h"
 
@@ -12,13 +13,18 @@ namespace vuo {
 /// context current.
 class Canvas {
  public:
-  explicit Canvas(std::shared_ptr<ShareGroup> group);
+  /// Pictures that leave the composition are drawn in what `forHost` gives, where it is not null
+  /// and gives something.
+  Canvas(std::shared_ptr<ShareGroup> group, PictureSource* forHost);
   ~Canvas();
   Canvas(const Canvas&) = delete;
   Canvas& operator=(const Canvas&) = delete;
 
   /// The largest width and height that an image can have.
   std::uint64_t longestSide() const { return _longestSide; }
+
+  /// Whether what is drawn next leaves the composition.
+  void setDrawsForHost(bool drawsForHost) { _drawsForHost = drawsForHost; }
 
   /// A new image of the pixels (as readPixels gives them).
   ImageRef imageOfPixels(std::uint64_t width, std::uint64_t height, const void* pixels);
@@ -37,8 +43,13 @@ class Canvas {
 
  private:
   ImageRef copyOfRectangle(const ImageRef& image);
+  ImageRef newImage(std::uint64_t width, std::uint64_t height);
+  ImageRef drawIn(ImageRef image, const ShaderProgram& program,
+                  const std::function<void()>& setUniforms);
 
   TexturePool _pool;
+  PictureSource* const _forHost;
+  bool _drawsForHost = false;
   std::uint64_t _longestSide = 1;
   unsigned _vertexArray = 0, _framebuffer = 0, _sampler = 0;
   ImageRef _nothing;                                 ///< one transparent pixel

@@ -33,10 +33,10 @@ std::string about(const Node& node, const std::exception& fault) {
 }  // namespace
 
 Execution::Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
-                     CompositionListener& listener)
+                     CompositionListener& listener, PictureSource* forHost)
     : _plan(plan),
       _listener(listener),
-      _canvas(std::move(group)),
+      _canvas(std::move(group), forHost),
       _published(constantsOf(plan.publishedInputs)),
       _publishedFired(plan.publishedInputs.size()) {
   for (const Node& node : plan.nodes) {
@@ -49,6 +49,10 @@ Execution::Execution(const Plan& plan, const std::string& folder, std::shared_pt
       throw std::runtime_error(plan.compositionName + ": " + about(node, fault));
     }
   }
+  for (const Port& output : plan.publishedOutputs)
+    if (const Cable* data = dataCable(output);
+        data != nullptr && data->source.node != Source::PublishedInputs)
+      _nodes[static_cast<std::size_t>(data->source.node)].isPublished = true;
 }
 
 EventReport Execution::run(Event event) {
@@ -128,6 +132,7 @@ void Execution::runNode(std::size_t index) {
       running.inputs[i] = converted(valueOf(data->source), node.inputs[i].type);
       if (running.fault.empty()) running.fault = faultOf(data->source);
     }
+  _canvas.setDrawsForHost(running.isPublished);
   try {
     running.output = running.work->run(running.inputs);
   } catch (const std::exception& fault) {

@@ -17,7 +17,7 @@ class Execution {
  public:
   /// Throws std::runtime_error when a node can't work.
   Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
-            CompositionListener& listener);
+            CompositionListener& listener, PictureSource* forHost);
 
   /// Runs, once and in the plan's order, the nodes that lie downstream of the event, and before
   /// them those that they read from and that never ran; one that was asked for also reaches
@@ -31,7 +31,8 @@ class Execution {
     std::unique_ptr<NodeWork> work;
     std::vector<Value> inputs;  ///< of the last run; a constant where no cable brings data
     Value output;
-    std::string fault;  ///< its own in the last run, or that of a node that it reads from
+    std::string fault;         ///< its own in the last run, or that of a node that it reads from
+    bool isPublished = false;  ///< what it makes is a published output's value
     bool hasRun = false;
     bool reached = false;  ///< by the event that is being run
     bool due = false;      ///< to be run by it

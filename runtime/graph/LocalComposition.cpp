@@ -9,8 +9,9 @@
 
 namespace vuo {
 
-LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener)
-    : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener) {}
+LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener,
+                                   PictureSource* forHost)
+    : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener), _forHost(forHost) {}
 
 LocalComposition::~LocalComposition() {
   stop();
@@ -36,7 +37,7 @@ void LocalComposition::play() {
   const auto context = group->createContext();
   const platform::GLCurrent current(*context);
   if (!current) throw std::runtime_error("The OpenGL context can't be used on this thread");
-  Execution execution(_plan, _folder, group, _listener);
+  Execution execution(_plan, _folder, group, _listener, _forHost);
   _listener.started();
   serveEvents(execution);
 }

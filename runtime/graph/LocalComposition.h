@@ -8,6 +8,7 @@
 
 #include "runtime/graph/Composition.h"
 #include "runtime/graph/EventQueue.h"
+#include "runtime/graph/PictureSource.h"
 
 namespace vuo {
 
@@ -17,7 +18,9 @@ class Execution;
 /// too. An event that does not end, or a GPU that hangs, holds the thread and whoever waits for it.
 class LocalComposition : public Composition {
  public:
-  LocalComposition(Plan plan, std::string folder, CompositionListener& listener);
+  /// `forHost`, which may be null, outlives the composition.
+  LocalComposition(Plan plan, std::string folder, CompositionListener& listener,
+                   PictureSource* forHost = nullptr);
   ~LocalComposition() override;
 
   void start() override;
@@ -44,6 +47,7 @@ class LocalComposition : public Composition {
   const Plan _plan;
   const std::string _folder;
   CompositionListener& _listener;
+  PictureSource* const _forHost;
   EventQueue _queue;
   std::promise<void> _end;
   const std::shared_future<void> _ended{_end.get_future()};

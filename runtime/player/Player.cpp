@@ -23,8 +23,8 @@ Player::Player(platform::FileDescriptor socket, const Plan& plan, const std::str
     : _inputs(plan.publishedInputs),
       _socket(std::move(socket)),
       _frames(_socket, imageOutputs(plan)),
-      _reporter(_socket, _frames),
-      _composition(plan, folder, _reporter) {}
+      _reporter(_socket, _frames, _textures),
+      _composition(plan, folder, _reporter, &_textures) {}
 
 bool Player::serve() {
   _reporter.greet();
@@ -40,11 +40,11 @@ bool Player::serve() {
 
 bool Player::serve(MessageSocket::Received received) {
   auto message = decoded<message::ToPlayer>(received.bytes);
-  _pixels = std::move(received.descriptor);
+  _memory = std::move(received.descriptor);
   return std::visit(
       [&](auto& said) {
         using Kind = std::decay_t<decltype(said)>;
-        if ((_pixels || received.descriptorIsLost) != message::bringsDescriptor<Kind>)
+        if ((_memory || received.descriptorIsLost) != message::bringsDescriptor<Kind>)
           throw ProtocolError("a descriptor came with the wrong message");
         if (_isGreeted == std::is_same_v<Kind, message::Greeting>)
           throw ProtocolError("the greeting is not the first message");
@@ -67,6 +67,7 @@ void Player::take(message::Values& values) {
 }
 
 void Player::take(message::Event& event) {
+  _textures.giveBack(event.texturesBack);
   message::Values values{std::move(event.values)};
   take(values);
   for (const std::uint32_t input : event.inputs) typeOf(input);
@@ -96,10 +97,19 @@ void Player::take(const message::InputPicture& picture) {
   _reporter.pictureTaken();
 }
 
+void Player::take(message::Texture& texture) {
+  _textures.take(texture, std::move(_memory));
+}
+
+void Player::take(const message::InputTexture& picture) {
+  if (typeOf(picture.input) != Type::Image) throw ProtocolError("the input takes no picture");
+  _composition.setValue(picture.input, Value(_textures.input(picture.texture)));
+}
+
 ImageRef Player::upload(const message::InputPicture& picture) {
-  if (!_pixels) throw std::runtime_error("There is no descriptor left for a picture");
+  if (!_memory) throw std::runtime_error("There is no descriptor left for a picture");
   const auto& [input, width, height] = picture;
-  const SharedMemory pixels(std::move(_pixels), pixelBytes(width, height));
+  const SharedMemory pixels(std::move(_memory), pixelBytes(width, height));
   if (!_uploader) _uploader = std::make_unique<TextureUploader>(PictureBudget::ofAScene());
   return _uploader->upload(width, height, pixels.bytes());
 }

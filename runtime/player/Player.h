@@ -28,6 +28,9 @@ class Player {
   void take(const message::InputPicture& picture);
   void take(const message::BufferBack& back);
   void take(message::Stop) {}
+  void take(message::Texture& texture);
+  void take(const message::TextureGone& gone) { _textures.take(gone); }
+  void take(const message::InputTexture& picture);
   void tellNotRun(EventNumber number, EventReport::Outcome outcome);
   Type typeOf(std::uint32_t input) const;
   ImageRef upload(const message::InputPicture& picture);
@@ -35,10 +38,11 @@ class Player {
   const std::vector<Port> _inputs;
   MessageSocket _socket;
   FrameSender _frames;
+  PlayerTextures _textures;
   Reporter _reporter;
   LocalComposition _composition;
   bool _isGreeted = false;
-  platform::FileDescriptor _pixels;            ///< of the message that is being taken
+  platform::FileDescriptor _memory;            ///< of the message that is being taken
   std::unique_ptr<TextureUploader> _uploader;  ///< made for the first image that comes
 };
 

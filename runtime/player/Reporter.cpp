@@ -1,6 +1,11 @@
 #include "runtime/player/Reporter.h"
 
+#include <epoxy/gl.h>
+
 #include <stdexcept>
+
+#include "runtime/sharing/MemoryTexture.h"
+#include "runtime/textures/TextureCopy.h"
 
 namespace vuo {
 namespace {
@@ -23,9 +28,19 @@ std::string fitting(message::EventEnd end) {
 
 }  // namespace
 
+void Reporter::started() {
+  send(message::Ready{deviceIdentity()});
+}
+
 void Reporter::eventFinished(EventReport& report) {
-  message::EventEnd end{report.event, report.outcome, {}};
+  message::EventEnd end{report.event, report.outcome, {}, {}};
   for (OutputReport& output : report.outputs) end.reports.push_back(reportOf(output));
+  if (report.outcome == EventReport::Outcome::Run)
+    for (message::TextureTaken& taken : _textures.work()) {
+      taken.fault = taken.fault.substr(0, longestFault);
+      send(taken);
+    }
+  end.texturesLeft = _textures.takeLeft();
   sendBytes(fitting(std::move(end)));
   _faults = 0;
 }
@@ -40,12 +55,28 @@ message::Report Reporter::reportOf(OutputReport& output) {
     return report;
   }
   try {
-    report.data = _frames.send(*image);
+    putPicture(*image, report);
   } catch (const std::runtime_error& fault) {
     failed(fault.what());
     report.fault = std::string(fault.what()).substr(0, longestFault);
   }
   return report;
+}
+
+/// In the lent texture that it was drawn in, or copied to one on the GPU; else through memory.
+void Reporter::putPicture(const ImageRef& image, message::Report& report) {
+  auto texture = _textures.handOver(image);
+  if (!texture) {
+    const ImageRef copy = _textures.newImage(image->pixelsWide, image->pixelsHigh);
+    if (copy && copyPixels(image.get(), copy->glTextureName)) {
+      glFinish();
+      texture = _textures.handOver(copy);
+    }
+  }
+  if (texture)
+    report.data = message::PictureInTexture{*texture};
+  else
+    report.data = _frames.send(image);
 }
 
 void Reporter::contactLost(const std::string& how) {

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "runtime/graph/Composition.h"
+#include "runtime/player/PlayerTextures.h"
 #include "runtime/transport/FrameTransport.h"
 
 namespace vuo {
@@ -11,7 +12,8 @@ namespace vuo {
 /// notices it.
 class Reporter : public CompositionListener {
  public:
-  Reporter(MessageSocket& socket, FrameSender& frames) : _socket(socket), _frames(frames) {}
+  Reporter(MessageSocket& socket, FrameSender& frames, PlayerTextures& textures)
+      : _socket(socket), _frames(frames), _textures(textures) {}
 
   // Any thread.
   void greet() { send(message::Greeting()); }
@@ -24,17 +26,19 @@ class Reporter : public CompositionListener {
   void eventFinished(EventReport& report) override;
 
   // The composition's thread.
-  void started() override { send(message::Ready()); }
+  void started() override;
   /// The host sees it in the event's end.
   void eventDropped(std::size_t) override {}
 
  private:
   message::Report reportOf(OutputReport& report);
+  void putPicture(const ImageRef& image, message::Report& report);
   void send(const message::ToHost& message);
   void sendBytes(const std::string& bytes);
 
   MessageSocket& _socket;
   FrameSender& _frames;
+  PlayerTextures& _textures;
   std::atomic<bool> _lost = false;
   std::atomic<std::size_t> _faults = 0;  ///< since an event's end
 };

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "runtime/ImagePixels.h"
+#include "runtime/sharing/TextureSharing.h"
 
 namespace vuo {
 namespace {
@@ -31,6 +32,9 @@ PlayerContact::PlayerContact(platform::FileDescriptor socket, PublishedPorts por
       _listener(listener),
       _budget(PictureBudget::ofAScene()),
       _socket(std::move(socket), wholeMessage),
+      _mayShareTextures(TextureSharing::isAllowed()),
+      _inputs(_socket, _budget),
+      _lent(_socket, _budget),
       _textBytes(_ports.outputs.size()),
       _frames(std::make_unique<FrameReceiver>(_socket, pictureOutputs(_ports), _budget)) {
   if (std::max(_ports.inputs.size(), _ports.outputs.size()) > mostListed)
@@ -49,7 +53,7 @@ void PlayerContact::send(const message::ToPlayer& message, int descriptor, Patie
 void PlayerContact::fire(const std::vector<message::InputValue>& values,
                          const std::vector<std::size_t>& inputs, EventNumber number, bool asked,
                          Patience patience) {
-  message::Event event{number, asked, values, {}};
+  message::Event event{number, asked, values, {}, _lent.takeReturned()};
   for (const std::size_t input : inputs) event.inputs.push_back(static_cast<std::uint32_t>(input));
   {
     std::lock_guard hold(_openLock);
@@ -107,6 +111,16 @@ void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, 
   }
 }
 
+std::optional<NamedPicture> PlayerContact::nameFor(const ImageRef& image) {
+  return _sharesTextures ? _inputs.nameFor(image, _nextTexture) : std::nullopt;
+}
+
+/// What can't be said ends the contact, so it is the player's from here on.
+void PlayerContact::setPicture(std::size_t input, const NamedPicture& picture, Patience patience) {
+  _inputs.gaveTo(picture);
+  send(message::InputTexture{static_cast<std::uint32_t>(input), picture.texture()}, -1, patience);
+}
+
 void PlayerContact::cancel(EventNumber number, Patience patience) {
   {
     std::lock_guard hold(_openLock);
@@ -154,8 +168,10 @@ void PlayerContact::take(message::Greeting greeting, platform::FileDescriptor) {
   _hasGreeted = true;
 }
 
-void PlayerContact::take(message::Ready, platform::FileDescriptor) {
+void PlayerContact::take(const message::Ready& ready, platform::FileDescriptor) {
   if (std::exchange(_isReady, true)) throw ProtocolError("it said twice that it is ready");
+  _playersDevice = ready.device;
+  maybeShare();
   _listener.started();
 }
 
@@ -194,12 +210,33 @@ void PlayerContact::take(message::PictureTaken, platform::FileDescriptor) {
   _picturesUnderWay.pop_front();
 }
 
+/// Both have to draw on one device with one driver.
+void PlayerContact::maybeShare() {
+  if (_sharesTextures || !_mayShareTextures || _playersDevice.empty()) return;
+  _sharesTextures = TextureSharing::identity() == _playersDevice;
+}
+
+void PlayerContact::take(const message::TextureTaken& taken, platform::FileDescriptor) {
+  const bool isInput = _inputs.has(taken.texture);
+  if (!isInput && !_lent.has(taken.texture))
+    throw ProtocolError("it took a texture that it was not given");
+  if (taken.fault.empty())
+    isInput ? _inputs.taken(taken.texture) : _lent.taken(taken.texture);
+  else
+    isInput ? _inputs.refused(taken.texture) : _lent.refused(taken.texture);
+}
+
+void PlayerContact::leave(std::uint32_t texture) {
+  _inputs.has(texture) ? _inputs.left(texture) : _lent.left(texture);
+}
+
 void PlayerContact::take(message::EventEnd& end, platform::FileDescriptor) {
   if (end.outcome == EventReport::Outcome::Run) requireReady();
   const Inputs inputs = takeOpen(end.event);
   _asides = 0;
   if (end.outcome != EventReport::Outcome::Run && !end.reports.empty())
     throw ProtocolError("it reported of an event that was not run");
+  for (const std::uint32_t texture : end.texturesLeft) leave(texture);
   EventReport report{end.event, end.outcome, {}};
   for (message::Report& output : end.reports) {
     if (output.output >= _ports.outputs.size() ||
@@ -220,11 +257,11 @@ OutputReport PlayerContact::reportOf(message::Report& said) {
     report.value = message::valueFor(type, std::move(*value));
     report.sentData = true;
     keepText(report);
-  } else if (const auto* frame = std::get_if<message::PictureInBuffer>(&said.data)) {
+  } else if (!std::holds_alternative<std::monostate>(said.data)) {
     if (type != Type::Image)
       throw ProtocolError(std::string("it sent a frame that is no ") + typeName(type));
     try {
-      report.value = _frames->receive(*frame);
+      report.value = pictureOf(said);
       report.sentData = true;
     } catch (const ProtocolError&) {
       throw;
@@ -234,6 +271,22 @@ OutputReport PlayerContact::reportOf(message::Report& said) {
     }
   }
   return report;
+}
+
+ImageRef PlayerContact::pictureOf(const message::Report& said) {
+  if (const auto* frame = std::get_if<message::PictureInTexture>(&said.data)) {
+    if (_frames) _frames->pictureCameOtherwise();
+    ImageRef picture = _lent.receive(*frame);
+    ++TextureSharing::counts().sharedOut;
+    return picture;
+  }
+  const auto& frame = std::get<message::PictureInBuffer>(said.data);
+  ImageRef picture = _frames->receive(frame);
+  ++TextureSharing::counts().carriedOut;
+  TextureSharing::prepare();
+  maybeShare();
+  if (_sharesTextures) _lent.lendFor(frame.width, frame.height, _nextTexture);
+  return picture;
 }
 
 /// Leaves the output as it is when the host would have to keep too much.

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "runtime/graph/Composition.h"
+#include "runtime/sharing/InputTextures.h"
+#include "runtime/sharing/LentTextures.h"
 #include "runtime/transport/FrameTransport.h"
 
 namespace vuo {
@@ -48,6 +50,7 @@ class PlayerContact {
             EventNumber number, bool asked, Patience patience);
   /// Takes effect with the next event. The descriptor is that of shared memory.
   void setPicture(std::size_t input, const PictureTicket& picture, int pixels, Patience patience);
+  void setPicture(std::size_t input, const NamedPicture& picture, Patience patience);
   /// Does nothing when the player is not at the event, or does not take a message at once.
   void cancel(EventNumber number, Patience patience);
   void stop(Patience patience);
@@ -55,6 +58,9 @@ class PlayerContact {
   /// To be had before a picture is kept for the player, and held until it has been sent. Throws
   /// std::runtime_error when too much is on its way already.
   PictureTicket ticketFor(std::uint64_t width, std::uint64_t height) const;
+  /// The picture in a texture that the player has, for which it needs no ticket; none where it has
+  /// to go through memory. Throws std::runtime_error when too much is on its way already.
+  std::optional<NamedPicture> nameFor(const ImageRef& image);
   /// Whether the player may get more, or has to finish something before.
   bool hasRoom() const;
   /// Whether an event that is not large can be sent and waits for nobody.
@@ -82,16 +88,21 @@ class PlayerContact {
 
   void take(MessageSocket::Received received);
   void take(message::Greeting greeting, platform::FileDescriptor);
-  void take(message::Ready, platform::FileDescriptor);
+  void take(const message::Ready& ready, platform::FileDescriptor);
   void take(const message::Refused& refused, platform::FileDescriptor);
   void take(const message::Buffer& buffer, platform::FileDescriptor memory);
   void take(message::EventEnd& end, platform::FileDescriptor);
   void take(message::PictureTaken, platform::FileDescriptor);
   void take(const message::Fault& fault, platform::FileDescriptor);
+  void take(const message::TextureTaken& taken, platform::FileDescriptor);
+  void leave(std::uint32_t texture);
   OutputReport reportOf(message::Report& report);
   void keepText(OutputReport& report);
   void requireReady() const;
   void takeAside();
+
+  void maybeShare();
+  ImageRef pictureOf(const message::Report& said);
 
   const PublishedPorts _ports;
   CompositionListener& _listener;
@@ -103,7 +114,14 @@ class PlayerContact {
   std::map<EventNumber, Inputs> _open;  ///< what was sent and not finished
   std::deque<PictureTicket> _picturesUnderWay;
 
+  std::atomic<std::uint32_t> _nextTexture = 0;
+  const bool _mayShareTextures;
+  std::atomic<bool> _sharesTextures = false;  ///< in fact
+  InputTextures _inputs;
+  LentTextures _lent;  ///< of the thread that takes, but for what is returned
+
   // Of the thread that takes:
+  std::string _playersDevice;
   bool _hasGreeted = false, _isReady = false;
   std::size_t _asides = 0;              ///< messages since an event's end
   std::vector<std::size_t> _textBytes;  ///< that the host keeps, by output

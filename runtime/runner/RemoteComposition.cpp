@@ -1,6 +1,5 @@
 #include "runtime/runner/RemoteComposition.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -14,6 +13,7 @@
 #include "platform/system/Dispatch.h"
 #include "platform/system/WithMemory.h"
 #include "runtime/ImagePixels.h"
+#include "runtime/sharing/TextureSharing.h"
 
 namespace vuo {
 namespace {
@@ -84,7 +84,8 @@ void RemoteComposition::startThread() {
   }
 }
 
-/// Images are read at once, since their pixels are the host's to change afterwards.
+/// Images that the player can't read where they lie are copied at once, since they are the host's
+/// to change afterwards.
 void RemoteComposition::setValue(std::size_t input, json_object* value) {
   const Type type = _ports.inputs.at(input).type;
   Kept kept;
@@ -96,20 +97,12 @@ void RemoteComposition::setValue(std::size_t input, json_object* value) {
   _backlog.set(input, kept);
 }
 
-RemoteComposition::Picture RemoteComposition::pictureOf(json_object* value) const {
-  const Value image = valueFromJson(Type::Image, value);
-  const VuoImage picture = std::get<ImageRef>(image).get();
-  PictureTicket ticket = _contact->ticketFor(picture->pixelsWide, picture->pixelsHigh);
-  JsonOwner withPixels;
-  if (pixelsOfImageValue(value) == nullptr) {
-    withPixels.reset(VuoImage_getInterprocessJson(picture));
-    value = withPixels.get();
-  }
-  const SharedMemory* pixels = pixelsOfImageValue(value);
-  if (pixels == nullptr) throw std::runtime_error("The image's texture can't be read");
-  platform::FileDescriptor own(fcntl(pixels->descriptor(), F_DUPFD_CLOEXEC, 0));
-  if (!own) throw std::runtime_error("There is no descriptor left for the image");
-  return {std::move(ticket), std::move(own)};
+RemoteComposition::Kept RemoteComposition::pictureOf(json_object* value) const {
+  const auto image = std::get<ImageRef>(valueFromJson(Type::Image, value));
+  if (auto named = _contact->nameFor(image)) return *std::move(named);
+  ++TextureSharing::counts().carriedIn;
+  PictureTicket ticket = _contact->ticketFor(image->pixelsWide, image->pixelsHigh);
+  return Picture{std::move(ticket), sharedPixelsOf(image.get())->takeDescriptor()};
 }
 
 /// The caller sends what the player takes at once. All else is left to the thread.
@@ -144,6 +137,8 @@ void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseco
   for (const auto& [input, kept] : event.values) {
     if (const auto* picture = std::get_if<Picture>(&kept))
       _contact->setPicture(input, picture->ticket, picture->pixels.get(), patience);
+    else if (const auto* named = std::get_if<NamedPicture>(&kept))
+      _contact->setPicture(input, *named, patience);
     else
       values.push_back({static_cast<std::uint32_t>(input), message::plain(std::get<Value>(kept))});
   }

@@ -34,15 +34,15 @@ class RemoteComposition : public Composition,
   void waitUntilStopped() override;
 
  private:
-  /// A host's picture as it was when it was set.
+  /// The pixels of a host's picture as it was when it was set.
   struct Picture {
     PictureTicket ticket;
     platform::FileDescriptor pixels;
   };
-  using Kept = std::variant<Value, Picture>;
+  using Kept = std::variant<Value, Picture, NamedPicture>;
   using Backlog = EventBacklog<Kept>;
 
-  Picture pictureOf(json_object* value) const;
+  Kept pictureOf(json_object* value) const;
   static bool isSmall(const Backlog::Event& event);
   void send(const Backlog::Event& event, std::chrono::milliseconds patience);
   void wake() const;

@@ -72,7 +72,6 @@ struct TexturePool::State {
 
   std::optional<Texture> take(std::uint64_t width, std::uint64_t height) {
     std::lock_guard hold(lock);
-    ++imagesMade;
     const auto found = std::find_if(idle.rbegin(), idle.rend(), [&](const Texture& texture) {
       return texture.width == width && texture.height == height;
     });
@@ -84,6 +83,7 @@ struct TexturePool::State {
 
   std::vector<Texture> takeOld() {
     std::lock_guard hold(lock);
+    ++imagesMade;
     const auto young = std::find_if(idle.begin(), idle.end(), [&](const Texture& texture) {
       return imagesMade - texture.idleSince <= longestIdleness;
     });
@@ -141,6 +141,10 @@ ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
   const std::uint32_t name = texture->name;
   return ImageRef(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack,
                                            new Loan{_state, std::move(*texture)}));
+}
+
+void TexturePool::madeElsewhere() {
+  deleteTextures(_state->takeOld());
 }
 
 void TexturePool::giveBack(VuoImage image) {

@@ -26,6 +26,10 @@ class TexturePool {
   /// std::runtime_error when there is no memory for it or the budget does not allow it.
   ImageRef newImage(std::uint64_t width, std::uint64_t height);
 
+  /// An image was made without the pool: what it keeps grows older as if it had made it. A context
+  /// of the group is current.
+  void madeElsewhere();
+
   /// How many textures of all pools exist in this process.
   static long liveTextures();
 

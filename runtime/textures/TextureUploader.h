@@ -18,6 +18,9 @@ class TextureUploader {
   /// it.
   ImageRef upload(std::uint64_t width, std::uint64_t height, const void* pixels);
 
+  /// As of TexturePool.
+  void madeElsewhere() { _pool.madeElsewhere(); }
+
  private:
   const std::shared_ptr<ShareGroup> _group;
   const std::shared_ptr<platform::GLContext> _context;

@@ -135,4 +135,8 @@ ImageRef FrameReceiver::receive(const message::PictureInBuffer& frame) {
   return _uploader->upload(width, height, buffer.memory->bytes());
 }
 
+void FrameReceiver::pictureCameOtherwise() {
+  if (_uploader) _uploader->madeElsewhere();
+}
+
 }  // namespace vuo

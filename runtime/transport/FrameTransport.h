@@ -58,6 +58,8 @@ class FrameReceiver {
   /// ProtocolError when the frame makes no sense, and another std::runtime_error when there is no
   /// room for it in the budget or on the machine.
   ImageRef receive(const message::PictureInBuffer& frame);
+  /// A picture came another way: what is kept for those that come this way grows older.
+  void pictureCameOtherwise();
 
  private:
   struct Buffer {

@@ -14,7 +14,7 @@ namespace vuo {
 
 /// Raised with every change of what travels. Both ends come from one build, so another number means
 /// that files of two builds were mixed.
-constexpr std::uint32_t messageFormat = 2;
+constexpr std::uint32_t messageFormat = 3;
 
 template <>
 inline constexpr auto membersOf<VuoColor> = std::tuple(&VuoColor::r, &VuoColor::g, &VuoColor::b,
@@ -60,9 +60,10 @@ struct Event {
   std::uint64_t event = 0;
   bool asked = false;  ///< also reaches published outputs that nothing has run for yet
   std::vector<InputValue> values;
-  std::vector<std::uint32_t> inputs;  ///< that it enters at
-  static constexpr auto members =
-      std::tuple(&Event::event, &Event::asked, &Event::values, &Event::inputs);
+  std::vector<std::uint32_t> inputs;             ///< that it enters at
+  std::vector<std::uint32_t> texturesBack = {};  ///< lent ones, for the player to draw in again
+  static constexpr auto members = std::tuple(&Event::event, &Event::asked, &Event::values,
+                                             &Event::inputs, &Event::texturesBack);
 };
 
 /// Nobody waits for the event any more.
@@ -92,13 +93,43 @@ struct Stop {
   static constexpr auto members = std::tuple();
 };
 
-using ToPlayer = std::variant<Greeting, Values, Event, Cancel, InputPicture, BufferBack, Stop>;
+/// A texture of the host's for both ends, by a number that is used once. The player answers with
+/// `TextureTaken`. The descriptor is that of its memory; ImageMemory tells the rest.
+struct Texture {
+  std::uint32_t texture = 0;
+  bool isLent = false;  ///< for the player to draw in; otherwise an input's picture lies in it
+  std::uint64_t width = 0, height = 0, memory = 0;
+  bool isDedicated = false;
+  std::string head;
+  static constexpr auto members =
+      std::tuple(&Texture::texture, &Texture::isLent, &Texture::width, &Texture::height,
+                 &Texture::memory, &Texture::isDedicated, &Texture::head);
+};
+template <>
+inline constexpr bool bringsDescriptor<Texture> = true;
+
+/// The input's texture is used no more.
+struct TextureGone {
+  std::uint32_t texture = 0;
+  static constexpr auto members = std::tuple(&TextureGone::texture);
+};
+
+/// Like a value: the picture that lies in a texture which the player has taken. It stays as it is
+/// until the player has left it.
+struct InputTexture {
+  std::uint32_t input = 0, texture = 0;
+  static constexpr auto members = std::tuple(&InputTexture::input, &InputTexture::texture);
+};
+
+using ToPlayer = std::variant<Greeting, Values, Event, Cancel, InputPicture, BufferBack, Stop,
+                              Texture, TextureGone, InputTexture>;
 
 // ---- player to host
 
 /// The composition has come up.
 struct Ready {
-  static constexpr auto members = std::tuple();
+  std::string device = {};  ///< on which it could share textures (see deviceIdentity); or empty
+  static constexpr auto members = std::tuple(&Ready::device);
 };
 
 /// The composition can't be played. The player ends.
@@ -124,10 +155,17 @@ struct PictureInBuffer {
       std::tuple(&PictureInBuffer::buffer, &PictureInBuffer::width, &PictureInBuffer::height);
 };
 
+/// A picture that was drawn in a texture that the host has lent, complete on the GPU. The texture
+/// is the host's until it gives it back.
+struct PictureInTexture {
+  std::uint32_t texture = 0;
+  static constexpr auto members = std::tuple(&PictureInTexture::texture);
+};
+
 /// An output that an event has reached; `std::monostate`: without data.
 struct Report {
   std::uint32_t output = 0;
-  std::variant<std::monostate, PlainValue, PictureInBuffer> data;
+  std::variant<std::monostate, PlainValue, PictureInBuffer, PictureInTexture> data;
   std::string fault;  ///< of a node that the value depends on, or why the value is not there
   static constexpr auto members = std::tuple(&Report::output, &Report::data, &Report::fault);
 };
@@ -136,8 +174,11 @@ struct EventEnd {
   std::uint64_t event = 0;
   EventReport::Outcome outcome = EventReport::Outcome::Run;
   std::vector<Report> reports;  ///< in the order of the outputs; none unless it was run
+  /// An input's, once for each picture in it that the player has done with; a lent one that it will
+  /// not draw in again.
+  std::vector<std::uint32_t> texturesLeft = {};
   static constexpr auto members =
-      std::tuple(&EventEnd::event, &EventEnd::outcome, &EventEnd::reports);
+      std::tuple(&EventEnd::event, &EventEnd::outcome, &EventEnd::reports, &EventEnd::texturesLeft);
 };
 
 /// The oldest input picture that had not been taken.
@@ -151,7 +192,15 @@ struct Fault {
   static constexpr auto members = std::tuple(&Fault::what);
 };
 
-using ToHost = std::variant<Greeting, Ready, Refused, Buffer, EventEnd, PictureTaken, Fault>;
+/// The answer to each texture, in order.
+struct TextureTaken {
+  std::uint32_t texture = 0;
+  std::string fault;  ///< why it can't be used; empty when it can
+  static constexpr auto members = std::tuple(&TextureTaken::texture, &TextureTaken::fault);
+};
+
+using ToHost =
+    std::variant<Greeting, Ready, Refused, Buffer, EventEnd, PictureTaken, Fault, TextureTaken>;
 
 /// What a value that is no picture travels as.
 PlainValue plain(const vuo::Value& value);

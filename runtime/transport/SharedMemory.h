@@ -25,6 +25,8 @@ class SharedMemory {
   int descriptor() const { return _descriptor.get(); }
   /// Closes the descriptor once the other process has it.
   void handedOver() { _descriptor = platform::FileDescriptor(); }
+  /// The same as the caller's own.
+  platform::FileDescriptor takeDescriptor() { return std::move(_descriptor); }
 
  private:
   void map(int descriptor, int protection);

@@ -1,0 +1,22 @@
+// By which way pictures go to and from compositions in processes of their own.
+#pragma once
+
+#include <string>
+
+/// For people: "shared textures", or "shared memory" and why. It is found out when the first
+/// picture has come from such a process, so it may change once. Any thread.
+std::string VuoSharing_description();
+
+/// Whether compositions that are started from now on may share textures, where the machine can. At
+/// first the environment decides: BRANNOW_SHARED_TEXTURES=0 forbids it. Any thread.
+void VuoSharing_allow(bool allowed);
+
+/// How many pictures have gone by which way in this process.
+struct VuoSharingCounts {
+  long sharedOut = 0;  ///< drawn by the composition in a texture that the host has, too
+  long carriedOut = 0;
+  long sharedIn = 0;  ///< read by the composition where they lay
+  long drawnIn = 0;   ///< drawn once in a texture that the composition has, too
+  long carriedIn = 0;
+};
+VuoSharingCounts VuoSharing_counts();
