@@ -38,10 +38,20 @@ GLuint newTexture(int width, int height) {
 
 BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader,
                    int width, int height, std::uint32_t input)
-    : _context(platform::GLContext::createSharedWith(shareWith.handle())),
+    : BareLoop(platform::GLContext::createSharedWith(shareWith.handle()), nullptr, fragmentShader,
+               width, height, input) {}
+
+BareLoop::BareLoop(BareLoop& firstPass, const std::string& fragmentShader)
+    : BareLoop(firstPass._context, &firstPass, fragmentShader, firstPass._width, firstPass._height,
+               0) {}
+
+BareLoop::BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* firstPass,
+                   const std::string& fragmentShader, int width, int height, std::uint32_t input)
+    : _context(std::move(context)),
       _width(width),
       _height(height),
       _input(input),
+      _firstPass(firstPass),
       _pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
   const platform::GLCurrent current(*_context);
   _program = glCreateProgram();
@@ -71,6 +81,10 @@ BareLoop::~BareLoop() {
 }
 
 void BareLoop::drawOnce() {
+  if (_firstPass != nullptr) {
+    _firstPass->drawOnce();
+    _input = _firstPass->_pictures[_firstPass->_framesDrawn % 2];
+  }
   glUseProgram(_program);
   glUniform1f(_time, static_cast<float>(_framesDrawn++) / 60.0F);
   if (_input != 0) glBindTexture(GL_TEXTURE_2D, _input);

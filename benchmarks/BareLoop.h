@@ -18,6 +18,9 @@ class BareLoop {
   /// sampler, 0 for a shader without one.
   BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader, int width,
            int height, std::uint32_t input = 0);
+  /// With the context of another, which must outlive this: each frame is two passes, and the second
+  /// one's sampler reads what the first one drew.
+  BareLoop(BareLoop& firstPass, const std::string& fragmentShader);
   ~BareLoop();
   BareLoop(const BareLoop&) = delete;
   BareLoop& operator=(const BareLoop&) = delete;
@@ -25,10 +28,14 @@ class BareLoop {
   void draw(int frames);
   /// Reads each frame back once and uploads it once, too.
   void drawAndCarry(int frames);
+  /// The texture that was drawn last.
+  std::uint32_t picture() const { return _pictures[_framesDrawn % 2]; }
   /// One frame, read into memory that stays the loop's.
   const std::vector<std::uint8_t>& drawAndRead();
 
  private:
+  BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* firstPass,
+           const std::string& fragmentShader, int width, int height, std::uint32_t input);
   void drawOnce();
 
   std::shared_ptr<platform::GLContext> _context;
@@ -36,6 +43,7 @@ class BareLoop {
   std::uint32_t _program = 0, _vertexArray = 0, _framebuffer = 0;
   std::uint32_t _pictures[2], _carried[2];
   std::uint32_t _input;
+  BareLoop* _firstPass;
   int _time = -1;
   unsigned _framesDrawn = 0;
   std::vector<std::uint8_t> _pixels;

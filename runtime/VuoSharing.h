@@ -1,7 +1,12 @@
 // By which way pictures go to and from compositions in processes of their own.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
+
+#include "platform/system/GLContext.h"
 
 /// For people: "shared textures", or "shared memory" and why. It is found out when the first
 /// picture has come from such a process, so it may change once. Any thread.
@@ -10,6 +15,16 @@ std::string VuoSharing_description();
 /// Whether compositions that are started from now on may share textures, where the machine can. At
 /// first the environment decides: BRANNOW_SHARED_TEXTURES=0 forbids it. Any thread.
 void VuoSharing_allow(bool allowed);
+
+/// A GL_TEXTURE_2D of format GL_RGBA8, sampled like a picture, that compositions in processes of
+/// their own read where it lies. It lives as long as `owner`, which is null where there is none to
+/// be had: where nothing is shared, or not in the share group of that context. Any thread.
+struct VuoSharedTexture {
+  std::shared_ptr<void> owner;
+  std::uint32_t name = 0;
+};
+VuoSharedTexture VuoSharing_makeTexture(platform::GLContextHandle shareGroup, std::size_t width,
+                                        std::size_t height);
 
 /// How many pictures have gone by which way in this process.
 struct VuoSharingCounts {

@@ -1,9 +1,11 @@
 // A scene's creation, its end, and its plain properties.
 #include "Brannow/VuoGLScene.h"
 
+#include "bridging/SharedPoolTextures.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/SystemLog.h"
 #include "runtime/VuoGlContext.h"
+#include "runtime/VuoSharing.h"
 #include "scene/Guarded.h"
 #include "scene/VuoGLSceneState.h"
 
@@ -11,6 +13,11 @@ void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext
   if (!context) return;
   guarded("+[VuoGLScene setGlobalVuoGLContext:]",
           [&] { VuoGlContext_setGlobalRootContext(context->handle()); });
+  guarded("+[VuoGLScene setGlobalVuoGLContext:]", shareTexturesOfPools);
+}
+
+std::string VuoGLScene::processPicturesDescription() {
+  return VuoSharing_description();
 }
 
 std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height) try {

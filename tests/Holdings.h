@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "runtime/sharing/SharedTexture.h"
 #include "runtime/textures/TexturePool.h"
 
 /// The children that run that program; any without a name.
@@ -47,7 +48,7 @@ struct Holdings {
                                                     std::filesystem::directory_iterator()));
     };
     return {count("/proc/self/fd"), count("/proc/self/task"), ::children().size(),
-            vuo::TexturePool::liveTextures()};
+            vuo::TexturePool::liveTextures() + vuo::SharedTexture::liveTextures()};
   }
 };
 

@@ -12,7 +12,9 @@
 #include <random>
 #include <thread>
 
+#include "platform/system/Dispatch.h"
 #include "runtime/runner/PlayerContact.h"
+#include "runtime/sharing/TextureSharing.h"
 #include "runtime/textures/TexturePool.h"
 
 namespace {
@@ -295,6 +297,23 @@ const Lie kLies[] = {
        p.say(message::Buffer{0, 4096}, {memory(4096).get()});
        p.say(endOf(1, {frame(1ull << 31, 1ull << 31)}));
      }},
+    // Textures.
+    {"a frame in a texture that it was not lent", "texture that it did not have",
+     [](Player& p) {
+       p.say(endOf(1, {{kPicture, message::PictureInTexture{0}, ""}}));
+     }},
+    {"a texture for a number", "VuoReal",
+     [](Player& p) {
+       p.say(endOf(1, {{kNumber, message::PictureInTexture{0}, ""}}));
+     }},
+    {"a texture that it was not given", "was not given",
+     [](Player& p) {
+       p.say(message::TextureTaken{0, ""});
+     }},
+    {"a texture left that it was not given", "did not have",
+     [](Player& p) {
+       p.say(message::EventEnd{1, Outcome::Run, {}, {7}});
+     }},
     // Descriptors.
     {"a buffer without its descriptor", "without its descriptor",
      [](Player& p) {
@@ -487,6 +506,55 @@ TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   EXPECT_TRUE(contact->hasRoom());
 }
 
+message::Report inTexture(std::uint32_t texture) {
+  return {kPicture, message::PictureInTexture{texture}, ""};
+}
+
+/// What it says once it has been lent textures, and how the host takes that.
+TEST_F(ContactTest, LiesAboutLentTexturesEndTheContact) {
+  vuo::TextureSharing::prepare();
+  platform::finishQueues();
+  if (vuo::TextureSharing::identity().empty()) GTEST_SKIP() << "this machine shares none";
+  const auto said = [&](const std::vector<message::ToHost>& words) {
+    meet();
+    for (vuo::EventNumber number = 1; number <= 5; ++number) fire(number);
+    player->say(message::Greeting());
+    player->say(message::Ready{vuo::TextureSharing::identity()});
+    player->say(message::Buffer{0, 4096}, {memory(4096).get()});
+    player->say(endOf(1, {frame(32, 32)}));
+    player->say(endOf(2, {frame(32, 32)}));
+    EXPECT_EQ(take(), "");
+    std::vector<std::uint32_t> lent;
+    for (const auto& heardOf : player->hear())
+      if (const auto* texture = std::get_if<message::Texture>(&heardOf)) {
+        EXPECT_TRUE(texture->isLent && texture->width == 32 && texture->height == 32);
+        lent.push_back(texture->texture);
+      }
+    EXPECT_THAT(lent, ElementsAre(0, 1, 2));
+    for (const message::ToHost& word : words) player->say(word);
+    return take();
+  };
+  const message::ToHost taken = message::TextureTaken{0, ""};
+  EXPECT_EQ(said({taken, endOf(3, {inTexture(0)})}), "");
+  EXPECT_EQ(heard->lines.back(), "3 picture=32x32");
+  EXPECT_EQ(said({message::TextureTaken{0, "no"}, endOf(3, {frame(32, 32)})}), "");
+  EXPECT_EQ(heard->lines.back(), "3 picture=32x32") << "the way through memory stays";
+  EXPECT_THAT(said({endOf(3, {inTexture(0)})}), HasSubstr("did not have")) << "nor taken";
+  EXPECT_THAT(said({taken, taken}), HasSubstr("twice"));
+  EXPECT_THAT(said({taken, endOf(3, {inTexture(3)})}), HasSubstr("did not have"));
+  EXPECT_THAT(said({message::TextureTaken{0, "no"}, endOf(3, {inTexture(0)})}),
+              HasSubstr("did not have"));
+  // The output keeps no picture here, so it was given back, but the player has not heard of it.
+  EXPECT_THAT(said({taken, endOf(3, {inTexture(0)}), endOf(4, {inTexture(0)})}),
+              HasSubstr("did not have"));
+  EXPECT_THAT(said({taken, endOf(3, {inTexture(0)}), message::EventEnd{4, Outcome::Run, {}, {0}}}),
+              HasSubstr("did not have"));
+  EXPECT_THAT(said({taken, message::EventEnd{3, Outcome::Run, {}, {0}}, endOf(4, {inTexture(0)})}),
+              HasSubstr("did not have"));
+  contact = nullptr;
+  EXPECT_EQ(vuo::SharedTexture::liveTextures(), 0);
+}
+
 TEST(TexturePoolTest, MakesNoMoreThanTheBudgetAllows) {
   const std::vector<std::uint8_t> pixels(64 * 64 * 4);
   vuo::TextureUploader drawing(std::make_shared<vuo::PictureBudget>(3 * pixels.size()));
@@ -517,6 +585,7 @@ class Nonsense {
   message::ToHost anything() {
     switch (below(40)) {
       case 0:
+        if (oneIn(4)) return message::TextureTaken{buffer(), text()};
         return message::PictureTaken();
       case 1:
         return oneIn(9) ? message::ToHost(message::Refused{text()}) : message::Fault{text()};
@@ -553,6 +622,7 @@ class Nonsense {
   }
   std::string text() { return std::string(oneIn(50) ? below(9000) : below(20), 'x'); }
   message::Report report(std::uint32_t output) {
+    if (oneIn(90)) return inTexture(buffer());
     const std::size_t kind = oneIn(60) ? below(4) : output;
     if (oneIn(9)) return {output, {}, text()};
     if (kind == kPicture && oneIn(4)) return value(output, {});

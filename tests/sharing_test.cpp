@@ -2,9 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdlib>
-#include <iostream>
 #include <random>
 #include <thread>
 
@@ -13,7 +14,6 @@
 #include "Holdings.h"
 #include "TestSupport.h"
 #include "runtime/VuoSharing.h"
-#include "runtime/sharing/TextureSharing.h"
 
 namespace {
 
@@ -106,27 +106,156 @@ class Sharing : public testing::Test {
         << width << "x" << height << ", " << third;
   }
 
+  /// Once a picture has come.
+  static bool isShared() {
+    platform::finishQueues();
+    return VuoSharing_description().starts_with("shared textures");
+  }
+
   TestFolder folder;
   TestLog log;
   ZQBufferPool* pool;
   std::string generator, filter;
 };
 
-TEST_F(Sharing, Generator) {
-  auto scene = running(generator);
-  for (int i = 0; i < 30; ++i) expectPixels(drawn(*scene, i, {70, 50}), i);
-  auto c = VuoSharing_counts();
-  std::cout << VuoSharing_description() << " " << c.sharedOut << " " << c.carriedOut << "\n";
-  auto f = running(filter);
-  for (int i = 0; i < 30; ++i) expectPixels(filtered(*f, drawn(*scene, i, {70, 50})), i + 1);
-  c = VuoSharing_counts();
-  std::cout << VuoSharing_description() << " " << c.sharedOut << " " << c.carriedOut << " in "
-            << c.sharedIn << " " << c.drawnIn << " " << c.carriedIn << "\n";
-  auto own = pool->allocBufferWithPixels(expected(70, 50, 7));
-  for (int i = 0; i < 30; ++i) expectPixels(filtered(*f, own), 8);
-  c = VuoSharing_counts();
-  std::cout << VuoSharing_description() << " " << c.sharedOut << " " << c.carriedOut << " in "
-            << c.sharedIn << " " << c.drawnIn << " " << c.carriedIn << "\n";
+TEST_F(Sharing, PixelsAreExactThroughAChainOfThreeWhileSizesChange) {
+  const auto first = running(generator), second = running(filter), third = running(filter);
+  const ZQSize sizes[] = {{70, 50}, {33, 7}, {1, 1}, {640, 360}};
+  int time = 0;
+  expectPixels(drawn(*first, time, {8, 8}), time);
+  (void)isShared();
+  const auto draw = [&](ZQSize size, int frames) {
+    for (int i = 0; i < frames; ++i) {
+      ++time;
+      const auto picture = drawn(*first, time, size);
+      const auto once = filtered(*second, picture), twice = filtered(*third, once);
+      expectPixels(twice, time + 2);
+      expectPixels(once, time + 1);
+      expectPixels(picture, time);
+      if (HasFatalFailure()) return;
+    }
+  };
+  for (int round = 0; round < 40; ++round) draw(sizes[round % 4], 1 + round % 3);
+  draw({70, 50}, 40);
+  const auto before = VuoSharing_counts();
+  draw({70, 50}, 10);
+  const auto after = VuoSharing_counts();
+  const long moved = after.carriedOut + after.carriedIn + after.drawnIn - before.carriedOut -
+                     before.carriedIn - before.drawnIn;
+  EXPECT_EQ(moved == 0, isShared()) << moved << " pictures moved";
+  EXPECT_EQ(after.sharedOut - before.sharedOut, isShared() ? 30 : 0);
+  EXPECT_EQ(after.sharedIn - before.sharedIn, isShared() ? 20 : 0);
+}
+
+/// As an input, and as an output that shows its input.
+TEST_F(Sharing, PicturesOfTheHostsAndOfItsPoolGoIn) {
+  const auto scene = running(filter);
+  const auto plain = pool->allocBufferWithPixels(expected(70, 50, 7));
+  expectPixels(filtered(*scene, plain), 8);
+  (void)isShared();
+  for (int i = 0; i < 12; ++i) expectPixels(filtered(*scene, plain), 8);
+  const auto before = VuoSharing_counts();
+  // Drawn anew by the host in one texture, which stays the host's.
+  for (int i = 0; i < 6; ++i) expectPixels(filtered(*scene, plain), 8);
+  const auto between = VuoSharing_counts();
+  for (int i = 0; i < 30; ++i) {
+    const auto buffer = pool->allocBufferWithPixels(expected(90, 50, i));
+    expectPixels(filtered(*scene, buffer), i + 1);
+    if (HasFatalFailure()) return;
+  }
+  const auto after = VuoSharing_counts();
+  EXPECT_EQ(between.carriedIn - before.carriedIn, isShared() ? 0 : 6);
+  EXPECT_GE(after.sharedIn - between.sharedIn, isShared() ? 20 : 0);
+}
+
+TEST_F(Sharing, BuffersAreKeptAndReleasedInAnyOrderOnAnyThread) {
+  struct Kept {
+    ZQBufferRef buffer;
+    int time;
+  };
+  const auto scene = running(generator);
+  expectPixels(drawn(*scene, 0, {64, 40}), 0);
+  (void)isShared();
+  std::mt19937 random(3);
+  std::vector<Kept> kept;
+  std::vector<std::thread> threads;
+  // More than are ever lent, so that the last of them come through memory.
+  for (int time = 0; time < 150; ++time) {
+    kept.push_back({drawn(*scene, time, {64, 40}), time});
+    const std::size_t most = time < 80 ? 80 : 5;
+    while (kept.size() > most) {
+      std::swap(kept[random() % kept.size()], kept.back());
+      expectPixels(kept.back().buffer, kept.back().time);
+      threads.emplace_back([last = std::move(kept.back().buffer)]() mutable { last = nullptr; });
+      kept.pop_back();
+    }
+    if (HasFatalFailure()) break;
+  }
+  for (auto& thread : threads) thread.join();
+  scene->prepareToBeDeleted();
+  for (const auto& [buffer, time] : kept) expectPixels(buffer, time);
+}
+
+/// BRANNOW_STRESS tells how often.
+TEST_F(Sharing, PlayersAreKilledWhileTheyHaveTextures) {
+  const char* const amount = std::getenv("BRANNOW_STRESS");
+  const int kills = amount ? std::atoi(amount) : 5;
+  Holdings before;
+  for (int kill = -1; kill < kills; ++kill) {
+    {
+      const auto scene = running(generator), second = running(filter);
+      std::vector<ZQBufferRef> kept;
+      for (int time = 0; time < 6; ++time) {
+        kept.push_back(drawn(*scene, time, {70, 50}));
+        expectPixels(filtered(*second, kept.back()), time + 1);
+      }
+      std::thread killer([&] {
+        for (const pid_t player : children("vuo-player")) ::kill(player, SIGKILL);
+      });
+      for (int time = 6; time < 9; ++time) {
+        VuoFrameRequest request;
+        request.time = time;
+        (void)scene->renderFrame(request, std::nullopt);
+      }
+      killer.join();
+      serveMainQueueUntil([&] { return !scene->readyToRender() && !second->readyToRender(); });
+      for (int time = 0; time < 6; ++time) expectPixels(kept[static_cast<std::size_t>(time)], time);
+    }
+    platform::finishQueues();
+    platform::MainQueue::shared().runDue();
+    platform::finishQueues();
+    pool->purgeIdleBuffers();
+    if (kill < 0) before = Holdings::now();
+    if (HasFatalFailure()) return;
+  }
+  EXPECT_EQ(Holdings::after(before), before);
+}
+
+TEST_F(Sharing, FallsBackInTheMiddleOfARun) {
+  const auto scene = running(generator), second = running(filter);
+  int time = 0;
+  const auto draw = [&](ZQSize size, int frames) {
+    for (int i = 0; i < frames; ++i, ++time) {
+      const auto picture = drawn(*scene, time, size);
+      expectPixels(filtered(*second, picture), time + 1);
+      expectPixels(picture, time);
+    }
+  };
+  draw({70, 50}, 1);
+  (void)isShared();
+  draw({70, 50}, 20);
+  // No more descriptors than memory's way needs: textures of another size can't be had.
+  rlimit usual;
+  getrlimit(RLIMIT_NOFILE, &usual);
+  const int next = dup(0);
+  close(next);
+  const rlimit few{static_cast<rlim_t>(next + 3), usual.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  draw({90, 30}, 20);
+  setrlimit(RLIMIT_NOFILE, &usual);
+  draw({70, 50}, 20);
+  EXPECT_EQ(scene->status().state, VuoSceneStatus::State::Running);
+  EXPECT_EQ(second->status().state, VuoSceneStatus::State::Running);
 }
 
 }  // namespace

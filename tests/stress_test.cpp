@@ -56,6 +56,7 @@ class Stress : public testing::Test {
     platform::finishQueues();
     platform::MainQueue::shared().runDue();
     platform::finishQueues();
+    pool->purgeIdleBuffers();
   }
 
   TestFolder folder;

@@ -124,6 +124,9 @@ void Panel::drawMode() {
   if (ImGui::RadioButton("Separate process", newProcess)) _actions.setNewProcess(true);
   ImGui::SameLine();
   if (ImGui::RadioButton("In process", !newProcess)) _actions.setNewProcess(false);
+  if (newProcess)
+    clipped("Pictures by " + VuoGLScene::processPicturesDescription(),
+            ImGui::GetContentRegionAvail().x - 16 * _scale);
 }
 
 void Panel::drawFrames() {

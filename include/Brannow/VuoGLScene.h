@@ -52,6 +52,10 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// be called once, before the first scene loads. Only the handle is kept: the caller keeps the
   /// context until all scenes and what they were showing are gone. Null is ignored.
   static void setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context);
+  /// By which way the pictures of compositions in processes of their own go on this machine, for
+  /// people: "shared textures", or "shared memory" and why. Found out when the first picture has
+  /// come from such a process. Any thread; does not wait for that.
+  static std::string processPicturesDescription();
 
   // --- life
 
@@ -162,10 +166,11 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// does not exist or the value does not fit its type: numbers and truth values fit each other,
   /// the rest only its own kind. A load starts with the defaults again.
   void setValue(const Value& value, const Key& forInputKey);
-  /// The same with an image, the whole of the buffer's texture. In a process of its own the
-  /// composition gets the pixels before the call returns. In this process it uses the texture
-  /// itself, which must not change, and holds the buffer until another image takes its place or the
-  /// composition ends.
+  /// The same with an image, the whole of the buffer's texture. In this process the composition
+  /// uses the texture itself, which must not change, and holds the buffer until another image takes
+  /// its place or the composition ends. In a process of its own it may do the same with buffers of
+  /// the pool and pictures of other compositions; any other image is copied before the call
+  /// returns.
   void setBuffer(const ZQBufferRef& buffer, const Key& forInputImageKey);
   /// The current value of an output.
   VuoOutput allocValueForOutputKey(const Key& key);

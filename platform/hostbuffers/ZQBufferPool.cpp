@@ -10,13 +10,33 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <unordered_map>
 
 ZQBufferPool* _globalZQBufferPool = nullptr;
 
 namespace {
 
 constexpr std::size_t kMostIdleTextures = 16;
+/// Each holds a descriptor, of which a process has 1024 where nobody has asked for more.
+constexpr std::size_t kMostMadeElsewhere = 64;
 constexpr std::size_t kBytesPerPixel = 4;
+
+/// Lives until the process is gone.
+struct TextureMaking {
+  std::mutex lock;  ///< guards the field below; no lock is taken inside it
+  ZQTextureMaker maker;
+};
+
+TextureMaking& theTextureMaking() {
+  static TextureMaking& making = *new TextureMaking;
+  return making;
+}
+
+ZQTextureMaker textureMaker() {
+  TextureMaking& making = theTextureMaking();
+  std::lock_guard guard(making.lock);
+  return making.maker;
+}
 
 struct Texture {
   GLenum target = 0;
@@ -142,6 +162,9 @@ struct ZQBufferPool::State {
   std::mutex gpuLock;
   std::mutex idleLock;
   std::deque<Texture> idle;  ///< guarded by `idleLock`; the one given back first comes first
+  /// Who keeps the textures that were made elsewhere, by name; guarded by `idleLock`.
+  std::unordered_map<GLuint, std::shared_ptr<void>> madeElsewhere;
+  platform::GLContextHandle shareGroup;
 
   /// Runs `work` in the pool's context and waits for the GPU; true when GL found no fault.
   template <class Work>
@@ -151,6 +174,7 @@ struct ZQBufferPool::State {
   std::optional<Texture> takeIdle(const Texture& kind);
   bool keep(const Texture& texture);
   std::optional<Texture> make(Texture kind);
+  bool makeElsewhere(Texture& kind);
   void destroy(const Texture& texture);
 };
 
@@ -197,7 +221,25 @@ bool ZQBufferPool::State::keep(const Texture& texture) try {
   return false;
 }
 
+/// Neither lock is held meanwhile.
+bool ZQBufferPool::State::makeElsewhere(Texture& kind) {
+  const ZQTextureMaker maker = textureMaker();
+  if (!maker || kind.target != GL_TEXTURE_2D) return false;
+  {
+    std::lock_guard guard(idleLock);
+    if (madeElsewhere.size() >= kMostMadeElsewhere) return false;
+  }
+  ZQMadeTexture made = maker(shareGroup, kind.width, kind.height);
+  if (!made.owner) return false;
+  std::lock_guard guard(idleLock);
+  kind.name = made.name;
+  madeElsewhere.emplace(made.name, std::move(made.owner));
+  textureCount++;
+  return true;
+}
+
 std::optional<Texture> ZQBufferPool::State::make(Texture kind) {
+  if (makeElsewhere(kind)) return kind;
   const bool made = onGpu([&] {
     glGenTextures(1, &kind.name);
     specify(kind);
@@ -210,12 +252,25 @@ std::optional<Texture> ZQBufferPool::State::make(Texture kind) {
 
 void ZQBufferPool::State::destroy(const Texture& texture) {
   if (texture.name == 0) return;
+  std::shared_ptr<void> owner;  // goes without the lock
+  {
+    std::lock_guard guard(idleLock);
+    if (const auto found = madeElsewhere.find(texture.name); found != madeElsewhere.end()) {
+      owner = std::move(found->second);
+      madeElsewhere.erase(found);
+    }
+  }
+  if (owner) {
+    textureCount--;
+    return;
+  }
   if (onGpu([&] { glDeleteTextures(1, &texture.name); })) textureCount--;
 }
 
 std::unique_ptr<ZQBufferPool> ZQBufferPool::create(platform::GLContextHandle shareGroup) {
   auto state = std::make_unique<State>();
   state->context = platform::GLContext::createSharedWith(shareGroup);
+  state->shareGroup = shareGroup;
   if (!state->context || !state->onGpu([&] { state->readLimits(); })) return nullptr;
   return std::unique_ptr<ZQBufferPool>(new ZQBufferPool(std::move(state)));
 }
@@ -307,6 +362,12 @@ void ZQBufferPool::purgeIdleBuffers() {
 
 std::size_t ZQBufferPool::textureCount() const {
   return _state->textureCount;
+}
+
+void ZQBufferPool::setTextureMaker(ZQTextureMaker maker) {
+  TextureMaking& making = theTextureMaking();
+  std::lock_guard guard(making.lock);
+  making.maker = std::move(maker);
 }
 
 void ZQBufferPool::timestampThisBuffer(ZQBuffer& buffer) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -19,6 +20,16 @@ struct ZQPixels {
   std::vector<std::uint8_t> rgba;
   bool operator==(const ZQPixels&) const = default;
 };
+
+/// A texture that somebody else makes for a pool, and who keeps it; it goes with `owner`.
+struct ZQMadeTexture {
+  std::shared_ptr<void> owner;
+  std::uint32_t name = 0;
+};
+/// Makes GL_TEXTURE_2D textures of format GL_RGBA8 in that context's share group, with whatever
+/// context is current; none where it makes none.
+using ZQTextureMaker = std::function<ZQMadeTexture(platform::GLContextHandle shareGroup,
+                                                   std::size_t width, std::size_t height)>;
 
 /// A pool works through a GL context of its own in the share group of the context it was made
 /// with; every operation may be called from any thread, with or without a current context, and
@@ -55,6 +66,10 @@ class ZQBufferPool : public GLScene {
   void purgeIdleBuffers();
   /// Textures that the pool has made and not yet deleted, idle ones included.
   std::size_t textureCount() const;
+
+  /// Has all pools ask `maker` first for the textures that they make from now on. The framework
+  /// sets one that makes textures which other processes can have, too.
+  static void setTextureMaker(ZQTextureMaker maker);
 
   /// Gives the buffer a fresh time stamp.
   static void timestampThisBuffer(ZQBuffer& buffer);

@@ -212,14 +212,20 @@ void PlayerContact::take(message::PictureTaken, platform::FileDescriptor) {
 
 /// Both have to draw on one device with one driver.
 void PlayerContact::maybeShare() {
-  if (_sharesTextures || !_mayShareTextures || _playersDevice.empty()) return;
-  _sharesTextures = TextureSharing::identity() == _playersDevice;
+  if (!_mayShareTextures || _playersDevice.empty()) return;
+  const std::string ours = TextureSharing::identity();
+  if (ours.empty()) return;
+  _sharesTextures = ours == _playersDevice;
+  if (!_sharesTextures) TextureSharing::fellBack("a composition's process draws on another device");
+  _playersDevice.clear();  // compared
 }
 
 void PlayerContact::take(const message::TextureTaken& taken, platform::FileDescriptor) {
   const bool isInput = _inputs.has(taken.texture);
   if (!isInput && !_lent.has(taken.texture))
     throw ProtocolError("it took a texture that it was not given");
+  if (taken.fault.size() > longestFault) throw ProtocolError("it told of a fault at great length");
+  if (!taken.fault.empty()) TextureSharing::fellBack(taken.fault);
   if (taken.fault.empty())
     isInput ? _inputs.taken(taken.texture) : _lent.taken(taken.texture);
   else

@@ -35,8 +35,12 @@ std::optional<NamedPicture> InputTextures::nameFor(const ImageRef& image,
     if (named >= static_cast<long>(mostNamedPictures))
       throw std::runtime_error("The composition is " + std::to_string(named) + " pictures behind");
   }
-  auto picture = inPlace(image, number);
-  return picture ? picture : copied(image, number);
+  bool isOffered = false;
+  if (const auto texture = TextureSharing::of(image.get())) {
+    auto picture = inPlace(image, texture, number, isOffered);
+    if (picture || isOffered) return picture;  // or it will soon be taken
+  }
+  return copied(image, number);
 }
 
 /// The token's count tells how many of its pictures are on their way or with the player.
@@ -48,17 +52,18 @@ NamedPicture InputTextures::use(All::iterator offered, ImageRef image) {
 }
 
 std::optional<NamedPicture> InputTextures::inPlace(const ImageRef& image,
-                                                   std::atomic<std::uint32_t>& number) {
-  const auto texture = TextureSharing::of(image.get());
-  if (!texture) return std::nullopt;
+                                                   const std::shared_ptr<SharedTexture>& texture,
+                                                   std::atomic<std::uint32_t>& number,
+                                                   bool& isOffered) {
   std::lock_guard hold(_lock);
   const auto found = std::find_if(_offered.begin(), _offered.end(), [&](const auto& offered) {
     return !offered.second.own && offered.second.texture.lock() == texture;
   });
   if (found == _offered.end()) {
-    offer(texture, false, number++);
+    isOffered = offer(texture, false, number++);
     return std::nullopt;
   }
+  isOffered = true;
   if (!found->second.isTaken) return std::nullopt;
   ++TextureSharing::counts().sharedIn;
   return use(found, image);
@@ -88,8 +93,9 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
           offer(TextureSharing::make(image->pixelsWide, image->pixelsHigh,
                                      PictureBudget::take(_budget, bytes)),
                 true, number++);
-        } catch (const std::exception&) {
-          _refused = true;  // there is no memory or descriptor: the way through memory stays
+        } catch (const std::exception& fault) {
+          TextureSharing::fellBack(fault.what());
+          _refused = true;
         }
       return std::nullopt;
     }
@@ -107,13 +113,14 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
 }
 
 /// The caller holds the lock. One that can't be sent now is offered with a later picture.
-void InputTextures::offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn,
+bool InputTextures::offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn,
                           std::uint32_t number) try {
-  if (_offered.size() >= mostInputTextures || !_socket.takesAtOnce()) return;
-  if (!sendTexture(_socket, number, false, *texture, patience)) return;
+  if (_offered.size() >= mostInputTextures || !_socket.takesAtOnce()) return false;
+  if (!sendTexture(_socket, number, false, *texture, patience)) return false;
   _offered.emplace(number, Offered{texture, isOwn ? texture : nullptr, false, _uses});
+  return true;
 } catch (const std::runtime_error&) {
-  // The system has no room for the message.
+  return false;  // the system has no room for the message
 }
 
 /// The caller holds the lock.
@@ -155,6 +162,7 @@ void InputTextures::taken(std::uint32_t number) {
 }
 
 void InputTextures::refused(std::uint32_t number) {
+  taken(number);
   std::shared_ptr<SharedTexture> own;  // goes without the lock
   std::lock_guard hold(_lock);
   _refused = true;

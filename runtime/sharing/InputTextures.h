@@ -63,9 +63,11 @@ class InputTextures {
   };
   using All = std::map<std::uint32_t, Offered>;
 
-  std::optional<NamedPicture> inPlace(const ImageRef& image, std::atomic<std::uint32_t>& number);
+  std::optional<NamedPicture> inPlace(const ImageRef& image,
+                                      const std::shared_ptr<SharedTexture>& texture,
+                                      std::atomic<std::uint32_t>& number, bool& isOffered);
   std::optional<NamedPicture> copied(const ImageRef& image, std::atomic<std::uint32_t>& number);
-  void offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn, std::uint32_t number);
+  bool offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn, std::uint32_t number);
   NamedPicture use(All::iterator offered, ImageRef image);
   void forgetOld();
 

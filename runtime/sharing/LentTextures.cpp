@@ -84,10 +84,12 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
       {
         std::lock_guard hold(_state->lock);
         _state->lent.emplace(number, State::Lent{texture});
+        _state->returned.reserve(_state->lent.size());  // where it comes back nothing may fail
       }
       if (!sendTexture(_socket, number, true, *texture, patience)) return;
-    } catch (const std::exception&) {
-      _refused = true;  // there is no memory or descriptor for it: the way through memory stays
+    } catch (const std::exception& fault) {
+      TextureSharing::fellBack(fault.what());
+      _refused = true;
       return;
     }
 }
@@ -104,6 +106,7 @@ void LentTextures::taken(std::uint32_t number) {
 }
 
 void LentTextures::refused(std::uint32_t number) {
+  taken(number);
   _refused = true;
   left(number);
 }
@@ -151,7 +154,9 @@ std::vector<std::uint32_t> LentTextures::takeReturned() {
     const auto found = _state->lent.find(number);
     if (found != _state->lent.end()) found->second.place = State::Place::Player;
   }
-  return std::exchange(_state->returned, {});
+  const std::vector<std::uint32_t> returned = _state->returned;
+  _state->returned.clear();  // keeps its room
+  return returned;
 }
 
 }  // namespace vuo

@@ -39,8 +39,10 @@ bool isFileInMemory(const platform::FileDescriptor& file) {
 /// Where this process has mapped the file. Nobody else maps or unmaps it.
 Range mappingOf(const platform::FileDescriptor& file) {
   const struct stat status = statusOf(file);
+  const std::string itsNode = " " + std::to_string(status.st_ino) + " ";
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
+    if (line.find(itsNode) == line.npos) continue;
     std::istringstream words(line);
     Range range;
     char separator = 0;

@@ -31,7 +31,8 @@ struct Service {
   std::mutex lock;  ///< guards the fields below; no lock is taken inside it
   std::condition_variable decided;
   bool isDeciding = false, isDecided = false, isOver = false;
-  std::string whyNot;  ///< where it has been decided against
+  std::string whyNot;    ///< where it has been decided against
+  std::string fellBack;  ///< why it did not always serve
   // Set once, where it has been decided for:
   std::string identity;
   std::shared_ptr<ShareGroup> group;
@@ -154,7 +155,15 @@ std::string TextureSharing::description() {
   if (!service.isAllowed) return "shared memory (sharing textures is switched off)";
   std::lock_guard hold(service.lock);
   if (!service.isDecided) return "shared memory (nothing has asked for shared textures yet)";
-  return service.whyNot.empty() ? "shared textures" : "shared memory (" + service.whyNot + ")";
+  if (!service.whyNot.empty()) return "shared memory (" + service.whyNot + ")";
+  if (service.fellBack.empty()) return "shared textures";
+  return "shared textures, or shared memory (" + service.fellBack + ")";
+}
+
+void TextureSharing::fellBack(const std::string& why) {
+  Service& service = Service::only();
+  std::lock_guard hold(service.lock);
+  service.fellBack = why;
 }
 
 void TextureSharing::allow(bool allowed) {

@@ -19,6 +19,8 @@ class TextureSharing {
   static std::string identity();
   /// For people: which way serves, and why where it is not the better one.
   static std::string description();
+  /// Some pictures go through memory nevertheless, and why.
+  static void fellBack(const std::string& why);
   /// Takes effect for compositions that are started from now on. At first the environment decides:
   /// BRANNOW_SHARED_TEXTURES=0 forbids it.
   static void allow(bool allowed);

@@ -18,6 +18,8 @@ class ShareGroup {
   /// Groups made for the former root live on with what belongs to them.
   static void setRoot(platform::GLContextHandle root);
 
+  platform::GLContextHandle root() const { return _root->handle(); }
+
   /// Throws std::runtime_error when the driver refuses.
   std::shared_ptr<platform::GLContext> createContext() const;
 

@@ -17,6 +17,7 @@
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoHeap.h"
 #include "runtime/VuoRunnerCocoa.h"
+#include "runtime/VuoSharing.h"
 #include "runtime/VuoValues.h"
 
 namespace scripted {
@@ -334,6 +335,13 @@ json_object* VuoImage_getInterprocessJson(VuoImage image) {
   called("interprocessImageJson");
   if (!theScript.yieldsJson) return nullptr;
   return json_object_new_int64(reinterpret_cast<std::int64_t>(image));
+}
+
+std::string VuoSharing_description() {
+  return {};
+}
+VuoSharedTexture VuoSharing_makeTexture(platform::GLContextHandle, std::size_t, std::size_t) {
+  return {};
 }
 
 VuoColor VuoColor_makeWithRGBA(float r, float g, float b, float a) {

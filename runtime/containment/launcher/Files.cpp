@@ -31,7 +31,7 @@ constexpr const char* systemPaths[] = {
     "/sys/devices", "/sys/class/drm", "/sys/dev/char", "/sys/bus/pci", "/sys/module/nvidia",
     "/dev/urandom", "/dev/zero"};
 
-constexpr const char* devicePaths[] = {"/dev/null", "/dev/dri", "/dev/udmabuf"};
+constexpr const char* devicePaths[] = {"/dev/null", "/dev/dri"};
 constexpr const char* devicesOfNvidia = "nvidia";
 
 /// Lists of folders and files by which whoever started the host has said where drivers lie.

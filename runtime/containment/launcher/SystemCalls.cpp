@@ -165,9 +165,8 @@ constexpr int processCommands[] = {PR_SET_NAME, PR_GET_NAME, PR_SET_VMA, PR_GET_
                                    PR_GET_TIMERSLACK};
 
 /// What drivers tell their devices, by the second byte of the command: DRM, NVIDIA, NVIDIA's
-/// unified memory, buffers and fences that processes share, and memory of this process's as such a
-/// buffer.
-constexpr int deviceCommands[] = {'d', 'F', 0, 'b', '>', 'u'};
+/// unified memory, buffers and fences that processes share.
+constexpr int deviceCommands[] = {'d', 'F', 0, 'b', '>'};
 
 class Filter {
  public:
