@@ -66,6 +66,9 @@ class Sharing : public testing::Test {
                              "f.frag", "PublishedInputs:image -> S:image;\n"));
   }
 
+  /// Scenes end in the background, and give up the pool's buffers then.
+  ~Sharing() override { platform::finishQueues(); }
+
   std::shared_ptr<VuoGLScene> running(const std::string& file) {
     auto scene = VuoGLScene::initWithSize(70, 50);
     scene->setRunnerNewProcess(true);
