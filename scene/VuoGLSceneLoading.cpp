@@ -152,6 +152,7 @@ std::uint64_t VuoGLScene::_setFile(const Path& path, std::optional<std::uint64_t
   if (insteadOf && *insteadOf != _state->loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
   comp = ZQVuoComposition::initWithPath(path);
+  if (path && !comp) throw std::bad_alloc();
   _state->comp.swap(comp);
   _state->filePath.swap(file);
   _state->loadDate = date;
