@@ -1,6 +1,7 @@
 #include "Brannow/VuoBufferPoolAdditions.h"
 
 #include "runtime/VuoHeap.h"
+#include "runtime/VuoImage.h"
 
 namespace {
 
