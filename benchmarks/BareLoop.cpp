@@ -36,14 +36,14 @@ GLuint newTexture(int width, int height) {
 
 }  // namespace
 
-BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader,
+BareLoop::BareLoop(const brannow::GLContext& shareWith, const std::string& fragmentShader,
                    int width, int height, std::uint32_t input)
-    : _context(platform::GLContext::createSharedWith(shareWith.handle())),
+    : _context(brannow::GLContext::createSharedWith(shareWith.handle())),
       _width(width),
       _height(height),
       _input(input),
       _pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   _program = glCreateProgram();
   attach(_program, GL_VERTEX_SHADER, vertexShader);
   attach(_program, GL_FRAGMENT_SHADER, fragmentShader.c_str());
@@ -62,7 +62,7 @@ BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& frag
 }
 
 BareLoop::~BareLoop() {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   glDeleteTextures(2, _pictures);
   glDeleteTextures(2, _carried);
   glDeleteFramebuffers(1, &_framebuffer);
@@ -83,7 +83,7 @@ void BareLoop::drawOnce() {
 }
 
 void BareLoop::draw(int frames) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   for (int i = 0; i < frames; ++i) {
     drawOnce();
     glFinish();
@@ -91,7 +91,7 @@ void BareLoop::draw(int frames) {
 }
 
 void BareLoop::drawAndCarry(int frames) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   for (int i = 0; i < frames; ++i) {
     drawOnce();
     glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
@@ -103,7 +103,7 @@ void BareLoop::drawAndCarry(int frames) {
 }
 
 const std::vector<std::uint8_t>& BareLoop::drawAndRead() {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   drawOnce();
   glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
   return _pixels;

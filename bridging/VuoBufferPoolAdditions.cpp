@@ -3,6 +3,7 @@
 #include <new>
 
 #include "runtime/VuoHeap.h"
+#include "runtime/VuoImage.h"
 
 namespace {
 

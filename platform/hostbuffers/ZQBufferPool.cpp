@@ -1,4 +1,4 @@
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 
 #include <epoxy/gl.h>
 
@@ -132,7 +132,7 @@ bool readTexture(const ZQBuffer& buffer, ZQPixels& pixels) {
 }  // namespace
 
 struct ZQBufferPool::State {
-  std::shared_ptr<platform::GLContext> context;
+  std::shared_ptr<brannow::GLContext> context;
   GLint largest2D = 0;
   GLint largestRectangle = 0;
   std::atomic<std::size_t> textureCount{0};
@@ -157,7 +157,7 @@ struct ZQBufferPool::State {
 template <class Work>
 bool ZQBufferPool::State::onGpu(Work work) {
   std::lock_guard guard(gpuLock);
-  const platform::GLCurrent current(*context);
+  const brannow::GLCurrent current(*context);
   if (!current) return false;
   work();
   glFinish();
@@ -213,9 +213,9 @@ void ZQBufferPool::State::destroy(const Texture& texture) {
   if (onGpu([&] { glDeleteTextures(1, &texture.name); })) textureCount--;
 }
 
-std::unique_ptr<ZQBufferPool> ZQBufferPool::create(platform::GLContextHandle shareGroup) {
+std::unique_ptr<ZQBufferPool> ZQBufferPool::create(brannow::GLContextHandle shareGroup) {
   auto state = std::make_unique<State>();
-  state->context = platform::GLContext::createSharedWith(shareGroup);
+  state->context = brannow::GLContext::createSharedWith(shareGroup);
   if (!state->context || !state->onGpu([&] { state->readLimits(); })) return nullptr;
   return std::unique_ptr<ZQBufferPool>(new ZQBufferPool(std::move(state)));
 }

@@ -1,8 +1,8 @@
-#include "platform/system/GLContext.h"
+#include "Brannow/GLContext.h"
 
 #include <epoxy/egl.h>
 
-namespace platform {
+namespace brannow {
 namespace {
 
 constexpr EGLint kContextAttributes[] = {EGL_CONTEXT_MAJOR_VERSION,
@@ -121,4 +121,4 @@ GLCurrent::~GLCurrent() {
   }
 }
 
-}  // namespace platform
+}  // namespace brannow

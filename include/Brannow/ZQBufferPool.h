@@ -4,12 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <vector>
 
-#include "platform/hostbuffers/GLScene.h"
-#include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/system/GLContext.h"
+#include "Brannow/BrannowExport.h"
+#include "Brannow/GLContext.h"
+#include "Brannow/GLScene.h"
+#include "Brannow/ZQBuffer.h"
 
 /// 8-bit RGBA pixels in host memory, rows from the top of the picture to its bottom, without
 /// padding between rows.
@@ -25,10 +25,10 @@ struct ZQPixels {
 /// leaves the caller's current context as it was. Operations that touch the GPU block each other.
 ///
 /// Textures hold their pictures the way OpenGL draws them: the first row in memory is the bottom.
-class ZQBufferPool : public GLScene {
+class BRANNOW_API ZQBufferPool : public GLScene {
  public:
   /// Null when no context could be made in `shareGroup`.
-  static std::unique_ptr<ZQBufferPool> create(platform::GLContextHandle shareGroup);
+  static std::unique_ptr<ZQBufferPool> create(brannow::GLContextHandle shareGroup);
   ~ZQBufferPool() override;
 
   /// Stops handing out buffers and keeping textures; buffers still held outside stay usable.
@@ -71,4 +71,4 @@ class ZQBufferPool : public GLScene {
 
 /// The process-wide pool: none until the host has set one. The host owns it and keeps it until no
 /// scene and no buffer needs it any more.
-extern ZQBufferPool* _globalZQBufferPool;
+BRANNOW_API extern ZQBufferPool* _globalZQBufferPool;
