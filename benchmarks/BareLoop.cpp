@@ -36,16 +36,16 @@ GLuint newTexture(int width, int height) {
 
 }  // namespace
 
-BareLoop::BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader,
+BareLoop::BareLoop(const brannow::GLContext& shareWith, const std::string& fragmentShader,
                    int width, int height, std::uint32_t input)
-    : BareLoop(platform::GLContext::createSharedWith(shareWith.handle()), nullptr, fragmentShader,
+    : BareLoop(brannow::GLContext::createSharedWith(shareWith.handle()), nullptr, fragmentShader,
                width, height, input) {}
 
 BareLoop::BareLoop(BareLoop& firstPass, const std::string& fragmentShader)
     : BareLoop(firstPass._context, &firstPass, fragmentShader, firstPass._width, firstPass._height,
                0) {}
 
-BareLoop::BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* firstPass,
+BareLoop::BareLoop(std::shared_ptr<brannow::GLContext> context, BareLoop* firstPass,
                    const std::string& fragmentShader, int width, int height, std::uint32_t input)
     : _context(std::move(context)),
       _width(width),
@@ -53,7 +53,7 @@ BareLoop::BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* first
       _input(input),
       _firstPass(firstPass),
       _pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   _program = glCreateProgram();
   attach(_program, GL_VERTEX_SHADER, vertexShader);
   attach(_program, GL_FRAGMENT_SHADER, fragmentShader.c_str());
@@ -72,7 +72,7 @@ BareLoop::BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* first
 }
 
 BareLoop::~BareLoop() {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   glDeleteTextures(2, _pictures);
   glDeleteTextures(2, _carried);
   glDeleteFramebuffers(1, &_framebuffer);
@@ -97,7 +97,7 @@ void BareLoop::drawOnce() {
 }
 
 void BareLoop::draw(int frames) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   for (int i = 0; i < frames; ++i) {
     drawOnce();
     glFinish();
@@ -105,7 +105,7 @@ void BareLoop::draw(int frames) {
 }
 
 void BareLoop::drawAndCarry(int frames) {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   for (int i = 0; i < frames; ++i) {
     drawOnce();
     glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
@@ -117,7 +117,7 @@ void BareLoop::drawAndCarry(int frames) {
 }
 
 const std::vector<std::uint8_t>& BareLoop::drawAndRead() {
-  const platform::GLCurrent current(*_context);
+  const brannow::GLCurrent current(*_context);
   drawOnce();
   glReadPixels(0, 0, _width, _height, GL_RGBA, GL_UNSIGNED_BYTE, _pixels.data());
   return _pixels;

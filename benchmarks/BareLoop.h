@@ -10,13 +10,13 @@
 #include <thread>
 #include <vector>
 
-#include "platform/system/GLContext.h"
+#include "Brannow/GLContext.h"
 
 class BareLoop {
  public:
   /// With a context of its own. `input` is a texture in that context's share group for the shader's
   /// sampler, 0 for a shader without one.
-  BareLoop(const platform::GLContext& shareWith, const std::string& fragmentShader, int width,
+  BareLoop(const brannow::GLContext& shareWith, const std::string& fragmentShader, int width,
            int height, std::uint32_t input = 0);
   /// With the context of another, which must outlive this: each frame is two passes, and the second
   /// one's sampler reads what the first one drew.
@@ -34,11 +34,11 @@ class BareLoop {
   const std::vector<std::uint8_t>& drawAndRead();
 
  private:
-  BareLoop(std::shared_ptr<platform::GLContext> context, BareLoop* firstPass,
+  BareLoop(std::shared_ptr<brannow::GLContext> context, BareLoop* firstPass,
            const std::string& fragmentShader, int width, int height, std::uint32_t input);
   void drawOnce();
 
-  std::shared_ptr<platform::GLContext> _context;
+  std::shared_ptr<brannow::GLContext> _context;
   int _width, _height;
   std::uint32_t _program = 0, _vertexArray = 0, _framebuffer = 0;
   std::uint32_t _pictures[2], _carried[2];

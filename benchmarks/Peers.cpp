@@ -72,8 +72,8 @@ Command joined(Command first, const Command& second) {
 
 /// Takes each frame of the program's output to a texture.
 void upload(const Command& command, const Picture& picture, const Session& session, int frames) {
-  const auto context = platform::GLContext::createSharedWith(session.context().handle());
-  const platform::GLCurrent current(*context);
+  const auto context = brannow::GLContext::createSharedWith(session.context().handle());
+  const brannow::GLCurrent current(*context);
   GLuint texture = 0;
   glGenTextures(1, &texture);
   glBindTexture(GL_TEXTURE_2D, texture);

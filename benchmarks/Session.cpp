@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/system/Dispatch.h"
+#include "Brannow/MainQueue.h"
+#include "Brannow/Notifications.h"
 #include "platform/system/FileSystem.h"
-#include "platform/system/Notifications.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ std::string newFolder() {
 
 }  // namespace
 
-Session::Session() : _folder(newFolder()), _context(platform::GLContext::createRoot()) {
+Session::Session() : _folder(newFolder()), _context(brannow::GLContext::createRoot()) {
   if (_context) _pool = ZQBufferPool::create(_context->handle());
   if (!_pool) fail("this machine offers no OpenGL 3.3 core through EGL");
   _globalZQBufferPool = _pool.get();
@@ -34,8 +34,8 @@ Session::Session() : _folder(newFolder()), _context(platform::GLContext::createR
 }
 
 Session::~Session() {
-  platform::postNotification(platform::NSApplicationWillTerminateNotification);
-  platform::finishQueues();
+  brannow::postNotification(brannow::NSApplicationWillTerminateNotification);
+  brannow::finishQueues();
   _globalZQBufferPool = nullptr;
   std::filesystem::remove_all(_folder);
 }
@@ -54,7 +54,7 @@ std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, 
   scene->setRunnerNewProcess(newProcess);
   scene->useFile(file);
   // Every change of the status passes the main queue.
-  auto& queue = platform::MainQueue::shared();
+  auto& queue = brannow::MainQueue::shared();
   while (scene->status().state == VuoSceneStatus::State::Loading) {
     pollfd due{queue.fileDescriptor(), POLLIN, 0};
     ::poll(&due, 1, -1);

@@ -14,12 +14,12 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   ZQBufferPool& pool() { return *_pool; }
-  const platform::GLContext& context() const { return *_context; }
+  const brannow::GLContext& context() const { return *_context; }
   const std::string& folder() const { return _folder; }
 
  private:
   std::string _folder;
-  std::shared_ptr<platform::GLContext> _context;
+  std::shared_ptr<brannow::GLContext> _context;
   std::unique_ptr<ZQBufferPool> _pool;
 };
 

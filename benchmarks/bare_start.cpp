@@ -9,7 +9,7 @@
 
 int main(int count, char** arguments) {
   if (count != 4) return 2;
-  const auto root = platform::GLContext::createRoot();
+  const auto root = brannow::GLContext::createRoot();
   if (!root) return 1;
   BareLoop bare(*root, textOf(arguments[1]), std::atoi(arguments[2]), std::atoi(arguments[3]));
   bare.drawAndCarry(1);

@@ -64,7 +64,7 @@ class Scene {
     _folder = ::mkdtemp(name.data());
     std::ofstream(_folder + "/measured.vuo") << kComposition;
     VuoCache::configGlobalCacheWithSavePath(_folder);
-    context = platform::GLContext::createRoot();
+    context = brannow::GLContext::createRoot();
     pool = context ? ZQBufferPool::create(context->handle()) : nullptr;
     if (!pool) std::abort();
     _globalZQBufferPool = pool.get();
@@ -82,12 +82,12 @@ class Scene {
   ~Scene() {
     scene->prepareToBeDeleted();
     scene = nullptr;
-    platform::finishQueues();
+    brannow::finishQueues();
     _globalZQBufferPool = nullptr;
     std::filesystem::remove_all(_folder);
   }
 
-  std::shared_ptr<platform::GLContext> context;
+  std::shared_ptr<brannow::GLContext> context;
   std::unique_ptr<ZQBufferPool> pool;
   std::unique_ptr<VuoRunner> runner;
   std::shared_ptr<VuoGLScene> scene;

@@ -8,10 +8,10 @@
 #include <functional>
 
 #include "Brannow/Brannow.h"
+#include "Brannow/MainQueue.h"
+#include "Brannow/Notifications.h"
 #include "benchmarks/Measured.h"
 #include "platform/system/Digest.h"
-#include "platform/system/Dispatch.h"
-#include "platform/system/Notifications.h"
 #include "platform/system/PropertyList.h"
 
 namespace {
@@ -32,7 +32,7 @@ void inAnotherProcess(const std::function<void()>& work) {
 void compileAndSave(const std::string& folder, const std::string& file) {
   VuoCache::configGlobalCacheWithSavePath(folder);
   if (!VuoCache::fetchCachedExeForVuoFileSynchronously(file)) _exit(1);
-  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  brannow::postNotification(brannow::NSApplicationWillTerminateNotification);
 }
 
 /// Gives the one composition that was compiled so many names more, each with its artefact and its
@@ -68,7 +68,7 @@ void multiply(const std::string& folder, const std::string& file, int records) {
 
 void measure(const std::string& folder, const std::string& file, int records) {
   VuoCache::configGlobalCacheWithSavePath(folder);
-  platform::finishQueues();
+  brannow::finishQueues();
   const std::string last = folder + "/" + std::to_string(records - 1) + ".vuo";
   if (!VuoCache::isCachedExeAvailableForVuoFile(records == 1 ? file : last)) _exit(1);
   Figures figures{"fetchCachedExeForVuoFileSynchronously:", {}, {}, 5.0};

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <thread>
 
+#include "Brannow/MainQueue.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Session.h"
-#include "platform/system/Dispatch.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ class DrawingScenes {
 
 /// The time that one load takes of whoever serves the main queue, in milliseconds.
 double mainQueueTime(VuoGLScene& scene) {
-  auto& queue = platform::MainQueue::shared();
+  auto& queue = brannow::MainQueue::shared();
   double taken = 0;
   scene.useFile(benchComposition("waves.vuo"), true);
   while (scene.status().state == VuoSceneStatus::State::Loading) {
@@ -89,6 +89,6 @@ int main() {
   for (const bool newProcess : {false, true})
     for (const int others : {0, kOthers}) {
       measure(newProcess, others);
-      platform::finishQueues();
+      brannow::finishQueues();
     }
 }

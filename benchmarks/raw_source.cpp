@@ -31,7 +31,7 @@ std::vector<std::uint8_t> upright(const std::vector<std::uint8_t>& pixels, std::
 
 int main(int count, char** arguments) {
   if (count != 5 && count != 6) return 2;
-  const auto root = platform::GLContext::createRoot();
+  const auto root = brannow::GLContext::createRoot();
   if (!root) return 1;
   const int width = std::atoi(arguments[2]);
   BareLoop bare(*root, textOf(arguments[1]), width, std::atoi(arguments[3]));

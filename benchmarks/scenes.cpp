@@ -12,10 +12,10 @@
 #include <sstream>
 #include <thread>
 
+#include "Brannow/MainQueue.h"
 #include "benchmarks/BareLoop.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Session.h"
-#include "platform/system/Dispatch.h"
 
 namespace {
 
@@ -158,7 +158,7 @@ void costOfLayers(const Session& session, bool newProcess) {
 void costOfHaving(bool newProcess) {
   constexpr int kScenes = 64;
   drawAll(scenesOf(1, kSmall, newProcess));
-  platform::finishQueues();  // scenes end in the background
+  brannow::finishQueues();  // scenes end in the background
   const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
   const Scenes scenes = scenesOf(kScenes, kSmall, newProcess);
   for (const auto& scene : scenes) std::ignore = nextFrame(*scene);

@@ -5,11 +5,11 @@
 #include <fstream>
 #include <optional>
 
+#include "Brannow/MainQueue.h"
 #include "benchmarks/BareLoop.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Process.h"
 #include "benchmarks/Session.h"
-#include "platform/system/Dispatch.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ double startAndDraw(const std::string& file, bool newProcess) {
     std::ignore = nextFrame(*scene);
   });
   scene = nullptr;
-  platform::finishQueues();
+  brannow::finishQueues();
   return taken;
 }
 

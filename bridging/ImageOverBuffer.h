@@ -1,7 +1,7 @@
 // From a host buffer to a runtime image.
 #pragma once
 
-#include "platform/hostbuffers/ZQBuffer.h"
+#include "Brannow/ZQBuffer.h"
 #include "runtime/VuoImage.h"
 
 /// The runtime image that the buffer wraps; else a new image over the buffer's own texture, as

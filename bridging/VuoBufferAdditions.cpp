@@ -2,6 +2,7 @@
 
 #include "platform/system/SystemLog.h"
 #include "runtime/VuoHeap.h"
+#include "runtime/VuoImage.h"
 
 /// Called while a buffer is destroyed, which nothing may leave.
 void ZQBuffer_ReleaseVuoImage(ZQBuffer*, void* image) try {

@@ -1,9 +1,8 @@
 // The global cache: its configuration, its replacement, and the class operations that forward to
 // it.
-#include "Brannow/VuoCache.h"
 
 #include "Brannow/BrannowStringAdditions.h"
-#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
@@ -37,24 +36,28 @@ std::shared_ptr<VuoCache> globalCacheFor(const char* operation) {
 
 }  // namespace
 
-const VuoCache::Kind VuoCache::kDylib{&VuoCache::_dylibCacheItems, "vuoDylibData.plist", true,
-                                      "-[VuoCache isCachedDylibAvailableForVuoFile:]",
-                                      "-[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]"};
-const VuoCache::Kind VuoCache::kExe{&VuoCache::_exeCacheItems, "vuoExeData.plist", false,
-                                    "-[VuoCache isCachedExeAvailableForVuoFile:]",
-                                    "-[VuoCache fetchCachedExeForVuoFile:callBlockWhenDone:]"};
+const VuoCache::State::Kind VuoCache::State::kDylib{
+    &State::_dylibCacheItems, "vuoDylibData.plist", true,
+    "-[VuoCache isCachedDylibAvailableForVuoFile:]",
+    "-[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]"};
+const VuoCache::State::Kind VuoCache::State::kExe{
+    &State::_exeCacheItems, "vuoExeData.plist", false,
+    "-[VuoCache isCachedExeAvailableForVuoFile:]",
+    "-[VuoCache fetchCachedExeForVuoFile:callBlockWhenDone:]"};
 
-VuoCache::VuoCache() : _compilerQueue(platform::makeSerialQueue("VuoCompiler")) {}
+VuoCache::State::State() : _compilerQueue(platform::makeSerialQueue("VuoCompiler")) {}
+
+VuoCache::VuoCache() : _state(std::make_shared<State>()) {}
 
 VuoCache::~VuoCache() = default;
 
 void VuoCache::configGlobalCacheWithSavePath(const Path& path) {
-  guarded("+[VuoCache configGlobalCacheWithSavePath:]", [&] { _configure(path, false); });
+  guarded("+[VuoCache configGlobalCacheWithSavePath:]", [&] { State::_configure(path, false); });
 }
 
 /// A cache that was cleared a moment ago has nothing left to load. Nor has it anything to purge, so
 /// an unreadable version, which never equals the last one, does not clear it a second time.
-void VuoCache::_configure(const Path& path, bool justCleared) {
+void VuoCache::State::_configure(const Path& path, bool justCleared) {
   constexpr const char* kName = "+[VuoCache configGlobalCacheWithSavePath:]";
   systemLog("%s", {kName});
   if (!path) {
@@ -68,16 +71,16 @@ void VuoCache::_configure(const Path& path, bool justCleared) {
   const auto cache = std::make_shared<VuoCache>();
   cache->setSavePath(*path);
   _vuoCache = cache;
-  _vuoCache->_termination = platform::observeNotification(
-      platform::NSApplicationWillTerminateNotification, [cache = std::weak_ptr(_vuoCache)] {
-        if (const auto alive = cache.lock()) alive->appTerminateNotification();
+  cache->_state->_termination = platform::observeNotification(
+      platform::NSApplicationWillTerminateNotification, [state = std::weak_ptr(cache->_state)] {
+        if (const auto alive = state.lock()) alive->appTerminateNotification();
       });
 
   const auto version = runtimeVersion();
   const auto lastVersion = platform::userDefault(kVersionKey);
   systemLog("\t\tvuoFmwkVersString is %@, lastVuoFmwkVersString is %@", {version, lastVersion});
   if (version && version == lastVersion) {
-    if (!justCleared) _vuoCache->_load();
+    if (!justCleared) cache->_state->_load();
     return;
   }
   platform::setUserDefault(version, kVersionKey);
@@ -89,14 +92,14 @@ std::shared_ptr<VuoCache> VuoCache::globalCache() {
 }
 
 void VuoCache::clearCache() {
-  guarded("+[VuoCache clearCache]", _clear);
+  guarded("+[VuoCache clearCache]", State::_clear);
 }
 
-void VuoCache::_clear() {
+void VuoCache::State::_clear() {
   constexpr const char* kName = "+[VuoCache clearCache]";
   if (!globalCacheFor(kName)) return;
   const std::string savePath =
-      trimExtraSlashFromEnd(platform::expandTilde(_vuoCache->_savePath.value_or("")));
+      trimExtraSlashFromEnd(platform::expandTilde(_vuoCache->savePath().value_or("")));
   const std::string cacheFolder = savePath + "/VuoCache";
   const bool isFolder = platform::isFolder(cacheFolder);
   if (isFolder) {
@@ -113,7 +116,8 @@ bool VuoCache::isCachedDylibAvailableForVuoFile(const Path& path) {
   constexpr const char* kName = "+[VuoCache isCachedDylibAvailableForVuoFile:]";
   const auto cache = globalCacheFor(kName);
   bool isAvailable = false;
-  if (cache) guarded(kName, [&] { isAvailable = cache->_isCachedAvailable(kDylib, path); });
+  if (cache)
+    guarded(kName, [&] { isAvailable = cache->_state->_isCachedAvailable(State::kDylib, path); });
   return isAvailable;
 }
 
@@ -121,7 +125,8 @@ bool VuoCache::isCachedExeAvailableForVuoFile(const Path& path) {
   constexpr const char* kName = "+[VuoCache isCachedExeAvailableForVuoFile:]";
   const auto cache = globalCacheFor(kName);
   bool isAvailable = false;
-  if (cache) guarded(kName, [&] { isAvailable = cache->_isCachedAvailable(kExe, path); });
+  if (cache)
+    guarded(kName, [&] { isAvailable = cache->_state->_isCachedAvailable(State::kExe, path); });
   return isAvailable;
 }
 
@@ -129,7 +134,8 @@ VuoCache::Item VuoCache::fetchCachedDylibForVuoFileSynchronously(const Path& pat
   constexpr const char* kName = "+[VuoCache fetchCachedDylibForVuoFileSynchronously:]";
   const auto cache = globalCacheFor(kName);
   Item item;
-  if (cache) guarded(kName, [&] { item = cache->_fetchSynchronously(kDylib, path); });
+  if (cache)
+    guarded(kName, [&] { item = cache->_state->_fetchSynchronously(State::kDylib, path); });
   return item;
 }
 
@@ -137,7 +143,7 @@ VuoCache::Item VuoCache::fetchCachedExeForVuoFileSynchronously(const Path& path)
   constexpr const char* kName = "+[VuoCache fetchCachedExeForVuoFileSynchronously:]";
   const auto cache = globalCacheFor(kName);
   Item item;
-  if (cache) guarded(kName, [&] { item = cache->_fetchSynchronously(kExe, path); });
+  if (cache) guarded(kName, [&] { item = cache->_state->_fetchSynchronously(State::kExe, path); });
   return item;
 }
 
@@ -146,31 +152,40 @@ std::optional<std::string> VuoCache::compileFailureForVuoFile(const std::string&
   if (!cache) return std::nullopt;
   std::optional<std::string> text;
   guarded("+[VuoCache compileFailureForVuoFile:]", [&] {
-    platform::ReadHold hold(cache->_compileFailures);
-    if (const auto failure = cache->_compileFailures.objectForKey(path)) text = *failure;
+    platform::ReadHold hold(cache->_state->_compileFailures);
+    if (const auto failure = cache->_state->_compileFailures.objectForKey(path)) text = *failure;
   });
   return text;
 }
 
 void VuoCache::fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone) {
   const auto cache = globalCacheFor("+[VuoCache fetchCachedDylibForVuoFile:callBlockWhenDone:]");
-  if (cache) cache->_fetch(kDylib, path, std::move(callBlockWhenDone));
+  if (cache) cache->_state->_fetch(State::kDylib, path, std::move(callBlockWhenDone));
 }
 
 void VuoCache::fetchCachedExeForVuoFile(const Path& path, Completion callBlockWhenDone) {
   const auto cache = globalCacheFor("+[VuoCache fetchCachedExeForVuoFile:callBlockWhenDone:]");
-  if (cache) cache->_fetch(kExe, path, std::move(callBlockWhenDone));
+  if (cache) cache->_state->_fetch(State::kExe, path, std::move(callBlockWhenDone));
 }
 
 void VuoCache::discardCachedItem(const Item& item) {
   const auto cache = globalCacheFor("+[VuoCache discardCachedItem:]");
-  if (cache && item) guarded("+[VuoCache discardCachedItem:]", [&] { cache->_discard(*item); });
+  if (cache && item)
+    guarded("+[VuoCache discardCachedItem:]", [&] { cache->_state->_discard(*item); });
+}
+
+void VuoCache::setSavePath(std::string path) {
+  _state->_savePath = std::move(path);
+}
+
+const VuoCache::Path& VuoCache::savePath() const {
+  return _state->_savePath;
 }
 
 void VuoCache::setExecutableName(const Path& name) {
   if (!name || name->empty()) return;
   if (isExecutableName(*name)) {
-    _baseName = *name;
+    _state->_baseName = *name;
   } else {
     systemLog("\t\terr: %@ can't be the name of an executable, %s",
               {*name, "-[VuoCache setExecutableName:]"});

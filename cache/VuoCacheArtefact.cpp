@@ -1,7 +1,6 @@
 // Which artefacts may be served. An artefact bears the modification date of the composition that it
 // was made from as its own, so that every process sees what another one has put in its place.
-#include "Brannow/VuoCache.h"
-#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
 
@@ -20,8 +19,8 @@ bool isExecutableName(std::string_view name) {
 }
 
 /// Whether the path is that of an artefact of the composition.
-bool VuoCache::_isArtefact(const Kind& kind, const std::string& cacheFolder,
-                           const std::string& path, const std::string& artefact) {
+bool VuoCache::State::_isArtefact(const Kind& kind, const std::string& cacheFolder,
+                                  const std::string& path, const std::string& artefact) {
   const std::string folder = _artefactFolder(cacheFolder, path);
   if (!artefact.starts_with(folder + "/")) return false;
   const std::string name = artefact.substr(folder.size() + 1);
@@ -31,8 +30,8 @@ bool VuoCache::_isArtefact(const Kind& kind, const std::string& cacheFolder,
 
 /// Whether a record from a file is about that composition and names an artefact of it alone, which
 /// is the one that the record was made with. None is in a folder to which others may write.
-bool VuoCache::_isValid(const Kind& kind, const std::string& cacheFolder, const std::string& path,
-                        const VuoCacheItem& record) {
+bool VuoCache::State::_isValid(const Kind& kind, const std::string& cacheFolder,
+                               const std::string& path, const VuoCacheItem& record) {
   const auto composition = record.vuoFilePath();
   const auto artefact = artefactOf(kind.isDylib, record);
   return composition && *composition == path && artefact && !artefactOf(!kind.isDylib, record) &&
@@ -43,7 +42,8 @@ bool VuoCache::_isValid(const Kind& kind, const std::string& cacheFolder, const 
 
 /// A record that is up to date and whose artefact nobody has replaced by another. That it is gone
 /// does not count.
-VuoCache::Item VuoCache::_freshCopyOfRecord(const Kind& kind, const std::string& path) const {
+VuoCache::Item VuoCache::State::_freshCopyOfRecord(const Kind& kind,
+                                                   const std::string& path) const {
   Item record = _copyOfRecord(kind, path);
   if (!record || !record->upToDate()) return nullptr;
   const auto artefact = artefactOf(kind.isDylib, *record);
@@ -53,7 +53,7 @@ VuoCache::Item VuoCache::_freshCopyOfRecord(const Kind& kind, const std::string&
 
 /// Says that a saved record is no good, and deletes its executable, unless another process has
 /// meanwhile made that anew.
-void VuoCache::_drop(const SavedRecord& saved) const {
+void VuoCache::State::_drop(const SavedRecord& saved) const {
   const VuoCacheItem& record = *saved.record;
   const auto composition = record.vuoFilePath();
   platform::systemLog(
@@ -70,7 +70,7 @@ void VuoCache::_drop(const SavedRecord& saved) const {
     platform::removeFile(*exe);
 }
 
-void VuoCache::_discard(const VuoCacheItem& item) {
+void VuoCache::State::_discard(const VuoCacheItem& item) {
   const auto path = item.vuoFilePath();
   if (!path) return;
   const bool isDylib = item.cachedDylibPath() != nullptr;

@@ -2,9 +2,8 @@
 
 #include <stdexcept>
 
-#include "Brannow/VuoCache.h"
 #include "Brannow/ZQVuoAlertPanel.h"
-#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 #include "runtime/VuoCompiler.h"
@@ -51,9 +50,10 @@ void queueCompileAlert(const std::string& failureText) {
 /// Compiles until the composition kept its modification date meanwhile: what was made from contents
 /// that have been edited since must not pass for the edited file's. A file that changes all the
 /// time is given no date, so that the next fetch compiles it again. None on success.
-std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const std::string& path,
-                                                       std::string& artefactPath,
-                                                       VuoCacheItem::Date& modDate) {
+std::optional<std::string> VuoCache::State::_compileUnchanged(const Kind& kind,
+                                                              const std::string& path,
+                                                              std::string& artefactPath,
+                                                              VuoCacheItem::Date& modDate) {
   constexpr int kTries = 3;
   const int terminations = _terminations;
   for (int left = kTries; left > 0 && _terminations == terminations; --left) {
@@ -67,9 +67,9 @@ std::optional<std::string> VuoCache::_compileUnchanged(const Kind& kind, const s
 }
 
 /// `modDate` becomes the file's when its turn to be compiled has come.
-std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::string& path,
-                                              std::string& artefactPath,
-                                              VuoCacheItem::Date& modDate) {
+std::optional<std::string> VuoCache::State::_compile(const Kind& kind, const std::string& path,
+                                                     std::string& artefactPath,
+                                                     VuoCacheItem::Date& modDate) {
   platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
   const auto alone = _lockComposition(_cacheFolder(), *_hashThisString(path), true);
   const auto hold = _turnToCompile();
@@ -84,7 +84,7 @@ std::optional<std::string> VuoCache::_compile(const Kind& kind, const std::strin
 }
 
 /// Saving does not wait for the compiles that wait themselves, only for the one under way.
-std::unique_lock<std::mutex> VuoCache::_turnToCompile() {
+std::unique_lock<std::mutex> VuoCache::State::_turnToCompile() {
   std::unique_lock hold(_compilerSynchLock);
   _noSaveWaits.wait(hold, [this] { return _savesWaiting == 0; });
   return hold;

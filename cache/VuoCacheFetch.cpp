@@ -1,11 +1,10 @@
 // Fetching on the caller's thread: from the table where the record is fresh, else by compiling.
-#include "Brannow/VuoCache.h"
 #include "cache/VuoCacheCompile.h"
-#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
 
-VuoCache::Item VuoCache::_fetchSynchronously(const Kind& kind, const Path& path) {
+VuoCache::Item VuoCache::State::_fetchSynchronously(const Kind& kind, const Path& path) {
   if (!path) return nullptr;
   if (Item record = _freshCopyOfRecord(kind, *path)) return record;
 

@@ -2,8 +2,12 @@
 
 #include <charconv>
 #include <cstdio>
+#include <mutex>
 
 #include "platform/system/Bundle.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/PropertyList.h"
+#include "platform/system/SpinLock.h"
 
 namespace {
 
@@ -54,15 +58,75 @@ bool exists(const VuoCacheItem::Text& path) {
 
 }  // namespace
 
+struct VuoCacheItem::Fields {
+  template <class Field>
+  Field read(Field Fields::*field) const {
+    std::lock_guard hold(lock);
+    return this->*field;
+  }
+  template <class Field>
+  void write(Field Fields::*field, Field value) {
+    std::lock_guard hold(lock);
+    std::swap(this->*field, value);  // the old value goes after the lock has been released
+  }
+
+  // Guards the fields, each for the length of one copy; nothing is taken under it.
+  mutable platform::SpinLock lock;
+  Text vuoFilePath;
+  Date modDate;
+  Text cachedDylibPath;
+  Text cachedExePath;
+  Text appPathWhenExeCompiled;
+};
+
+VuoCacheItem::VuoCacheItem() : _fields(std::make_unique<Fields>()) {}
+
+VuoCacheItem::~VuoCacheItem() = default;
+
+VuoCacheItem::Text VuoCacheItem::vuoFilePath() const {
+  return _fields->read(&Fields::vuoFilePath);
+}
+void VuoCacheItem::setVuoFilePath(Text path) {
+  _fields->write(&Fields::vuoFilePath, std::move(path));
+}
+
+VuoCacheItem::Date VuoCacheItem::modDate() const {
+  return _fields->read(&Fields::modDate);
+}
+void VuoCacheItem::setModDate(Date date) {
+  _fields->write(&Fields::modDate, std::move(date));
+}
+
+VuoCacheItem::Text VuoCacheItem::cachedDylibPath() const {
+  return _fields->read(&Fields::cachedDylibPath);
+}
+void VuoCacheItem::setCachedDylibPath(Text path) {
+  _fields->write(&Fields::cachedDylibPath, std::move(path));
+}
+
+VuoCacheItem::Text VuoCacheItem::cachedExePath() const {
+  return _fields->read(&Fields::cachedExePath);
+}
+void VuoCacheItem::setCachedExePath(Text path) {
+  _fields->write(&Fields::cachedExePath, std::move(path));
+}
+
+VuoCacheItem::Text VuoCacheItem::appPathWhenExeCompiled() const {
+  return _fields->read(&Fields::appPathWhenExeCompiled);
+}
+void VuoCacheItem::setAppPathWhenExeCompiled(Text path) {
+  _fields->write(&Fields::appPathWhenExeCompiled, std::move(path));
+}
+
 std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text cachedDylib,
                                                             Text cachedExe, Date modDate,
                                                             Text appPathWhenCompiled) {
   auto item = std::make_shared<VuoCacheItem>();
-  item->_vuoFilePath = std::move(vuoFile);
-  item->_cachedDylibPath = std::move(cachedDylib);
-  item->_cachedExePath = std::move(cachedExe);
-  item->_modDate = modDate;
-  item->_appPathWhenExeCompiled = std::move(appPathWhenCompiled);
+  item->_fields->vuoFilePath = std::move(vuoFile);
+  item->_fields->cachedDylibPath = std::move(cachedDylib);
+  item->_fields->cachedExePath = std::move(cachedExe);
+  item->_fields->modDate = modDate;
+  item->_fields->appPathWhenExeCompiled = std::move(appPathWhenCompiled);
   return item;
 }
 

@@ -2,9 +2,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "Brannow/VuoCache.h"
-#include "cache/VuoCacheKind.h"
 #include "cache/VuoCacheQueueEntry.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
@@ -25,7 +24,7 @@ void deliver(const VuoCache::Completion& completion, VuoCache::Item result) {
 
 }  // namespace
 
-void VuoCache::_fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone) {
+void VuoCache::State::_fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone) {
   bool isTaken = false;
   guarded(kind.fetchName, [&] {
     if (path && platform::itemExists(*path)) {
@@ -40,8 +39,8 @@ void VuoCache::_fetch(const Kind& kind, const Path& path, Completion callBlockWh
 
 /// A request that needs no compile does not wait for those of other compositions. Requests for one
 /// composition stay in their order.
-bool VuoCache::_deliverFresh(const Kind& kind, const std::string& path,
-                             const Completion& completion) {
+bool VuoCache::State::_deliverFresh(const Kind& kind, const std::string& path,
+                                    const Completion& completion) {
   platform::ReadHold hold(_compilerQueueEntries);
   const auto& entries = _compilerQueueEntries.array();
   if (entries.empty() ||
@@ -53,7 +52,7 @@ bool VuoCache::_deliverFresh(const Kind& kind, const std::string& path,
   return true;
 }
 
-bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& completion) {
+bool VuoCache::State::_enqueue(const Kind& kind, const Path& path, const Completion& completion) {
   const auto entry = VuoCacheQueueEntry::createWithPath(*path, completion);
   if (!entry) {
     systemLog("\t\terr: couldn't make entry in %s", {kind.fetchName});
@@ -76,12 +75,12 @@ bool VuoCache::_enqueue(const Kind& kind, const Path& path, const Completion& co
 }
 
 /// The pending run keeps this cache alive, also when the global cache has been replaced meanwhile.
-void VuoCache::_scheduleQueueRun() {
+void VuoCache::State::_scheduleQueueRun() {
   _compilerQueue->after(kDelay,
-                        [cache = shared_from_this()] { cache->_compileAndCacheFromTheQueue(); });
+                        [state = shared_from_this()] { state->_compileAndCacheFromTheQueue(); });
 }
 
-void VuoCache::_compileAndCacheFromTheQueue() {
+void VuoCache::State::_compileAndCacheFromTheQueue() {
   const auto entry = _takeFirstEntry();
   if (!entry) return;
   Item result;
@@ -93,14 +92,14 @@ void VuoCache::_compileAndCacheFromTheQueue() {
   _finishEntry(entry, std::move(result));
 }
 
-VuoCache::Item VuoCache::_resultFor(const VuoCacheQueueEntry& entry) {
+VuoCache::Item VuoCache::State::_resultFor(const VuoCacheQueueEntry& entry) {
   if (!entry.createDylib && !entry.createExecutable) return nullptr;
   const Kind& kind = entry.createDylib ? kDylib : kExe;
   const bool isGivenUp = entry.terminations != _terminations;
   return isGivenUp ? _freshCopyOfRecord(kind, entry.path) : _fetchSynchronously(kind, entry.path);
 }
 
-std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
+std::shared_ptr<VuoCacheQueueEntry> VuoCache::State::_takeFirstEntry() {
   std::size_t count = 0;
   {
     platform::WriteHold hold(_compilerQueueEntries);
@@ -119,7 +118,7 @@ std::shared_ptr<VuoCacheQueueEntry> VuoCache::_takeFirstEntry() {
 }
 
 /// The answer is on its way before another request for the same composition can overtake it.
-void VuoCache::_finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result) {
+void VuoCache::State::_finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result) {
   platform::WriteHold hold(_compilerQueueEntries);
   std::erase(_compilerQueueEntries.array(), entry);
   platform::withMemory([&] {

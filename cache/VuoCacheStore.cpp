@@ -5,22 +5,21 @@
 #include <set>
 #include <system_error>
 
-#include "Brannow/VuoCache.h"
-#include "cache/VuoCacheKind.h"
+#include "cache/VuoCacheState.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/PropertyList.h"
 #include "platform/system/SystemLog.h"
 
 using platform::systemLog;
 
-VuoCache::Item VuoCache::_copyOfRecord(const Kind& kind, const std::string& path) const {
+VuoCache::Item VuoCache::State::_copyOfRecord(const Kind& kind, const std::string& path) const {
   const auto& table = this->*kind.table;
   platform::ReadHold hold(table);
   const Item record = table.objectForKey(path);
   return record ? record->copy() : nullptr;
 }
 
-bool VuoCache::_isCachedAvailable(const Kind& kind, const Path& path) const {
+bool VuoCache::State::_isCachedAvailable(const Kind& kind, const Path& path) const {
   if (!path) {
     systemLog("\t\terr: bailing, passed path was nil, %s", {kind.isAvailableName});
     return false;
@@ -28,25 +27,27 @@ bool VuoCache::_isCachedAvailable(const Kind& kind, const Path& path) const {
   return _freshCopyOfRecord(kind, *path) != nullptr;
 }
 
-void VuoCache::appTerminateNotification() {
+void VuoCache::State::appTerminateNotification() {
   ++_terminations;
   // One that was cleared lives only for the work that is queued on it.
-  if (this == globalCache().get()) _save();
+  const auto global = globalCache();
+  if (global && this == global->_state.get()) _save();
 }
 
 std::vector<VuoCache::SavedRecord> VuoCache::copySavedRecords(const std::string& savePath) {
-  auto records = _savedRecords(kDylib, folderForSavePath(savePath));
-  std::ranges::move(_savedRecords(kExe, folderForSavePath(savePath)), std::back_inserter(records));
+  const std::string folder = folderForSavePath(savePath);
+  auto records = State::_savedRecords(State::kDylib, folder);
+  std::ranges::move(State::_savedRecords(State::kExe, folder), std::back_inserter(records));
   return records;
 }
 
 /// A path that can't be a key has its hash for one.
-std::string VuoCache::_keyInFile(const std::string& path) {
+std::string VuoCache::State::_keyInFile(const std::string& path) {
   return platform::canBeKey(path) ? path : *_hashThisString(path);
 }
 
-std::vector<VuoCache::SavedRecord> VuoCache::_savedRecords(const Kind& kind,
-                                                           const std::string& cacheFolder) {
+std::vector<VuoCache::SavedRecord> VuoCache::State::_savedRecords(const Kind& kind,
+                                                                  const std::string& cacheFolder) {
   std::vector<SavedRecord> records;
   const auto table = platform::readPropertyList(cacheFolder + "/" + kind.recordFile);
   if (!table) return records;
@@ -62,7 +63,7 @@ std::vector<VuoCache::SavedRecord> VuoCache::_savedRecords(const Kind& kind,
   return records;
 }
 
-void VuoCache::_load() {
+void VuoCache::State::_load() {
   std::lock_guard hold(_compilerSynchLock);
   _dylibCacheItems.lockRemoveAllObjects();
   _exeCacheItems.lockRemoveAllObjects();
@@ -75,7 +76,7 @@ void VuoCache::_load() {
   });
 }
 
-void VuoCache::_loadTable(const Kind& kind) {
+void VuoCache::State::_loadTable(const Kind& kind) {
   platform::removeUnfinished(_cacheFolder() + "/" + kind.recordFile);
   for (const SavedRecord& saved : _savedRecords(kind, _cacheFolder())) {
     if (saved.isValid && saved.record->upToDate()) {
@@ -87,8 +88,8 @@ void VuoCache::_loadTable(const Kind& kind) {
 }
 
 /// Those that were being written when a process was killed.
-void VuoCache::_removeUnfinishedArtefacts(const std::string& cacheFolder,
-                                          const std::string& baseName) {
+void VuoCache::State::_removeUnfinishedArtefacts(const std::string& cacheFolder,
+                                                 const std::string& baseName) {
   platform::forEachNameIn(cacheFolder, [&](const char* name) {
     const std::string folder = cacheFolder + "/" + name;
     if (!platform::isOwnRealFolder(folder)) return;
@@ -99,7 +100,7 @@ void VuoCache::_removeUnfinishedArtefacts(const std::string& cacheFolder,
   });
 }
 
-void VuoCache::_save() {
+void VuoCache::State::_save() {
   ++_savesWaiting;
   {
     std::lock_guard hold(_compilerSynchLock);
@@ -115,7 +116,7 @@ void VuoCache::_save() {
 }
 
 /// What other processes have saved since is taken in.
-void VuoCache::_saveTable(const Kind& kind, const std::string& cacheFolder) {
+void VuoCache::State::_saveTable(const Kind& kind, const std::string& cacheFolder) {
   const auto& table = this->*kind.table;
   platform::PropertyListDictionary records;
   std::set<std::string> stale;

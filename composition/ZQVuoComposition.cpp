@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <new>
 
 #include "composition/CompositionLine.h"
 #include "composition/NodePlaces.h"
@@ -95,6 +96,32 @@ ZQVuoComposition::Port firstNamed(const ZQVuoComposition::PortList& ports,
 
 }  // namespace
 
+/// What is read, and how.
+struct ZQVuoComposition::Contents {
+  explicit Contents(std::string path)
+      : _path(std::move(path)), _fileName(platform::lastPathComponent(_path)) {}
+
+  std::optional<std::string> _readText(ProblemList& problems) const;
+  void _parseText(std::string_view text, ProblemList& problems);
+  void _parseLine(std::string_view line, ProblemList& problems);
+  void assignRoles();
+  Port* openRoleFor(const ZQVuoCompositionPort& input);
+  std::int64_t roleBits() const;
+
+  const std::string _path;
+  const std::string _fileName;
+  std::int64_t _protocol = 0;
+  Port _runnerWidthPort;
+  Port _runnerHeightPort;
+  Port _runnerTimePort;
+  Port _runnerImageInputPort;
+  Port _runnerImageOutputPort;
+  Port _runnerTxtSrcFileInputPort;
+  PortList _publishedInputPorts;
+  PortList _publishedOutputPorts;
+  std::vector<ZQVuoCompositionProblem> _problems;
+};
+
 bool ZQVuoComposition::pathLooksLikeALegitComposition(const std::optional<std::string>& path) {
   if (!path) return false;
   if (firstChar(platform::lastPathComponent(*path)) == ".") return false;
@@ -106,27 +133,32 @@ bool ZQVuoComposition::pathLooksLikeALegitComposition(const std::optional<std::s
 }
 
 std::shared_ptr<ZQVuoComposition> ZQVuoComposition::initWithPath(
-    const std::optional<std::string>& path) {
+    const std::optional<std::string>& path) try {
   if (!path) return nullptr;
   std::shared_ptr<ZQVuoComposition> composition(new ZQVuoComposition(*path));
   composition->_loadComposition();
   return composition;
+} catch (const std::bad_alloc&) {
+  systemLog("\t\terr: caught exception in %s", {"-[ZQVuoComposition initWithPath:]"});
+  return nullptr;
 }
 
 ZQVuoComposition::ZQVuoComposition(std::string path)
-    : _path(std::move(path)), _fileName(platform::lastPathComponent(_path)) {}
+    : _contents(std::make_unique<Contents>(std::move(path))) {}
+
+ZQVuoComposition::~ZQVuoComposition() = default;
 
 void ZQVuoComposition::_loadComposition() {
   ProblemList problems;
-  if (const auto text = _readText(problems)) {
-    _parseText(*text, problems);
+  if (const auto text = _contents->_readText(problems)) {
+    _contents->_parseText(*text, problems);
   } else {
     systemLog("\t\terr: couldn't load file, %s", {"-[ZQVuoComposition _loadComposition]"});
   }
-  _problems = problems.take();
+  _contents->_problems = problems.take();
 }
 
-std::optional<std::string> ZQVuoComposition::_readText(ProblemList& problems) const {
+std::optional<std::string> ZQVuoComposition::Contents::_readText(ProblemList& problems) const {
   platform::ReadFailure failure;
   auto text = platform::readFile(_path, platform::largestTextFile, &failure);
   if (!text) {
@@ -141,7 +173,7 @@ std::optional<std::string> ZQVuoComposition::_readText(ProblemList& problems) co
   return std::nullopt;
 }
 
-void ZQVuoComposition::_parseText(std::string_view text, ProblemList& problems) {
+void ZQVuoComposition::Contents::_parseText(std::string_view text, ProblemList& problems) {
   NodePlaces places(text, problems);
   ProblemList untold;  // what is wrong with a part of a node may be right with the whole
   std::size_t number = 0;
@@ -153,7 +185,7 @@ void ZQVuoComposition::_parseText(std::string_view text, ProblemList& problems) 
   _protocol = roleBits();
 }
 
-void ZQVuoComposition::_parseLine(std::string_view line, ProblemList& problems) {
+void ZQVuoComposition::Contents::_parseLine(std::string_view line, ProblemList& problems) {
   const auto kind = kindOfLine(line);
   if (!kind) return;
   const auto attributes = LineAttributes::ofLine(line, problems);
@@ -174,7 +206,7 @@ void ZQVuoComposition::_parseLine(std::string_view line, ProblemList& problems) 
   }
 }
 
-void ZQVuoComposition::assignRoles() {
+void ZQVuoComposition::Contents::assignRoles() {
   for (const Port& port : _publishedInputPorts) {
     Port* const role = openRoleFor(*port);
     if (role) {
@@ -191,7 +223,7 @@ void ZQVuoComposition::assignRoles() {
 }
 
 /// The role that an input of this type and name takes, or null when there is none or it is taken.
-ZQVuoComposition::Port* ZQVuoComposition::openRoleFor(const ZQVuoCompositionPort& input) {
+ZQVuoComposition::Port* ZQVuoComposition::Contents::openRoleFor(const ZQVuoCompositionPort& input) {
   const auto ifOpen = [](Port& role, bool fits) { return fits && !role ? &role : nullptr; };
   const std::string& name = input.portName();
   switch (input.portType()) {
@@ -209,7 +241,7 @@ ZQVuoComposition::Port* ZQVuoComposition::openRoleFor(const ZQVuoCompositionPort
   }
 }
 
-std::int64_t ZQVuoComposition::roleBits() const {
+std::int64_t ZQVuoComposition::Contents::roleBits() const {
   if (_runnerImageInputPort && _runnerImageOutputPort) return ZQVuoProtocol_ImageFilter;
   if (!_runnerWidthPort || !_runnerHeightPort || !_runnerImageOutputPort) return 0;
   std::int64_t bits = ZQVuoProtocol_ImageGenerator;
@@ -217,12 +249,55 @@ std::int64_t ZQVuoComposition::roleBits() const {
   return bits;
 }
 
+const std::string& ZQVuoComposition::path() const {
+  return _contents->_path;
+}
+const std::string& ZQVuoComposition::fileName() const {
+  return _contents->_fileName;
+}
+std::int64_t ZQVuoComposition::protocol() const {
+  return _contents->_protocol;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerWidthPort() const {
+  return _contents->_runnerWidthPort;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerHeightPort() const {
+  return _contents->_runnerHeightPort;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerTimePort() const {
+  return _contents->_runnerTimePort;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerImageInputPort() const {
+  return _contents->_runnerImageInputPort;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerImageOutputPort() const {
+  return _contents->_runnerImageOutputPort;
+}
+const ZQVuoComposition::Port& ZQVuoComposition::runnerTxtSrcFileInputPort() const {
+  return _contents->_runnerTxtSrcFileInputPort;
+}
+ZQVuoComposition::PortList& ZQVuoComposition::publishedInputPorts() {
+  return _contents->_publishedInputPorts;
+}
+const ZQVuoComposition::PortList& ZQVuoComposition::publishedInputPorts() const {
+  return _contents->_publishedInputPorts;
+}
+ZQVuoComposition::PortList& ZQVuoComposition::publishedOutputPorts() {
+  return _contents->_publishedOutputPorts;
+}
+const ZQVuoComposition::PortList& ZQVuoComposition::publishedOutputPorts() const {
+  return _contents->_publishedOutputPorts;
+}
+const std::vector<ZQVuoCompositionProblem>& ZQVuoComposition::problems() const {
+  return _contents->_problems;
+}
+
 ZQVuoComposition::Port ZQVuoComposition::inputPortNamed(
     const std::optional<std::string>& name) const {
-  return firstNamed(_publishedInputPorts, name);
+  return firstNamed(_contents->_publishedInputPorts, name);
 }
 
 ZQVuoComposition::Port ZQVuoComposition::outputPortNamed(
     const std::optional<std::string>& name) const {
-  return firstNamed(_publishedOutputPorts, name);
+  return firstNamed(_contents->_publishedOutputPorts, name);
 }

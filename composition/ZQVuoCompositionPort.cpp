@@ -1,7 +1,36 @@
 #include "Brannow/ZQVuoCompositionPort.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
+
+#include "platform/system/SpinLock.h"
+
+/// A port's fields are the port itself, in one piece of memory: a file may publish thousands.
+struct ZQVuoCompositionPort::Fields : ZQVuoCompositionPort {
+  Fields(ZQVuoPortType type, std::string name) : portName(std::move(name)), portType(type) {}
+
+  template <class Field>
+  Field read(Field Fields::*field) const {
+    std::lock_guard hold(valueLock);
+    return this->*field;
+  }
+  template <class Field>
+  void write(Field Fields::*field, std::type_identity_t<Field> value) {
+    std::lock_guard hold(valueLock);
+    std::swap(this->*field, value);  // the old value goes after the lock has been released
+  }
+
+  const std::string portName;
+  const ZQVuoPortType portType;
+  // Guards the four value fields, each for the length of one copy; nothing is taken under it.
+  mutable platform::SpinLock valueLock;
+  std::optional<double> minVal;
+  std::optional<double> maxVal;
+  Value defaultVal;
+  std::optional<double> stepVal;
+  std::atomic<bool> wantsUI{false};
+};
 
 std::shared_ptr<ZQVuoCompositionPort> ZQVuoCompositionPort::createWithPortType(
     ZQVuoPortType portType, const std::optional<std::string>& portName) {
@@ -10,58 +39,57 @@ std::shared_ptr<ZQVuoCompositionPort> ZQVuoCompositionPort::createWithPortType(
 
 std::shared_ptr<ZQVuoCompositionPort> ZQVuoCompositionPort::initWithPortType(
     ZQVuoPortType portType, const std::optional<std::string>& portName) {
-  // Opens the private constructor to make_shared, which spares a second allocation per port.
-  struct NewPort : ZQVuoCompositionPort {
-    NewPort(ZQVuoPortType type, const std::string& name) : ZQVuoCompositionPort(type, name) {}
-  };
-  if (!portName) return nullptr;
-  return std::make_shared<NewPort>(portType, *portName);
+  return portName ? std::make_shared<Fields>(portType, *portName) : nullptr;
 }
 
-ZQVuoCompositionPort::ZQVuoCompositionPort(ZQVuoPortType portType, std::string portName)
-    : _portName(std::move(portName)), _portType(portType) {}
-
-template <class Field>
-Field ZQVuoCompositionPort::read(const Field& field) const {
-  std::lock_guard hold(_valueLock);
-  return field;
+const ZQVuoCompositionPort::Fields& ZQVuoCompositionPort::fields() const {
+  return static_cast<const Fields&>(*this);
+}
+ZQVuoCompositionPort::Fields& ZQVuoCompositionPort::fields() {
+  return static_cast<Fields&>(*this);
 }
 
-template <class Field>
-void ZQVuoCompositionPort::write(Field& field, Field value) {
-  std::lock_guard hold(_valueLock);
-  std::swap(field, value);  // the old value goes after the lock has been released
+const std::string& ZQVuoCompositionPort::portName() const {
+  return fields().portName;
 }
-
+ZQVuoPortType ZQVuoCompositionPort::portType() const {
+  return fields().portType;
+}
 std::optional<double> ZQVuoCompositionPort::minVal() const {
-  return read(_minVal);
+  return fields().read(&Fields::minVal);
 }
 std::optional<double> ZQVuoCompositionPort::maxVal() const {
-  return read(_maxVal);
+  return fields().read(&Fields::maxVal);
 }
 ZQVuoCompositionPort::Value ZQVuoCompositionPort::defaultVal() const {
-  return read(_defaultVal);
+  return fields().read(&Fields::defaultVal);
 }
 std::optional<double> ZQVuoCompositionPort::stepVal() const {
-  return read(_stepVal);
+  return fields().read(&Fields::stepVal);
+}
+bool ZQVuoCompositionPort::wantsUI() const {
+  return fields().wantsUI.load(std::memory_order_relaxed);
 }
 
 void ZQVuoCompositionPort::setMinVal(std::optional<double> minVal) {
-  write(_minVal, minVal);
+  fields().write(&Fields::minVal, minVal);
 }
 void ZQVuoCompositionPort::setMaxVal(std::optional<double> maxVal) {
-  write(_maxVal, maxVal);
+  fields().write(&Fields::maxVal, maxVal);
 }
 void ZQVuoCompositionPort::setDefaultVal(Value defaultVal) {
-  write(_defaultVal, std::move(defaultVal));
+  fields().write(&Fields::defaultVal, std::move(defaultVal));
 }
 void ZQVuoCompositionPort::setStepVal(std::optional<double> stepVal) {
-  write(_stepVal, stepVal);
+  fields().write(&Fields::stepVal, stepVal);
+}
+void ZQVuoCompositionPort::setWantsUI(bool wantsUI) {
+  fields().wantsUI.store(wantsUI, std::memory_order_relaxed);
 }
 
 std::string ZQVuoCompositionPort::description() const {
-  const char* type = ZQVuoPortTypeDescription(_portType);
-  return std::string("<ZQVuoCompPort, ") + (type ? type : "(null)") + ", " + _portName + ">";
+  const char* type = ZQVuoPortTypeDescription(portType());
+  return std::string("<ZQVuoCompPort, ") + (type ? type : "(null)") + ", " + portName() + ">";
 }
 
 const char* ZQVuoPortTypeDescription(ZQVuoPortType portType) {

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "runtime/VuoContainment.h"
+#include "Brannow/VuoContainment.h"
 
 int tellContainment() {
   const auto missing = VuoContainment_missing();

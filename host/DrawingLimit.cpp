@@ -6,8 +6,8 @@
 
 #include "host/Failure.h"
 
-void requireDrawable(const platform::GLContext& context, ZQSize size, const std::string& what) {
-  const platform::GLCurrent current(context);
+void requireDrawable(const brannow::GLContext& context, ZQSize size, const std::string& what) {
+  const brannow::GLCurrent current(context);
   if (!current) throw Failure{"the OpenGL context can't be used"};
   GLint texture = 0;
   GLint viewport[2] = {0, 0};

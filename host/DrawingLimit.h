@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/system/GLContext.h"
+#include "Brannow/GLContext.h"
+#include "Brannow/ZQBuffer.h"
 
 /// Throws Failure, with the limit, when the graphics driver draws no picture of this size. `what`
 /// tells people which picture is meant.
-void requireDrawable(const platform::GLContext& context, ZQSize size, const std::string& what);
+void requireDrawable(const brannow::GLContext& context, ZQSize size, const std::string& what);

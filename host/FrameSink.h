@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "Brannow/ZQBufferPool.h"
 #include "host/FrameRate.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
 
 class FrameSink {
  public:

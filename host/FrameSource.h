@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "Brannow/ZQBufferPool.h"
 #include "host/FrameSink.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
 
 class FrameSource {
  public:

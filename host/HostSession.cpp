@@ -8,12 +8,12 @@
 #include <mutex>
 #include <utility>
 
+#include "Brannow/Alert.h"
 #include "Brannow/Brannow.h"
-#include "platform/system/Alert.h"
-#include "platform/system/Dispatch.h"
+#include "Brannow/Log.h"
+#include "Brannow/MainQueue.h"
+#include "Brannow/Notifications.h"
 #include "platform/system/FileSystem.h"
-#include "platform/system/Notifications.h"
-#include "platform/system/SystemLog.h"
 
 struct LogCapture::Lines {
   std::mutex lock;  // taken under the log's own lock; nothing is taken under it
@@ -21,7 +21,7 @@ struct LogCapture::Lines {
 };
 
 LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
-  platform::setLogSink([lines = _lines](const std::string& line) {
+  brannow::setLogSink([lines = _lines](const std::string& line) {
     const auto start = line.find_first_not_of('\t');
     if (start == std::string::npos) return;
     const std::string text = line.substr(start);
@@ -32,7 +32,7 @@ LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
 }
 
 LogCapture::~LogCapture() {
-  platform::setLogSink({});
+  brannow::setLogSink({});
 }
 
 std::vector<std::string> LogCapture::take() {
@@ -41,11 +41,11 @@ std::vector<std::string> LogCapture::take() {
 }
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {
-  return begin(cacheFolder, platform::GLContext::createRoot());
+  return begin(cacheFolder, brannow::GLContext::createRoot());
 }
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
-                                                std::shared_ptr<platform::GLContext> context) {
+                                                std::shared_ptr<brannow::GLContext> context) {
   std::unique_ptr<HostSession> session(new HostSession);
   session->_context = std::move(context);
   if (session->_context) session->_pool = ZQBufferPool::create(session->_context->handle());
@@ -55,7 +55,7 @@ std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
   }
   _globalZQBufferPool = session->_pool.get();
   VuoGLScene::setGlobalVuoGLContext(session->_context);
-  platform::setAlertPresenter([alerts = &session->_alerts](const platform::Alert& alert) {
+  brannow::setAlertPresenter([alerts = &session->_alerts](const brannow::Alert& alert) {
     alerts->push_back(alert.informativeText);
     return std::size_t{0};
   });
@@ -64,20 +64,20 @@ std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
 }
 
 HostSession::~HostSession() {
-  platform::postNotification(platform::NSApplicationWillTerminateNotification);
+  brannow::postNotification(brannow::NSApplicationWillTerminateNotification);
   // Compositions are still ending in the background; a program must not end under them.
-  platform::finishQueues();
-  platform::setAlertPresenter({});
+  brannow::finishQueues();
+  brannow::setAlertPresenter({});
   _globalZQBufferPool = nullptr;
 }
 
 std::vector<std::string> HostSession::runMainQueue() {
-  platform::MainQueue::shared().runDue();
+  brannow::MainQueue::shared().runDue();
   return std::exchange(_alerts, {});
 }
 
 VuoSceneStatus HostSession::awaitLoad(const VuoGLScene& scene) {
-  auto& queue = platform::MainQueue::shared();
+  auto& queue = brannow::MainQueue::shared();
   while (scene.status().state == VuoSceneStatus::State::Loading) {
     pollfd due{queue.fileDescriptor(), POLLIN, 0};
     ::poll(&due, 1, -1);

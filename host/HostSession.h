@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "Brannow/GLContext.h"
 #include "Brannow/VuoGLScene.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
-#include "platform/system/GLContext.h"
+#include "Brannow/ZQBufferPool.h"
 
 /// Collects what the framework logs as an error while it exists; nothing goes to the system log.
 class LogCapture {
@@ -34,12 +34,12 @@ class HostSession {
   static std::unique_ptr<HostSession> begin(const std::string& cacheFolder);
   /// With the program's own context, which it keeps until the session has ended.
   static std::unique_ptr<HostSession> begin(const std::string& cacheFolder,
-                                            std::shared_ptr<platform::GLContext> context);
+                                            std::shared_ptr<brannow::GLContext> context);
   /// Tells the framework that the application ends.
   ~HostSession();
 
   ZQBufferPool& pool() { return *_pool; }
-  const platform::GLContext& context() const { return *_context; }
+  const brannow::GLContext& context() const { return *_context; }
   /// Runs what is due on the main queue and returns the texts of the alerts that came up.
   std::vector<std::string> runMainQueue();
   /// The same until the scene's load has come to its end, one way or the other.
@@ -47,7 +47,7 @@ class HostSession {
 
  private:
   HostSession() = default;
-  std::shared_ptr<platform::GLContext> _context;
+  std::shared_ptr<brannow::GLContext> _context;
   std::unique_ptr<ZQBufferPool> _pool;
   std::vector<std::string> _alerts;
 };

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 
 namespace host {
 

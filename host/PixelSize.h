@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/hostbuffers/ZQBuffer.h"
+#include "Brannow/ZQBuffer.h"
 
 /// A size in pixels from "640x360". Throws Failure when the text is none.
 ZQSize sizeFromText(const std::string& text);

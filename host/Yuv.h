@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 
 /// Planes Y, U and V of full size, BT.601 in video range. Alpha is left out.
 std::vector<std::uint8_t> yuv444From(const ZQPixels& picture);

@@ -1,4 +1,4 @@
-#include "runtime/VuoContainment.h"
+#include "Brannow/VuoContainment.h"
 
 #include "runtime/containment/KernelSupport.h"
 

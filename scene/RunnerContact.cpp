@@ -16,32 +16,32 @@ std::string asSeconds(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-VuoGLScene::RunnerContact::RunnerContact(std::weak_ptr<VuoGLScene> scene,
-                                         std::weak_ptr<VuoRunner> runner, std::uint64_t forLoad,
-                                         Path file)
+VuoGLScene::State::RunnerContact::RunnerContact(std::weak_ptr<VuoGLScene> scene,
+                                                std::weak_ptr<VuoRunner> runner,
+                                                std::uint64_t forLoad, Path file)
     : load(forLoad), _scene(std::move(scene)), _runner(std::move(runner)), _file(std::move(file)) {}
 
-void VuoGLScene::RunnerContact::runnerDelegateReceivedValForOutputKey(const Key& key) {
+void VuoGLScene::State::RunnerContact::runnerDelegateReceivedValForOutputKey(const Key& key) {
   if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedValForOutputKey(key);
 }
 
-void VuoGLScene::RunnerContact::runnerDelegateReceivedEventForOutputKey(const Key& key) {
+void VuoGLScene::State::RunnerContact::runnerDelegateReceivedEventForOutputKey(const Key& key) {
   if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedEventForOutputKey(key);
 }
 
-void VuoGLScene::RunnerContact::runnerDelegateLostContactWithComposition() {
-  if (const auto scene = _scene.lock()) scene->_lostContactWith(*this);
+void VuoGLScene::State::RunnerContact::runnerDelegateLostContactWithComposition() {
+  if (const auto scene = _scene.lock()) scene->_state->_lostContactWith(*this);
 }
 
-void VuoGLScene::RunnerContact::cameUp() {
+void VuoGLScene::State::RunnerContact::cameUp() {
   if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) tellRunning();
 }
 
-void VuoGLScene::RunnerContact::installed() {
+void VuoGLScene::State::RunnerContact::installed() {
   if ((_progress.fetch_or(kInstalled) & kCameUp) != 0) tellRunning();
 }
 
-void VuoGLScene::RunnerContact::isOverdue(std::chrono::nanoseconds waited) {
+void VuoGLScene::State::RunnerContact::isOverdue(std::chrono::nanoseconds waited) {
   const std::string forHowLong = asSeconds(waited);
   platform::systemLog("\t\terr: composition is at one event for %@, file is %@, %s",
                       {forHowLong, _file ? platform::lastPathComponent(*_file) : "",
@@ -51,19 +51,20 @@ void VuoGLScene::RunnerContact::isOverdue(std::chrono::nanoseconds waited) {
               forHowLong + ".");
 }
 
-void VuoGLScene::RunnerContact::hasCaughtUp() {
+void VuoGLScene::State::RunnerContact::hasCaughtUp() {
   tellRunning();
 }
 
-void VuoGLScene::RunnerContact::tellRunning(std::string message) {
+void VuoGLScene::State::RunnerContact::tellRunning(std::string message) {
   const auto scene = _scene.lock();
   if (!scene || (_progress & kInstalled) == 0) return;
-  scene->_setStatus({hasComeUp() ? VuoSceneStatus::State::Running : VuoSceneStatus::State::Loading,
-                     _file, std::move(message)},
-                    load);
+  scene->_state->_setStatus(
+      {hasComeUp() ? VuoSceneStatus::State::Running : VuoSceneStatus::State::Loading, _file,
+       std::move(message)},
+      load);
 }
 
-std::string VuoGLScene::RunnerContact::lossDescription() const {
+std::string VuoGLScene::State::RunnerContact::lossDescription() const {
   std::string how;
   if (const auto runner = _runner.lock())
     guarded("-[VuoGLScene runnerDelegateLostContactWithComposition]",

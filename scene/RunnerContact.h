@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
-#include "Brannow/VuoGLScene.h"
+#include "scene/VuoGLSceneState.h"
 
 /// The scene as one of its runners knows it. What the runner reports goes on to the scene, which is
 /// not kept alive; that contact was lost goes on with whose it was. Goes with its runner.
-class VuoGLScene::RunnerContact : public VuoGLSceneProtocol, public VuoRunner::Watcher {
+class VuoGLScene::State::RunnerContact : public VuoGLSceneProtocol, public VuoRunner::Watcher {
  public:
   RunnerContact(std::weak_ptr<VuoGLScene> scene, std::weak_ptr<VuoRunner> runner,
                 std::uint64_t forLoad, Path file);

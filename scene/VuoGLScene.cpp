@@ -7,6 +7,7 @@
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoSharing.h"
 #include "scene/Guarded.h"
+#include "scene/RunnerContact.h"
 #include "scene/VuoGLSceneState.h"
 
 void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context) {
@@ -28,16 +29,15 @@ std::shared_ptr<VuoGLScene> VuoGLScene::initWithSize(double width, double height
   std::shared_ptr<VuoGLScene> scene(new VuoGLScene(width, height));
   scene->_state->termination = platform::observeNotification(
       platform::NSApplicationWillTerminateNotification, [weak = std::weak_ptr(scene)] {
-        if (const auto alive = weak.lock()) alive->appTerminateNotification();
+        if (const auto alive = weak.lock()) alive->_state->appTerminateNotification();
       });
   return scene;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
-VuoGLScene::VuoGLScene(double width, double height) : _state(std::make_unique<State>()) {
-  _state->size = {width, height};
-}
+VuoGLScene::VuoGLScene(double width, double height)
+    : _state(std::make_unique<State>(*this, ZQSize{width, height})) {}
 
 VuoGLScene::~VuoGLScene() {
   if (!_state->deleted) prepareToBeDeleted();
@@ -45,11 +45,11 @@ VuoGLScene::~VuoGLScene() {
 
 void VuoGLScene::prepareToBeDeleted() {
   if (_state->deleted) return;
-  guarded("-[VuoGLScene prepareToBeDeleted]", [&] { _unloadForGood(); });
+  guarded("-[VuoGLScene prepareToBeDeleted]", [&] { _state->_unloadForGood(); });
 }
 
-void VuoGLScene::appTerminateNotification() {
-  useFile(std::nullopt);
+void VuoGLScene::State::appTerminateNotification() {
+  scene.useFile(std::nullopt);
 }
 
 std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
@@ -111,31 +111,30 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
 
 /// What an overtaken load has to say is dropped. Changes reach the main queue in their order, also
 /// where no handler waits for them: who serves the queue may look at the status instead.
-void VuoGLScene::_setStatus(VuoSceneStatus status, std::uint64_t load) {
+void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load) {
   {
-    std::lock_guard hold(_state->statusLock);
-    if (load < _state->statusLoad) return;
-    _state->statusLoad = load;
-    if (_state->status == status) return;
-    _state->status = std::move(status);
-    if (_state->deleted) return;
-    _state->statusesToTell.push_back(_state->statusHandler ? std::optional(_state->status)
-                                                           : std::nullopt);
+    std::lock_guard hold(statusLock);
+    if (load < statusLoad) return;
+    statusLoad = load;
+    if (status == newStatus) return;
+    status = std::move(newStatus);
+    if (deleted) return;
+    statusesToTell.push_back(statusHandler ? std::optional(status) : std::nullopt);
   }
   // Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
-  platform::MainQueue::shared().async([weak = weak_from_this()] {
-    if (const auto scene = weak.lock()) scene->_tellStatus();
+  platform::MainQueue::shared().async([weak = scene.weak_from_this()] {
+    if (const auto alive = weak.lock()) alive->_state->_tellStatus();
   });
 }
 
-void VuoGLScene::_tellStatus() {
+void VuoGLScene::State::_tellStatus() {
   std::shared_ptr<const StatusHandler> handler;
-  std::optional<VuoSceneStatus> status;
+  std::optional<VuoSceneStatus> told;
   {
-    std::lock_guard hold(_state->statusLock);
-    status = std::move(_state->statusesToTell.front());
-    _state->statusesToTell.pop_front();
-    handler = _state->statusHandler;
+    std::lock_guard hold(statusLock);
+    told = std::move(statusesToTell.front());
+    statusesToTell.pop_front();
+    handler = statusHandler;
   }
-  if (status && handler && !_state->deleted) (*handler)(*status);
+  if (told && handler && !deleted) (*handler)(*told);
 }

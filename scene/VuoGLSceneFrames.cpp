@@ -12,8 +12,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "Brannow/ZQBufferPool.h"
 #include "bridging/ImageOverBuffer.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
 #include "platform/system/SystemLog.h"
 #include "runtime/VuoValues.h"
 #include "scene/Guarded.h"
@@ -38,7 +38,7 @@ static VuoFrame endedFrame(const std::string& how) {
 }
 
 /// Written while it is asked for, and only read afterwards.
-class VuoGLScene::AskedFrame : public VuoPendingFrame {
+class VuoGLScene::State::AskedFrame : public VuoPendingFrame {
  public:
   std::uint64_t number() const override { return tag.number; }
   double time() const override { return tag.time; }
@@ -53,7 +53,7 @@ class VuoGLScene::AskedFrame : public VuoPendingFrame {
 };
 
 /// What there is no memory to ask for. Never destroyed, like whoever may still ask.
-const std::shared_ptr<VuoPendingFrame>& VuoGLScene::_nothingAsked =
+const std::shared_ptr<VuoPendingFrame>& VuoGLScene::State::_nothingAsked =
     *new std::shared_ptr<VuoPendingFrame>(std::make_shared<AskedFrame>());
 
 /// The values of one composition's outputs at one moment.
@@ -154,10 +154,10 @@ ZQBufferRef VuoFrame::image(const std::string& name) const {
 }
 
 std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& request) try {
-  auto frame = std::make_shared<AskedFrame>();
+  auto frame = std::make_shared<State::AskedFrame>();
   std::lock_guard hold(_state->runnerLock);
   frame->composition = comp();
-  frame->tag = {++_state->frameRequests, request.time.value_or(_secondsSinceLoad())};
+  frame->tag = {++_state->frameRequests, request.time.value_or(_state->_secondsSinceLoad())};
   if (request.size && !_state->deleted) {
     std::lock_guard holdProperties(_state->propLock);
     _state->size = *request.size;
@@ -171,28 +171,28 @@ std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& 
   }
   frame->runner = _state->runner;
   const auto fault = faultOf(kAskName, [&] {
-    _store(request, *frame);
+    _state->_store(request, *frame);
     frame->event = _state->runner->firePublishedInputPortEvent(frame->tag);
   });
-  if (fault) frame->unasked = _whyUnasked(*fault);
+  if (fault) frame->unasked = _state->_whyUnasked(*fault);
   return frame;
 } catch (const std::bad_alloc&) {
-  return _nothingAsked;
+  return State::_nothingAsked;
 }
 
 /// The caller holds `runnerLock`.
-VuoFrame VuoGLScene::_whyUnasked(const std::string& fault) const {
+VuoFrame VuoGLScene::State::_whyUnasked(const std::string& fault) const {
   std::string how;
-  guarded(kAskName, [&] { how = _state->runner->lossDescription(); });
+  guarded(kAskName, [&] { how = runner->lossDescription(); });
   return how.empty() ? noFrame(Reason::NoPicture, "The composition can't be asked. " + fault)
                      : endedFrame(how);
 }
 
 /// The caller holds `runnerLock`.
-void VuoGLScene::_store(const VuoFrameRequest& request, AskedFrame& frame) {
+void VuoGLScene::State::_store(const VuoFrameRequest& request, AskedFrame& frame) {
   const ZQVuoComposition& composition = *frame.composition;
-  const bool interprocess = _state->runnerNewProcess;
-  InputStore inputs(*_state->runner, composition, frame.namesNotTaken);
+  const bool interprocess = runnerNewProcess;
+  InputStore inputs(*runner, composition, frame.namesNotTaken);
   inputs.number(composition.runnerTimePort(), frame.tag.time);
   if (request.size) {
     inputs.number(composition.runnerWidthPort(), request.size->width);
@@ -208,7 +208,7 @@ void VuoGLScene::_store(const VuoFrameRequest& request, AskedFrame& frame) {
 
 VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame,
                                Patience longest) try {
-  const auto asked = std::dynamic_pointer_cast<AskedFrame>(frame);
+  const auto asked = std::dynamic_pointer_cast<State::AskedFrame>(frame);
   if (!asked) return noFrame(Reason::NothingRuns, "Nothing was asked for.");
   if (!asked->event) return asked->unasked;
   VuoRunner::Event& event = *asked->event;
@@ -223,10 +223,10 @@ VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame,
       event.waitUntil(deadline);
     switch (event.state()) {
       case VuoRunner::Event::State::Waiting:
-        answer = _late(*asked);
+        answer = _state->_late(*asked);
         break;
       case VuoRunner::Event::State::Done:
-        answer = _answered(*asked);
+        answer = _state->_answered(*asked);
         break;
       case VuoRunner::Event::State::Dropped:
         answer = noFrame(Reason::Dropped, "Too many requests were waiting.");
@@ -242,7 +242,7 @@ VuoFrame VuoGLScene::takeFrame(const std::shared_ptr<VuoPendingFrame>& frame,
 }
 
 /// What the picture is follows from what drew it.
-VuoFrame VuoGLScene::_answered(const AskedFrame& frame) const {
+VuoFrame VuoGLScene::State::_answered(const AskedFrame& frame) const {
   const auto port = frame.composition->runnerImageOutputPort();
   if (!port) return noFrame(Reason::NoPicture, "The composition publishes no image outputImage.");
   const std::string& output = port->portName();
@@ -259,12 +259,11 @@ VuoFrame VuoGLScene::_answered(const AskedFrame& frame) const {
 }
 
 /// The newest picture of the composition that was asked, which may have ended meanwhile.
-VuoFrame VuoGLScene::_late(const AskedFrame& frame) const {
+VuoFrame VuoGLScene::State::_late(const AskedFrame& frame) const {
   std::shared_ptr<const VuoRunner::Outputs> values;
   {
-    std::lock_guard hold(_state->runnerLock);
-    if (_state->runner && _state->runner == frame.runner.lock())
-      values = _state->runner->getPublishedOutputs();
+    std::lock_guard hold(runnerLock);
+    if (runner && runner == frame.runner.lock()) values = runner->getPublishedOutputs();
   }
   const auto port = frame.composition->runnerImageOutputPort();
   if (values && port)

@@ -6,6 +6,7 @@
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
 #include "scene/Guarded.h"
+#include "scene/RunnerContact.h"
 #include "scene/VuoGLSceneState.h"
 #include "scene/ZQVuoRunnerDelegate.h"
 
@@ -53,7 +54,7 @@ VuoSceneStatus failedStatus(const std::optional<std::string>& path, std::string 
 
 /// A runner with what belongs to it: its bridge to the scene, the scene as it knows it, and the
 /// record of what it runs. The runner is destroyed first: it may call its bridge until then.
-struct VuoGLScene::Running {
+struct VuoGLScene::State::Running {
   std::shared_ptr<VuoCacheItem> item;
   std::shared_ptr<RunnerContact> contact;
   std::shared_ptr<VuoRunnerDelegate> bridge;
@@ -62,7 +63,7 @@ struct VuoGLScene::Running {
 };
 
 /// What a load asks the cache for.
-struct VuoGLScene::Request {
+struct VuoGLScene::State::Request {
   std::string path;
   bool async = false, newProcess = true;
   std::uint64_t load = 0;  ///< its number
@@ -76,24 +77,25 @@ void VuoGLScene::useFile(const Path& path) {
 void VuoGLScene::useFile(const Path& path, bool async) {
   constexpr const char* kName = "-[VuoGLScene useFile:async:]";
   const auto fault = faultOf(kName, [&] {
-    _useFile(path, async,
-             path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
+    _state->_useFile(
+        path, async,
+        path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
   });
-  if (fault) guarded(kName, [&] { _failToLoad(path, *fault); });
+  if (fault) guarded(kName, [&] { _state->_failToLoad(path, *fault); });
 }
 
 /// The load that was begun last has come to nothing: there was no memory for it.
-void VuoGLScene::_failToLoad(const Path& path, const std::string& fault) {
+void VuoGLScene::State::_failToLoad(const Path& path, const std::string& fault) {
   std::uint64_t load;
   {
-    std::lock_guard hold(_state->propLock);
-    load = _state->loads;
+    std::lock_guard hold(propLock);
+    load = loads;
   }
   _setStatus(failedStatus(path, fault), load);
 }
 
-void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile) {
-  if (_state->deleted) return;
+void VuoGLScene::State::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile) {
+  if (deleted) return;
   const std::uint64_t load = _setFile(path);
   if (load == 0) return;
   _setStatus(std::move(statusMeanwhile), load);
@@ -103,11 +105,11 @@ void VuoGLScene::_useFile(const Path& path, bool async, VuoSceneStatus statusMea
   if (path) _fetch({*path, async, newProcess, load});
 }
 
-void VuoGLScene::_fetch(const Request& request) {
+void VuoGLScene::State::_fetch(const Request& request) {
   const auto& [path, async, newProcess, load, isSecond] = request;
   if (async) {
-    auto completion = [weak = weak_from_this(), request](VuoCache::Item item) {
-      if (const auto scene = weak.lock()) scene->_itemFetched(item, request);
+    auto completion = [weak = scene.weak_from_this(), request](VuoCache::Item item) {
+      if (const auto alive = weak.lock()) alive->_state->_itemFetched(item, request);
     };
     newProcess ? VuoCache::fetchCachedExeForVuoFile(path, completion)
                : VuoCache::fetchCachedDylibForVuoFile(path, completion);
@@ -119,7 +121,8 @@ void VuoGLScene::_fetch(const Request& request) {
   }
 }
 
-void VuoGLScene::_itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request) {
+void VuoGLScene::State::_itemFetched(const std::shared_ptr<VuoCacheItem>& item,
+                                     const Request& request) {
   if (!item) {
     _setStatus(failedStatus(request.path, whyNotFetched(request.path)), request.load);
   } else if (_mustCompileAgain(item, request)) {
@@ -133,50 +136,50 @@ void VuoGLScene::_itemFetched(const std::shared_ptr<VuoCacheItem>& item, const R
 }
 
 /// Whether this load wants an artefact that is missing or damaged, and has not had it compiled yet.
-bool VuoGLScene::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
-                                   const Request& request) {
+bool VuoGLScene::State::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
+                                          const Request& request) {
   const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
   if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
-  std::lock_guard hold(_state->propLock);
-  return _state->loads == request.load;
+  std::lock_guard hold(propLock);
+  return loads == request.load;
 }
 
 /// Replaces description, path and load time as one step, and numbers the load. 0, with nothing
 /// done, when the scene was deleted meanwhile, or another load is the last one than that to be
 /// replaced.
-std::uint64_t VuoGLScene::_setFile(const Path& path, std::optional<std::uint64_t> insteadOf) {
+std::uint64_t VuoGLScene::State::_setFile(const Path& path,
+                                          std::optional<std::uint64_t> insteadOf) {
   Path file = path;
-  std::shared_ptr<ZQVuoComposition> comp;  // the former one, destroyed after the lock is released
-  std::lock_guard hold(_state->propLock);
-  if (_state->deleted && path) return 0;
-  if (insteadOf && *insteadOf != _state->loads) return 0;
+  std::shared_ptr<ZQVuoComposition> read;  // then the former one, which goes after the lock
+  std::lock_guard hold(propLock);
+  if (deleted && path) return 0;
+  if (insteadOf && *insteadOf != loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
-  comp = ZQVuoComposition::initWithPath(path);
-  _state->comp.swap(comp);
-  _state->filePath.swap(file);
-  _state->loadDate = date;
-  return ++_state->loads;
+  read = ZQVuoComposition::initWithPath(path);
+  if (path && !read) throw std::bad_alloc();
+  comp.swap(read);
+  filePath.swap(file);
+  loadDate = date;
+  return ++loads;
 }
 
 /// Leaves a runner alone that a later load has installed meanwhile.
-VuoGLScene::Running VuoGLScene::_takeOutRunner(std::uint64_t load) {
-  std::lock_guard hold(_state->runnerLock);
-  if (!_state->runnerContact || _state->runnerContact->load < load) return _takeOutRunnerLocked();
+VuoGLScene::State::Running VuoGLScene::State::_takeOutRunner(std::uint64_t load) {
+  std::lock_guard hold(runnerLock);
+  if (!runnerContact || runnerContact->load < load) return _takeOutRunnerLocked();
   Running none;
-  none.newProcess = _state->runnerNewProcess;
+  none.newProcess = runnerNewProcess;
   return none;
 }
 
 /// The caller holds `runnerLock`.
-VuoGLScene::Running VuoGLScene::_takeOutRunnerLocked() {
-  return {std::exchange(_state->runnerCacheItem, nullptr),
-          std::exchange(_state->runnerContact, nullptr),
-          std::exchange(_state->runnerDelegate, nullptr), std::exchange(_state->runner, nullptr),
-          _state->runnerNewProcess};
+VuoGLScene::State::Running VuoGLScene::State::_takeOutRunnerLocked() {
+  return {std::exchange(runnerCacheItem, nullptr), std::exchange(runnerContact, nullptr),
+          std::exchange(runnerDelegate, nullptr), std::exchange(runner, nullptr), runnerNewProcess};
 }
 
 /// Stopping a runner may take long: it happens on the concurrent queue, with nothing of the scene.
-void VuoGLScene::_discard(Running running) {
+void VuoGLScene::State::_discard(Running running) {
   if (!running.runner && !running.bridge) return;
   std::shared_ptr<Running> last;
   const auto tearDownLater = [&] {
@@ -189,7 +192,7 @@ void VuoGLScene::_discard(Running running) {
     _tearDown(std::move(last ? *last : running), kTearDownName);
 }
 
-void VuoGLScene::_tearDown(Running running, const char* operation) {
+void VuoGLScene::State::_tearDown(Running running, const char* operation) {
   if (running.runner) {
     guarded(operation, [&] {
       running.runner->setDelegate(nullptr);
@@ -205,25 +208,25 @@ void VuoGLScene::_tearDown(Running running, const char* operation) {
 
 /// Deletion is one step for a load that is about to install its runner: under `runnerLock` it sees
 /// either a scene that is alive or one whose runner has been taken out for good.
-void VuoGLScene::_unloadForGood() {
+void VuoGLScene::State::_unloadForGood() {
   Running old;
   {
-    std::lock_guard hold(_state->runnerLock);
-    _state->deleted = true;
+    std::lock_guard hold(runnerLock);
+    deleted = true;
     old = _takeOutRunnerLocked();
   }
   _setStatus({}, _setFile(std::nullopt));
   _discard(std::move(old));
 }
 
-void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item) {
-  if (!item || _state->deleted) return;
+void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item) {
+  if (!item || deleted) return;
   Path file;
   std::uint64_t load;
   {
-    std::lock_guard hold(_state->propLock);
-    file = _state->filePath;
-    load = _state->loads;
+    std::lock_guard hold(propLock);
+    file = filePath;
+    load = loads;
   }
   if (!file) {
     systemLog("\t\terr: the file i should be using is nil, %s", {kAvailableName});
@@ -233,9 +236,9 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
   bool alreadyRunning, newProcess;
   VuoCacheItem::Text source, artefact;
   {
-    std::lock_guard hold(_state->runnerLock);
-    alreadyRunning = _state->runner != nullptr;
-    newProcess = _state->runnerNewProcess;
+    std::lock_guard hold(runnerLock);
+    alreadyRunning = runner != nullptr;
+    newProcess = runnerNewProcess;
     source = item->vuoFilePath();
     artefact = newProcess ? item->cachedExePath() : item->cachedDylibPath();
   }
@@ -255,8 +258,8 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
 
   std::optional<std::string> fault;
   Running running = _startRunner(item, *artefact, *source, newProcess, load, fault);
-  _state->runnerOutValPortNames.lockRemoveAllObjects();
-  _state->runnerOutEventPortNames.lockRemoveAllObjects();
+  runnerOutValPortNames.lockRemoveAllObjects();
+  runnerOutEventPortNames.lockRemoveAllObjects();
   const auto contact = running.contact;
   if (_install(running, *source)) {
     if (fault)
@@ -271,21 +274,22 @@ void VuoGLScene::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item)
 }
 
 /// A runner whose bridge or start raised something is handed on all the same.
-VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>& item,
-                                             const std::string& artefact, const std::string& source,
-                                             bool newProcess, std::uint64_t load,
-                                             std::optional<std::string>& fault) {
+VuoGLScene::State::Running VuoGLScene::State::_startRunner(
+    const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
+    const std::string& source, bool newProcess, std::uint64_t load,
+    std::optional<std::string>& fault) {
   Running running;
   running.item = item;
   running.runner =
       makeRunner(artefact, platform::deletingLastPathComponent(source), newProcess, fault);
   if (!running.runner) return running;
-  running.contact = std::make_shared<RunnerContact>(weak_from_this(), running.runner, load, source);
+  running.contact =
+      std::make_shared<RunnerContact>(scene.weak_from_this(), running.runner, load, source);
   fault = faultOf(
       kAvailableName,
       [&] {
         running.runner->setWatcher(running.contact);
-        running.runner->setPatience(eventPatience());
+        running.runner->setPatience(scene.eventPatience());
         running.bridge = std::make_shared<ZQVuoRunnerDelegate>(running.contact);
         running.runner->setDelegate(running.bridge.get());
         running.runner->start();
@@ -296,34 +300,34 @@ VuoGLScene::Running VuoGLScene::_startRunner(const std::shared_ptr<VuoCacheItem>
 
 /// Refuses when the scene was deleted, was pointed at another file, or got a runner from another
 /// load while this one was starting, and when this one is lost already.
-bool VuoGLScene::_install(Running& running, const std::string& source) {
+bool VuoGLScene::State::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
-  std::lock_guard hold(_state->runnerLock);
-  old = std::exchange(_state->runnerCacheItem, running.item);
-  if (_state->deleted || _state->runner) return false;
+  std::lock_guard hold(runnerLock);
+  old = std::exchange(runnerCacheItem, running.item);
+  if (deleted || runner) return false;
   if (running.contact) {
     if (running.contact->lost) return false;
-    std::lock_guard holdProperties(_state->propLock);
-    if (_state->filePath != source) return false;
-    running.contact->load = _state->loads;  // another load of the same file is served as well
+    std::lock_guard holdProperties(propLock);
+    if (filePath != source) return false;
+    running.contact->load = loads;  // another load of the same file is served as well
   }
-  _state->runner = std::move(running.runner);
-  _state->runnerDelegate = std::move(running.bridge);
-  _state->runnerContact = std::move(running.contact);
+  runner = std::move(running.runner);
+  runnerDelegate = std::move(running.bridge);
+  runnerContact = std::move(running.contact);
   return true;
 }
 
 /// Unloads the scene when the runner is the one of its current file; of any other the load that
 /// came after it takes care.
-void VuoGLScene::_lostContactWith(RunnerContact& contact) {
-  if (_state->deleted) return;
+void VuoGLScene::State::_lostContactWith(RunnerContact& contact) {
+  if (deleted) return;
   Path path;
   std::uint64_t load;
   Running lost;
   {
-    std::lock_guard hold(_state->runnerLock);
+    std::lock_guard hold(runnerLock);
     contact.lost = true;
-    path = filePath();
+    path = scene.filePath();
     load = _setFile(std::nullopt, contact.load);
     if (load == 0) return;
     lost = _takeOutRunnerLocked();

@@ -33,15 +33,15 @@ bool VuoGLScene::readyToRender() const {
 
 void VuoGLScene::startRendering() {
   constexpr const char* kName = "-[VuoGLScene startRendering]";
-  const auto composition = _compositionToRender(kName);
+  const auto composition = _state->_compositionToRender(kName);
   if (!composition) return;
   std::lock_guard hold(_state->runnerLock);
   if (_state->deleted || !_state->runner) return;
-  guarded(kName, [&] { _pushTime(*composition); });
+  guarded(kName, [&] { _state->_pushTime(*composition); });
 }
 
 ZQBufferRef VuoGLScene::allocABuffer() try {
-  const auto composition = _compositionToRender("-[VuoGLScene allocABuffer]");
+  const auto composition = _state->_compositionToRender("-[VuoGLScene allocABuffer]");
   if (!composition) return nullptr;
   return allocValueForOutputKey(nameOf(composition->runnerImageOutputPort())).buffer;
 } catch (const std::bad_alloc&) {
@@ -50,18 +50,18 @@ ZQBufferRef VuoGLScene::allocABuffer() try {
 
 ZQBufferRef VuoGLScene::allocAndRenderABuffer() try {
   constexpr const char* kName = "-[VuoGLScene allocAndRenderABuffer]";
-  const auto composition = _compositionToRender(kName);
+  const auto composition = _state->_compositionToRender(kName);
   if (!composition) return nullptr;
 
   bool pushed = false;
   {
     std::lock_guard hold(_state->runnerLock);
     if (!_state->deleted && _state->runner) {
-      guarded(kName, [&] { pushed = _pushTime(*composition); });
+      guarded(kName, [&] { pushed = _state->_pushTime(*composition); });
     }
   }
   const Key output = nameOf(composition->runnerImageOutputPort());
-  if (pushed && !_waitForOutput(output, kGeneratorWait, kName)) return nullptr;
+  if (pushed && !_state->_waitForOutput(output, kGeneratorWait, kName)) return nullptr;
   return allocValueForOutputKey(output).buffer;
 } catch (const std::bad_alloc&) {
   return nullptr;
@@ -77,78 +77,77 @@ ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) try {
     std::lock_guard hold(_state->runnerLock);
     if (!_state->deleted && _state->runner) {
       guarded(
-          kName, [&] { _pushTime(*composition); }, "\t\terr: caught exception A in %s");
+          kName, [&] { _state->_pushTime(*composition); }, "\t\terr: caught exception A in %s");
       guarded(
-          kName, [&] { _pushFrame(*composition, *frame); }, "\t\terr: caught exception B in %s");
+          kName, [&] { _state->_pushFrame(*composition, *frame); },
+          "\t\terr: caught exception B in %s");
     }
   }
   const Key output = nameOf(composition->runnerImageOutputPort());
-  if (!_waitForOutput(output, kFilterWait, kName)) return nullptr;
+  if (!_state->_waitForOutput(output, kFilterWait, kName)) return nullptr;
   return allocValueForOutputKey(output).buffer;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
 /// The description that a frame works on to its end, even if the scene gets another file meanwhile.
-std::shared_ptr<ZQVuoComposition> VuoGLScene::_compositionToRender(const char* operation) const {
-  if (_state->deleted) {
+std::shared_ptr<ZQVuoComposition> VuoGLScene::State::_compositionToRender(
+    const char* operation) const {
+  if (deleted) {
     systemLog("\t\terr: bailing immediately, %s", {operation});
     return nullptr;
   }
-  auto composition = comp();
+  auto composition = scene.comp();
   if (!composition) systemLog("\t\terr: bailing, localComp nil, %s", {operation});
   return composition;
 }
 
 /// True when the composition has been told the time. The caller holds `runnerLock`.
-bool VuoGLScene::_pushTime(const ZQVuoComposition& composition) {
+bool VuoGLScene::State::_pushTime(const ZQVuoComposition& composition) {
   if (!composition.runnerTimePort()) return false;
-  VuoRunner& runner = *_state->runner;
   VuoRunner::Port* port =
-      runner.getPublishedInputPortWithName(composition.runnerTimePort()->portName());
+      runner->getPublishedInputPortWithName(composition.runnerTimePort()->portName());
   if (!port) return false;
   const JsonValue value(VuoReal_getJson(_secondsSinceLoad()));
   if (!value) return false;
-  runner.setPublishedInputPortValue(port, value.get());
-  runner.firePublishedInputPortEvent(port);
+  runner->setPublishedInputPortValue(port, value.get());
+  runner->firePublishedInputPortEvent(port);
   return true;
 }
 
-double VuoGLScene::_secondsSinceLoad() const {
-  std::lock_guard hold(_state->propLock);
-  if (!_state->loadDate) return 0;
-  const auto elapsed = std::chrono::system_clock::now() - *_state->loadDate;
+double VuoGLScene::State::_secondsSinceLoad() const {
+  std::lock_guard hold(propLock);
+  if (!loadDate) return 0;
+  const auto elapsed = std::chrono::system_clock::now() - *loadDate;
   return std::chrono::duration<double>(elapsed).count();
 }
 
 /// The caller holds `runnerLock`.
-void VuoGLScene::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) {
+void VuoGLScene::State::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) {
   const Retained<VuoImage> image(_vuoImageForBuffer(frame));
   if (!image.get() || !composition.runnerImageInputPort()) return;
   VuoRunner::Port* port =
-      _state->runner->getPublishedInputPortWithName(composition.runnerImageInputPort()->portName());
+      runner->getPublishedInputPortWithName(composition.runnerImageInputPort()->portName());
   if (port) _pushVuoImage(image.get(), port);
 }
 
 /// False, with a log line, when the output has not been reported by the deadline.
-bool VuoGLScene::_waitForOutput(const Key& key, std::chrono::milliseconds longest,
-                                const char* operation) {
+bool VuoGLScene::State::_waitForOutput(const Key& key, std::chrono::milliseconds longest,
+                                       const char* operation) {
   const auto deadline = Clock::now() + longest;
-  std::uint64_t reportsBefore = _state->outValReports;
-  const auto reported = [&] {
-    return key && _state->runnerOutValPortNames.lockContainsObject(*key);
-  };
+  std::uint64_t reportsBefore = outValReports;
+  const auto reported = [&] { return key && runnerOutValPortNames.lockContainsObject(*key); };
   const auto reportedSince = [&] {
-    const std::uint64_t reports = _state->outValReports;
+    const std::uint64_t reports = outValReports;
     return std::exchange(reportsBefore, reports) != reports && reported();
   };
   if (reported()) return true;
-  if (key && _state->stayAwake.until(deadline, reportedSince)) return true;
+  if (key && stayAwake.until(deadline, reportedSince)) return true;
   {
-    std::unique_lock hold(_state->outValReportLock);
-    if (_state->outValReported.wait_until(hold, deadline, reported)) return true;
+    std::unique_lock hold(outValReportLock);
+    if (outValReported.wait_until(hold, deadline, reported)) return true;
   }
-  const Path path = filePath();
+  const Path path = scene.filePath();
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   systemLog("\t\tERR: frame took too long to render, %@, %s", {name, operation});
   return false;

@@ -3,6 +3,7 @@
 
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
+#include "scene/RunnerContact.h"
 #include "scene/VuoGLSceneState.h"
 
 namespace {
@@ -47,17 +48,17 @@ std::vector<std::string> VuoGLScene::copyAndClearOutEventPortNames() {
 void VuoGLScene::runnerDelegateLostContactWithComposition() {
   if (_state->deleted) return;
   const Path path = filePath();
-  _logLostContact(path);
-  std::shared_ptr<RunnerContact> contact;
+  State::_logLostContact(path);
+  std::shared_ptr<State::RunnerContact> contact;
   {
     std::lock_guard hold(_state->runnerLock);
     contact = _state->runnerContact;
   }
-  _useFile(std::nullopt, false,
-           {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""});
+  _state->_useFile(std::nullopt, false,
+                   {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""});
 }
 
-void VuoGLScene::_logLostContact(const Path& path) {
+void VuoGLScene::State::_logLostContact(const Path& path) {
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;
   platform::systemLog("\t\terr: %s, file was %@",
                       {"-[VuoGLScene runnerDelegateLostContactWithComposition]", name});

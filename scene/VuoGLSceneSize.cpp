@@ -61,7 +61,7 @@ void VuoGLScene::setSize(double width, double height) {
     changed = _state->size != ZQSize{width, height};
     _state->size = {width, height};
   }
-  if (changed) _applySize();
+  if (changed) _state->_applySize();
 }
 
 ZQSize VuoGLScene::size() const {
@@ -69,26 +69,25 @@ ZQSize VuoGLScene::size() const {
   return _state->size;
 }
 
-void VuoGLScene::_applySize() {
-  if (_state->deleted) return;
-  const auto composition = comp();
-  std::lock_guard hold(_state->runnerLock);
-  if (!_state->runner) return;
+void VuoGLScene::State::_applySize() {
+  if (deleted) return;
+  const auto composition = scene.comp();
+  std::lock_guard hold(runnerLock);
+  if (!runner) return;
   // Read under the runner's lock: of two overlapping pushes the later one sends the later size.
-  const ZQSize pixels = size();
-  const Path path = filePath();
+  const ZQSize pixels = scene.size();
+  const Path path = scene.filePath();
   const auto widthPort = composition ? composition->runnerWidthPort() : nullptr;
   const auto heightPort = composition ? composition->runnerHeightPort() : nullptr;
-  VuoRunner& runner = *_state->runner;
   guarded(kName, [&] {
-    pushDimension(runner,
+    pushDimension(*runner,
                   {widthPort, pixels.width, "\t\terr: no width port name, %s - %@",
                    "\t\terr: no width port, %s - %@", "\t\terr: no width port val, %s - %@"},
                   path);
-    pushDimension(runner,
+    pushDimension(*runner,
                   {heightPort, pixels.height, "\t\terr: no height port name, %s - %@",
                    "\t\terr: no height port, %s - %@", "\t\terr: no height port val, %s - %@"},
                   path);
-    runner.firePublishedInputPortEvent();
+    runner->firePublishedInputPortEvent();
   });
 }

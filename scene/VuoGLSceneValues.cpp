@@ -60,7 +60,8 @@ void VuoGLScene::setBuffer(const ZQBufferRef& buffer, const Key& forInputImageKe
     const auto type = typeOf(composition ? composition->inputPortNamed(forInputImageKey) : nullptr);
     VuoRunner::Port* port = _state->runner->getPublishedInputPortWithName(*forInputImageKey);
     if (!port || type != ZQVuoPortType_Image) return;
-    if (const VuoImage image = _vuoImageForBuffer(*buffer)) _pushVuoImage(image, port);
+    if (const VuoImage image = _state->_vuoImageForBuffer(*buffer))
+      _state->_pushVuoImage(image, port);
   });
 }
 
@@ -84,13 +85,13 @@ VuoOutput VuoGLScene::allocValueForOutputKey(const Key& key) {
   return output;
 }
 
-VuoImage VuoGLScene::_vuoImageForBuffer(ZQBuffer& buffer) {
+VuoImage VuoGLScene::State::_vuoImageForBuffer(ZQBuffer& buffer) {
   return imageOverBuffer(buffer);
 }
 
 /// The caller holds `runnerLock`.
-void VuoGLScene::_pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) {
+void VuoGLScene::State::_pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) {
   const Retained<VuoImage> held(image);
-  const JsonValue value = jsonForImage(image, _state->runnerNewProcess);
-  if (value) setAndFire(*_state->runner, toRunnerPort, value);
+  const JsonValue value = jsonForImage(image, runnerNewProcess);
+  if (value) setAndFire(*runner, toRunnerPort, value);
 }

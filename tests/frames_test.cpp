@@ -75,7 +75,7 @@ P [type="vuo.image.file" file="still.png"];
 class Frames : public testing::TestWithParam<bool> {
  protected:
   Frames() {
-    static const auto context = platform::GLContext::createRoot();
+    static const auto context = brannow::GLContext::createRoot();
     static const auto pool = ZQBufferPool::create(context->handle());
     _globalZQBufferPool = pool.get();
     VuoGLScene::setGlobalVuoGLContext(context);

@@ -2,12 +2,12 @@
 
 #include <thread>
 
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 
 namespace {
 
-using platform::GLContext;
-using platform::GLCurrent;
+using brannow::GLContext;
+using brannow::GLCurrent;
 
 constexpr std::uint32_t kTargets[] = {0x0DE1, 0x84F5};  // GL_TEXTURE_2D, GL_TEXTURE_RECTANGLE
 

@@ -8,6 +8,7 @@
 #include "Brannow/Brannow.h"
 #include "EmptyCache.h"
 #include "TestSupport.h"
+#include "runtime/VuoImage.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ std::string compositionTinted(const std::string& tint) {
 class Road : public testing::TestWithParam<bool> {
  protected:
   Road() {
-    static const auto context = platform::GLContext::createRoot();
+    static const auto context = brannow::GLContext::createRoot();
     static const auto pool = ZQBufferPool::create(context->handle());
     _globalZQBufferPool = pool.get();
     VuoGLScene::setGlobalVuoGLContext(context);

@@ -17,7 +17,7 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
 }
 
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 #include "platform/system/FileDescriptor.h"
 #include "runtime/JsonOwner.h"
 #include "runtime/VuoArtefact.h"
@@ -190,7 +190,7 @@ std::vector<pid_t> childrenOf(pid_t parent) {
 class RuntimeTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    static const auto context = platform::GLContext::createRoot();
+    static const auto context = brannow::GLContext::createRoot();
     root = context->handle();
     VuoGlContext_setGlobalRootContext(root);
   }
@@ -228,7 +228,7 @@ class RuntimeTest : public testing::Test {
     return json;
   }
 
-  inline static platform::GLContextHandle root;
+  inline static brannow::GLContextHandle root;
   TestFolder folder;
   std::unique_ptr<ZQBufferPool> pool = ZQBufferPool::create(root);
 };

@@ -27,7 +27,7 @@ int amount(int otherwise) {
 class Stress : public testing::Test {
  protected:
   Stress() {
-    static const auto context = platform::GLContext::createRoot();
+    static const auto context = brannow::GLContext::createRoot();
     static const auto sharedPool = ZQBufferPool::create(context->handle());
     pool = _globalZQBufferPool = sharedPool.get();
     VuoGLScene::setGlobalVuoGLContext(context);

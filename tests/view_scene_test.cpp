@@ -45,7 +45,7 @@ std::string composition(const std::string& level, const std::string& shader = "s
 class View : public testing::Test {
  protected:
   View() {
-    static const auto context = platform::GLContext::createRoot();
+    static const auto context = brannow::GLContext::createRoot();
     static const auto pool = ZQBufferPool::create(context->handle());
     _globalZQBufferPool = pool.get();
     VuoGLScene::setGlobalVuoGLContext(context);

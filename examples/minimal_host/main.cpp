@@ -8,8 +8,8 @@
 #include <iostream>
 #include <string>
 
-#include "platform/system/Dispatch.h"
-#include "platform/system/Notifications.h"
+#include "Brannow/MainQueue.h"
+#include "Brannow/Notifications.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ bool writePicture(const ZQPixels& pixels, const std::string& file) {
 /// Serves the main queue, which every change of the status passes, until the composition runs or
 /// does not.
 void awaitLoad(VuoGLScene& scene) {
-  auto& queue = platform::MainQueue::shared();
+  auto& queue = brannow::MainQueue::shared();
   while (scene.status().state == VuoSceneStatus::State::Loading) {
     pollfd due{queue.fileDescriptor(), POLLIN, 0};
     poll(&due, 1, -1);
@@ -59,7 +59,7 @@ int main(int count, char** arguments) {
     std::cerr << "minimal_host COMPOSITION.vuo PICTURE.ppm\n";
     return 2;
   }
-  const auto context = platform::GLContext::createRoot();
+  const auto context = brannow::GLContext::createRoot();
   const auto pool = context ? ZQBufferPool::create(context->handle()) : nullptr;
   if (!pool) {
     std::cerr << "no OpenGL here\n";
@@ -77,8 +77,8 @@ int main(int count, char** arguments) {
     problem = render(*scene, arguments[2]);
     scene->prepareToBeDeleted();
   }
-  platform::postNotification(platform::NSApplicationWillTerminateNotification);
-  platform::finishQueues();
+  brannow::postNotification(brannow::NSApplicationWillTerminateNotification);
+  brannow::finishQueues();
   if (problem.empty()) return 0;
   std::cerr << arguments[1] << ": " << problem << "\n";
   return 1;

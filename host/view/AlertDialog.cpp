@@ -33,7 +33,7 @@ std::optional<std::size_t> drawButtons(const std::vector<std::string>& buttons, 
   return pressed;
 }
 
-std::optional<std::size_t> drawAlert(const platform::Alert& alert,
+std::optional<std::size_t> drawAlert(const brannow::Alert& alert,
                                      const std::vector<std::string>& buttons, float scale) {
   std::optional<std::size_t> pressed;
   const ImVec2 room = ImGui::GetMainViewport()->Size;
@@ -60,7 +60,7 @@ std::optional<std::size_t> drawAlert(const platform::Alert& alert,
 
 }  // namespace
 
-std::size_t runAlertDialog(ViewWindow& window, const platform::Alert& alert,
+std::size_t runAlertDialog(ViewWindow& window, const brannow::Alert& alert,
                            const std::function<void()>& drawBackground) {
   auto buttons = alert.buttons;
   if (buttons.empty()) buttons.emplace_back("OK");

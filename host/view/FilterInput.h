@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "Brannow/ZQBufferPool.h"
 #include "host/view/ScenePlayer.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
 
 /// A test card until something else is chosen: a picture, a sequence of pictures, or a composition
 /// that is a generator. For the thread that serves the main queue.

@@ -15,7 +15,7 @@ void viewInWindow(const ViewOptions& options) {
   if (const auto problem = whyNotShown(options.file)) throw Failure{*problem};
   const auto size = options.size ? std::optional(sizeFromText(*options.size)) : std::nullopt;
   ViewWindow window("brannow", size);
-  const auto session = HostSession::begin(options.cacheFolder, platform::GLContext::wrapCurrent());
+  const auto session = HostSession::begin(options.cacheFolder, brannow::GLContext::wrapCurrent());
   if (!session) throw Failure{"the window's OpenGL can't be shared"};
   Viewer(options, window, *session).run();
 }

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/hostbuffers/ZQBuffer.h"
+#include "Brannow/ZQBuffer.h"
 
 /// What the user did that is not for the controls.
 struct WindowEvents {

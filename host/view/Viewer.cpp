@@ -6,10 +6,10 @@
 #include <iostream>
 #include <utility>
 
+#include "Brannow/Alert.h"
 #include "host/Failure.h"
 #include "host/Picture.h"
 #include "host/view/AlertDialog.h"
-#include "platform/system/Alert.h"
 #include "platform/system/FileSystem.h"
 
 namespace {
@@ -79,7 +79,7 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
       _state{_player, _input, _values, _history, {}, false},
       _panel(_state, *this, _chooser),
       _size(window.pixels()) {
-  platform::setAlertPresenter([this](const platform::Alert& alert) {
+  brannow::setAlertPresenter([this](const brannow::Alert& alert) {
     std::cerr << "brannow: " << alert.informativeText << std::endl;
     return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
   });
@@ -91,7 +91,7 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
 }
 
 Viewer::~Viewer() {
-  platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
+  brannow::setAlertPresenter([](const brannow::Alert&) { return std::size_t{0}; });
   // Ends the wait for frames that are being drawn.
   _player.scene().prepareToBeDeleted();
   if (_input.generator()) _input.generator()->scene().prepareToBeDeleted();

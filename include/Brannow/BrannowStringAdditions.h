@@ -2,5 +2,7 @@
 
 #include <string>
 
+#include "Brannow/BrannowExport.h"
+
 /// The text without one trailing "/"; the text itself when it has none.
-std::string trimExtraSlashFromEnd(std::string text);
+BRANNOW_API std::string trimExtraSlashFromEnd(std::string text);

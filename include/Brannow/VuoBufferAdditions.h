@@ -1,8 +1,12 @@
 // The two callbacks that tie the life of a host buffer to that of a runtime image.
 #pragma once
 
-#include "platform/hostbuffers/ZQBuffer.h"
-#include "runtime/VuoImage.h"
+#include "Brannow/BrannowExport.h"
+#include "Brannow/ZQBuffer.h"
+
+/// The runtime's image: a GL texture with its size, counted by its holders.
+struct VuoImageRecord;
+using VuoImage = VuoImageRecord*;
 
 /// The `backingID` of a buffer that wraps a runtime image; its release callback context is the
 /// image.
@@ -10,8 +14,8 @@ inline constexpr int VuoImageBackingID = 102;
 
 /// The release callback of a buffer that wraps a runtime image: drops the buffer's reference to
 /// `image`, on the thread that destroys the buffer. Nothing happens without an image.
-void ZQBuffer_ReleaseVuoImage(ZQBuffer* buffer, void* image);
+BRANNOW_API void ZQBuffer_ReleaseVuoImage(ZQBuffer* buffer, void* image);
 
 /// The free callback of an image over a host buffer's texture: drops the image's reference to that
 /// buffer, on the thread that frees the image. Nothing happens when the image carries no buffer.
-void VuoCallback_FreeBackingForVuoImage(VuoImage image);
+BRANNOW_API void VuoCallback_FreeBackingForVuoImage(VuoImage image);

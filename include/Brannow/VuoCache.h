@@ -1,23 +1,14 @@
 // The process-wide cache of compiled compositions.
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Brannow/BrannowExport.h"
 #include "Brannow/VuoCacheItem.h"
-#include "platform/hostbase/MutLockArray.h"
-#include "platform/hostbase/MutLockDict.h"
-#include "platform/system/Dispatch.h"
-#include "platform/system/FileLock.h"
-#include "platform/system/Notifications.h"
-
-class VuoCacheQueueEntry;
 
 /// A composition is compiled once per modification of its file and per kind of artefact: a dynamic
 /// library to run inside this process, an executable to run in a process of its own.
@@ -26,7 +17,7 @@ class VuoCacheQueueEntry;
 /// and return false, none or nothing; the two queued fetches then never call their completion.
 /// Configuring and clearing must not run at the same time as any other call; the others may be
 /// called from any thread.
-class VuoCache : public std::enable_shared_from_this<VuoCache> {
+class BRANNOW_API VuoCache {
  public:
   using Path = std::optional<std::string>;
   using Item = std::shared_ptr<VuoCacheItem>;
@@ -101,88 +92,15 @@ class VuoCache : public std::enable_shared_from_this<VuoCache> {
   VuoCache& operator=(const VuoCache&) = delete;
 
   /// The save path exactly as it was given. Must not change while a compile may be running.
-  void setSavePath(std::string path) { _savePath = std::move(path); }
-  const Path& savePath() const { return _savePath; }
+  void setSavePath(std::string path);
+  const Path& savePath() const;
   /// The file name of executables that are linked from now on. An absent or empty name is ignored;
   /// one that is no plain file name or is the library's own is refused with a log line. Must not
   /// change while a compile may be running.
   void setExecutableName(const Path& name);
 
  private:
-  /// What differs between the two kinds of artefact.
-  struct Kind;
-  static const Kind kDylib;
-  static const Kind kExe;
-
-  static void _configure(const Path& path, bool justCleared);
-  static void _clear();
-
-  // Saving and loading.
-  void appTerminateNotification();
-  void _load();
-  void _save();
-  void _loadTable(const Kind& kind);
-  void _saveTable(const Kind& kind, const std::string& cacheFolder);
-  static std::vector<SavedRecord> _savedRecords(const Kind& kind, const std::string& cacheFolder);
-  static std::string _keyInFile(const std::string& path);
-  void _drop(const SavedRecord& saved) const;
-  static void _removeUnfinishedArtefacts(const std::string& cacheFolder,
-                                         const std::string& baseName);
-
-  // Where everything lies.
-  std::string _cacheFolder() const;
-  bool _keepsNothing() const;
-  bool _makeCacheFolder() const;
-  static std::string _artefactFolder(const std::string& cacheFolder, const std::string& path);
-  std::string _artefactPath(const Kind& kind, const std::string& path) const;
-  static std::string _bitcodePath(const std::string& path);
-  static Path _hashThisString(const Path& text);
-  std::optional<platform::FileLock> _lockRecords() const;
-  static std::optional<platform::FileLock> _lockComposition(const std::string& cacheFolder,
-                                                            const std::string& key, bool waiting);
-
-  // What may be served.
-  bool _isCachedAvailable(const Kind& kind, const Path& path) const;
-  Item _copyOfRecord(const Kind& kind, const std::string& path) const;
-  Item _freshCopyOfRecord(const Kind& kind, const std::string& path) const;
-  static bool _isArtefact(const Kind& kind, const std::string& cacheFolder, const std::string& path,
-                          const std::string& artefact);
-  static bool _isValid(const Kind& kind, const std::string& cacheFolder, const std::string& path,
-                       const VuoCacheItem& record);
-  void _discard(const VuoCacheItem& item);
-
-  Item _fetchSynchronously(const Kind& kind, const Path& path);
-  std::optional<std::string> _compileUnchanged(const Kind& kind, const std::string& path,
-                                               std::string& artefactPath,
-                                               VuoCacheItem::Date& modDate);
-  std::optional<std::string> _compile(const Kind& kind, const std::string& path,
-                                      std::string& artefactPath, VuoCacheItem::Date& modDate);
-  std::unique_lock<std::mutex> _turnToCompile();
-
-  void _fetch(const Kind& kind, const Path& path, Completion callBlockWhenDone);
-  bool _deliverFresh(const Kind& kind, const std::string& path, const Completion& completion);
-  bool _enqueue(const Kind& kind, const Path& path, const Completion& completion);
-  void _scheduleQueueRun();
-  void _compileAndCacheFromTheQueue();
-  Item _resultFor(const VuoCacheQueueEntry& entry);
-  std::shared_ptr<VuoCacheQueueEntry> _takeFirstEntry();
-  void _finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result);
-
-  std::string _baseName = "lumoVuoExe";
-  Path _savePath;
-  mutable std::atomic<bool> _refusalLogged{false};
-  MutLockDict<VuoCacheItem> _dylibCacheItems;
-  MutLockDict<VuoCacheItem> _exeCacheItems;
-  MutLockDict<const std::string> _compileFailures;  // by path, null after a success
-  // Its lock is taken before a table's own, never after one.
-  MutLockArray<std::shared_ptr<VuoCacheQueueEntry>> _compilerQueueEntries;
-  std::shared_ptr<platform::DispatchQueue> _compilerQueue;
-  // Held across each compile and link and across loading and saving the record files. Taken after
-  // the lock of a composition, whose holder may be another process, and before the lock of the
-  // records and any table's own. The entry list's lock is never held with it.
-  std::mutex _compilerSynchLock;
-  std::condition_variable _noSaveWaits;  // with _compilerSynchLock
-  std::atomic<int> _savesWaiting{0};     // no compile begins while it is not 0
-  std::atomic<int> _terminations{0};     // how often the application was about to terminate
-  platform::Observation _termination;
+  struct State;
+  // Work that is queued on the cache keeps it, also when the cache itself has gone.
+  const std::shared_ptr<State> _state;
 };

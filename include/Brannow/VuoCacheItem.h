@@ -1,24 +1,31 @@
 // One record of the compiled-composition cache.
 #pragma once
 
+#include <chrono>
+#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
-#include "platform/system/FileSystem.h"
-#include "platform/system/PropertyList.h"
-#include "platform/system/SpinLock.h"
+#include "Brannow/BrannowExport.h"
+
+namespace brannow {
+/// The form in which records lie in the cache's files; nothing that a host has to do with.
+struct PropertyListValue;
+using PropertyListDictionary = std::map<std::string, PropertyListValue>;
+}  // namespace brannow
 
 /// Says where the compiled artefact of a composition lies and which modification of the composition
 /// it was made from. Every field may be absent. Reads and writes of one field are atomic, from any
 /// thread; texts are shared, not duplicated. No operation fails.
-class VuoCacheItem {
+class BRANNOW_API VuoCacheItem {
  public:
   using Text = std::shared_ptr<const std::string>;
-  using Date = std::optional<platform::FileTime>;
+  /// With all the digits that the file system keeps.
+  using Date = std::optional<std::chrono::sys_time<std::chrono::nanoseconds>>;
 
-  VuoCacheItem() = default;
+  VuoCacheItem();
+  ~VuoCacheItem();
   /// An absent argument leaves its field absent.
   static std::shared_ptr<VuoCacheItem> initWithVuoFile(Text vuoFile, Text cachedDylib,
                                                        Text cachedExe, Date modDate,
@@ -30,20 +37,20 @@ class VuoCacheItem {
   VuoCacheItem& operator=(const VuoCacheItem&) = delete;
 
   /// The composition, exactly as the caller of a fetch named it.
-  Text vuoFilePath() const { return read(_vuoFilePath); }
-  void setVuoFilePath(Text path) { write(_vuoFilePath, std::move(path)); }
+  Text vuoFilePath() const;
+  void setVuoFilePath(Text path);
   /// The composition's modification date right after the artefact was made.
-  Date modDate() const { return read(_modDate); }
-  void setModDate(Date date) { write(_modDate, std::move(date)); }
+  Date modDate() const;
+  void setModDate(Date date);
   /// The dynamic library; dylib records only.
-  Text cachedDylibPath() const { return read(_cachedDylibPath); }
-  void setCachedDylibPath(Text path) { write(_cachedDylibPath, std::move(path)); }
+  Text cachedDylibPath() const;
+  void setCachedDylibPath(Text path);
   /// The executable; executable records only.
-  Text cachedExePath() const { return read(_cachedExePath); }
-  void setCachedExePath(Text path) { write(_cachedExePath, std::move(path)); }
+  Text cachedExePath() const;
+  void setCachedExePath(Text path);
   /// The host application that linked the executable; executable records only.
-  Text appPathWhenExeCompiled() const { return read(_appPathWhenExeCompiled); }
-  void setAppPathWhenExeCompiled(Text path) { write(_appPathWhenExeCompiled, std::move(path)); }
+  Text appPathWhenExeCompiled() const;
+  void setAppPathWhenExeCompiled(Text path);
 
   /// Whether the files that the record names exist and, for an executable, this host application
   /// linked it. Asks the file system.
@@ -57,31 +64,15 @@ class VuoCacheItem {
   /// The persisted form: "p" composition, "m" date, "d" library, "e" executable, "ap" application.
   /// A key is there exactly when its field is. "m" is the seconds since 1970 with nine decimals, as
   /// a text, since a property-list date holds whole seconds only.
-  platform::PropertyListDictionary createSnapshot() const;
+  brannow::PropertyListDictionary createSnapshot() const;
   /// Takes all five fields from a snapshot; a missing key or a value of the wrong type clears its
   /// field. A property-list date under "m" counts as that whole second. Null changes nothing.
-  void loadSnapshot(const platform::PropertyListDictionary* snapshot);
+  void loadSnapshot(const brannow::PropertyListDictionary* snapshot);
 
   /// One line for logs: "<VuoCacheItem E clouds.vuo..., /path/to/executable>".
   std::string description() const;
 
  private:
-  template <class Field>
-  Field read(const Field& field) const {
-    std::lock_guard hold(_lock);
-    return field;
-  }
-  template <class Field>
-  void write(Field& field, Field value) {
-    std::lock_guard hold(_lock);
-    std::swap(field, value);  // the old value goes after the lock has been released
-  }
-
-  // Guards the fields, each for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock _lock;
-  Text _vuoFilePath;
-  Date _modDate;
-  Text _cachedDylibPath;
-  Text _cachedExePath;
-  Text _appPathWhenExeCompiled;
+  struct Fields;
+  const std::unique_ptr<Fields> _fields;
 };

@@ -19,8 +19,9 @@
 #include <string>
 #include <vector>
 
+#include "Brannow/BrannowExport.h"
+#include "Brannow/ZQBuffer.h"
 #include "Brannow/ZQVuoPortValue.h"
-#include "platform/hostbuffers/ZQBuffer.h"
 
 /// What a picture is wanted for. Each part is optional; what is absent stays as it is.
 struct VuoFrameRequest {
@@ -39,7 +40,7 @@ struct VuoFrameRequest {
 /// A request on its way, from `askForFrame`. The host keeps it as long as it may still want the
 /// picture; one that is given up before the composition has begun with it is not drawn, though what
 /// it stored stays stored. It keeps no scene and no composition alive. Any thread.
-class VuoPendingFrame {
+class BRANNOW_API VuoPendingFrame {
  public:
   virtual ~VuoPendingFrame() = default;
   /// Counts a scene's requests from 1.
@@ -53,7 +54,7 @@ class VuoPendingFrame {
 class VuoFrameOutputs;
 
 /// A picture with what it is.
-struct [[nodiscard]] VuoFrame {
+struct [[nodiscard]] BRANNOW_API VuoFrame {
   enum class Answer {
     Fresh,     ///< drawn for this very request, with everything in it
     Repeated,  ///< the composition has nothing new for this request: its picture stands

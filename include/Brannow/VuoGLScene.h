@@ -2,26 +2,23 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Brannow/VuoCacheItem.h"
+#include "Brannow/BrannowExport.h"
+#include "Brannow/GLContext.h"
 #include "Brannow/VuoFrame.h"
 #include "Brannow/VuoGLSceneProtocol.h"
 #include "Brannow/VuoSceneStatus.h"
+#include "Brannow/ZQBuffer.h"
 #include "Brannow/ZQVuoComposition.h"
 #include "Brannow/ZQVuoPortValue.h"
-#include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/system/GLContext.h"
-#include "runtime/VuoImage.h"
-#include "runtime/VuoRunner.h"
 
 /// A delegate that a host may attach to a scene. The scene keeps the pointer and sends it nothing.
-class VuoGLSceneDelegate {
+class BRANNOW_API VuoGLSceneDelegate {
  public:
   virtual ~VuoGLSceneDelegate() = default;
 };
@@ -37,7 +34,8 @@ struct [[nodiscard]] VuoOutput {
 /// Runs a composition file and hands its pictures to the host. Every operation may be called from
 /// any thread and nothing is thrown. Operations that reach the running composition wait for each
 /// other, scene by scene; a wait for a frame holds up nobody else.
-class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_this<VuoGLScene> {
+class BRANNOW_API VuoGLScene : public VuoGLSceneProtocol,
+                               public std::enable_shared_from_this<VuoGLScene> {
  public:
   using Path = std::optional<std::string>;
   using Key = std::optional<std::string>;
@@ -51,7 +49,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
   /// Names the host's GL context, in whose share group every composition in this process draws. To
   /// be called once, before the first scene loads. Only the handle is kept: the caller keeps the
   /// context until all scenes and what they were showing are gone. Null is ignored.
-  static void setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context);
+  static void setGlobalVuoGLContext(const std::shared_ptr<brannow::GLContext>& context);
   /// By which way the pictures of compositions in processes of their own go on this machine, for
   /// people: "shared textures", or "shared memory" and why. Found out when the first picture has
   /// come from such a process. Any thread; does not wait for that.
@@ -187,46 +185,7 @@ class VuoGLScene : public VuoGLSceneProtocol, public std::enable_shared_from_thi
 
  private:
   struct State;
-  struct Running;
-  class RunnerContact;
-  struct Request;
-
   VuoGLScene(double width, double height);
-  void appTerminateNotification();
-  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
-  void _failToLoad(const Path& path, const std::string& fault);
-  std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
-  void _fetch(const Request& request);
-  void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
-  bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
-  void _setStatus(VuoSceneStatus status, std::uint64_t load);
-  void _tellStatus();
-  void _unloadForGood();
-  void _lostContactWith(RunnerContact& contact);
-  static void _logLostContact(const Path& path);
-  Running _takeOutRunner(std::uint64_t load);
-  Running _takeOutRunnerLocked();
-  static void _discard(Running running);
-  static void _tearDown(Running running, const char* operation);
-  void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
-  Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
-                       const std::string& source, bool newProcess, std::uint64_t load,
-                       std::optional<std::string>& fault);
-  bool _install(Running& running, const std::string& source);
-  void _applySize();
-  std::shared_ptr<ZQVuoComposition> _compositionToRender(const char* operation) const;
-  bool _pushTime(const ZQVuoComposition& composition);
-  double _secondsSinceLoad() const;
-  void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame);
-  bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation);
-  VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
-  void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
-  class AskedFrame;
-  static const std::shared_ptr<VuoPendingFrame>& _nothingAsked;
-  void _store(const VuoFrameRequest& request, AskedFrame& frame);
-  VuoFrame _whyUnasked(const std::string& fault) const;
-  VuoFrame _answered(const AskedFrame& frame) const;
-  VuoFrame _late(const AskedFrame& frame) const;
 
   const std::unique_ptr<State> _state;
 };

@@ -3,9 +3,11 @@
 #include <optional>
 #include <string>
 
+#include "Brannow/BrannowExport.h"
+
 /// What a runner's reports do to a scene. Called on the runtime's threads, but for lost contact,
 /// which is handled on the main queue.
-class VuoGLSceneProtocol {
+class BRANNOW_API VuoGLSceneProtocol {
  public:
   virtual ~VuoGLSceneProtocol() = default;
   /// The published output of that name was updated with data.

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "Brannow/BrannowExport.h"
+
 /// The text without a double quote at its beginning and without one at its end, each only if it is
 /// there; quotes inside stay. A text that is one double quote gives an empty one.
-std::string stringByTrimmingQuotesFromEnds(std::string text);
+BRANNOW_API std::string stringByTrimmingQuotesFromEnds(std::string text);

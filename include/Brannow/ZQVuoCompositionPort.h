@@ -1,14 +1,13 @@
 // One published port of a composition.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "Brannow/BrannowExport.h"
 #include "Brannow/ZQVuoPortValue.h"
-#include "platform/system/SpinLock.h"
 
 /// A port's type. The values are part of the interface; a port may hold others, which nothing in
 /// the framework understands.
@@ -26,7 +25,7 @@ enum ZQVuoPortType : std::int64_t {
 /// A port's name and type never change. The value fields may be read and written from any threads
 /// at once: a reader gets a whole value, the old or the new one. No operation blocks, and only
 /// creation can fail.
-class ZQVuoCompositionPort {
+class BRANNOW_API ZQVuoCompositionPort {
  public:
   using Value = std::shared_ptr<const ZQVuoPortValue>;
 
@@ -37,8 +36,8 @@ class ZQVuoCompositionPort {
       ZQVuoPortType portType, const std::optional<std::string>& portName);
 
   /// The published name, exactly as the composition file spells it.
-  const std::string& portName() const { return _portName; }
-  ZQVuoPortType portType() const { return _portType; }
+  const std::string& portName() const;
+  ZQVuoPortType portType() const;
 
   /// The range, default and step that the composition's author suggests; absent where the file
   /// gives none. The kind of the default follows the port's type. Setting none clears a field.
@@ -52,29 +51,22 @@ class ZQVuoCompositionPort {
   void setStepVal(std::optional<double> stepVal);
 
   /// The host should offer a control for this port.
-  bool wantsUI() const { return _wantsUI.load(std::memory_order_relaxed); }
-  void setWantsUI(bool wantsUI) { _wantsUI.store(wantsUI, std::memory_order_relaxed); }
+  bool wantsUI() const;
+  void setWantsUI(bool wantsUI);
 
   /// "<ZQVuoCompPort, Real, width>" for a Real port named width.
   std::string description() const;
 
- private:
-  ZQVuoCompositionPort(ZQVuoPortType portType, std::string portName);
-  template <class Field>
-  Field read(const Field& field) const;
-  template <class Field>
-  void write(Field& field, Field value);
+  ZQVuoCompositionPort(const ZQVuoCompositionPort&) = delete;
+  ZQVuoCompositionPort& operator=(const ZQVuoCompositionPort&) = delete;
 
-  const std::string _portName;
-  const ZQVuoPortType _portType;
-  // Guards the four value fields, each for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock _valueLock;
-  std::optional<double> _minVal;
-  std::optional<double> _maxVal;
-  Value _defaultVal;
-  std::optional<double> _stepVal;
-  std::atomic<bool> _wantsUI{false};
+ private:
+  struct Fields;  // what every port is, seen from inside
+  ZQVuoCompositionPort() = default;
+  ~ZQVuoCompositionPort() = default;
+  const Fields& fields() const;
+  Fields& fields();
 };
 
 /// The description string of a type ("Image", "Point2D", …); null for a value outside the eight.
-const char* ZQVuoPortTypeDescription(ZQVuoPortType portType);
+BRANNOW_API const char* ZQVuoPortTypeDescription(ZQVuoPortType portType);

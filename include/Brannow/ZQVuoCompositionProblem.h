@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "Brannow/BrannowExport.h"
+
 enum class ZQVuoProblemKind : std::int64_t {
   FileMissing,
   FileUnreadable,
@@ -43,4 +45,4 @@ struct ZQVuoCompositionProblem {
 
 /// The kind as programs spell it ("fileMissing", "valueCutAtSpace", …); null for a value outside
 /// the enumeration.
-const char* ZQVuoProblemKindDescription(ZQVuoProblemKind kind);
+BRANNOW_API const char* ZQVuoProblemKindDescription(ZQVuoProblemKind kind);

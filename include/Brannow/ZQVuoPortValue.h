@@ -1,11 +1,16 @@
 // The value of a published port that carries no image, as the host sees it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
+
+#include "Brannow/BrannowExport.h"
 
 /// A colour in the device RGB colour space. Components are not clamped.
 struct ZQVuoColor {
@@ -24,18 +29,25 @@ struct ZQVuoPoint {
 
 /// One immutable value of one of five kinds: number, boolean, colour, point or UTF-8 text. Shared
 /// as `std::shared_ptr<const ZQVuoPortValue>`, so any number of threads may read it.
-class ZQVuoPortValue {
+class BRANNOW_API ZQVuoPortValue {
  public:
   using Contents = std::variant<double, std::int64_t, bool, ZQVuoColor, ZQVuoPoint, std::string>;
 
-  ZQVuoPortValue(double number) : _contents(number) {}
-  ZQVuoPortValue(std::int64_t number) : _contents(number) {}
-  ZQVuoPortValue(int number) : _contents(std::int64_t{number}) {}
-  ZQVuoPortValue(bool truth) : _contents(truth) {}
+  /// Any number or truth value. Of the numbers without a fraction those that 64 bits with a sign
+  /// can't hold are kept as floating-point ones.
+  template <class Number>
+  requires std::is_arithmetic_v<Number> ZQVuoPortValue(Number number)
+      : _contents(contentsOf(number)) {}
   ZQVuoPortValue(ZQVuoColor color) : _contents(color) {}
   ZQVuoPortValue(ZQVuoPoint point) : _contents(point) {}
   ZQVuoPortValue(std::string text) : _contents(std::move(text)) {}
+  ZQVuoPortValue(std::string_view text) : _contents(std::string(text)) {}
   ZQVuoPortValue(const char* text) : _contents(std::string(text)) {}
+  /// Any other pointer would be a truth value by accident.
+  template <class Other>
+  requires(!std::is_same_v<std::remove_const_t<Other>, char>) ZQVuoPortValue(Other*)
+  = delete;
+  ZQVuoPortValue(std::nullptr_t) = delete;
 
   const Contents& contents() const { return _contents; }
 
@@ -54,5 +66,16 @@ class ZQVuoPortValue {
   bool operator==(const ZQVuoPortValue&) const = default;
 
  private:
+  template <class Number>
+  static Contents contentsOf(Number number) {
+    if constexpr (std::is_same_v<Number, bool>)
+      return number;
+    else if constexpr (std::is_integral_v<Number>)
+      return std::in_range<std::int64_t>(+number) ? Contents(static_cast<std::int64_t>(number))
+                                                  : Contents(static_cast<double>(number));
+    else
+      return static_cast<double>(number);
+  }
+
   Contents _contents;
 };

@@ -1,6 +1,8 @@
-#include "platform/hostbuffers/ZQBuffer.h"
+#include "Brannow/ZQBuffer.h"
 
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include <atomic>
+
+#include "Brannow/ZQBufferPool.h"
 #include "platform/system/SystemLog.h"
 
 ZQBuffer* ZQBuffer::initWithPool(ZQBufferPool* pool) {
@@ -8,11 +10,15 @@ ZQBuffer* ZQBuffer::initWithPool(ZQBufferPool* pool) {
 }
 
 void ZQBuffer::retain() {
-  _retainCount.fetch_add(1, std::memory_order_relaxed);
+  std::atomic_ref(_retainCount).fetch_add(1, std::memory_order_relaxed);
 }
 
 void ZQBuffer::release() {
-  if (_retainCount.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  if (std::atomic_ref(_retainCount).fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+long ZQBuffer::retainCount() const {
+  return std::atomic_ref(_retainCount).load(std::memory_order_acquire);
 }
 
 ZQBuffer::~ZQBuffer() {

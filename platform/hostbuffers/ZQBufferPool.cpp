@@ -1,4 +1,4 @@
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 
 #include <epoxy/gl.h>
 
@@ -11,6 +11,8 @@
 #include <mutex>
 #include <optional>
 #include <unordered_map>
+
+#include "platform/hostbuffers/TextureMaker.h"
 
 ZQBufferPool* _globalZQBufferPool = nullptr;
 
@@ -152,7 +154,7 @@ bool readTexture(const ZQBuffer& buffer, ZQPixels& pixels) {
 }  // namespace
 
 struct ZQBufferPool::State {
-  std::shared_ptr<platform::GLContext> context;
+  std::shared_ptr<brannow::GLContext> context;
   GLint largest2D = 0;
   GLint largestRectangle = 0;
   std::atomic<std::size_t> textureCount{0};
@@ -164,7 +166,7 @@ struct ZQBufferPool::State {
   std::deque<Texture> idle;  ///< guarded by `idleLock`; the one given back first comes first
   /// Who keeps the textures that were made elsewhere, by name; guarded by `idleLock`.
   std::unordered_map<GLuint, std::shared_ptr<void>> madeElsewhere;
-  platform::GLContextHandle shareGroup;
+  brannow::GLContextHandle shareGroup;
 
   /// Runs `work` in the pool's context and waits for the GPU; true when GL found no fault.
   template <class Work>
@@ -181,7 +183,7 @@ struct ZQBufferPool::State {
 template <class Work>
 bool ZQBufferPool::State::onGpu(Work work) {
   std::lock_guard guard(gpuLock);
-  const platform::GLCurrent current(*context);
+  const brannow::GLCurrent current(*context);
   if (!current) return false;
   work();
   glFinish();
@@ -267,9 +269,9 @@ void ZQBufferPool::State::destroy(const Texture& texture) {
   if (onGpu([&] { glDeleteTextures(1, &texture.name); })) textureCount--;
 }
 
-std::unique_ptr<ZQBufferPool> ZQBufferPool::create(platform::GLContextHandle shareGroup) {
+std::unique_ptr<ZQBufferPool> ZQBufferPool::create(brannow::GLContextHandle shareGroup) {
   auto state = std::make_unique<State>();
-  state->context = platform::GLContext::createSharedWith(shareGroup);
+  state->context = brannow::GLContext::createSharedWith(shareGroup);
   state->shareGroup = shareGroup;
   if (!state->context || !state->onGpu([&] { state->readLimits(); })) return nullptr;
   return std::unique_ptr<ZQBufferPool>(new ZQBufferPool(std::move(state)));
@@ -364,7 +366,7 @@ std::size_t ZQBufferPool::textureCount() const {
   return _state->textureCount;
 }
 
-void ZQBufferPool::setTextureMaker(ZQTextureMaker maker) {
+void setTextureMakerOfPools(ZQTextureMaker maker) {
   TextureMaking& making = theTextureMaking();
   std::lock_guard guard(making.lock);
   making.maker = std::move(maker);

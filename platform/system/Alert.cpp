@@ -23,11 +23,6 @@ std::size_t writeToStandardError(const Alert& alert) {
 
 }  // namespace
 
-void setAlertPresenter(AlertPresenter presenter) {
-  std::lock_guard hold(thePresenter().lock);
-  thePresenter().present = std::move(presenter);
-}
-
 int runAlertModally(const Alert& alert) {
   AlertPresenter present;
   {
@@ -39,3 +34,9 @@ int runAlertModally(const Alert& alert) {
 }
 
 }  // namespace platform
+
+void brannow::setAlertPresenter(AlertPresenter presenter) {
+  auto& the = platform::thePresenter();
+  std::lock_guard hold(the.lock);
+  the.present = std::move(presenter);
+}

@@ -70,10 +70,11 @@ DispatchQueue& globalConcurrentQueue() {
   return ConcurrentQueue::shared();
 }
 
-void finishQueues() {
+}  // namespace platform
+
+void brannow::finishQueues() {
+  using namespace platform;
   DelayedTasks::shared().waitForThread();
   OutstandingTasks::waitForNone();
   ConcurrentQueue::shared().waitForSurplusThreads();
 }
-
-}  // namespace platform

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include "Brannow/MainQueue.h"
 
 namespace platform {
 
@@ -37,30 +38,10 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 /// process can have threads.
 DispatchQueue& globalConcurrentQueue();
 
-/// Returns when no task is running or due on the concurrent queue or on any serial queue and no
-/// delayed one is waiting. For a program's end: what was handed to the queues is done afterwards.
-/// The main queue is not waited for; where the process can have no thread, that it can is.
-/// Must not be called from a task.
-void finishQueues();
+/// Waits for the concurrent queue, every serial one and what is delayed on them.
+using brannow::finishQueues;
 
-/// The queue that runs where the host handles its user interface. It owns no thread: the host
-/// either polls `fileDescriptor()` in its own loop and calls `runDue()` when it is readable, or
-/// gives a thread to `run()`.
-class MainQueue : public DispatchQueue {
- public:
-  static MainQueue& shared();
-
-  /// Readable while a task is due, and now and then until the next `runDue` without one. Owned by
-  /// the queue; only to be polled. -1 while the process can have none; ask again.
-  virtual int fileDescriptor() = 0;
-  /// Runs the tasks that are due now, on the calling thread, and returns how many ran. Blocks as
-  /// long as they do. Tasks that they submit wait for the next call.
-  virtual std::size_t runDue() = 0;
-  /// Runs tasks on the calling thread, sleeping in between, until `stop()`.
-  virtual void run() = 0;
-  /// Ends a `run()` after the task that it is running, or the next one to begin where none is under
-  /// way; callable from any thread and from a task.
-  virtual void stop() = 0;
-};
+/// The queue of the host's user interface.
+using brannow::MainQueue;
 
 }  // namespace platform

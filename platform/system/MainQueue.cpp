@@ -14,7 +14,9 @@
 namespace platform {
 namespace {
 
-class EventMainQueue : public MainQueue, public std::enable_shared_from_this<EventMainQueue> {
+class EventMainQueue : public MainQueue,
+                       public DispatchQueue,
+                       public std::enable_shared_from_this<EventMainQueue> {
  public:
   EventMainQueue() : _event(newEvent()) {}
 
@@ -28,6 +30,10 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
     // Without the lock, for which whoever wakes up would have to wait at once.
     if (isFirst) makeReadable();
     _changed.notify_one();
+  }
+
+  void after(std::chrono::nanoseconds delay, Task task) override {
+    DispatchQueue::after(delay, std::move(task));
   }
 
   int fileDescriptor() override {
@@ -105,10 +111,10 @@ class EventMainQueue : public MainQueue, public std::enable_shared_from_this<Eve
 };
 
 }  // namespace
+}  // namespace platform
 
-MainQueue& MainQueue::shared() {
-  static auto& queue = *new std::shared_ptr<EventMainQueue>(std::make_shared<EventMainQueue>());
+brannow::MainQueue& brannow::MainQueue::shared() {
+  using Queue = platform::EventMainQueue;
+  static auto& queue = *new std::shared_ptr<Queue>(std::make_shared<Queue>());
   return *queue;
 }
-
-}  // namespace platform

@@ -44,8 +44,8 @@ Observation observeNotification(std::string_view name, std::function<void()> obs
   return observation;
 }
 
-void postNotification(std::string_view name) {
-  for (const auto& observer : observersOf(name)) observer->call();
-}
-
 }  // namespace platform
+
+void brannow::postNotification(std::string_view name) {
+  for (const auto& observer : platform::observersOf(name)) observer->call();
+}

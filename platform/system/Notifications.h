@@ -5,11 +5,14 @@
 #include <memory>
 #include <string_view>
 
+#include "Brannow/Notifications.h"
+
 namespace platform {
 
-/// Posted by the host when the application is about to end.
-inline constexpr std::string_view NSApplicationWillTerminateNotification =
-    "NSApplicationWillTerminateNotification";
+using brannow::NSApplicationWillTerminateNotification;
+/// Calls the observers in the order of subscription. No lock is held meanwhile, so they may
+/// subscribe and unsubscribe.
+using brannow::postNotification;
 
 /// Keeps one subscription alive. Destroying it unsubscribes; a call of the observer that is under
 /// way on another thread may still finish.
@@ -18,9 +21,5 @@ using Observation = std::shared_ptr<void>;
 /// Calls `observer` on the posting thread at every later post of `name`.
 [[nodiscard]] Observation observeNotification(std::string_view name,
                                               std::function<void()> observer);
-
-/// Calls every observer of `name`, in the order of subscription, and returns when all have
-/// returned. No lock is held meanwhile, so observers may subscribe and unsubscribe.
-void postNotification(std::string_view name);
 
 }  // namespace platform

@@ -267,22 +267,6 @@ void append(std::string& xml, const PropertyListDictionary& dictionary, std::siz
 
 }  // namespace
 
-std::optional<std::string> PropertyListValue::string() const {
-  if (const auto* data = std::get_if<PropertyListData>(&value)) return data->bytes;
-  const auto* text = std::get_if<std::string>(&value);
-  return text ? std::optional(*text) : std::nullopt;
-}
-
-std::optional<PropertyListDate> PropertyListValue::date() const {
-  const auto* date = std::get_if<PropertyListDate>(&value);
-  return date ? std::optional(*date) : std::nullopt;
-}
-
-std::shared_ptr<const PropertyListDictionary> PropertyListValue::dictionary() const {
-  const auto* held = std::get_if<std::shared_ptr<const PropertyListDictionary>>(&value);
-  return held ? *held : nullptr;
-}
-
 std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary,
                                         const std::string& key) {
   const auto found = dictionary.find(key);
@@ -315,3 +299,20 @@ bool writePropertyListAtomically(const PropertyListDictionary& dictionary,
 }
 
 }  // namespace platform
+
+std::optional<std::string> brannow::PropertyListValue::string() const {
+  if (const auto* data = std::get_if<PropertyListData>(&value)) return data->bytes;
+  const auto* text = std::get_if<std::string>(&value);
+  return text ? std::optional(*text) : std::nullopt;
+}
+
+std::optional<brannow::PropertyListDate> brannow::PropertyListValue::date() const {
+  const auto* date = std::get_if<PropertyListDate>(&value);
+  return date ? std::optional(*date) : std::nullopt;
+}
+
+std::shared_ptr<const brannow::PropertyListDictionary> brannow::PropertyListValue::dictionary()
+    const {
+  const auto* held = std::get_if<std::shared_ptr<const PropertyListDictionary>>(&value);
+  return held ? *held : nullptr;
+}

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <variant>
 
-namespace platform {
+namespace brannow {
 
 struct PropertyListValue;
 using PropertyListDictionary = std::map<std::string, PropertyListValue>;
@@ -37,6 +37,16 @@ struct PropertyListValue {
   std::optional<PropertyListDate> date() const;
   std::shared_ptr<const PropertyListDictionary> dictionary() const;
 };
+
+}  // namespace brannow
+
+namespace platform {
+
+using brannow::PropertyListData;
+using brannow::PropertyListDate;
+using brannow::PropertyListDictionary;
+using brannow::PropertyListOther;
+using brannow::PropertyListValue;
 
 /// The string under `key`, or none when the key is missing or holds something else.
 std::optional<std::string> stringForKey(const PropertyListDictionary& dictionary,

@@ -56,10 +56,10 @@ void systemLog(std::string_view format, std::initializer_list<LogArgument> argum
   // What is told of goes on without it.
 }
 
-void setLogSink(LogSink sink) {
-  Log& log = theLog();
+}  // namespace platform
+
+void brannow::setLogSink(LogSink sink) {
+  platform::Log& log = platform::theLog();
   std::lock_guard hold(log.lock);
   log.sink = std::move(sink);
 }
-
-}  // namespace platform

@@ -1,11 +1,12 @@
 // The system log: syslog, unless a sink has been installed.
 #pragma once
 
-#include <functional>
 #include <initializer_list>
 #include <new>
 #include <string>
 #include <string_view>
+
+#include "Brannow/Log.h"
 
 namespace platform {
 
@@ -39,11 +40,7 @@ class LogArgument {
 /// written.
 void systemLog(std::string_view format, std::initializer_list<LogArgument> arguments = {});
 
-using LogSink = std::function<void(const std::string& line)>;
-
-/// Sends every later line to `sink` instead of syslog; an empty sink restores syslog. The sink is
-/// called on the thread that logs, one line at a time, which may hold locks: it must neither log
-/// nor call whoever logs, but hand the line on.
-void setLogSink(LogSink sink);
+using brannow::LogSink;
+using brannow::setLogSink;
 
 }  // namespace platform

@@ -9,10 +9,10 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "Brannow/VuoContainment.h"
 #include "platform/system/FileDescriptor.h"
 #include "platform/system/SystemLog.h"
 #include "runtime/HelperFolder.h"
-#include "runtime/VuoContainment.h"
 #include "runtime/containment/ContainedProgram.h"
 #include "runtime/containment/LauncherOptions.h"
 #include "runtime/containment/MinimalEnvironment.h"

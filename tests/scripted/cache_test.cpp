@@ -501,7 +501,7 @@ TEST(CacheItem, ReadsWhateverASnapshotHolds) {
                                             {"d", {std::string("lib")}}};
   item.loadSnapshot(&snapshot);
   item.loadSnapshot(nullptr);
-  EXPECT_EQ(item.modDate(), platform::FileTime(second));
+  EXPECT_EQ(item.modDate(), second);
   EXPECT_FALSE(item.cachedExePath());
   EXPECT_EQ(item.description(), "<VuoCacheItem D b.vuo..., lib>");
   EXPECT_EQ(item.createSnapshot().at("m").string(), "1234.000000000");

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "Brannow/Brannow.h"
-#include "platform/hostbuffers/ZQBufferPool.h"
+#include "Brannow/ZQBufferPool.h"
 #include "platform/system/Alert.h"
 #include "platform/system/Notifications.h"
 #include "runtime/VuoHeap.h"
@@ -40,7 +40,7 @@ constexpr const char* kFilter =
 
 /// The process-wide pool of these tests; buffers over scripted images never touch its GL context.
 ZQBufferPool* sharedPool() {
-  static const auto context = platform::GLContext::createRoot();
+  static const auto context = brannow::GLContext::createRoot();
   static const auto pool = ZQBufferPool::create(context->handle());
   return pool.get();
 }
@@ -909,7 +909,7 @@ TEST_F(Scene, KeepsEachReportedNameOnce) {
 
 TEST(Bridge, LendsAnImageToABuffer) {
   scripted::reset();
-  const auto root = platform::GLContext::createRoot();
+  const auto root = brannow::GLContext::createRoot();
   const auto pool = ZQBufferPool::create(root->handle());
   const VuoImage image = scripted::makeImage(1920, 1080, 0x84F5);
   {

@@ -3,14 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <span>
 #include <vector>
 
-#include "platform/hostbuffers/GLScene.h"
-#include "platform/hostbuffers/ZQBuffer.h"
-#include "platform/system/GLContext.h"
+#include "Brannow/BrannowExport.h"
+#include "Brannow/GLContext.h"
+#include "Brannow/GLScene.h"
+#include "Brannow/ZQBuffer.h"
 
 /// 8-bit RGBA pixels in host memory, rows from the top of the picture to its bottom, without
 /// padding between rows.
@@ -21,25 +20,15 @@ struct ZQPixels {
   bool operator==(const ZQPixels&) const = default;
 };
 
-/// A texture that somebody else makes for a pool, and who keeps it; it goes with `owner`.
-struct ZQMadeTexture {
-  std::shared_ptr<void> owner;
-  std::uint32_t name = 0;
-};
-/// Makes GL_TEXTURE_2D textures of format GL_RGBA8 in that context's share group, with whatever
-/// context is current; none where it makes none.
-using ZQTextureMaker = std::function<ZQMadeTexture(platform::GLContextHandle shareGroup,
-                                                   std::size_t width, std::size_t height)>;
-
 /// A pool works through a GL context of its own in the share group of the context it was made
 /// with; every operation may be called from any thread, with or without a current context, and
 /// leaves the caller's current context as it was. Operations that touch the GPU block each other.
 ///
 /// Textures hold their pictures the way OpenGL draws them: the first row in memory is the bottom.
-class ZQBufferPool : public GLScene {
+class BRANNOW_API ZQBufferPool : public GLScene {
  public:
   /// Null when no context could be made in `shareGroup`.
-  static std::unique_ptr<ZQBufferPool> create(platform::GLContextHandle shareGroup);
+  static std::unique_ptr<ZQBufferPool> create(brannow::GLContextHandle shareGroup);
   ~ZQBufferPool() override;
 
   /// Stops handing out buffers and keeping textures; buffers still held outside stay usable.
@@ -67,10 +56,6 @@ class ZQBufferPool : public GLScene {
   /// Textures that the pool has made and not yet deleted, idle ones included.
   std::size_t textureCount() const;
 
-  /// Has all pools ask `maker` first for the textures that they make from now on. The framework
-  /// sets one that makes textures which other processes can have, too.
-  static void setTextureMaker(ZQTextureMaker maker);
-
   /// Gives the buffer a fresh time stamp.
   static void timestampThisBuffer(ZQBuffer& buffer);
 
@@ -86,4 +71,4 @@ class ZQBufferPool : public GLScene {
 
 /// The process-wide pool: none until the host has set one. The host owns it and keeps it until no
 /// scene and no buffer needs it any more.
-extern ZQBufferPool* _globalZQBufferPool;
+BRANNOW_API extern ZQBufferPool* _globalZQBufferPool;

@@ -1,10 +1,11 @@
 // A GPU buffer of the host: a texture with its description, counted by its holders.
 #pragma once
 
-#include <atomic>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <utility>
+
+#include "Brannow/BrannowExport.h"
 
 class ZQBuffer;
 class ZQBufferPool;
@@ -55,7 +56,7 @@ using ZQBufferReleaseCallback = void (*)(ZQBuffer* buffer, void* context);
 /// called from any thread; at zero the buffer is destroyed, and a texture that its pool made is
 /// kept for reuse or deleted. The setters are for the time before the buffer is shared. The pool
 /// must outlive its buffers.
-class ZQBuffer {
+class BRANNOW_API ZQBuffer {
  public:
   /// A buffer without a texture, with one reference that the caller owns.
   static ZQBuffer* initWithPool(ZQBufferPool* pool);
@@ -63,7 +64,7 @@ class ZQBuffer {
   void retain();
   void release();
   /// For tests and diagnostics; another thread may change it at any time.
-  long retainCount() const { return _retainCount.load(std::memory_order_acquire); }
+  long retainCount() const;
 
   ZQBufferPool* pool() const { return _pool; }
   ZQBufferDescriptor* descriptorPtr() { return &_descriptor; }
@@ -101,7 +102,7 @@ class ZQBuffer {
   explicit ZQBuffer(ZQBufferPool* pool) : _pool(pool) {}
   ~ZQBuffer();
 
-  std::atomic<long> _retainCount{1};
+  mutable long _retainCount = 1;  // atomic
   ZQBufferPool* _pool;
   ZQBufferDescriptor _descriptor;
   bool _preferDeletion = false;

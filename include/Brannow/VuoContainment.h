@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Brannow/BrannowExport.h"
+
 /// What the kernel lacks to contain such a process wholly, each as a sentence for people; empty
 /// where it has everything. Compositions run nevertheless. Any thread; asks the kernel each time.
-std::vector<std::string> VuoContainment_missing();
+BRANNOW_API std::vector<std::string> VuoContainment_missing();
