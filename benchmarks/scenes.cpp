@@ -16,6 +16,7 @@
 #include "benchmarks/BareLoop.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Session.h"
+#include "runtime/VuoSharing.h"
 
 namespace {
 
@@ -155,14 +156,14 @@ void costOfLayers(const Session& session, bool newProcess) {
   }
 }
 
-void costOfHaving(bool newProcess) {
+void costOfHaving(bool newProcess, const std::string& how) {
   constexpr int kScenes = 64;
   drawAll(scenesOf(1, kSmall, newProcess));
   brannow::finishQueues();  // scenes end in the background
   const double memory = total("smaps_rollup", "Pss:"), threads = total("status", "Threads:");
   const Scenes scenes = scenesOf(kScenes, kSmall, newProcess);
-  for (const auto& scene : scenes) std::ignore = nextFrame(*scene);
-  const std::string of = " for each of 64 scenes, " + mode(newProcess);
+  for (int frame = 0; frame < 8; ++frame) drawAll(scenes);  // until they have what they draw in
+  const std::string of = " for each of 64 scenes, " + how;
   print({"memory" + of, "MB"}, {"framework and players",
                                 {(total("smaps_rollup", "Pss:") - memory) / 1000 / kScenes},
                                 {},
@@ -177,7 +178,7 @@ void costOfHaving(bool newProcess) {
     std::this_thread::sleep_for(std::chrono::seconds(2));
     if (round > 0) idle.samples.push_back((processorTime(processes) - before) / 2);
   }
-  print({"processor time of 64 idle scenes in a second, " + mode(newProcess), "ms"}, idle);
+  print({"processor time of 64 idle scenes in a second, " + how, "ms"}, idle);
 }
 
 }  // namespace
@@ -186,7 +187,10 @@ int main() {
   Session session;
   for (const bool newProcess : {false, true}) {
     costOfFrames(session, newProcess);
-    costOfHaving(newProcess);
+    costOfHaving(newProcess, mode(newProcess));
   }
+  VuoSharing_allow(false);
+  costOfHaving(true, "separate processes, sharing switched off");
+  VuoSharing_allow(true);
   for (const bool newProcess : {false, true}) costOfLayers(session, newProcess);
 }
