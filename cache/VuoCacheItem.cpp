@@ -161,7 +161,7 @@ bool VuoCacheItem::upToDate() const {
   return current == recorded;
 }
 
-PropertyListDictionary VuoCacheItem::createSnapshot() const try {
+PropertyListDictionary VuoCacheItem::createSnapshot() const {
   PropertyListDictionary snapshot;
   const auto add = [&snapshot](const char* key, const Text& text) {
     if (text) snapshot[key] = PropertyListValue{*text};
@@ -172,11 +172,9 @@ PropertyListDictionary VuoCacheItem::createSnapshot() const try {
   add("e", cachedExePath());
   add("ap", appPathWhenExeCompiled());
   return snapshot;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
-void VuoCacheItem::loadSnapshot(const PropertyListDictionary* snapshot) try {
+void VuoCacheItem::loadSnapshot(const PropertyListDictionary* snapshot) {
   if (!snapshot) return;
   Text vuoFile = textUnder(*snapshot, "p");
   const Date date = dateUnder(*snapshot, "m");
@@ -187,7 +185,6 @@ void VuoCacheItem::loadSnapshot(const PropertyListDictionary* snapshot) try {
   setModDate(date);
   setCachedDylibPath(std::move(dylib));
   setCachedExePath(std::move(exe));
-} catch (const std::bad_alloc&) {
 }
 
 std::string VuoCacheItem::description() const try {

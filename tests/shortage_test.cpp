@@ -321,13 +321,14 @@ Outcome outcomeOf(const std::vector<Round>& rounds) {
   if (child == 0) {
     ::alarm(100);
     std::set_terminate([] { std::abort(); });
-    ::signal(SIGABRT, [](int) {
-      refused = nullptr;
-      backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
-      void* end[64];
-      backtrace_symbols_fd(end, backtrace(end, 64), STDERR_FILENO);
-      ::_exit(1);
-    });
+    for (const int fault : {SIGABRT, SIGSEGV})
+      ::signal(fault, [](int) {
+        refused = nullptr;
+        backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
+        void* end[64];
+        backtrace_symbols_fd(end, backtrace(end, 64), STDERR_FILENO);
+        ::_exit(1);
+      });
     const Outcome outcome = livedThrough(folder.path, rounds);
     if (!outcome.wrong.empty()) backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
     std::ofstream(report) << outcome.over << "\n" << outcome.held << "\n" << outcome.wrong;

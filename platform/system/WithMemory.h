@@ -27,4 +27,11 @@ auto orNothing(Work&& work) -> decltype(work()) {
   }
 }
 
+/// The other way round, for what is made on the way to something larger.
+template <class Reference>
+Reference orBadAlloc(Reference made) {
+  if (!made) throw std::bad_alloc();
+  return made;
+}
+
 }  // namespace platform
