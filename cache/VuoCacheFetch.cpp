@@ -3,6 +3,7 @@
 #include "cache/VuoCacheState.h"
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/WithMemory.h"
 
 VuoCache::Item VuoCache::State::_fetchSynchronously(const Kind& kind, const Path& path) {
   if (!path) return nullptr;
@@ -22,9 +23,9 @@ VuoCache::Item VuoCache::State::_fetchSynchronously(const Kind& kind, const Path
     return std::make_shared<const std::string>(std::move(text));
   };
   const auto artefact = shared(std::move(artefactPath));
-  const Item record = VuoCacheItem::initWithVuoFile(
+  const Item record = platform::orBadAlloc(VuoCacheItem::initWithVuoFile(
       shared(*path), kind.isDylib ? artefact : nullptr, kind.isDylib ? nullptr : artefact, modDate,
-      kind.isDylib ? nullptr : shared(platform::mainBundlePath()));
+      kind.isDylib ? nullptr : shared(platform::mainBundlePath())));
   (this->*kind.table).lockSetObject(record, *path);
-  return record->copy();
+  return platform::orBadAlloc(record->copy());
 }

@@ -9,6 +9,7 @@
 #include "platform/system/FileSystem.h"
 #include "platform/system/PropertyList.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/WithMemory.h"
 
 using platform::systemLog;
 
@@ -16,7 +17,7 @@ VuoCache::Item VuoCache::State::_copyOfRecord(const Kind& kind, const std::strin
   const auto& table = this->*kind.table;
   platform::ReadHold hold(table);
   const Item record = table.objectForKey(path);
-  return record ? record->copy() : nullptr;
+  return record ? platform::orBadAlloc(record->copy()) : nullptr;
 }
 
 bool VuoCache::State::_isCachedAvailable(const Kind& kind, const Path& path) const {

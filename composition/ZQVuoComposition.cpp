@@ -12,6 +12,7 @@
 #include "platform/hostbase/HostStrings.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/WithMemory.h"
 
 using platform::systemLog;
 
@@ -52,7 +53,7 @@ class PortMaker {
       tellOfType(name, typeName);
       return {};
     }
-    Known known{ZQVuoCompositionPort::createWithPortType(type, name)};
+    Known known{platform::orBadAlloc(ZQVuoCompositionPort::createWithPortType(type, name))};
     known.complaint = fillPortValues(*known.port, _attributes);
     return known;
   }
@@ -65,7 +66,8 @@ class PortMaker {
   }
 
   static ZQVuoComposition::Port copyOf(const ZQVuoCompositionPort& port) {
-    auto copy = ZQVuoCompositionPort::createWithPortType(port.portType(), port.portName());
+    auto copy = platform::orBadAlloc(
+        ZQVuoCompositionPort::createWithPortType(port.portType(), port.portName()));
     copy->setMinVal(port.minVal());
     copy->setMaxVal(port.maxVal());
     copy->setDefaultVal(port.defaultVal());

@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <new>
 #include <sstream>
@@ -34,16 +35,17 @@ namespace {
 struct Kind {
   std::string_view function;
   int error;
-  std::vector<int> calls;  ///< in the suite; of the first one it alone, of the next all after it, …
+  std::vector<int> calls;  ///< in the suite: those that are refused alone
+  int andTheRest;          ///< and the one from which all are
 };
 const Kind kKinds[] = {
-    {"open", EMFILE, {3, 12}},          {"mmap", ENOMEM, {3, 6}},
-    {"pthread_create", EAGAIN, {1, 2}}, {"posix_spawn", EAGAIN, {1, 2}},
-    {"pidfd_open", EMFILE, {1, 2}},     {"socketpair", EMFILE, {1, 2}},
-    {"memfd_create", ENOMEM, {1, 2}},   {"write", ENOSPC, {1, 2}},
-    {"pipe2", EMFILE, {1, 2}},          {"eventfd", EMFILE, {1, 2}},
-    {"fcntl", EMFILE, {1, 2}},          {"mkostemp", EMFILE, {1, 2}},
-    {"sendmsg", ENOBUFS, {4, 11}},      {"new", ENOMEM, {9000, 2300, 700, 1500}},
+    {"open", EMFILE, {3}, 12},          {"mmap", ENOMEM, {3}, 6},
+    {"pthread_create", EAGAIN, {1}, 2}, {"posix_spawn", EAGAIN, {1}, 2},
+    {"pidfd_open", EMFILE, {1}, 2},     {"socketpair", EMFILE, {1}, 2},
+    {"memfd_create", ENOMEM, {1}, 2},   {"write", ENOSPC, {1}, 2},
+    {"pipe2", EMFILE, {1}, 2},          {"eventfd", EMFILE, {1}, 2},
+    {"fcntl", EMFILE, {1}, 2},          {"mkostemp", EMFILE, {1}, 2},
+    {"sendmsg", ENOBUFS, {4}, 11},      {"new", ENOMEM, {700, 1500}, 2300},
 };
 
 const Kind* volatile refused = nullptr;   // null while nothing is
@@ -160,8 +162,8 @@ std::string sample(const char* name) {
 /// What a host does, from the first load to the scene's end.
 class Story {
  public:
-  Story(ZQBufferPool& pool, std::chrono::milliseconds patience)
-      : _pool(pool), _patience(patience) {}
+  Story(ZQBufferPool& pool, std::chrono::milliseconds patience, std::function<void()> ending)
+      : _pool(pool), _patience(patience), _ending(std::move(ending)) {}
 
   void run() try {
     expect(ZQVuoComposition::initWithPath(sample("tiles")) != nullptr, "no description");
@@ -179,6 +181,7 @@ class Story {
       load(sample("invert"), false);
       load(sample("invert"), true);
       filter();
+      _ending();
       scene->useFile(std::nullopt);
       expect(scene->status().state == State::Empty, "not empty after unloading");
       scene->prepareToBeDeleted();
@@ -242,20 +245,29 @@ class Story {
 
   ZQBufferPool& _pool;
   const std::chrono::milliseconds _patience;
+  const std::function<void()> _ending;  ///< called when the scene has done its work
   ZQBufferRef picture;
   std::shared_ptr<VuoGLScene> scene;
 };
 
-/// A story in which a call is refused, or none for 0.
+/// A story in which a call is refused, or none.
 struct Round {
+  const Kind* kind = nullptr;
   int call = 0;
-  bool andTheRest = false;
+  enum { Alone, AndTheRest, AllAtTheEnd } how = Alone;
 };
 
 struct Outcome {
   std::string wrong, held;
-  bool isOver = false;  ///< there is no such call in the first round that refuses one
+  std::string over;  ///< the rounds in which there was no such call
 };
+
+std::string textOf(const Round& round) {
+  if (!round.kind) return "nothing, ";
+  static const char* const how[] = {"", " and the rest", " at the end"};
+  return std::string(round.kind->function) + " " + std::to_string(round.call) + how[round.how] +
+         ", ";
+}
 
 void settle() {
   platform::finishQueues();
@@ -264,7 +276,7 @@ void settle() {
 }
 
 /// Rounds, then a story with nothing refused; and what is held afterwards.
-Outcome livedThrough(const std::string& folder, const Kind& kind, std::vector<Round> rounds) {
+Outcome livedThrough(const std::string& folder, std::vector<Round> rounds) {
   ::setenv("TMPDIR", folder.c_str(), 1);
   TestLog log;
   const auto context = platform::GLContext::createRoot();
@@ -275,21 +287,21 @@ Outcome livedThrough(const std::string& folder, const Kind& kind, std::vector<Ro
   useEmptyCache(folder);
   Outcome outcome;
   std::size_t frames = 0;
-  bool hasRefused = false;
   rounds.push_back({});
   for (const Round& round : rounds) {
-    Story story(*pool, round.andTheRest ? kAMoment : kHang);
+    const auto refuse = [&](bool now) { refused = now ? round.kind : nullptr; };
+    Story story(*pool, round.how == Round::AndTheRest ? kAMoment : kHang,
+                [&] { refuse(round.kind); });
     callsLeft = round.call;
-    refusesTheRest = round.andTheRest;
-    refused = round.call > 0 ? &kind : nullptr;
+    refusesTheRest = round.how != Round::Alone;
+    refuse(round.how != Round::AllAtTheEnd);
     story.run();
-    if (round.andTheRest) refused = nullptr;  // what waits for a thread gets one
+    if (refusesTheRest) refuse(false);  // what waits for a thread gets one
     settle();
-    refused = nullptr;
-    // A later round may be over sooner, as what has been refused before it takes its time.
-    if (round.call > 0 && !std::exchange(hasRefused, true)) outcome.isOver = callsLeft > 0;
-    outcome.wrong += story.raised + (round.andTheRest ? "" : story.endless);
-    if (round.call == 0 && !story.missing.empty()) {
+    refuse(false);
+    if (round.kind && callsLeft > 0) outcome.over += textOf(round);
+    outcome.wrong += story.raised + (refusesTheRest ? "" : story.endless);
+    if (!round.kind && !story.missing.empty()) {
       outcome.wrong += story.missing;
       for (const auto& line : log.take()) outcome.wrong += "  " + line + "\n";
     }
@@ -302,57 +314,63 @@ Outcome livedThrough(const std::string& folder, const Kind& kind, std::vector<Ro
   return outcome;
 }
 
-Outcome outcomeOf(const Kind& kind, const std::vector<Round>& rounds) {
+Outcome outcomeOf(const std::vector<Round>& rounds) {
   const TestFolder folder;
   const std::string report = folder.path + "/report";
   const pid_t child = ::fork();
   if (child == 0) {
     ::alarm(100);
     std::set_terminate([] { std::abort(); });
-    ::signal(SIGABRT, [](int) {
-      refused = nullptr;
-      backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
-      void* end[64];
-      backtrace_symbols_fd(end, backtrace(end, 64), STDERR_FILENO);
-      ::_exit(1);
-    });
-    const Outcome outcome = livedThrough(folder.path, kind, rounds);
+    for (const int fault : {SIGABRT, SIGSEGV})
+      ::signal(fault, [](int) {
+        refused = nullptr;
+        backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
+        void* end[64];
+        backtrace_symbols_fd(end, backtrace(end, 64), STDERR_FILENO);
+        ::_exit(1);
+      });
+    const Outcome outcome = livedThrough(folder.path, rounds);
     if (!outcome.wrong.empty()) backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
-    std::ofstream(report) << outcome.isOver << "\n" << outcome.held << "\n" << outcome.wrong;
+    std::ofstream(report) << outcome.over << "\n" << outcome.held << "\n" << outcome.wrong;
     ::_exit(0);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
   Outcome outcome;
   std::ifstream text(report);
-  text >> outcome.isOver >> std::ws;
+  std::getline(text, outcome.over);
   std::getline(text, outcome.held);
   std::getline(text, outcome.wrong, '\0');
   if (status != 0) outcome.wrong = "ended with status " + std::to_string(status);
   return outcome;
 }
 
-/// False when there is no such call.
-bool survives(const Kind& kind, const std::vector<Round>& rounds) {
-  static const Outcome usual = outcomeOf(kind, {});
-  const Outcome outcome = outcomeOf(kind, rounds);
-  std::string text(kind.function);
-  for (const auto& [call, andTheRest] : rounds)
-    text += " " + std::to_string(call) + (andTheRest ? " and the rest" : "");
+/// The rounds in which there was no such call.
+std::string survive(const std::vector<Round>& rounds) {
+  static const Outcome usual = outcomeOf({});
+  const Outcome outcome = outcomeOf(rounds);
+  std::string text;
+  for (const Round& round : rounds) text += textOf(round);
   EXPECT_EQ(outcome.wrong + outcome.held, usual.held) << text;
-  return !outcome.isOver;
+  return outcome.over;
 }
 
 TEST(Shortage, OfSomeCallsOfEachKind) {
+  std::vector<Round> alone, andTheRest, ofMemory;
   for (const Kind& kind : kKinds) {
-    if (kind.function == "new" && !kRefusesMemory) continue;
-    std::vector<Round> rounds;
-    for (const int call : kind.calls) rounds.push_back({call, rounds.size() % 2 == 1});
-    EXPECT_TRUE(survives(kind, rounds)) << "there is no such call of " << kind.function;
+    const bool isMemory = kind.function == "new";
+    if (isMemory && !kRefusesMemory) continue;
+    for (const int call : kind.calls) (isMemory ? ofMemory : alone).push_back({&kind, call});
+    (isMemory ? ofMemory : andTheRest).push_back({&kind, kind.andTheRest, Round::AndTheRest});
+    if (isMemory) ofMemory.push_back({&kind, 1, Round::AllAtTheEnd});
   }
+  EXPECT_EQ(survive(alone), "");
+  survive(andTheRest);
+  survive(ofMemory);
 }
 
-void sweep(const std::string& which, const std::vector<Round>& before) {
+/// As many calls in one life as told; what one leaves behind is met by those after it.
+void sweep(const std::string& which, const std::vector<Round>& before, int callsInALife) {
   const char* const asked = std::getenv("BRANNOW_SHORTAGE");
   if (!asked) GTEST_SKIP() << "takes long";
   std::istringstream words(asked);
@@ -360,21 +378,22 @@ void sweep(const std::string& which, const std::vector<Round>& before) {
   int step = 1, first = 1;
   words >> function >> step >> first;
   for (const Kind& kind : kKinds)
-    for (const bool andTheRest : {false, true}) {
+    for (const auto how : {Round::Alone, Round::AndTheRest}) {
       if (kind.function != function) continue;
-      std::vector<Round> rounds = before;
-      rounds.push_back({first, andTheRest});
-      for (; survives(kind, rounds); rounds.back().call += step) {
+      std::string over;
+      for (int call = first; over.empty();) {
+        std::vector<Round> rounds = before;
+        for (int i = 0; i < callsInALife; ++i, call += step) rounds.push_back({&kind, call, how});
+        over = survive(rounds);
       }
-      std::cout << asked << which << (andTheRest ? " and the rest" : "") << ": up to "
-                << rounds.back().call << std::endl;
+      std::cout << asked << which << ": over at " << over << std::endl;
     }
 }
 TEST(Shortage, OfEachCallAtFirst) {
-  sweep(", at first", {});
+  sweep(", at first", {}, 1);
 }
 TEST(Shortage, OfEachCallUsedBefore) {
-  sweep(", used before", {{}});
+  sweep(", used before", {{}}, 10);
 }
 
 }  // namespace

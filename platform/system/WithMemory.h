@@ -17,4 +17,21 @@ void withMemory(Work&& work) {
     }
 }
 
+/// What `work` gives; nothing (an empty text, a null reference) when there is no memory for it.
+template <class Work>
+auto orNothing(Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
+/// The other way round, for what is made on the way to something larger.
+template <class Reference>
+Reference orBadAlloc(Reference made) {
+  if (!made) throw std::bad_alloc();
+  return made;
+}
+
 }  // namespace platform
