@@ -1,5 +1,7 @@
 #include "Brannow/VuoBufferPoolAdditions.h"
 
+#include <new>
+
 #include "runtime/VuoHeap.h"
 #include "runtime/VuoImage.h"
 
@@ -28,7 +30,7 @@ ZQBufferDescriptor descriptorOverTextureOf(VuoImage image) {
 
 }  // namespace
 
-ZQBufferRef allocBufferFromVuoImage(ZQBufferPool* pool, VuoImage image) {
+ZQBufferRef allocBufferFromVuoImage(ZQBufferPool* pool, VuoImage image) try {
   if (!image) return nullptr;
   if (!pool || pool->deleted()) return nullptr;
 
@@ -46,4 +48,6 @@ ZQBufferRef allocBufferFromVuoImage(ZQBufferPool* pool, VuoImage image) {
   buffer->setBackingReleaseCallback(ZQBuffer_ReleaseVuoImage);
   buffer->setBackingReleaseCallbackContext(image);
   return buffer;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }

@@ -8,6 +8,7 @@
 #include "platform/system/FileSystem.h"
 #include "platform/system/PropertyList.h"
 #include "platform/system/SpinLock.h"
+#include "platform/system/WithMemory.h"
 
 namespace {
 
@@ -121,7 +122,8 @@ void VuoCacheItem::setAppPathWhenExeCompiled(Text path) {
 std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text cachedDylib,
                                                             Text cachedExe, Date modDate,
                                                             Text appPathWhenCompiled) {
-  auto item = std::make_shared<VuoCacheItem>();
+  auto item = platform::orNothing([] { return std::make_shared<VuoCacheItem>(); });
+  if (!item) return nullptr;
   item->_fields->vuoFilePath = std::move(vuoFile);
   item->_fields->cachedDylibPath = std::move(cachedDylib);
   item->_fields->cachedExePath = std::move(cachedExe);
@@ -135,7 +137,7 @@ std::shared_ptr<VuoCacheItem> VuoCacheItem::copy() const {
                          appPathWhenExeCompiled());
 }
 
-bool VuoCacheItem::isValid() const {
+bool VuoCacheItem::isValid() const try {
   const Text composition = vuoFilePath();
   const Text dylib = cachedDylibPath();
   const Text exe = cachedExePath();
@@ -147,6 +149,8 @@ bool VuoCacheItem::isValid() const {
     valid = valid && app && *app == platform::mainBundlePath();
   }
   return valid;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool VuoCacheItem::upToDate() const {
@@ -157,7 +161,7 @@ bool VuoCacheItem::upToDate() const {
   return current == recorded;
 }
 
-PropertyListDictionary VuoCacheItem::createSnapshot() const {
+PropertyListDictionary VuoCacheItem::createSnapshot() const try {
   PropertyListDictionary snapshot;
   const auto add = [&snapshot](const char* key, const Text& text) {
     if (text) snapshot[key] = PropertyListValue{*text};
@@ -168,18 +172,25 @@ PropertyListDictionary VuoCacheItem::createSnapshot() const {
   add("e", cachedExePath());
   add("ap", appPathWhenExeCompiled());
   return snapshot;
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
-void VuoCacheItem::loadSnapshot(const PropertyListDictionary* snapshot) {
+void VuoCacheItem::loadSnapshot(const PropertyListDictionary* snapshot) try {
   if (!snapshot) return;
-  setVuoFilePath(textUnder(*snapshot, "p"));
-  setModDate(dateUnder(*snapshot, "m"));
-  setCachedDylibPath(textUnder(*snapshot, "d"));
-  setCachedExePath(textUnder(*snapshot, "e"));
+  Text vuoFile = textUnder(*snapshot, "p");
+  const Date date = dateUnder(*snapshot, "m");
+  Text dylib = textUnder(*snapshot, "d");
+  Text exe = textUnder(*snapshot, "e");
   setAppPathWhenExeCompiled(textUnder(*snapshot, "ap"));
+  setVuoFilePath(std::move(vuoFile));
+  setModDate(date);
+  setCachedDylibPath(std::move(dylib));
+  setCachedExePath(std::move(exe));
+} catch (const std::bad_alloc&) {
 }
 
-std::string VuoCacheItem::description() const {
+std::string VuoCacheItem::description() const try {
   const Text composition = vuoFilePath();
   const Text exe = cachedExePath();
   const Text dylib = cachedDylibPath();
@@ -188,4 +199,6 @@ std::string VuoCacheItem::description() const {
   if (exe) return "<VuoCacheItem E " + name + "..., " + *exe + ">";
   if (dylib) return "<VuoCacheItem D " + name + "..., " + *dylib + ">";
   return "<VuoCacheItem ? " + name + "...>";
+} catch (const std::bad_alloc&) {
+  return {};
 }

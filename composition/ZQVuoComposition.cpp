@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <new>
 
 #include "composition/CompositionLine.h"
 #include "composition/NodePlaces.h"
@@ -132,11 +133,14 @@ bool ZQVuoComposition::pathLooksLikeALegitComposition(const std::optional<std::s
 }
 
 std::shared_ptr<ZQVuoComposition> ZQVuoComposition::initWithPath(
-    const std::optional<std::string>& path) {
+    const std::optional<std::string>& path) try {
   if (!path) return nullptr;
   std::shared_ptr<ZQVuoComposition> composition(new ZQVuoComposition(*path));
   composition->_loadComposition();
   return composition;
+} catch (const std::bad_alloc&) {
+  systemLog("\t\terr: caught exception in %s", {"-[ZQVuoComposition initWithPath:]"});
+  return nullptr;
 }
 
 ZQVuoComposition::ZQVuoComposition(std::string path)

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/system/SpinLock.h"
+#include "platform/system/WithMemory.h"
 
 /// A port's fields are the port itself, in one piece of memory: a file may publish thousands.
 struct ZQVuoCompositionPort::Fields : ZQVuoCompositionPort {
@@ -39,7 +40,8 @@ std::shared_ptr<ZQVuoCompositionPort> ZQVuoCompositionPort::createWithPortType(
 
 std::shared_ptr<ZQVuoCompositionPort> ZQVuoCompositionPort::initWithPortType(
     ZQVuoPortType portType, const std::optional<std::string>& portName) {
-  return portName ? std::make_shared<Fields>(portType, *portName) : nullptr;
+  if (!portName) return nullptr;
+  return platform::orNothing([&] { return std::make_shared<Fields>(portType, *portName); });
 }
 
 const ZQVuoCompositionPort::Fields& ZQVuoCompositionPort::fields() const {
@@ -89,7 +91,9 @@ void ZQVuoCompositionPort::setWantsUI(bool wantsUI) {
 
 std::string ZQVuoCompositionPort::description() const {
   const char* type = ZQVuoPortTypeDescription(portType());
-  return std::string("<ZQVuoCompPort, ") + (type ? type : "(null)") + ", " + portName() + ">";
+  return platform::orNothing([&] {
+    return std::string("<ZQVuoCompPort, ") + (type ? type : "(null)") + ", " + portName() + ">";
+  });
 }
 
 const char* ZQVuoPortTypeDescription(ZQVuoPortType portType) {

@@ -156,6 +156,7 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
   if (insteadOf && *insteadOf != loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
   read = ZQVuoComposition::initWithPath(path);
+  if (path && !read) throw std::bad_alloc();
   comp.swap(read);
   filePath.swap(file);
   loadDate = date;

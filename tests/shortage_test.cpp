@@ -1,23 +1,24 @@
 // What a host does with a scene, with one call for a thread, a descriptor, memory or a process
-// refused, for each call in turn. Each time in a process of its own, in which everything is used
-// for the first time or has been used before. BRANNOW_SHORTAGE=1 refuses every single call.
+// refused, or all from one on. Each time in a process of its own, where it meets what is used for
+// the first time or has been used before. Here a few calls of each kind; with
+// BRANNOW_SHORTAGE="new" every single one of that kind, with "new 7 2" every seventh from the
+// second on.
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <link.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <atomic>
-#include <cstdarg>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <new>
+#include <sstream>
 #include <string_view>
 
 #include "Brannow/Brannow.h"
@@ -31,21 +32,23 @@ namespace {
 // What the framework calls. What others call is left alone: a driver may end the process when it is
 // refused something, and that is not the framework's to mend.
 
-struct Refusal {
-  const char* function;
+struct Kind {
+  std::string_view function;
   int error;
-  int stride;  // in the suite
+  std::vector<int> calls;  ///< in the suite: those that are refused alone
+  int andTheRest;          ///< and the one from which all are
 };
-constexpr Refusal kRefusals[] = {
-    {"open", EMFILE, 7},           {"openat2", EMFILE, 1},       {"mmap", ENOMEM, 1},
-    {"pthread_create", EAGAIN, 3}, {"posix_spawn", EAGAIN, 1},   {"pidfd_open", EMFILE, 1},
-    {"socketpair", EMFILE, 2},     {"memfd_create", ENOMEM, 1},  {"write", ENOSPC, 3},
-    {"pipe2", EMFILE, 1},          {"eventfd", EMFILE, 3},       {"fcntl", EMFILE, 5},
-    {"mkostemp", EMFILE, 3},       {"epoll_create1", EMFILE, 1}, {"timerfd_create", EMFILE, 1},
-    {"sendmsg", ENOBUFS, 9},       {"new", ENOMEM, 997},
+const Kind kKinds[] = {
+    {"open", EMFILE, {3}, 12},          {"mmap", ENOMEM, {3}, 6},
+    {"pthread_create", EAGAIN, {1}, 2}, {"posix_spawn", EAGAIN, {1}, 2},
+    {"pidfd_open", EMFILE, {1}, 2},     {"socketpair", EMFILE, {1}, 2},
+    {"memfd_create", ENOMEM, {1}, 2},   {"write", ENOSPC, {1}, 2},
+    {"pipe2", EMFILE, {1}, 2},          {"eventfd", EMFILE, {1}, 2},
+    {"fcntl", EMFILE, {1}, 2},          {"mkostemp", EMFILE, {1}, 2},
+    {"sendmsg", ENOBUFS, {4}, 11},      {"new", ENOMEM, {700, 1500}, 2300},
 };
 
-const char* volatile refused = nullptr;   // the function, null while nothing is refused
+const Kind* volatile refused = nullptr;   // null while nothing is
 std::atomic<int> callsLeft{0};            // until the one that is refused
 std::atomic<bool> refusesTheRest{false};  // after that one
 void* site[32];                           // where that was
@@ -73,156 +76,73 @@ bool isTheFrameworks(void* caller) {
 
 bool isRefused(std::string_view function, void* caller) {
   static thread_local bool isAsking = false;
-  const char* const now = refused;
-  if (!now || function != now || isAsking) return false;
+  const Kind* const kind = refused;
+  if (!kind || function != kind->function || isAsking) return false;
   isAsking = true;
   const int left = isTheFrameworks(caller) ? --callsLeft : 1;
   if (left == 0) siteDepth = backtrace(site, 32);
   isAsking = false;
-  return refusesTheRest ? left <= 0 : left == 0;
+  const bool isSo = refusesTheRest ? left <= 0 : left == 0;
+  if (isSo) errno = kind->error;
+  return isSo;
 }
 
-int errorOf(std::string_view function) {
-  for (const auto& refusal : kRefusals)
-    if (function == refusal.function) return refusal.error;
-  return EIO;
-}
-
-template <class Function>
-Function* original(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+bool isFile(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 }  // namespace
 
 // NOLINTBEGIN: these stand before the C library's own.
-#define REFUSE_OR_CALL(name, ...)                           \
-  static const auto call = original<decltype(name)>(#name); \
-  if (isRefused(#name, __builtin_return_address(0))) {      \
-    errno = errorOf(#name);                                 \
-    return -1;                                              \
-  }                                                         \
-  return call(__VA_ARGS__)
+#define IS_REFUSED(kind) isRefused(kind, __builtin_return_address(0))
+/// Gives `otherwise` for a call that is refused, which may be those for which `when` holds.
+#define STAND_BEFORE(name, kind, when, otherwise, result, parameters, arguments)              \
+  result refusing_##name parameters asm(#name);                                               \
+  result refusing_##name parameters {                                                         \
+    static const auto call = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+    return refused && (when) && IS_REFUSED(kind) ? otherwise : call arguments;                \
+  }
+#define STAND_BEFORE_ALL(name, otherwise, parameters, arguments) \
+  STAND_BEFORE(name, #name, true, otherwise, int, parameters, arguments)
 
-extern "C" {
-
-int open(const char* path, int flags, ...) {
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  REFUSE_OR_CALL(open, path, flags, mode);
-}
-int __open_2(const char* path, int flags);
-int __open_2(const char* path, int flags) {
-  static const auto call = original<decltype(__open_2)>("__open_2");
-  if (isRefused("open", __builtin_return_address(0))) {
-    errno = EMFILE;
-    return -1;
-  }
-  return call(path, flags);
-}
-int fcntl(int descriptor, int command, ...) {
-  va_list more;
-  va_start(more, command);
-  void* const argument = va_arg(more, void*);
-  va_end(more);
-  static const auto call = original<decltype(fcntl)>("fcntl");
-  if (command == F_DUPFD_CLOEXEC && isRefused("fcntl", __builtin_return_address(0))) {
-    errno = EMFILE;
-    return -1;
-  }
-  return call(descriptor, command, argument);
-}
-long syscall(long number, ...) noexcept {
-  va_list more;
-  va_start(more, number);
-  long a[6];
-  for (long& argument : a) argument = va_arg(more, long);
-  va_end(more);
-  static const auto call = original<decltype(syscall)>("syscall");
-  if (number == SYS_openat2 && isRefused("openat2", __builtin_return_address(0))) {
-    errno = EMFILE;
-    return -1;
-  }
-  return call(number, a[0], a[1], a[2], a[3], a[4], a[5]);
-}
-void* mmap(void* at, std::size_t length, int protection, int flags, int file,
-           off_t offset) noexcept {
-  static const auto call = original<decltype(mmap)>("mmap");
-  if (isRefused("mmap", __builtin_return_address(0))) {
-    errno = ENOMEM;
-    return MAP_FAILED;
-  }
-  return call(at, length, protection, flags, file, offset);
-}
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
-                   void* argument) noexcept {
-  static const auto call = original<decltype(pthread_create)>("pthread_create");
-  if (isRefused("pthread_create", __builtin_return_address(0))) return EAGAIN;
-  return call(thread, attributes, run, argument);
-}
-int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
-                const posix_spawnattr_t* attributes, char* const* words, char* const* variables) {
-  static const auto call = original<decltype(posix_spawn)>("posix_spawn");
-  if (isRefused("posix_spawn", __builtin_return_address(0))) return EAGAIN;
-  return call(process, path, actions, attributes, words, variables);
-}
-int pidfd_open(pid_t process, unsigned flags) noexcept {
-  static const auto call = original<int(pid_t, unsigned)>("pidfd_open");
-  if (isRefused("pidfd_open", __builtin_return_address(0))) {
-    errno = EMFILE;
-    return -1;
-  }
-  return call(process, flags);
-}
-int socketpair(int domain, int type, int protocol, int* ends) noexcept {
-  REFUSE_OR_CALL(socketpair, domain, type, protocol, ends);
-}
-int memfd_create(const char* name, unsigned flags) noexcept {
-  REFUSE_OR_CALL(memfd_create, name, flags);
-}
-int pipe2(int* ends, int flags) noexcept {
-  REFUSE_OR_CALL(pipe2, ends, flags);
-}
-int eventfd(unsigned count, int flags) noexcept {
-  REFUSE_OR_CALL(eventfd, count, flags);
-}
-int epoll_create1(int flags) noexcept;
-int epoll_create1(int flags) noexcept {
-  REFUSE_OR_CALL(epoll_create1, flags);
-}
-int timerfd_create(int clock, int flags) noexcept;
-int timerfd_create(int clock, int flags) noexcept {
-  REFUSE_OR_CALL(timerfd_create, clock, flags);
-}
-int mkostemp(char* name, int flags) {
-  REFUSE_OR_CALL(mkostemp, name, flags);
-}
-ssize_t sendmsg(int socket, const msghdr* message, int flags) {
-  REFUSE_OR_CALL(sendmsg, socket, message, flags);
-}
-/// Those to files: no other can fail for want of room.
-ssize_t write(int file, const void* bytes, std::size_t count) {
-  static const auto call = original<decltype(write)>("write");
-  struct stat status {};
-  if (refused && fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
-      isRefused("write", __builtin_return_address(0))) {
-    errno = ENOSPC;
-    return -1;
-  }
-  return call(file, bytes, count);
-}
-
-}  // extern "C"
+STAND_BEFORE(open, "open", true, -1, int, (const char* path, int flags, mode_t mode),
+             (path, flags, mode))
+STAND_BEFORE(__open_2, "open", true, -1, int, (const char* path, int flags), (path, flags))
+STAND_BEFORE(mmap, "mmap", true, MAP_FAILED, void*,
+             (void* at, std::size_t length, int protection, int flags, int file, off_t offset),
+             (at, length, protection, flags, file, offset))
+STAND_BEFORE(fcntl, "fcntl", command == F_DUPFD_CLOEXEC, -1, int,
+             (int file, int command, void* argument), (file, command, argument))
+STAND_BEFORE(sendmsg, "sendmsg", true, -1, ssize_t, (int socket, const msghdr* message, int flags),
+             (socket, message, flags))
+/// To files: no other can fail for want of room.
+STAND_BEFORE(write, "write", isFile(file), -1, ssize_t,
+             (int file, const void* bytes, std::size_t count), (file, bytes, count))
+STAND_BEFORE_ALL(pthread_create, errno, (void* thread, void* how, void* run, void* argument),
+                 (thread, how, run, argument))
+STAND_BEFORE_ALL(posix_spawn, errno,
+                 (void* process, void* path, void* actions, void* how, void* words,
+                  void* variables),
+                 (process, path, actions, how, words, variables))
+STAND_BEFORE_ALL(pidfd_open, -1, (pid_t process, unsigned flags), (process, flags))
+STAND_BEFORE_ALL(socketpair, -1, (int domain, int type, int protocol, int* ends),
+                 (domain, type, protocol, ends))
+STAND_BEFORE_ALL(memfd_create, -1, (const char* name, unsigned flags), (name, flags))
+STAND_BEFORE_ALL(pipe2, -1, (int* ends, int flags), (ends, flags))
+STAND_BEFORE_ALL(eventfd, -1, (unsigned count, int flags), (count, flags))
+STAND_BEFORE_ALL(mkostemp, -1, (char* name, int flags), (name, flags))
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+constexpr bool kRefusesMemory = true;
 /// The library's own delete frees what this allocates.
 void* operator new(std::size_t size) {
-  if (isRefused("new", __builtin_return_address(0))) throw std::bad_alloc();
-  if (void* const memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
+  void* const memory = IS_REFUSED("new") ? nullptr : std::malloc(size);
+  if (!memory) throw std::bad_alloc();
+  return memory;
 }
+#else
+constexpr bool kRefusesMemory = false;
 #endif
 // NOLINTEND
 
@@ -242,10 +162,11 @@ std::string sample(const char* name) {
 /// What a host does, from the first load to the scene's end.
 class Story {
  public:
-  Story(ZQBufferPool& pool, std::chrono::milliseconds patience)
-      : _pool(pool), _patience(patience) {}
+  Story(ZQBufferPool& pool, std::chrono::milliseconds patience, std::function<void()> ending)
+      : _pool(pool), _patience(patience), _ending(std::move(ending)) {}
 
-  void run() {
+  void run() try {
+    expect(ZQVuoComposition::initWithPath(sample("tiles")) != nullptr, "no description");
     picture = _pool.allocBufferWithPixels({8, 4, std::vector<std::uint8_t>(128, 99)});
     expect(static_cast<bool>(picture), "no picture to filter");
     for (const bool newProcess : {true, false}) {
@@ -255,25 +176,26 @@ class Story {
       scene->setRunnerNewProcess(newProcess);
       scene->setStatusHandler([](const VuoSceneStatus&) {});
       VuoCache::clearCache();  // what is loaded is compiled
-      load(sample("plasma"), true);
+      load(sample("tiles"), true);
       generate();
       load(sample("invert"), false);
-      filter();
       load(sample("invert"), true);
       filter();
+      _ending();
       scene->useFile(std::nullopt);
       expect(scene->status().state == State::Empty, "not empty after unloading");
       scene->prepareToBeDeleted();
       scene = nullptr;
     }
     picture = nullptr;
+  } catch (const std::exception& exception) {
+    raised = std::string("raised ") + exception.what() + "\n";
   }
 
-  /// What did not work, which is no fault while something is refused.
-  std::string missing;
-  /// What must never be.
-  std::string fault;
-  std::optional<std::string> hasRaised;
+  std::string missing;  ///< what did not work, which is no fault while something is refused
+  std::string endless;  ///< nor is this when nothing comes after it
+  std::string raised;   ///< what must never be
+  std::string pixels;   ///< of the frames
 
  private:
   void expect(bool holds, const std::string& otherwise) {
@@ -287,25 +209,27 @@ class Story {
       ::poll(&due, 1, 20);
       platform::MainQueue::shared().runDue();
     }
-    if (scene->status().state == State::Loading) fault += "loading for ever " + file + "\n";
+    if (scene->status().state == State::Loading) endless += "loading for ever " + file + "\n";
     expect(scene->status().state == State::Running, "can't load " + scene->status().message);
   }
   void frame(const VuoFrameRequest& request) {
     const VuoFrame frame = scene->renderFrame(request, _patience);
-    if (frame.answer == VuoFrame::Answer::Late) fault += "a frame for ever\n";
+    if (frame.answer == VuoFrame::Answer::Late) endless += "a frame for ever\n";
     expect(frame.answer == VuoFrame::Answer::Fresh && frame.buffer && frame.image("outputImage"),
            "no fresh frame: " + frame.message);
-    if (frame.buffer)
-      expect(!_pool.readPixels(*frame.buffer).rgba.empty(), "a frame without pixels");
+    if (!frame.buffer) return;
+    const ZQPixels made = _pool.readPixels(*frame.buffer);
+    expect(!made.rgba.empty(), "a frame without pixels");
+    pixels.append(made.rgba.begin(), made.rgba.end());
   }
   void generate() {
     VuoFrameRequest request;
     request.time = 2.5;
     request.size = ZQSize{48, 27};
-    request.values["speed"] = std::make_shared<const ZQVuoPortValue>(2.0);
+    request.values["weight"] = std::make_shared<const ZQVuoPortValue>(0.3);
     frame(request);
     scene->setSize(32, 18);
-    scene->setValue(std::make_shared<const ZQVuoPortValue>(0.5), "speed");
+    scene->setValue(std::make_shared<const ZQVuoPortValue>(0.5), "weight");
     (void)scene->copyAndClearOutValPortNames();
     expect(static_cast<bool>(scene->allocAndRenderABuffer()), "no generated picture");
     expect(static_cast<bool>(scene->allocValueForOutputKey("outputImage").buffer), "no value");
@@ -321,9 +245,29 @@ class Story {
 
   ZQBufferPool& _pool;
   const std::chrono::milliseconds _patience;
+  const std::function<void()> _ending;  ///< called when the scene has done its work
   ZQBufferRef picture;
   std::shared_ptr<VuoGLScene> scene;
 };
+
+/// A story in which a call is refused, or none.
+struct Round {
+  const Kind* kind = nullptr;
+  int call = 0;
+  enum { Alone, AndTheRest, AllAtTheEnd } how = Alone;
+};
+
+struct Outcome {
+  std::string wrong, held;
+  std::string over;  ///< the rounds in which there was no such call
+};
+
+std::string textOf(const Round& round) {
+  if (!round.kind) return "nothing, ";
+  static const char* const how[] = {"", " and the rest", " at the end"};
+  return std::string(round.kind->function) + " " + std::to_string(round.call) + how[round.how] +
+         ", ";
+}
 
 void settle() {
   platform::finishQueues();
@@ -331,126 +275,124 @@ void settle() {
   platform::finishQueues();
 }
 
-/// In a process of its own: a story with the n-th call of a function refused, then one with
-/// nothing refused. Tells what went wrong, or "over" when there is no n-th call, and what is held
-/// afterwards.
-struct Outcome {
-  std::string wrong, held;
-  bool isOver = false;
-};
-
-Outcome livedThrough(const char* function, int n, bool hasLivedBefore, bool andTheRest) {
-  TestFolder folder;
-  ::setenv("TMPDIR", folder.path.c_str(), 1);
+/// Rounds, then a story with nothing refused; and what is held afterwards.
+Outcome livedThrough(const std::string& folder, std::vector<Round> rounds) {
+  ::setenv("TMPDIR", folder.c_str(), 1);
   TestLog log;
   const auto context = platform::GLContext::createRoot();
   const auto pool = ZQBufferPool::create(context->handle());
   _globalZQBufferPool = pool.get();
   VuoGLScene::setGlobalVuoGLContext(context);
   platform::setAlertPresenter([](const platform::Alert&) { return std::size_t{0}; });
-  useEmptyCache(folder.path);
+  useEmptyCache(folder);
   Outcome outcome;
-  const auto live = [&](bool isRefusing) {
-    Story story(*pool, isRefusing && andTheRest ? kAMoment : kHang);
-    callsLeft = n;
-    refusesTheRest = andTheRest;
-    refused = isRefusing ? function : nullptr;
-    try {
-      story.run();
-    } catch (const std::exception& raised) {
-      story.hasRaised = raised.what();
-    }
-    if (andTheRest) refused = nullptr;  // what waits for a thread gets one
+  std::size_t frames = 0;
+  rounds.push_back({});
+  for (const Round& round : rounds) {
+    const auto refuse = [&](bool now) { refused = now ? round.kind : nullptr; };
+    Story story(*pool, round.how == Round::AndTheRest ? kAMoment : kHang,
+                [&] { refuse(round.kind); });
+    callsLeft = round.call;
+    refusesTheRest = round.how != Round::Alone;
+    refuse(round.how != Round::AllAtTheEnd);
+    story.run();
+    if (refusesTheRest) refuse(false);  // what waits for a thread gets one
     settle();
-    refused = nullptr;
-    if (!isRefusing || !andTheRest) outcome.wrong += story.fault;
-    if (story.hasRaised) outcome.wrong += "raised " + *story.hasRaised;
-    if (!isRefusing) outcome.wrong += story.missing;
-    if (!isRefusing && !story.missing.empty())
+    refuse(false);
+    if (round.kind && callsLeft > 0) outcome.over += textOf(round);
+    outcome.wrong += story.raised + (refusesTheRest ? "" : story.endless);
+    if (!round.kind && !story.missing.empty()) {
+      outcome.wrong += story.missing;
       for (const auto& line : log.take()) outcome.wrong += "  " + line + "\n";
+    }
     log.take();
-  };
-  if (hasLivedBefore) live(false);
-  live(true);
-  outcome.isOver = callsLeft > 0;
-  live(false);
+    frames = std::hash<std::string>()(story.pixels);
+  }
   std::ostringstream held;
-  held << Holdings::now();
+  held << Holdings::now() << ", frames " << frames;
   outcome.held = held.str();
   return outcome;
 }
 
-Outcome outcomeOf(const char* function, int n, bool hasLivedBefore, bool andTheRest) {
-  int ends[2];
-  if (::pipe(ends) != 0) return {"no pipe", "", true};
+Outcome outcomeOf(const std::vector<Round>& rounds) {
+  const TestFolder folder;
+  const std::string report = folder.path + "/report";
   const pid_t child = ::fork();
   if (child == 0) {
-    ::close(ends[0]);
     ::alarm(100);
     std::set_terminate([] { std::abort(); });
     ::signal(SIGABRT, [](int) {
+      refused = nullptr;
       backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
-      ::signal(SIGABRT, SIG_DFL);
-      ::raise(SIGABRT);
+      void* end[64];
+      backtrace_symbols_fd(end, backtrace(end, 64), STDERR_FILENO);
+      ::_exit(1);
     });
-    const Outcome outcome = livedThrough(function, n, hasLivedBefore, andTheRest);
+    const Outcome outcome = livedThrough(folder.path, rounds);
     if (!outcome.wrong.empty()) backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
-    std::string text =
-        std::string(outcome.isOver ? "o" : "n") + outcome.held + "\n" + outcome.wrong;
-    for (std::string_view rest = text; !rest.empty();) {
-      const ssize_t count = ::write(ends[1], rest.data(), rest.size());
-      if (count <= 0) break;
-      rest.remove_prefix(static_cast<std::size_t>(count));
-    }
+    std::ofstream(report) << outcome.over << "\n" << outcome.held << "\n" << outcome.wrong;
     ::_exit(0);
   }
-  ::close(ends[1]);
-  std::string text;
-  char bytes[4096];
-  for (ssize_t count; (count = ::read(ends[0], bytes, sizeof bytes)) > 0;)
-    text.append(bytes, static_cast<std::size_t>(count));
-  ::close(ends[0]);
   int status = 0;
   ::waitpid(child, &status, 0);
   Outcome outcome;
-  if (status != 0 || text.empty()) {
-    outcome.wrong = "ended by signal " + std::to_string(WTERMSIG(status));
-    return outcome;
-  }
-  const auto line = text.find('\n');
-  outcome.isOver = text[0] == 'o';
-  outcome.held = text.substr(1, line - 1);
-  outcome.wrong = text.substr(line + 1);
+  std::ifstream text(report);
+  std::getline(text, outcome.over);
+  std::getline(text, outcome.held);
+  std::getline(text, outcome.wrong, '\0');
+  if (status != 0) outcome.wrong = "ended with status " + std::to_string(status);
   return outcome;
 }
 
-class Shortage : public testing::TestWithParam<Refusal> {};
-
-TEST_P(Shortage, OfOneCallOrOfAllFromThereOn) {
-  const auto& [function, error, stride] = GetParam();
-  const char* const whole = std::getenv("BRANNOW_SHORTAGE");
-  const int step = whole ? std::atoi(whole) : stride;
-  for (const bool hasLivedBefore : {false, true}) {
-    const Outcome usual = outcomeOf("nothing", 1, hasLivedBefore, false);
-    ASSERT_EQ(usual.wrong, "");
-    for (const bool andTheRest : {false, true}) {
-      bool isOver = false;
-      int n = 1;
-      for (; !isOver; n += step) {
-        const Outcome outcome = outcomeOf(function, n, hasLivedBefore, andTheRest);
-        isOver = outcome.isOver;
-        EXPECT_EQ(outcome.wrong.empty() ? outcome.held : outcome.wrong, usual.held)
-            << function << " " << n << (andTheRest ? " and the rest" : "")
-            << (hasLivedBefore ? ", used before" : ", first use");
-      }
-      if (whole)
-        std::cout << function << (hasLivedBefore ? ", used before: " : ", first use: ") << n - step
-                  << (andTheRest ? " and the rest\n" : " calls\n");
-    }
-  }
+/// The rounds in which there was no such call.
+std::string survive(const std::vector<Round>& rounds) {
+  static const Outcome usual = outcomeOf({});
+  const Outcome outcome = outcomeOf(rounds);
+  std::string text;
+  for (const Round& round : rounds) text += textOf(round);
+  EXPECT_EQ(outcome.wrong + outcome.held, usual.held) << text;
+  return outcome.over;
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Shortage, testing::ValuesIn(kRefusals),
-                         [](const auto& kind) { return std::string(kind.param.function); });
+TEST(Shortage, OfSomeCallsOfEachKind) {
+  std::vector<Round> alone, andTheRest, ofMemory;
+  for (const Kind& kind : kKinds) {
+    const bool isMemory = kind.function == "new";
+    if (isMemory && !kRefusesMemory) continue;
+    for (const int call : kind.calls) (isMemory ? ofMemory : alone).push_back({&kind, call});
+    (isMemory ? ofMemory : andTheRest).push_back({&kind, kind.andTheRest, Round::AndTheRest});
+    if (isMemory) ofMemory.push_back({&kind, 1, Round::AllAtTheEnd});
+  }
+  EXPECT_EQ(survive(alone), "");
+  survive(andTheRest);
+  survive(ofMemory);
+}
+
+/// As many calls in one life as told; what one leaves behind is met by those after it.
+void sweep(const std::string& which, const std::vector<Round>& before, int callsInALife) {
+  const char* const asked = std::getenv("BRANNOW_SHORTAGE");
+  if (!asked) GTEST_SKIP() << "takes long";
+  std::istringstream words(asked);
+  std::string function;
+  int step = 1, first = 1;
+  words >> function >> step >> first;
+  for (const Kind& kind : kKinds)
+    for (const auto how : {Round::Alone, Round::AndTheRest}) {
+      if (kind.function != function) continue;
+      std::string over;
+      for (int call = first; over.empty();) {
+        std::vector<Round> rounds = before;
+        for (int i = 0; i < callsInALife; ++i, call += step) rounds.push_back({&kind, call, how});
+        over = survive(rounds);
+      }
+      std::cout << asked << which << ": over at " << over << std::endl;
+    }
+}
+TEST(Shortage, OfEachCallAtFirst) {
+  sweep(", at first", {}, 1);
+}
+TEST(Shortage, OfEachCallUsedBefore) {
+  sweep(", used before", {{}}, 10);
+}
 
 }  // namespace

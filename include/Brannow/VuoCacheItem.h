@@ -17,7 +17,9 @@ using PropertyListDictionary = std::map<std::string, PropertyListValue>;
 
 /// Says where the compiled artefact of a composition lies and which modification of the composition
 /// it was made from. Every field may be absent. Reads and writes of one field are atomic, from any
-/// thread; texts are shared, not duplicated. No operation fails.
+/// thread; texts are shared, not duplicated. Nothing is thrown: without
+/// memory a new record is null, a text or a snapshot empty, a record counts as invalid, and one
+/// that is to take a snapshot stays as it was.
 class BRANNOW_API VuoCacheItem {
  public:
   using Text = std::shared_ptr<const std::string>;

@@ -30,8 +30,8 @@ class BRANNOW_API ZQVuoComposition {
   static bool pathLooksLikeALegitComposition(const std::optional<std::string>& path);
 
   /// Reads the file at `path` on the calling thread, as long as that takes; memory in proportion to
-  /// the file. Null when the path is absent. A file that can't be read or is not UTF-8 is logged
-  /// and gives a composition without ports; `problems` says why.
+  /// the file. Null when the path is absent or there is no memory for it. A file that can't be read
+  /// or is not UTF-8 is logged and gives a composition without ports; `problems` says why.
   static std::shared_ptr<ZQVuoComposition> initWithPath(const std::optional<std::string>& path);
 
   ~ZQVuoComposition();

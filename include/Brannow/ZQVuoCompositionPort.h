@@ -23,13 +23,14 @@ enum ZQVuoPortType : std::int64_t {
 };
 
 /// A port's name and type never change. The value fields may be read and written from any threads
-/// at once: a reader gets a whole value, the old or the new one. No operation blocks, and only
-/// creation can fail.
+/// at once: a reader gets a whole value, the old or the new one. No operation blocks. Nothing
+/// is thrown: without memory a new port is null and a text empty.
 class BRANNOW_API ZQVuoCompositionPort {
  public:
   using Value = std::shared_ptr<const ZQVuoPortValue>;
 
-  /// A new port, or null when the name is absent. The type is stored unchanged.
+  /// A new port, or null when the name is absent or there is no memory for it. The type is stored
+  /// unchanged.
   static std::shared_ptr<ZQVuoCompositionPort> createWithPortType(
       ZQVuoPortType portType, const std::optional<std::string>& portName);
   static std::shared_ptr<ZQVuoCompositionPort> initWithPortType(

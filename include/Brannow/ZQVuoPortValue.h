@@ -28,7 +28,8 @@ struct ZQVuoPoint {
 };
 
 /// One immutable value of one of five kinds: number, boolean, colour, point or UTF-8 text. Shared
-/// as `std::shared_ptr<const ZQVuoPortValue>`, so any number of threads may read it.
+/// as `std::shared_ptr<const ZQVuoPortValue>`, so any number of threads may read it. Making one
+/// throws what making its text does, std::bad_alloc; nothing else throws.
 class BRANNOW_API ZQVuoPortValue {
  public:
   using Contents = std::variant<double, std::int64_t, bool, ZQVuoColor, ZQVuoPoint, std::string>;

@@ -67,10 +67,10 @@ EGLConfig configOfContext(EGLDisplay display, EGLContext context) {
 }  // namespace
 
 std::shared_ptr<GLContext> GLContext::createRoot() {
+  std::shared_ptr<GLContext> root(new GLContext({}, true));
   for (const auto display : {surfacelessDisplay, deviceDisplay, defaultDisplay}) {
-    if (const auto handle = createRootOn(display())) {
-      return std::shared_ptr<GLContext>(new GLContext(handle, true));
-    }
+    root->_handle = createRootOn(display());
+    if (root->_handle) return root;
   }
   return nullptr;
 }
@@ -78,8 +78,9 @@ std::shared_ptr<GLContext> GLContext::createRoot() {
 std::shared_ptr<GLContext> GLContext::createSharedWith(GLContextHandle root) {
   if (!root) return nullptr;
   const EGLConfig config = root.config ? root.config : configOfContext(root.display, root.context);
-  const auto handle = createContext(root.display, config, root.context);
-  return handle ? std::shared_ptr<GLContext>(new GLContext(handle, true)) : nullptr;
+  std::shared_ptr<GLContext> context(new GLContext({}, true));
+  context->_handle = createContext(root.display, config, root.context);
+  return context->_handle ? context : nullptr;
 }
 
 std::shared_ptr<GLContext> GLContext::wrap(GLContextHandle handle) {
@@ -94,7 +95,7 @@ std::shared_ptr<GLContext> GLContext::wrapCurrent() {
 }
 
 GLContext::~GLContext() {
-  if (_owned) eglDestroyContext(_handle.display, _handle.context);
+  if (_owned && _handle) eglDestroyContext(_handle.display, _handle.context);
 }
 
 GLCurrent::GLCurrent(const GLContext& context)

@@ -17,4 +17,14 @@ void withMemory(Work&& work) {
     }
 }
 
+/// What `work` gives; nothing (an empty text, a null reference) when there is no memory for it.
+template <class Work>
+auto orNothing(Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
 }  // namespace platform

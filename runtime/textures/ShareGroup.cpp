@@ -46,6 +46,11 @@ std::shared_ptr<GLContext> ShareGroup::createContext() const {
   return context;
 }
 
+void ShareGroup::prepareForWork() {
+  std::lock_guard hold(_lock);
+  if (!_worker) _worker = createContext();
+}
+
 bool ShareGroup::withContext(const std::function<void()>& work) {
   std::lock_guard hold(_lock);
   if (!_worker) _worker = GLContext::createSharedWith(_root->handle());

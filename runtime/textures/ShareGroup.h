@@ -26,6 +26,9 @@ class BRANNOW_RUNTIME ShareGroup {
   /// context that was current before. For work between frames; one caller at a time. False when
   /// there is no context to work with.
   bool withContext(const std::function<void()>& work);
+  /// Makes the context for that now, so that later work needs no memory for it. Throws
+  /// std::runtime_error or std::bad_alloc when there is none to be had.
+  void prepareForWork();
 
   explicit ShareGroup(std::shared_ptr<platform::GLContext> root) : _root(std::move(root)) {}
 

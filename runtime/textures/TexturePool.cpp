@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <iterator>
-#include <optional>
+#include <list>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "runtime/ImagePixels.h"
 
@@ -21,13 +19,17 @@ std::atomic<long> liveTextureCount{0};
 constexpr std::uint64_t longestIdleness = 32;
 
 struct Texture {
-  GLuint name;
-  std::uint64_t width, height;
+  GLuint name = 0;
+  std::uint64_t width = 0, height = 0;
   PictureBudget::Share share;
   std::uint64_t idleSince = 0;
 };
 
-Texture newTexture(std::uint64_t width, std::uint64_t height, PictureBudget::Share share) {
+/// Handing one on takes no memory, as it happens where images are released.
+using Textures = std::list<Texture>;
+
+Textures newTexture(std::uint64_t width, std::uint64_t height, PictureBudget::Share share) {
+  Textures made(1);
   while (glGetError() != GL_NO_ERROR) {
   }
   GLuint name = 0;
@@ -43,11 +45,12 @@ Texture newTexture(std::uint64_t width, std::uint64_t height, PictureBudget::Sha
                              std::to_string(height) + " pixels could be made");
   }
   ++liveTextureCount;
-  return {name, width, height, std::move(share)};
+  made.front() = {name, width, height, std::move(share)};
+  return made;
 }
 
 /// A context of the textures' group is current.
-void deleteTextures(const std::vector<Texture>& textures) {
+void deleteTextures(const Textures& textures) {
   for (const Texture& texture : textures) glDeleteTextures(1, &texture.name);
   liveTextureCount -= static_cast<long>(textures.size());
 }
@@ -65,66 +68,72 @@ void sampleLikeAPicture() {
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;
   const std::shared_ptr<PictureBudget> budget;
-  std::mutex lock;            ///< guards the fields below; no lock is taken inside it
-  std::vector<Texture> idle;  ///< the one that was used last stands last
+  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
+  Textures idle;    ///< the one that was used last stands last
   std::uint64_t imagesMade = 0;
   bool ended = false;
 
-  std::optional<Texture> take(std::uint64_t width, std::uint64_t height) {
+  /// One, or none.
+  Textures take(std::uint64_t width, std::uint64_t height) {
     std::lock_guard hold(lock);
     ++imagesMade;
     const auto found = std::find_if(idle.rbegin(), idle.rend(), [&](const Texture& texture) {
       return texture.width == width && texture.height == height;
     });
-    if (found == idle.rend()) return std::nullopt;
-    Texture texture = std::move(*found);
-    idle.erase(std::next(found).base());
-    return texture;
+    Textures taken;
+    if (found != idle.rend()) taken.splice(taken.end(), idle, std::next(found).base());
+    return taken;
   }
 
-  std::vector<Texture> takeOld() {
+  Textures takeOld() {
     std::lock_guard hold(lock);
     const auto young = std::find_if(idle.begin(), idle.end(), [&](const Texture& texture) {
       return imagesMade - texture.idleSince <= longestIdleness;
     });
-    std::vector<Texture> old(std::make_move_iterator(idle.begin()), std::make_move_iterator(young));
-    idle.erase(idle.begin(), young);
+    Textures old;
+    old.splice(old.end(), idle, idle.begin(), young);
     return old;
   }
 
-  std::vector<Texture> takeAll() {
+  Textures takeAll() {
     std::lock_guard hold(lock);
     return std::exchange(idle, {});
   }
 
-  /// False when the pool has ended and does not take it.
-  bool keep(Texture& texture) {
+  /// Leaves it when the pool has ended.
+  void keep(Textures& texture) {
     std::lock_guard hold(lock);
-    if (ended) return false;
-    texture.idleSince = imagesMade;
-    idle.push_back(std::move(texture));
-    return true;
+    if (ended) return;
+    for (Texture& one : texture) one.idleSince = imagesMade;
+    idle.splice(idle.end(), texture);
   }
 
-  std::vector<Texture> end() {
+  Textures end() {
     std::lock_guard hold(lock);
     ended = true;
     return std::exchange(idle, {});
   }
 
-  void deleteElsewhere(const std::vector<Texture>& textures) {
+  void deleteElsewhere(const Textures& textures) {
     if (!textures.empty()) group->withContext([&] { deleteTextures(textures); });
   }
 };
 
-/// What an image's free callback needs to give its texture back.
+/// A texture that is out of the pool until this goes.
 struct TexturePool::Loan {
-  std::shared_ptr<State> state;
-  Texture texture;
+  explicit Loan(std::shared_ptr<State> pool) : state(std::move(pool)) {}
+  ~Loan() {
+    state->keep(texture);
+    state->deleteElsewhere(texture);
+  }
+  const std::shared_ptr<State> state;
+  Textures texture;
 };
 
 TexturePool::TexturePool(std::shared_ptr<ShareGroup> group, std::shared_ptr<PictureBudget> budget)
-    : _state(new State{std::move(group), std::move(budget), {}, {}}) {}
+    : _state(new State{std::move(group), std::move(budget), {}, {}}) {
+  _state->group->prepareForWork();
+}
 
 TexturePool::~TexturePool() {
   _state->deleteElsewhere(_state->end());
@@ -133,22 +142,20 @@ TexturePool::~TexturePool() {
 ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
   const std::size_t bytes = pixelBytes(width, height);
   deleteTextures(_state->takeOld());
-  auto texture = _state->take(width, height);
-  if (!texture) {
+  auto loan = std::make_unique<Loan>(_state);
+  loan->texture = _state->take(width, height);
+  if (loan->texture.empty()) {
     if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->takeAll());
-    texture = newTexture(width, height, PictureBudget::take(_state->budget, bytes));
+    loan->texture = newTexture(width, height, PictureBudget::take(_state->budget, bytes));
   }
-  const std::uint32_t name = texture->name;
-  return ImageRef(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack,
-                                           new Loan{_state, std::move(*texture)}));
+  const std::uint32_t name = loan->texture.front().name;
+  ImageRef image(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack, loan.get()));
+  loan.release();
+  return image;
 }
 
 void TexturePool::giveBack(VuoImage image) {
-  const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
-  if (loan->state->keep(loan->texture)) return;
-  std::vector<Texture> unwanted;
-  unwanted.push_back(std::move(loan->texture));
-  loan->state->deleteElsewhere(unwanted);
+  delete static_cast<Loan*>(image->freeCallbackContext);
 }
 
 long TexturePool::liveTextures() {
