@@ -5,10 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
-#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -45,7 +46,8 @@ std::string benchComposition(const std::string& name) {
 }
 
 std::string textOf(const std::string& file) {
-  return platform::readTextFile(file).value_or("");
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::shared_ptr<VuoGLScene> runningScene(const std::string& file, double width, double height,

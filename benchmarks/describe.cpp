@@ -10,7 +10,6 @@
 #include "Brannow/ZQVuoComposition.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Process.h"
-#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -43,7 +42,7 @@ void parseWithGraphviz(const std::string& file) {
 
 /// The peak of this program alone; what getrusage tells is handed on from parents.
 double mostMemory() {
-  const std::string status = platform::readTextFile("/proc/self/status").value_or("");
+  const std::string status = textOf("/proc/self/status");
   const std::string key = "VmHWM:";
   const std::size_t place = status.find(key);
   if (place == status.npos) std::abort();

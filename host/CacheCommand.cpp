@@ -7,8 +7,8 @@
 #include <string>
 
 #include "Brannow/VuoCache.h"
+#include "host/Files.h"
 #include "host/HostSession.h"
-#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -63,10 +63,10 @@ int listCache(const std::string& cacheFolder, bool json) {
 int clearCache(const std::string& cacheFolder) {
   LogCapture log;
   const std::string folder = VuoCache::folderForSavePath(cacheFolder);
-  const bool existed = platform::isFolder(folder);
+  const bool existed = isFolder(folder);
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);
   VuoCache::clearCache();
-  if (platform::itemExists(folder)) {
+  if (fileExists(folder)) {
     std::cerr << "brannow: can't move " << folder << " away\n";
     return 1;
   }

@@ -13,7 +13,7 @@
 #include "Brannow/Log.h"
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
-#include "platform/system/FileSystem.h"
+#include "host/Files.h"
 
 struct LogCapture::Lines {
   std::mutex lock;  // taken under the log's own lock; nothing is taken under it
@@ -93,5 +93,5 @@ std::string pathForCache(const std::string& file) {
 std::string defaultCacheFolder() {
   const char* folder = std::getenv("XDG_CACHE_HOME");
   if (folder && *folder == '/') return std::string(folder) + "/brannow";
-  return platform::expandTilde("~/.cache/brannow");
+  return withHomeFolder("~/.cache/brannow");
 }

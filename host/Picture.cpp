@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "platform/system/FileSystem.h"
+#include "host/Files.h"
 
 namespace host {
 namespace {
@@ -42,10 +42,10 @@ std::string encoded(const ZQPixels& pixels, PngImage& image) {
 }  // namespace
 
 std::optional<ZQPixels> readPicture(const std::string& path, std::string& error) {
-  platform::ReadFailure failure;
-  const auto file = platform::readFile(path, kLargestFile, &failure);
+  std::string reason;
+  const auto file = wholeFile(path, kLargestFile, reason);
   if (!file) {
-    error = path + ": can't be read as a PNG picture: " + failure.text;
+    error = path + ": can't be read as a PNG picture: " + reason;
     return std::nullopt;
   }
   PngImage image;
@@ -81,7 +81,7 @@ bool writePicture(const ZQPixels& pixels, const std::string& path, std::string& 
     return false;
   }
   std::string reason;
-  if (platform::writeFileAtomically(path, file, &reason)) return true;
+  if (writeWholeFile(path, file, reason)) return true;
   error = path + ": " + reason;
   return false;
 }

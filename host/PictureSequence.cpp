@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string_view>
 
+#include "host/Files.h"
 #include "host/FramePattern.h"
-#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -55,19 +55,19 @@ std::vector<std::string> picturesIn(const std::string& folder) {
 }  // namespace
 
 bool isPictureName(const std::string& name) {
-  std::string extension = platform::pathExtension(name);
+  std::string extension = std::filesystem::path(name).extension();
   for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension == "png";
+  return extension == ".png";
 }
 
 std::vector<std::string> picturesNamed(const std::string& input) {
-  if (platform::isFolder(input)) return picturesIn(input);
+  if (isFolder(input)) return picturesIn(input);
   if (!hasFrameNumber(input)) return {input};
   std::vector<std::string> files;
-  int number = platform::itemExists(frameFile(input, 0, 1)) ? 0 : 1;
+  int number = fileExists(frameFile(input, 0, 1)) ? 0 : 1;
   for (;; ++number) {
     const std::string file = frameFile(input, number, 1);
-    if (!platform::itemExists(file)) return files;
+    if (!fileExists(file)) return files;
     files.push_back(file);
   }
 }

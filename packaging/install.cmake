@@ -39,16 +39,39 @@ if(NOT CMAKE_INSTALL_PREFIX MATCHES "^/usr/?$")
   set(BRANNOW_RPATH_FOR_HOSTS " -Wl,-rpath,\${libdir}")
 endif()
 
-# The public headers, and those of the platform rooms that they include.
-install(DIRECTORY include/Brannow DESTINATION ${BRANNOW_INSTALL_HEADERS} COMPONENT development
-  FILES_MATCHING PATTERN *.h)
-install(FILES ${PROJECT_BINARY_DIR}/include/Brannow/BrannowVersion.h
-  DESTINATION ${BRANNOW_INSTALL_HEADERS}/Brannow COMPONENT development)
-foreach(room platform/system platform/hostbase platform/hostbuffers runtime)
-  file(GLOB headers CONFIGURE_DEPENDS ${room}/*.h)
-  install(FILES ${headers} DESTINATION ${BRANNOW_INSTALL_HEADERS}/${room}
-    COMPONENT development)
-endforeach()
+# The public interface.
+set(BRANNOW_HEADERS
+  Alert.h
+  Brannow.h
+  BrannowExport.h
+  BrannowStringAdditions.h
+  GLContext.h
+  GLScene.h
+  Log.h
+  MainQueue.h
+  Notifications.h
+  VuoBufferAdditions.h
+  VuoBufferPoolAdditions.h
+  VuoCache.h
+  VuoCacheItem.h
+  VuoContainment.h
+  VuoFrame.h
+  VuoGLScene.h
+  VuoGLSceneProtocol.h
+  VuoSceneStatus.h
+  ZQBuffer.h
+  ZQBufferPool.h
+  ZQVuoAlertPanel.h
+  ZQVuoCompStringAdditions.h
+  ZQVuoComposition.h
+  ZQVuoCompositionPort.h
+  ZQVuoCompositionProblem.h
+  ZQVuoPortValue.h
+)
+list(TRANSFORM BRANNOW_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/include/Brannow/)
+list(APPEND BRANNOW_HEADERS ${PROJECT_BINARY_DIR}/include/Brannow/BrannowVersion.h)
+install(FILES ${BRANNOW_HEADERS} DESTINATION ${BRANNOW_INSTALL_HEADERS}/Brannow
+  COMPONENT development)
 
 configure_package_config_file(packaging/BrannowConfig.cmake.in BrannowConfig.cmake
   INSTALL_DESTINATION ${BRANNOW_INSTALL_CMAKE}

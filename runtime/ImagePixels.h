@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "runtime/RuntimeExport.h"
 #include "runtime/VuoImage.h"
 #include "runtime/transport/SharedMemory.h"
 
@@ -10,7 +11,7 @@ namespace vuo {
 
 /// How many bytes the pixels take. Throws std::runtime_error for a size that no picture
 /// may have.
-std::size_t pixelBytes(std::uint64_t width, std::uint64_t height);
+BRANNOW_RUNTIME std::size_t pixelBytes(std::uint64_t width, std::uint64_t height);
 
 /// The image's pixels as they are now. Reads the texture back on the calling thread. Throws
 /// std::runtime_error when that fails.

@@ -7,6 +7,7 @@
 
 #include "runtime/ImageRef.h"
 #include "runtime/JsonOwner.h"
+#include "runtime/RuntimeExport.h"
 #include "runtime/VuoPlan.h"
 #include "runtime/VuoValues.h"
 
@@ -18,14 +19,14 @@ using Value = std::variant<std::monostate, ImageRef, double, std::int64_t, VuoCo
 
 /// The value that a port of the type takes from the JSON value. Throws std::runtime_error when it
 /// does not fit. A JSON null is an image port's absent image.
-Value valueFromJson(Type type, json_object* json);
+BRANNOW_RUNTIME Value valueFromJson(Type type, json_object* json);
 /// The JSON value for a host; null for a port without a value and for an absent image.
 JsonOwner jsonFromValue(const Value& value);
 
 /// The value as a port of the type takes it from a cable: numbers and truth values turn into each
 /// other (toward zero, to the nearest end of the range), anything else that does not fit into the
 /// type's empty value.
-Value converted(const Value& value, Type type);
+BRANNOW_RUNTIME Value converted(const Value& value, Type type);
 
 /// A few words about the value, for logs.
 std::string summary(const Value& value);

@@ -16,6 +16,14 @@ using testing::IsEmpty;
 
 namespace {
 
+template <class Given>
+constexpr bool kIsValue = std::is_convertible_v<Given, ZQVuoPortValue>;
+static_assert(kIsValue<bool> && kIsValue<char> && kIsValue<unsigned> && kIsValue<std::size_t> &&
+              kIsValue<float> && kIsValue<long double> && kIsValue<std::string_view> &&
+              kIsValue<const char*> && kIsValue<char*>);
+static_assert(!kIsValue<int*> && !kIsValue<const void*> && !kIsValue<std::nullptr_t> &&
+              !kIsValue<void (*)()> && !kIsValue<int std::string::*>);
+
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct Reader {

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -158,7 +159,8 @@ TEST(Containment, EndsWithItsHostAndNotWithTheThreadThatStartedIt) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-  const char* arguments[] = {"host", "--gtest_filter=*HostThatIsKilled",
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  const char* arguments[] = {self.c_str(), "--gtest_filter=*HostThatIsKilled",
                              "--gtest_also_run_disabled_tests", nullptr};
   pid_t host = 0;
   ASSERT_EQ(posix_spawn(&host, "/proc/self/exe", &actions, nullptr, const_cast<char**>(arguments),

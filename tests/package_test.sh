@@ -22,6 +22,26 @@ while read -r file; do
   [[ ! $file =~ /(brannow|libBrannow.so|vuo-player|vuo-compiler)$ ]] ||
     grep -qE '__[a-z]+_chk@' <<<"$elf" || lacks "$file" FORTIFY
 done < <(find "$work/moved" -type f \( -perm -100 -o -name '*.so*' \))
+
+# Each header stands alone, names nothing from outside, and Brannow.h has them all.
+headers=$work/moved/include/brannow
+for header in "$headers"/Brannow/*.h; do
+  for cxx in g++ clang++; do
+    ! command -v $cxx >/dev/null || echo "#include \"Brannow/${header##*/}\"" |
+      "$cxx" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$headers" -fsyntax-only -xc++ - ||
+      { echo "$header does not stand alone ($cxx)" >&2 && exit 1; }
+  done
+done
+seen=$(echo '#include "Brannow/Brannow.h"' | "$compiler" -std=c++20 -I"$headers" -M -xc++ - | tr ' ' '\n')
+[ "$(grep -c "^$headers/Brannow/" <<<"$seen")" = "$(find "$headers" -type f | wc -l)" ] ||
+  { echo 'Brannow.h leaves a header out' >&2 && exit 1; }
+! grep -E 'json|/epoxy/|/glib' <<<"$seen" || { echo 'a header of others is public' >&2 && exit 1; }
+
+# Nothing of the library's inside is exported.
+inside=$(nm -DC --defined-only "$work/moved/lib/libBrannow.so" | cut -d' ' -f3- |
+  grep -vE ' A |BRANNOW_|^(typeinfo|vtable|guard).*(brannow::|ZQ|Vuo|GLScene)' || true)
+[ -z "$inside" ] || { echo "exported: $inside" >&2 && exit 1; }
+
 cp -r "$source/examples/minimal_host" "$work/host"
 export CMAKE_GENERATOR=Ninja
 cmake -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$work/moved" \
@@ -35,6 +55,21 @@ flags=$(PKG_CONFIG_PATH=$work/moved/lib/pkgconfig pkg-config --cflags --libs bra
 "$compiler" -std=c++20 "$work/host/main.cpp" $flags -o "$work/by_pkg_config"
 "$work/by_pkg_config" "$source/compositions/tiles.vuo" "$work/again.ppm"
 cmp "$work/picture.ppm" "$work/again.ppm"
+
+# A host with names of its own for what the library has inside; one that shows the library to all.
+# shellcheck disable=SC2086
+{
+  "$compiler" -std=c++20 -rdynamic "$source/tests/clashing_host.cpp" "$work/host/main.cpp" $flags \
+    -o "$work/clashing"
+  "$compiler" -std=c++20 -rdynamic -DBY_LOADING "$source/tests/clashing_host.cpp" -ldl \
+    -o "$work/loading"
+  "$compiler" -std=c++20 -fPIC -shared "$work/host/main.cpp" $flags -o "$work/plugin.so"
+}
+"$work/clashing" "$source/compositions/tiles.vuo" "$work/clashing.ppm"
+"$work/loading" "$work/moved/lib/libBrannow.so" "$work/plugin.so" \
+  "$source/compositions/tiles.vuo" "$work/loading.ppm"
+cmp "$work/picture.ppm" "$work/clashing.ppm"
+cmp "$work/picture.ppm" "$work/loading.ppm"
 "$work/moved/bin/brannow" render "$source/compositions/tiles.vuo" --size 16x9 -o "$work/t.png"
 
 fail() {

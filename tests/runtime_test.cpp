@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <filesystem>
 #include <future>
 #include <sstream>
 #include <thread>
@@ -563,7 +564,8 @@ TEST_F(RuntimeTest, DISABLED_HostThatIsKilled) {
 }
 
 TEST_F(RuntimeTest, PlayerGoesWithItsHost) {
-  const char* arguments[] = {"host", "--gtest_filter=*HostThatIsKilled",
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  const char* arguments[] = {self.c_str(), "--gtest_filter=*HostThatIsKilled",
                              "--gtest_also_run_disabled_tests", nullptr};
   pid_t host = 0;
   ASSERT_EQ(posix_spawn(&host, "/proc/self/exe", nullptr, nullptr, const_cast<char**>(arguments),

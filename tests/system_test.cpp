@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Brannow/BrannowVersion.h"
 #include "TestSupport.h"
 #include "platform/hostbase/HostStrings.h"
 #include "platform/hostbase/ObjectHolder.h"
@@ -362,8 +363,9 @@ TEST(UserDefaults, KeepWhatIsNotOursAndSetDamagedFilesAside) {
 
 TEST(Bundle, IsFoundFromTheCodeInIt) {
   const int onTheStack = 0;
-  EXPECT_THAT(bundlePathContaining(reinterpret_cast<const void*>(&md5)).value_or(""),
-              testing::EndsWith("/Brannow.framework"));
+  EXPECT_THAT(
+      bundlePathContaining(reinterpret_cast<const void*>(&BrannowVersion::number)).value_or(""),
+      testing::EndsWith("/Brannow.framework"));
   EXPECT_EQ(bundlePathContaining(reinterpret_cast<const void*>(&onThreads)), std::nullopt);
   EXPECT_EQ(bundlePathContaining(&onTheStack), std::nullopt);
   EXPECT_EQ(mainBundlePath(), std::filesystem::canonical("/proc/self/exe"));

@@ -8,6 +8,7 @@
 #include "host/view/FileWatch.h"
 #include "host/view/FrameHistory.h"
 #include "host/view/NumberRange.h"
+#include "platform/system/FileSystem.h"
 
 using namespace std::chrono_literals;
 

@@ -8,9 +8,6 @@
 #include <iostream>
 #include <string>
 
-#include "Brannow/MainQueue.h"
-#include "Brannow/Notifications.h"
-
 namespace {
 
 bool writePicture(const ZQPixels& pixels, const std::string& file) {

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <string>
-
-#include "platform/system/FileSystem.h"
 
 /// Notices when a file has been written. Asks the file system a few times a second at most.
 class FileWatch {
@@ -19,7 +18,7 @@ class FileWatch {
 
  private:
   std::string _path;
-  std::optional<platform::FileTime> _known;
-  std::optional<platform::FileTime> _lastSeen;
+  std::optional<std::filesystem::file_time_type> _known;
+  std::optional<std::filesystem::file_time_type> _lastSeen;
   Clock::time_point _nextLook;
 };

@@ -5,10 +5,12 @@
 #include <memory>
 #include <utility>
 
+#include "runtime/RuntimeExport.h"
+
 namespace vuo {
 
 /// The bytes of pictures that one composition has in this process. Any thread.
-class PictureBudget {
+class BRANNOW_RUNTIME PictureBudget {
  public:
   /// Some of them, given back with the object.
   class Share {

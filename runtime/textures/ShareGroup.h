@@ -5,12 +5,13 @@
 #include <mutex>
 
 #include "platform/system/GLContext.h"
+#include "runtime/RuntimeExport.h"
 
 namespace vuo {
 
 /// The GL contexts that name the same textures: the host's root context and the runtime's own.
 /// Whoever holds a texture of the group holds the group.
-class ShareGroup {
+class BRANNOW_RUNTIME ShareGroup {
  public:
   /// The group of the process's root context; of a root made for the purpose when no host has set
   /// one. Throws std::runtime_error where there is no OpenGL.

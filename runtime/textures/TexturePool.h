@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "runtime/ImageRef.h"
+#include "runtime/RuntimeExport.h"
 #include "runtime/textures/PictureBudget.h"
 #include "runtime/textures/ShareGroup.h"
 
@@ -12,7 +13,7 @@ namespace vuo {
 /// Makes images over recycled textures. An image may be released on any thread, with or without a
 /// current context, before or after the end of its pool; whoever releases it has finished reading
 /// the texture on the GPU.
-class TexturePool {
+class BRANNOW_RUNTIME TexturePool {
  public:
   /// The textures, idle ones too, take from the budget.
   TexturePool(std::shared_ptr<ShareGroup> group, std::shared_ptr<PictureBudget> budget);

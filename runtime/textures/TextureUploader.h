@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "runtime/RuntimeExport.h"
 #include "runtime/textures/TexturePool.h"
 
 namespace vuo {
@@ -29,6 +30,6 @@ class TextureUploader {
 };
 
 /// Fills the image's texture. A context that knows it is current. Does not wait for the GPU.
-void fillTexture(VuoImage image, const void* pixels);
+BRANNOW_RUNTIME void fillTexture(VuoImage image, const void* pixels);
 
 }  // namespace vuo

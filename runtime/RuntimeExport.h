@@ -1,0 +1,6 @@
+// What the library exports to the runtime's module alone, which it loads into the host's process.
+#pragma once
+
+/// No part of the public interface: it may change with every version, and the library gives it a
+/// version name of its own that says so.
+#define BRANNOW_RUNTIME [[gnu::visibility("default")]]
