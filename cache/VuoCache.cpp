@@ -70,11 +70,11 @@ void VuoCache::State::_configure(const Path& path, bool justCleared) {
   }
   const auto cache = std::make_shared<VuoCache>();
   cache->setSavePath(*path);
-  _vuoCache = cache;
   cache->_state->_termination = platform::observeNotification(
       platform::NSApplicationWillTerminateNotification, [state = std::weak_ptr(cache->_state)] {
         if (const auto alive = state.lock()) alive->appTerminateNotification();
       });
+  _vuoCache = cache;
 
   const auto version = runtimeVersion();
   const auto lastVersion = platform::userDefault(kVersionKey);
@@ -108,8 +108,13 @@ void VuoCache::State::_clear() {
     systemLog("\t\terr: trash path nil or not a folder (%@, %d) in %s",
               {cacheFolder, static_cast<int>(isFolder), kName});
   }
-  _vuoCache.reset();
-  _configure(savePath, true);
+  const auto former = std::exchange(_vuoCache, nullptr);
+  try {
+    _configure(savePath, true);
+  } catch (const std::bad_alloc&) {
+    if (!_vuoCache) _vuoCache = former;  // its records are of files that are gone, which is noticed
+    throw;
+  }
 }
 
 bool VuoCache::isCachedDylibAvailableForVuoFile(const Path& path) {

@@ -1,4 +1,5 @@
-// What the library exports to the runtime's module alone, which it loads into the host's process.
+// What the library exports to the module of the runtime, which it loads into the host's process,
+// and to what measures it.
 #pragma once
 
 /// No part of the public interface: it may change with every version, and the library gives it a

@@ -7,14 +7,15 @@
 #include <string>
 
 #include "platform/system/GLContext.h"
+#include "runtime/RuntimeExport.h"
 
 /// For people: "shared textures", or "shared memory" and why. It is found out when the first
 /// picture has come from such a process, so it may change once. Any thread.
-std::string VuoSharing_description();
+BRANNOW_RUNTIME std::string VuoSharing_description();
 
 /// Whether compositions that are started from now on may share textures, where the machine can. At
 /// first the environment decides: BRANNOW_SHARED_TEXTURES=0 forbids it. Any thread.
-void VuoSharing_allow(bool allowed);
+BRANNOW_RUNTIME void VuoSharing_allow(bool allowed);
 
 /// A GL_TEXTURE_2D of format GL_RGBA8, sampled like a picture, that compositions in processes of
 /// their own read where it lies. It lives as long as `owner`, which is null where there is none to
@@ -34,4 +35,4 @@ struct VuoSharingCounts {
   long drawnIn = 0;   ///< drawn once in a texture that the composition has, too
   long carriedIn = 0;
 };
-VuoSharingCounts VuoSharing_counts();
+BRANNOW_RUNTIME VuoSharingCounts VuoSharing_counts();

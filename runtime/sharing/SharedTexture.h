@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "runtime/RuntimeExport.h"
 #include "runtime/sharing/ImageMemory.h"
 #include "runtime/sharing/MemoryTexture.h"
 #include "runtime/textures/PictureBudget.h"
@@ -27,7 +28,7 @@ class SharedTexture {
   }
 
   /// How many there are in this process.
-  static long liveTextures();
+  BRANNOW_RUNTIME static long liveTextures();
 
  private:
   const std::shared_ptr<ShareGroup> _group;
