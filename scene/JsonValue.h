@@ -1,11 +1,10 @@
 #pragma once
 
-#include <json-c/json_object.h>
-
 #include <cstddef>
 #include <utility>
 
 #include "scene/Guarded.h"
+#include "scene/JsonRelease.h"
 
 /// Owns one reference to a runtime value, or none. Its destructor raises what giving it up raises.
 class [[nodiscard]] JsonValue {
@@ -14,7 +13,7 @@ class [[nodiscard]] JsonValue {
   explicit JsonValue(json_object* value) : _value(value) {}
   JsonValue(JsonValue&& other) noexcept : _value(std::exchange(other._value, nullptr)) {}
   ~JsonValue() noexcept(false) {
-    if (_value) giveUp(_raisedBefore, [this] { json_object_put(_value); });
+    if (_value) giveUp(_raisedBefore, [this] { releaseJson(_value); });
   }
   JsonValue& operator=(JsonValue other) noexcept {
     std::swap(_value, other._value);

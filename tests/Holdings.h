@@ -8,11 +8,11 @@
 #include <iterator>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "runtime/sharing/SharedTexture.h"
 #include "runtime/textures/TexturePool.h"
+#include "tests/Waiting.h"
 
 /// The children that run that program; any without a name.
 inline std::vector<pid_t> children(const std::string& program = "") {
@@ -37,8 +37,7 @@ struct Holdings {
   /// What is held once it is no more than that. A thread that has been joined may still be seen.
   static Holdings after(const Holdings& before) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (now() != before && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::yield();
+    lookUntil([&] { return now() == before || std::chrono::steady_clock::now() >= deadline; });
     return now();
   }
 

@@ -26,6 +26,7 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include "runtime/VuoPlan.h"
 #include "runtime/VuoRunner.h"
 #include "tests/TestSupport.h"
+#include "tests/Waiting.h"
 
 namespace {
 
@@ -286,9 +287,14 @@ std::vector<pid_t> childrenOf(const std::string& process) {
 struct Compiling {
   pid_t program, process;
   static Compiling now() {
-    for (;; std::this_thread::yield())
+    Compiling compiling{};
+    lookUntil([&] {
       for (const pid_t program : childrenOf("self"))
-        for (const pid_t process : childrenOf(std::to_string(program))) return {program, process};
+        for (const pid_t process : childrenOf(std::to_string(program)))
+          compiling = {program, process};
+      return compiling.process != 0;
+    });
+    return compiling;
   }
 };
 

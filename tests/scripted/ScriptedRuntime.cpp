@@ -1,6 +1,5 @@
 #include "tests/scripted/ScriptedRuntime.h"
 
-#include <dlfcn.h>
 #include <json-c/json.h>
 
 #include <atomic>
@@ -19,6 +18,7 @@
 #include "runtime/VuoRunnerCocoa.h"
 #include "runtime/VuoSharing.h"
 #include "runtime/VuoValues.h"
+#include "scene/JsonRelease.h"
 
 namespace scripted {
 namespace {
@@ -52,12 +52,21 @@ void throwIfToldTo(const std::string& word) {
   throw std::runtime_error("scripted failure of " + word);
 }
 
+/// What the script says of the next call alone; empty when that is nothing.
+std::function<void()> takenFromTheScript(const std::string& word) {
+  std::lock_guard hold(callsLock);
+  auto next = theScript.duringNext.extract(word);
+  return next ? std::move(next.mapped()) : nullptr;
+}
+
 /// Records a call and does what the script says of its first word. The arguments may be functions
 /// that make a text.
 template <class... Arguments>
 void called(const std::string& word, const Arguments&... arguments) {
   if (theScript.records) noted((word + ... + (" " + text(arguments))));
-  if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
+  if (auto next = takenFromTheScript(word)) {
+    next();
+  } else if (const auto action = theScript.during.find(word); action != theScript.during.end()) {
     action->second();
   }
   throwIfToldTo(word);
@@ -290,15 +299,10 @@ void VuoRelease(const void* value) {
   scripted::throwIfToldTo("release");
 }
 
-/// In front of the library's own, which does the work.
-extern "C" int json_object_put(json_object* value) {
-  static const auto real =
-      reinterpret_cast<int (*)(json_object*)>(::dlsym(RTLD_NEXT, "json_object_put"));
-  static thread_local int depth = 0;
-  ++depth;
-  const int freed = real(value);
-  if (--depth == 0 && value) scripted::throwIfToldTo("put");
-  return freed;
+/// In the framework's place.
+void releaseJson(json_object* value) {
+  json_object_put(value);
+  scripted::throwIfToldTo("put");
 }
 
 static void calledMake(const char* kind, std::uint32_t name, std::uint32_t format,

@@ -36,6 +36,8 @@ struct Script {
   std::string fault;
   /// Runs inside the named call, with no lock of this runtime held.
   std::map<std::string, std::function<void()>> during;
+  /// The same of the next such call alone.
+  std::map<std::string, std::function<void()>> duringNext;
 };
 
 void reset();

@@ -17,6 +17,7 @@
 #include "platform/system/PropertyList.h"
 #include "tests/EmptyCache.h"
 #include "tests/TestSupport.h"
+#include "tests/Waiting.h"
 #include "tests/scripted/ScriptedRuntime.h"
 
 using testing::Contains;
@@ -27,13 +28,6 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
-
-/// Whether the thread waits for something.
-bool isAsleep(pid_t thread) {
-  std::string word, state;
-  std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat") >> word >> word >> state;
-  return state == "S";
-}
 
 class Cache : public testing::Test {
  protected:
@@ -188,8 +182,7 @@ TEST_F(Cache, RefusesWhatIsNotThere) {
 
 TEST_F(Cache, KeepsQueuedWorkThroughAClear) {
   std::latch compiling(1), cleared(1);
-  scripted::script().during["compile"] = [&, first = true]() mutable {
-    if (!std::exchange(first, false)) return;
+  scripted::script().duringNext["compile"] = [&] {
     compiling.count_down();
     cleared.wait();
   };
@@ -209,7 +202,7 @@ TEST_F(Cache, KeepsQueuedWorkThroughAClear) {
     EXPECT_TRUE(item);
     answered = true;
   });
-  for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+  waitUntilOthersSleep();
   EXPECT_EQ(compiles().size(), 1u);
   cleared.count_down();
   serveMainQueueUntil([&] { return answers.size() == 3 && answered; });
@@ -222,8 +215,7 @@ TEST_F(Cache, ServesWhatIsFreshWhileACompileHangsAndEndsWithoutTheRest) {
   const std::string later = folder.write("later.vuo", "digraph {}");
   VuoCache::fetchCachedExeForVuoFileSynchronously(composition);
   std::latch compiling(1), ended(1);
-  scripted::script().during["compile"] = [&, first = true]() mutable {
-    if (!std::exchange(first, false)) return;
+  scripted::script().duringNext["compile"] = [&] {
     compiling.count_down();
     ended.wait();
   };
@@ -247,13 +239,10 @@ TEST_F(Cache, ServesWhatIsFreshWhileACompileHangsAndEndsWithoutTheRest) {
   fetch("behind", composition);
   fetch("later", later);
   std::thread sideways([&] { VuoCache::fetchCachedDylibForVuoFileSynchronously(later); });
-  std::atomic<pid_t> hostThread{0};
-  std::thread host([&] {
-    hostThread = ::gettid();
-    platform::postNotification(platform::NSApplicationWillTerminateNotification);
-  });
+  std::thread host(
+      [] { platform::postNotification(platform::NSApplicationWillTerminateNotification); });
   const std::string saved = folder.path + "/VuoCache/vuoExeData.plist";
-  while (!isAsleep(hostThread)) std::this_thread::yield();
+  waitUntilOthersSleep();
   EXPECT_FALSE(std::filesystem::exists(saved));
   ended.count_down();
   host.join();
@@ -351,21 +340,17 @@ TEST_F(Cache, CompilesAgainWhatWasEditedMeanwhile) {
 
 TEST_F(Cache, CompilesOnceWhatWasEditedBeforeItsTurn) {
   std::latch compiling(1), edited(1);
-  scripted::script().during["compile"] = [&, first = true]() mutable {
-    if (!std::exchange(first, false)) return;
+  scripted::script().duringNext["compile"] = [&] {
     compiling.count_down();
     edited.wait();
   };
   const std::string other = folder.write("other.vuo", "digraph {}");
   std::thread holder([&] { VuoCache::fetchCachedExeForVuoFileSynchronously(other); });
   compiling.wait();
-  std::atomic<bool> done{false};
   std::thread waiter([&] {
     EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition)->upToDate());
-    done = true;
   });
-  // Nothing shows that a thread waits for a lock; it has far more than the time to get there.
-  for (int i = 0; i < 10'000 && !done; ++i) std::this_thread::yield();
+  waitUntilOthersSleep();
   timespec time = modificationTimeOf(composition);
   time.tv_nsec ^= 1;
   setModificationTime(composition, time);
@@ -443,7 +428,7 @@ TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
     platform::postNotification(platform::NSApplicationWillTerminateNotification);
     saved = true;
   });
-  for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+  waitUntilOthersSleep();
   EXPECT_FALSE(saved);
   posted.count_down();
   host.join();
