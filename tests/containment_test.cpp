@@ -120,7 +120,7 @@ TEST(Containment, LimitsWhatItTakesAndOffersItToTheKernelFirst) {
   EXPECT_EQ(contentsOf(folder / "oom_score_adj"), "1000\n");
   const std::string limits = contentsOf(folder / "limits");
   EXPECT_THAT(limits, testing::ContainsRegex("Max core file size +0 +0 "));
-  EXPECT_THAT(limits, testing::ContainsRegex("Max open files +256 +256 "));
+  EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +1024 "));
   const std::string status = contentsOf(folder / "status");
   EXPECT_THAT(status, HasSubstr("NoNewPrivs:\t1"));
   EXPECT_THAT(status, testing::ContainsRegex("CapPrm:\t000000000000000[04]\n"));

@@ -32,7 +32,9 @@ struct ContainedProgram {
   std::uint64_t memory = std::uint64_t{4} << 30;
   /// Of one file, shared memory included, in bytes.
   std::uint64_t fileSize = std::uint64_t{1} << 30;
-  std::uint64_t openFiles = 256;
+  /// More than this many descriptors of its user's on their way between any processes keep it from
+  /// sending one, too.
+  std::uint64_t openFiles = 1024;
 };
 
 /// Starts it, with no signal blocked or handled, in a process group of its own, and returns the

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <thread>
 
 namespace vuo {
 namespace {
@@ -105,6 +106,10 @@ bool MessageSocket::sendAll(std::string_view bytes, int descriptor, const Deadli
       sent += static_cast<std::size_t>(count);
     } else if (errno == EAGAIN) {
       if (!awaitUntil(POLLOUT, deadline)) return false;
+    } else if (errno == ETOOMANYREFS && deadline && Clock::now() < *deadline) {
+      // All descriptors that are on their way count, between any processes of the user's. Nobody
+      // tells when some have come.
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     } else if (isShortage(errno) && sent == 0) {
       throw std::runtime_error(std::string("A message can't be sent: ") + std::strerror(errno));
     } else if (errno != EINTR) {
