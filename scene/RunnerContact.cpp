@@ -22,15 +22,15 @@ VuoGLScene::State::RunnerContact::RunnerContact(std::weak_ptr<VuoGLScene> scene,
     : load(forLoad), _scene(std::move(scene)), _runner(std::move(runner)), _file(std::move(file)) {}
 
 void VuoGLScene::State::RunnerContact::runnerDelegateReceivedValForOutputKey(const Key& key) {
-  if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedValForOutputKey(key);
+  if (const auto ours = _scene.lock()) ours->runnerDelegateReceivedValForOutputKey(key);
 }
 
 void VuoGLScene::State::RunnerContact::runnerDelegateReceivedEventForOutputKey(const Key& key) {
-  if (const auto scene = _scene.lock()) scene->runnerDelegateReceivedEventForOutputKey(key);
+  if (const auto ours = _scene.lock()) ours->runnerDelegateReceivedEventForOutputKey(key);
 }
 
 void VuoGLScene::State::RunnerContact::runnerDelegateLostContactWithComposition() {
-  if (const auto scene = _scene.lock()) scene->_state->_lostContactWith(*this);
+  if (const auto ours = _scene.lock()) ours->_state->_lostContactWith(*this);
 }
 
 void VuoGLScene::State::RunnerContact::cameUp() {
@@ -56,9 +56,9 @@ void VuoGLScene::State::RunnerContact::hasCaughtUp() {
 }
 
 void VuoGLScene::State::RunnerContact::tellRunning(std::string message) {
-  const auto scene = _scene.lock();
-  if (!scene || (_progress & kInstalled) == 0) return;
-  scene->_state->_setStatus(
+  const auto ours = _scene.lock();
+  if (!ours || (_progress & kInstalled) == 0) return;
+  ours->_state->_setStatus(
       {hasComeUp() ? VuoSceneStatus::State::Running : VuoSceneStatus::State::Loading, _file,
        std::move(message)},
       load);
@@ -66,8 +66,8 @@ void VuoGLScene::State::RunnerContact::tellRunning(std::string message) {
 
 std::string VuoGLScene::State::RunnerContact::lossDescription() const {
   std::string how;
-  if (const auto runner = _runner.lock())
+  if (const auto one = _runner.lock())
     guarded("-[VuoGLScene runnerDelegateLostContactWithComposition]",
-            [&] { how = runner->lossDescription(); });
+            [&] { how = one->lossDescription(); });
   return how;
 }

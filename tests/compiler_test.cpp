@@ -289,9 +289,8 @@ struct Compiling {
   static Compiling now() {
     Compiling compiling{};
     lookUntil([&] {
-      for (const pid_t program : childrenOf("self"))
-        for (const pid_t process : childrenOf(std::to_string(program)))
-          compiling = {program, process};
+      for (const pid_t parent : childrenOf("self"))
+        for (const pid_t child : childrenOf(std::to_string(parent))) compiling = {parent, child};
       return compiling.process != 0;
     });
     return compiling;

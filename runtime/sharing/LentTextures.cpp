@@ -14,7 +14,7 @@ constexpr std::size_t usualSet = 3;
 /// A size that comes once does not pay for textures of its own.
 constexpr int askedBefore = 2;
 constexpr std::size_t mostSizesRemembered = 16;
-constexpr std::chrono::milliseconds patience{50};
+constexpr std::chrono::milliseconds lendingPatience{50};
 
 }  // namespace
 
@@ -86,7 +86,7 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
         _state->lent.emplace(number, State::Lent{texture});
         _state->returned.reserve(_state->lent.size());  // where it comes back nothing may fail
       }
-      if (!sendTexture(_socket, number, true, *texture, patience)) return;
+      if (!sendTexture(_socket, number, true, *texture, lendingPatience)) return;
     } catch (const std::exception& fault) {
       TextureSharing::fellBack(fault.what());
       _refused = true;
