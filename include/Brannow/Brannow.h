@@ -45,15 +45,15 @@
 //   BrannowVersion.h      versions, as macros and of the loaded library
 //   VuoContainment.h      what the kernel lacks to contain a composition's process
 //
-// Few hosts need: GLScene.h (the base of the pool), VuoGLSceneProtocol.h (what a runner reports to a
-// scene), VuoBufferAdditions.h and VuoBufferPoolAdditions.h (the runtime's images as buffers),
+// Few hosts need: GLScene.h (the base of the pool), VuoGLSceneProtocol.h (what a runner reports to
+// a scene), VuoBufferAdditions.h and VuoBufferPoolAdditions.h (the runtime's images as buffers),
 // ZQVuoAlertPanel.h, BrannowStringAdditions.h, ZQVuoCompStringAdditions.h, BrannowExport.h.
 //
 // THREADS
 //
-//   Every operation may be called from any thread, but where its comment says otherwise: configuring
-//   and clearing the cache go with no other call of it, and what only tells (the descriptor's
-//   fields, a port list that the host changes) has no lock.
+//   Every operation may be called from any thread, but where its comment says otherwise:
+//   configuring and clearing the cache go with no other call of it, and what only tells (the
+//   descriptor's fields, a port list that the host changes) has no lock.
 //
 //   - Calls that reach one scene's composition wait for each other. Scenes do not wait for scenes.
 //     No wait for a picture holds up another call.
@@ -69,11 +69,11 @@
 //
 // GL
 //
-//   Compositions draw in contexts of their own, in the share group of the root context that the host
-//   has named. No call needs a current context, and each leaves the caller's as it was. A picture
-//   that comes out is complete on the GPU: no fence is needed. What goes in must have been flushed,
-//   and must not change while the composition uses it (`setBuffer`). The first row of a texture is
-//   the bottom of its picture.
+//   Compositions draw in contexts of their own, in the share group of the root context that the
+//   host has named. No call needs a current context, and each leaves the caller's as it was. A
+//   picture that comes out is complete on the GPU: no fence is needed. What goes in must have been
+//   flushed, and must not change while the composition uses it (`setBuffer`). The first row of a
+//   texture is the bottom of its picture.
 //
 // OWNERSHIP
 //
