@@ -25,6 +25,7 @@
 #include "EmptyCache.h"
 #include "Holdings.h"
 #include "TestSupport.h"
+#include "Waiting.h"
 #include "platform/system/Alert.h"
 
 namespace {
@@ -308,6 +309,7 @@ Outcome livedThrough(const std::string& folder, std::vector<Round> rounds) {
     log.take();
     frames = std::hash<std::string>()(story.pixels);
   }
+  waitUntilOthersSleep();  // a thread that has been joined may still be seen
   std::ostringstream held;
   held << Holdings::now() << ", frames " << frames;
   outcome.held = held.str();
