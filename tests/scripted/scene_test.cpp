@@ -197,6 +197,8 @@ TEST_F(Scene, TurnsARequestIntoOneEvent) {
   EXPECT_EQ(request.image->retainCount(), 1);
 
   load(generator);
+  platform::finishQueues();  // the former runner's end is told of, too
+  scripted::takeCalls();
   request.size = {320, 200.5};
   request.values = {{"level", std::make_shared<ZQVuoPortValue>(3)},
                     {"tint", std::make_shared<ZQVuoPortValue>(3)},
