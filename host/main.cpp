@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/CacheCommand.h"
+#include "host/CheckCommand.h"
 #include "host/ContainmentCommand.h"
 #include "host/DescribeCommand.h"
 #include "host/FilterCommand.h"
@@ -25,6 +26,11 @@ int run(int argc, char** argv) {
   describeApp->add_option("FILE", files, "Composition files")->required();
   describeApp->add_flag("--json", json, "One line of JSON per file");
   describeApp->callback([&] { status = describe(files, json); });
+
+  auto* checkApp = app.add_subcommand("check", "Say what is wrong with compositions, and where");
+  checkApp->add_option("FILE", files, "Composition files")->required();
+  checkApp->add_flag("--json", json, "One line of JSON per file");
+  checkApp->callback([&] { status = check(files, json); });
 
   const auto addSceneOptions = [](CLI::App* command, SceneOptions& options) {
     options.cacheFolder = defaultCacheFolder();

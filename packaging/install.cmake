@@ -45,6 +45,7 @@ set(BRANNOW_HEADERS
   Brannow.h
   BrannowExport.h
   BrannowStringAdditions.h
+  CompositionCheck.h
   GLContext.h
   GLScene.h
   Log.h

@@ -4,9 +4,13 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
-/// Operations throw std::runtime_error with a message for the composition's author: the file, the
-/// line or node, and what is wrong. One object per compile; separate objects share nothing.
+#include "Brannow/CompositionCheck.h"
+
+/// Operations throw std::runtime_error with a message for the composition's author: a line for each
+/// error, with the file, the place in it, and what is wrong. One object per compile; separate
+/// objects share nothing.
 ///
 /// What a composition's author wrote is read by a program of the runtime's, not in this process. A
 /// compile may use 10 s of processor time, 20 s in all, 1 GiB of memory, and its plan 128 MiB. A
@@ -21,6 +25,9 @@ class VuoCompiler {
 
   VuoCompiler();
   ~VuoCompiler();
+
+  /// What is wrong with the composition, warnings included. Keeps nothing and never throws.
+  static std::vector<brannow::CompositionFault> faultsOf(const std::string& compositionPath);
 
   /// Reads and checks the composition and makes its ordered plan, which this object keeps under the
   /// name `bitcodePath`. Blocks until then. The plan is also left at that path, for people to look

@@ -37,6 +37,7 @@
 //   ZQVuoPortValue.h      a value of an input or output
 //   ZQVuoComposition.h    what a file publishes, without running it; with ZQVuoCompositionPort.h, a
 //                         port, and ZQVuoCompositionProblem.h, what could not be read
+//   CompositionCheck.h    what is wrong with a composition and its files, and where
 //   VuoCache.h            compiled compositions; with VuoCacheItem.h, a record
 //   GLContext.h           the host's context, or one without a window
 //   ZQBufferPool.h        pictures that the host makes, and reading their pixels
@@ -116,6 +117,7 @@
 #include "Brannow/BrannowExport.h"
 #include "Brannow/BrannowStringAdditions.h"
 #include "Brannow/BrannowVersion.h"
+#include "Brannow/CompositionCheck.h"
 #include "Brannow/GLContext.h"
 #include "Brannow/GLScene.h"
 #include "Brannow/Log.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "runtime/compiler/Faults.h"
 #include "runtime/compiler/PublishedPorts.h"
 
 namespace vuo {
@@ -28,12 +29,19 @@ void connect(Port& target, const Port& source, const Cable& cable) {
       throw std::runtime_error(std::string("a ") + typeName(source.type) + " does not fit a " +
                                typeName(target.type));
     if (!target.constant.empty())
-      throw std::runtime_error("the input has a value of its own already");
+      throw std::runtime_error("the input has a value of its own already; take out _" +
+                               target.name + " or the cable");
     if (std::any_of(target.cables.begin(), target.cables.end(),
                     [](const Cable& other) { return !other.eventOnly; }))
       throw std::runtime_error("another cable brings data to that port already");
   }
   target.cables.push_back(cable);
+}
+
+std::vector<std::string> namesOf(const std::vector<Port>& ports) {
+  std::vector<std::string> names;
+  for (const Port& port : ports) names.push_back(port.name);
+  return names;
 }
 
 /// The names, as far as they help.
@@ -66,13 +74,16 @@ const std::vector<int>& Cabling::find(const Ends& ends, const std::string& node,
                                       const std::string& port, const char* direction) {
   const auto end = ends.find(node);
   if (end == ends.end()) throw std::runtime_error("\"" + node + "\" has no " + direction + "s");
+  if (end->second.ports->empty())
+    throw std::runtime_error("\"" + node + "\" has no " + direction + "s");
   if (port.empty())
     throw std::runtime_error("the cable does not name a port of \"" + node + "\"; write " + node +
                              ":port");
   const auto indices = end->second.indices.find(port);
   if (indices == end->second.indices.end())
     throw std::runtime_error("\"" + node + "\" has no " + direction + " \"" + port + "\"; it has " +
-                             listOf(*end->second.ports));
+                             listOf(*end->second.ports) +
+                             didYouMean(port, namesOf(*end->second.ports)));
   return indices->second;
 }
 

@@ -22,16 +22,36 @@ struct Compile {
 };
 
 /// From the program: how the process ended that compiled, as siginfo_t tells it. The file then
-/// holds a library's artefact (VuoArtefact.h), or `faultMark` and what is wrong with the
-/// composition. Anything else means that the process did not come to its end.
+/// holds a Result, with a library's artefact (VuoArtefact.h) where none of the faults is an error.
+/// Anything else means that the process did not come to its end.
 struct Compiled {
   std::int32_t code = 0, status = 0;
   static constexpr auto members = std::tuple(&Compiled::code, &Compiled::status);
 };
 
-}  // namespace message
+/// What is wrong with a composition. `file` is as the composition names it, empty for itself.
+struct Fault {
+  std::string file;
+  std::int32_t line = 0, column = 0;  ///< counted from 1, 0 where there is none
+  bool isWarning = false;
+  std::string what;
+  static constexpr auto members =
+      std::tuple(&Fault::file, &Fault::line, &Fault::column, &Fault::isWarning, &Fault::what);
+};
 
-constexpr std::string_view faultMark = "fault: ";
+struct FaultList {
+  std::vector<Fault> faults;
+  static constexpr auto members = std::tuple(&FaultList::faults);
+};
+
+/// All that a compile leaves.
+struct Result {
+  FaultList faults;
+  std::string artefact;
+  static constexpr auto members = std::tuple(&Result::faults, &Result::artefact);
+};
+
+}  // namespace message
 
 /// What one compile may use. VuoCompiler.h tells hosts.
 constexpr rlim_t mostProcessorSeconds = 10;

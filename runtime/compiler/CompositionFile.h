@@ -6,20 +6,25 @@
 #include <string>
 #include <vector>
 
+#include "runtime/compiler/DotOutline.h"
+
 namespace vuo {
 
 struct NodeStatement {
   std::string name;
-  int line = 0;                                   ///< 0 when only cables mention the node
   std::map<std::string, std::string> attributes;  ///< those that are not empty
+  DotOutline::Node places;                        ///< where nothing declares it, of its mention
 
   /// The attribute's value, empty when it has none.
   std::string attribute(const std::string& key) const;
+  /// The places of the attribute's name and value; else the node's.
+  DotOutline::Attribute placesOf(const std::string& key) const;
 };
 
 struct CableStatement {
   std::string fromNode, fromPort, toNode, toPort;
   std::string event;  ///< the "event" attribute as it was written
+  Place place;
 };
 
 struct CompositionFile {
@@ -27,7 +32,8 @@ struct CompositionFile {
   std::vector<CableStatement> cables;
 };
 
-/// Reads the text of a composition file. Throws std::runtime_error that names the line. One call at
+/// Reads the text of a composition file. Throws std::runtime_error, a FaultAt where the place
+/// is known. One call at
 /// a time, because the parser underneath has one state per process.
 CompositionFile compositionFileFromText(const std::string& text);
 

@@ -4,7 +4,6 @@
 
 #include <cctype>
 #include <cstdint>
-#include <stdexcept>
 #include <string_view>
 #include <unordered_set>
 
@@ -20,14 +19,10 @@ struct Token {
   enum Kind : char { End = 0, Word = 'w', Quoted = 'q', Arrow = '>' };
   char kind = End;  ///< a Kind, or the character itself
   std::string text;
-  int line = 0;
+  Place place;
 
   bool isId() const { return kind == Word || kind == Quoted; }
 };
-
-[[noreturn]] void fault(int line, const std::string& what) {
-  throw std::runtime_error("line " + std::to_string(line) + ": " + what);
-}
 
 class Scanner {
  public:
@@ -35,7 +30,7 @@ class Scanner {
 
   Token next() {
     skipBlanks();
-    Token token{Token::End, {}, _line};
+    Token token{Token::End, {}, place()};
     if (_at >= _text.size()) return token;
     const char c = _text[_at];
     if (c == '"') return quoted();
@@ -53,9 +48,13 @@ class Scanner {
   char peek(std::size_t ahead) const {
     return _at + ahead < _text.size() ? _text[_at + ahead] : '\0';
   }
+  Place place() const { return {_line, _column}; }
   void step(std::size_t count = 1) {
-    for (; count > 0 && _at < _text.size(); --count)
-      if (_text[_at++] == '\n') ++_line;
+    for (; count > 0 && _at < _text.size(); --count) {
+      const char c = _text[_at++];
+      if (c == '\n') ++_line;
+      _column = c == '\n' ? 1 : _column + ((c & 0xc0) != 0x80);
+    }
   }
   void skipTo(std::string_view end) {
     const std::size_t found = _text.find(end, _at);
@@ -78,7 +77,7 @@ class Scanner {
   }
 
   Token word() {
-    Token token{Token::Word, {}, _line};
+    Token token{Token::Word, {}, place()};
     do {
       token.text += peek(0);
       step();
@@ -88,7 +87,7 @@ class Scanner {
 
   /// One text, or several joined with "+".
   Token quoted() {
-    Token token{Token::Quoted, {}, _line};
+    Token token{Token::Quoted, {}, place()};
     do {
       step();
       for (; _at < _text.size() && peek(0) != '"'; step()) {
@@ -100,6 +99,8 @@ class Scanner {
         }
         token.text += peek(0);
       }
+      if (_at >= _text.size()) neverEnds(token.place);
+      if (_lineOfLongText == 0 && _line > token.place.line) _lineOfLongText = token.place.line;
       step();
       skipBlanks();
       if (peek(0) != '+') break;
@@ -109,8 +110,16 @@ class Scanner {
     return token;
   }
 
+  [[noreturn]] void neverEnds(Place begin) const {
+    const std::string perhaps =
+        _lineOfLongText > 0
+            ? "; perhaps one is missing in line " + std::to_string(_lineOfLongText) + " already"
+            : "";
+    throw FaultAt(begin, "the text that begins here has no \" at its end" + perhaps);
+  }
+
   Token html() {
-    Token token{Token::Quoted, {}, _line};
+    Token token{Token::Quoted, {}, place()};
     int depth = 0;
     do {
       depth += peek(0) == '<' ? 1 : peek(0) == '>' ? -1 : 0;
@@ -122,7 +131,8 @@ class Scanner {
 
   std::string_view _text;
   std::size_t _at = 0;
-  int _line = 1;
+  int _line = 1, _column = 1;
+  int _lineOfLongText = 0;  ///< where the first text begins that goes on in the next line
 };
 
 /// "node [...]", "edge [...]" and "graph [...]" set defaults and may come often.
@@ -138,21 +148,27 @@ class Outliner {
   explicit Outliner(const std::string& text) : _scanner(text), _length(text.size()) {}
 
   DotOutline outline() {
-    for (Token token = _scanner.next(); token.kind != Token::End; token = _scanner.next()) {
+    Token token = _scanner.next();
+    for (; token.kind != Token::End; token = _scanner.next()) {
       take(token);
-      if (token.text.size() > longestText) fault(token.line, "a text is longer than 64 KiB");
+      if (token.text.size() > longestText) fault(token, "a text is longer than 64 KiB");
       _beforePrevious = std::move(_previous);
       _previous = std::move(token);
     }
+    if (_inGraph && !_ended) fault(token, "the graph has no } at its end");
     return std::move(_outline);
   }
 
  private:
+  [[noreturn]] static void fault(const Token& token, const std::string& what) {
+    throw FaultAt(token.place, what);
+  }
+
   void take(const Token& token) {
-    if (_ended) fault(token.line, "there is text after the end of the graph");
+    if (_ended) fault(token, "there is text after the end of the graph");
     switch (token.kind) {
       case '{':
-        if (_inGraph) fault(token.line, "a composition has no subgraphs and no groups of nodes");
+        if (_inGraph) fault(token, "a composition has no subgraphs and no groups of nodes");
         _inGraph = true;
         break;
       case '}':
@@ -160,41 +176,63 @@ class Outliner {
         break;
       case '[':
         _inAttributes = true;
+        _node = nullptr;
         if (_previous.isId()) takeAttributesOf(_previous);
         break;
       case ']':
         _inAttributes = false;
         break;
       case ',':
-        if (!_inAttributes) fault(token.line, "a cable has one port at each end, no list of them");
+        if (!_inAttributes) fault(token, "a cable has one port at each end, no list of them");
         break;
       case '=':
         takeAttributeName(_previous);
         break;
-      default:
+      case Token::Arrow:
+        _outline.cables.push_back(_cableEnd);
         break;
+      default:
+        takeId(token);
+        break;
+    }
+  }
+
+  void takeId(const Token& token) {
+    if (!_inGraph || !token.isId() || _previous.kind == ':') return;
+    if (!_inAttributes) {
+      _cableEnd = token.place;
+      _outline.mentions.emplace(token.text, token.place);
+    } else if (_attribute && _previous.kind == '=') {
+      _attribute->value = token.place;
     }
   }
 
   void takeAttributesOf(const Token& owner) {
     const bool ofCable = _beforePrevious.kind == Token::Arrow || _beforePrevious.kind == ':';
     if (ofCable || setsDefaults(owner)) return;
-    const auto [known, isNew] = _outline.nodeLines.emplace(owner.text, owner.line);
+    const auto [known, isNew] = _outline.nodes.try_emplace(owner.text);
+    _node = &known->second;
     if (!isNew)
-      fault(owner.line, "node \"" + owner.text + "\" is declared twice, first in line " +
-                            std::to_string(known->second));
+      fault(owner, "node \"" + owner.text + "\" is declared twice, first in line " +
+                       std::to_string(_node->place.line));
+    _node->place = owner.place;
   }
 
   void takeAttributeName(const Token& name) {
     _attributeNames.insert(name.text);
     if (_attributeNames.size() * _length > mostBytesTimesAttributes)
-      fault(name.line, "too many different attributes for a composition of this size");
+      fault(name, "too many different attributes for a composition of this size");
+    _attribute = _node ? &_node->attributes[name.text] : nullptr;
+    if (_attribute) _attribute->name = name.place;
   }
 
   Scanner _scanner;
   std::size_t _length;
   Token _previous, _beforePrevious;
   bool _inGraph = false, _inAttributes = false, _ended = false;
+  Place _cableEnd;
+  DotOutline::Node* _node = nullptr;            ///< whose attributes come
+  DotOutline::Attribute* _attribute = nullptr;  ///< whose value comes
   std::unordered_set<std::string> _attributeNames;
   DotOutline _outline;
 };

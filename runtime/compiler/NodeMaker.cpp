@@ -18,34 +18,18 @@ constexpr std::size_t mostBodyBytes = 64 << 20;
 
 std::string requiredAttribute(const NodeStatement& statement, const char* key) {
   const std::string value = statement.attribute(key);
-  if (value.empty()) throw std::runtime_error(std::string("has no attribute \"") + key + "\"");
-  return value;
+  if (!value.empty()) return value;
+  std::vector<std::string> keys;
+  for (const auto& [other, otherValue] : statement.attributes) keys.push_back(other);
+  const auto near = nearestOf(key, keys);
+  throw std::runtime_error(std::string("has no attribute \"") + key + "\"" +
+                           (near ? "; \"" + *near + "\" looks as if it were meant to be it" : ""));
 }
 
 bool isPng(const platform::FileDescriptor& file) {
   char start[8];
   return pread(file.get(), start, sizeof start, 0) == sizeof start &&
          std::string_view(start, sizeof start) == "\x89PNG\r\n\x1a\n";
-}
-
-/// A constant is the attribute "_" + the input's name. Several inputs may share a name.
-void takeConstants(Node& node, const NodeStatement& statement) {
-  for (auto [key, value] : statement.attributes) {
-    if (!key.starts_with('_')) continue;
-    std::erase(value, '"');
-    bool found = false;
-    for (Port& input : node.inputs) {
-      if (input.name != key.substr(1)) continue;
-      found = true;
-      try {
-        input.constant = constantFromNotation(input.type, value);
-      } catch (const std::runtime_error& fault) {
-        throw std::runtime_error("input \"" + input.name + "\": " + fault.what());
-      }
-    }
-    if (!found)
-      throw std::runtime_error("has no input \"" + key.substr(1) + "\" to give a value to");
-  }
 }
 
 bool hasData(const Port& input) {
@@ -79,8 +63,10 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
   else if (type.empty())
     throw std::runtime_error("is used but not declared with a \"type\"");
   else
-    throw std::runtime_error("has the unknown type \"" + type +
-                             "\"; there are vuo.shader, vuo.image.file and vuo.expression");
+    throw FaultAt(statement.placesOf("type").name,
+                  "has the unknown type \"" + type +
+                      "\"; there are vuo.shader, vuo.image.file and vuo.expression" +
+                      didYouMean(type, {"vuo.shader", "vuo.image.file", "vuo.expression"}));
   takeConstants(node, statement);
 
   _bodyBytes += node.body.size();
@@ -88,8 +74,39 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
   return node;
 }
 
+/// A constant is the attribute "_" + the input's name. Several inputs may share a name.
+void NodeMaker::takeConstants(Node& node, const NodeStatement& statement) {
+  const auto give = [&](const std::string& name, const std::string& value) {
+    std::vector<std::string> names;
+    bool found = false;
+    for (Port& input : node.inputs) {
+      names.push_back(input.name);
+      if (input.name != name) continue;
+      found = true;
+      input.constant = constantFromNotation(input.type, value);
+    }
+    if (!found)
+      throw std::runtime_error("there is no such input to give a value to" +
+                               didYouMean(name, names));
+  };
+  bool areRight = true;
+  for (auto [key, value] : statement.attributes) {
+    if (!key.starts_with('_')) continue;
+    std::erase(value, '"');
+    const std::string name = key.substr(1);
+    areRight &= _faults.about(
+        statement.placesOf(key).name,
+        "node \"" + node.name + "\": input \"" + name + "\": ", [&] { give(name, value); });
+  }
+  if (!areRight) throw FaultsNoted();
+}
+
 void NodeMaker::makeShader(Node& node, const NodeStatement& statement) {
-  const Shader& shader = shaderNamed(requiredAttribute(statement, "shader"));
+  const std::string name = requiredAttribute(statement, "shader");
+  const bool isThere = _faults.about(statement.placesOf("shader").value,
+                                     "node \"" + node.name + "\": ", [&] { shaderNamed(name); });
+  if (!isThere || !shaderNamed(name).isRight) throw FaultsNoted();
+  const Shader& shader = shaderNamed(name);
   node.kind = NodeKind::Shader;
   node.body = shader.source;
   node.inputs = {{"width", Type::Integer, "", {}}, {"height", Type::Integer, "", {}}};
@@ -100,33 +117,43 @@ void NodeMaker::makeShader(Node& node, const NodeStatement& statement) {
 void NodeMaker::makeImageFile(Node& node, const NodeStatement& statement) {
   node.kind = NodeKind::ImageFile;
   node.body = requiredAttribute(statement, "file");
-  if (!isPng(openNamedFile(_folder, node.body)))
-    throw std::runtime_error(node.body + " is no PNG picture");
   node.outputs = {{"image", Type::Image, "", {}}};
+  const auto look = [&] {
+    if (!isPng(openNamedFile(_folder, node.body)))
+      throw std::runtime_error(node.body + " is no PNG picture");
+  };
+  if (!_faults.about(statement.placesOf("file").value, "node \"" + node.name + "\": ", look))
+    throw FaultsNoted();
 }
 
 void NodeMaker::makeExpression(Node& node, const NodeStatement& statement) {
   node.kind = NodeKind::Expression;
   node.body = requiredAttribute(statement, "expression");
-  for (const std::string& variable : variablesOfExpression(node.body))
-    node.inputs.push_back({variable, Type::Real, "", {}});
   node.outputs = {{"result", Type::Real, "", {}}};
+  const auto read = [&] {
+    for (const std::string& variable : variablesOfExpression(node.body))
+      node.inputs.push_back({variable, Type::Real, "", {}});
+  };
+  if (!_faults.about(statement.placesOf("expression").value, "node \"" + node.name + "\": ", read))
+    throw FaultsNoted();
 }
 
+/// What is wrong in a shader is told once, however many nodes name it.
 const NodeMaker::Shader& NodeMaker::shaderNamed(const std::string& name) {
   const auto known = _shaders.find(name);
-  if (known != _shaders.end()) return known->second;
+  return known != _shaders.end() ? known->second
+                                 : _shaders.emplace(name, shaderIn(name)).first->second;
+}
 
-  std::string source = textOf(openNamedFile(_folder, name), name, longestShader);
-  if (source.find('\0') != source.npos) throw std::runtime_error(name + " is no text");
-  std::vector<Port> uniforms = uniformsOfShader(source, name);
-  Shader shader{std::move(source), std::move(uniforms)};
-  for (const Port& uniform : shader.uniforms)
-    if ((uniform.name == "width" || uniform.name == "height") && uniform.type != Type::Integer &&
-        uniform.type != Type::Real)
-      throw std::runtime_error(name + ": \"" + uniform.name +
-                               "\" is the picture's size, an int or a float");
-  return _shaders.emplace(name, std::move(shader)).first->second;
+NodeMaker::Shader NodeMaker::shaderIn(const std::string& name) {
+  Shader shader;
+  shader.source = textOf(openNamedFile(_folder, name), name, longestShader);
+  if (shader.source.find('\0') != std::string::npos) throw std::runtime_error(name + " is no text");
+  ShaderInterface interface = interfaceOf(shader.source);
+  for (const FaultAt& fault : interface.faults) _faults.addIn(name, fault.place, fault.what());
+  shader.isRight = interface.faults.empty();
+  shader.uniforms = std::move(interface.uniforms);
+  return shader;
 }
 
 void settleOpenInputs(Node& node) {

@@ -7,6 +7,7 @@
 
 #include "runtime/VuoPlan.h"
 #include "runtime/compiler/CompositionFile.h"
+#include "runtime/compiler/Faults.h"
 
 namespace vuo {
 
@@ -14,23 +15,28 @@ namespace vuo {
 class NodeMaker {
  public:
   /// `folder` is where relative file names start.
-  explicit NodeMaker(std::string folder) : _folder(std::move(folder)) {}
+  NodeMaker(std::string folder, Faults& faults) : _folder(std::move(folder)), _faults(faults) {}
 
-  /// The node with its ports and constants, still without cables. Throws std::runtime_error.
+  /// The node with its ports and constants, still without cables. Throws std::runtime_error, or
+  /// FaultsNoted where it has noted what is wrong.
   Node nodeFrom(const NodeStatement& statement);
 
  private:
   struct Shader {
     std::string source;
     std::vector<Port> uniforms;
+    bool isRight = false;
   };
 
   void makeShader(Node& node, const NodeStatement& statement);
   void makeImageFile(Node& node, const NodeStatement& statement);
   void makeExpression(Node& node, const NodeStatement& statement);
+  void takeConstants(Node& node, const NodeStatement& statement);
   const Shader& shaderNamed(const std::string& name);
+  Shader shaderIn(const std::string& name);
 
   std::string _folder;
+  Faults& _faults;
   std::map<std::string, Shader> _shaders;  ///< by file name: many nodes may share one
   std::size_t _bodyBytes = 0;
 };

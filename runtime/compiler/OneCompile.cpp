@@ -48,13 +48,18 @@ bool write(int file, const std::string& text) {
 }
 
 std::string resultFor(const std::string& composition) {
-  try {
-    return artefactOf(serialized(planOfComposition(composition)));
-  } catch (const std::runtime_error& fault) {
-    return std::string(faultMark) + fault.what();
-  } catch (const std::bad_alloc&) {
-    return std::string(faultMark) + "it needs too much memory to be compiled";
-  }
+  Faults faults;
+  message::Result result;
+  faults.about({}, "", [&] {
+    try {
+      const Plan plan = planOfComposition(composition, faults);
+      if (!faults.areErrors()) result.artefact = artefactOf(serialized(plan));
+    } catch (const std::bad_alloc&) {
+      throw std::runtime_error("it needs too much memory to be compiled");
+    }
+  });
+  result.faults = faults.take();
+  return encoded(result);
 }
 
 }  // namespace

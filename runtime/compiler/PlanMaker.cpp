@@ -7,6 +7,9 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "runtime/compiler/Cabling.h"
 #include "runtime/compiler/CompositionFile.h"
@@ -18,24 +21,13 @@
 namespace vuo {
 namespace {
 
-/// Runs one step and puts what it is about in front of its fault.
-template <typename Step>
-void about(const std::string& title, Step step) {
-  try {
-    step();
-  } catch (const std::runtime_error& fault) {
-    throw std::runtime_error(title + ": " + fault.what());
-  }
-}
-
-std::string titleOf(const NodeStatement& node) {
-  const std::string line = node.line > 0 ? "line " + std::to_string(node.line) + ": " : "";
-  return line + "node \"" + node.name + "\"";
-}
-
 std::string titleOf(const CableStatement& cable) {
   return "cable " + cable.fromNode + ":" + cable.fromPort + " -> " + cable.toNode + ":" +
-         cable.toPort;
+         cable.toPort + ": ";
+}
+
+std::string titleOf(const std::string& node) {
+  return "node \"" + node + "\": ";
 }
 
 constexpr std::size_t longestComposition = 8 << 20;
@@ -51,32 +43,107 @@ std::string textOfComposition(const std::string& path) {
   return textOf(file, "the file", longestComposition);
 }
 
-void addNode(Plan& plan, const NodeStatement& statement, NodeMaker& maker) {
-  if (statement.name == publishedInputsNode)
-    plan.publishedInputs = publishedPorts(statement);
-  else if (statement.name == publishedOutputsNode)
-    plan.publishedOutputs = publishedPorts(statement);
-  else
-    plan.nodes.push_back(maker.nodeFrom(statement));
-}
+/// From the file's statements to the plan.
+class PlanMaker {
+ public:
+  PlanMaker(const CompositionFile& file, const std::string& folder, Faults& faults)
+      : _file(file), _faults(faults), _nodes(folder, faults) {}
+
+  Plan plan() {
+    for (const NodeStatement& node : _file.nodes) add(node);
+    Cabling cabling(_plan);
+    for (const CableStatement& cable : _file.cables) connect(cabling, cable);
+    settleInputs();
+    if (_faults.areErrors()) return {};
+    warnOfOpenOutputs();
+    warnOfNearNames();
+    _faults.about({}, "", [&] { orderNodes(_plan); });
+    return std::move(_plan);
+  }
+
+ private:
+  void add(const NodeStatement& statement) {
+    _statements.emplace(statement.name, &statement);
+    const bool isRight = _faults.about(statement.places.place, titleOf(statement.name), [&] {
+      if (statement.name == publishedInputsNode)
+        _plan.publishedInputs = publishedPorts(statement, _faults);
+      else if (statement.name == publishedOutputsNode)
+        _plan.publishedOutputs = publishedPorts(statement, _faults);
+      else
+        _plan.nodes.push_back(_nodes.nodeFrom(statement));
+    });
+    if (!isRight) _wrongNodes.insert(statement.name);
+  }
+
+  /// What ends at a node that is wrong itself is left alone.
+  void connect(Cabling& cabling, const CableStatement& cable) {
+    if (_wrongNodes.contains(cable.fromNode) || _wrongNodes.contains(cable.toNode))
+      _isCut.insert(cable.toNode);
+    else if (!_faults.about(cable.place, titleOf(cable), [&] { cabling.connect(cable); }))
+      _isCut.insert(cable.toNode);
+  }
+
+  void settleInputs() {
+    for (Node& node : _plan.nodes)
+      if (!_isCut.contains(node.name))
+        _faults.about(placeOfNode(node.name), titleOf(node.name), [&] { settleOpenInputs(node); });
+  }
+
+  void warnOfOpenOutputs() {
+    for (const Port& output : _plan.publishedOutputs)
+      if (output.cables.empty())
+        _faults.addWarning(placeOfPort(publishedOutputsNode, output.name),
+                           "output \"" + output.name +
+                               "\" has no cable, so nothing ever comes out "
+                               "of it; write NODE:PORT -> PublishedOutputs:" +
+                               output.name);
+  }
+
+  void warnOfNearNames() {
+    warnOfNearNames(publishedInputsNode, _plan.publishedInputs,
+                    {"width", "height", "time", "image"});
+    warnOfNearNames(publishedOutputsNode, _plan.publishedOutputs, {"outputImage"});
+  }
+  /// Hosts know some ports by their names.
+  void warnOfNearNames(const char* node, const std::vector<Port>& ports,
+                       std::vector<std::string> known) {
+    for (const Port& port : ports) std::erase(known, port.name);
+    for (const Port& port : ports)
+      for (const std::string& name : known)
+        if (isNearly(port.name, name))
+          _faults.addWarning(
+              placeOfPort(node, port.name),
+              "port \"" + port.name + "\" is none that hosts know; did you mean \"" + name + "\"?");
+  }
+
+  Place placeOfNode(const std::string& name) const { return _statements.at(name)->places.place; }
+  Place placeOfPort(const std::string& node, const std::string& port) const {
+    return _statements.at(node)->placesOf("_" + port + "_type").name;
+  }
+
+  const CompositionFile& _file;
+  Faults& _faults;
+  NodeMaker _nodes;
+  Plan _plan;
+  std::unordered_map<std::string, const NodeStatement*> _statements;
+  std::unordered_set<std::string> _wrongNodes, _isCut;
+};
 
 }  // namespace
 
-Plan planOfComposition(const std::string& path) {
-  const CompositionFile file = compositionFileFromText(textOfComposition(path));
+Plan planOfComposition(const std::string& path, Faults& faults) {
   Plan plan;
-  plan.compositionName = std::filesystem::path(path).filename();
-  NodeMaker maker(std::filesystem::path(path).parent_path());
-  for (const NodeStatement& node : file.nodes)
-    about(titleOf(node), [&] { addNode(plan, node, maker); });
-
-  Cabling cabling(plan);
-  for (const CableStatement& cable : file.cables)
-    about(titleOf(cable), [&] { cabling.connect(cable); });
-
-  for (Node& node : plan.nodes)
-    about("node \"" + node.name + "\"", [&] { settleOpenInputs(node); });
-  orderNodes(plan);
+  faults.about({}, "", [&] {
+    std::string text = textOfComposition(path);
+    constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+    if (text.starts_with(byteOrderMark)) {
+      faults.add({1, 1}, "the file begins with a byte order mark; save it as UTF-8 without one");
+      text.erase(0, byteOrderMark.size());
+    }
+    const CompositionFile file = compositionFileFromText(text);
+    plan = PlanMaker(file, std::filesystem::path(path).parent_path(), faults).plan();
+    plan.compositionName = std::filesystem::path(path).filename();
+  });
   return plan;
 }
 

@@ -4,11 +4,12 @@
 #include <string>
 
 #include "runtime/VuoPlan.h"
+#include "runtime/compiler/Faults.h"
 
 namespace vuo {
 
-/// Reads, resolves, checks and orders the composition in the file at `path`. Throws
-/// std::runtime_error with the line or node and what is wrong; it does not name the file.
-Plan planOfComposition(const std::string& path);
+/// Reads, resolves, checks and orders the composition in the file at `path`. Goes on behind what is
+/// wrong, to find the rest. The plan is of use where no fault is an error.
+Plan planOfComposition(const std::string& path, Faults& faults);
 
 }  // namespace vuo

@@ -4,6 +4,9 @@
 #include <glslang/Public/ShaderLang.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 
 #include "runtime/compiler/ShaderDeclarations.h"
@@ -11,59 +14,80 @@
 namespace vuo {
 namespace {
 
-/// "ERROR: plasma.frag:12: 'x' : undeclared identifier" without its first word.
-std::string firstFault(const std::string& log) {
+constexpr const char* shaderName = "shader";
+
+/// One line of the checker's: "shader:12: 'x' : undeclared identifier".
+FaultAt faultOf(const std::string& source, const std::string& line) {
+  const std::string mark = std::string(shaderName) + ":";
+  const int number = line.starts_with(mark) ? std::atoi(line.c_str() + mark.size()) : 0;
+  const std::size_t end = number > 0 ? line.find(": ", mark.size()) : line.npos;
+  const std::string what = end == line.npos ? line : line.substr(end + 2);
+  const std::size_t quote = what.find('\'', 1);
+  const std::string word =
+      what.starts_with('\'') && quote != what.npos ? what.substr(1, quote - 1) : "";
+  return {number > 0 ? placeOf(source, word, number) : Place{}, what};
+}
+
+/// What the checker calls errors, without its count of them.
+std::vector<FaultAt> faultsIn(const std::string& log, const std::string& source) {
   const std::string mark = "ERROR: ";
-  const std::size_t begin = log.find(mark);
-  if (begin == log.npos) return "the shader can't be compiled";
-  return log.substr(begin + mark.size(), log.find('\n', begin) - begin - mark.size());
+  std::vector<FaultAt> faults;
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with(mark) && line.find("No code generated") == line.npos)
+      faults.push_back(faultOf(source, line.substr(mark.size())));
+  if (faults.empty()) faults.push_back({{}, "the shader can't be compiled"});
+  return faults;
 }
 
 /// Drivers walk an expression's tree by recursion, so its depth is kept within any thread's stack.
-void checkStatementLengths(const std::string& preprocessed, const std::string& fileName) {
+bool hasLongStatement(const std::string& preprocessed) {
   constexpr std::size_t longest = 16 << 10;
   for (std::size_t begin = 0; begin < preprocessed.size();) {
     const std::size_t end = std::min(preprocessed.find_first_of(";{}", begin), preprocessed.size());
-    if (end - begin > longest)
-      throw std::runtime_error(fileName + ": a statement is longer than 16 KiB");
+    if (end - begin > longest) return true;
     begin = end + 1;
   }
+  return false;
 }
 
 /// The shader's version is checked apart, since a shader without one is taken for an old one.
 constexpr int versionWhenNoneIsGiven = 110;
 
-/// One look at a shader, whose texts must stay meanwhile.
+/// One look at a shader, whose text must stay meanwhile.
 class Shader {
  public:
-  Shader(const std::string& source, const std::string& fileName)
-      : _text(source.c_str()), _length(static_cast<int>(source.size())), _name(fileName.c_str()) {
-    _shader.setStringsWithLengthsAndNames(&_text, &_length, &_name, 1);
+  explicit Shader(const std::string& source)
+      : _text(source.c_str()), _length(static_cast<int>(source.size())) {
+    _shader.setStringsWithLengthsAndNames(&_text, &_length, &shaderName, 1);
   }
 
-  /// The text with its macros written out and its comments left out.
-  std::string preprocessed() {
+  /// The text with its macros written out and its comments left out; none where that fails.
+  std::optional<std::string> preprocessed() {
     std::string text;
     glslang::TShader::ForbidIncluder noIncludes;
     if (!_shader.preprocess(GetDefaultResources(), versionWhenNoneIsGiven, ENoProfile, false, false,
                             EShMsgDefault, &text, noIncludes))
-      throw std::runtime_error(firstFault(_shader.getInfoLog()));
+      return std::nullopt;
     return text;
   }
 
-  void check(const std::string& fileName) {
+  bool isRight() {
     if (!_shader.parse(GetDefaultResources(), versionWhenNoneIsGiven, false, EShMsgDefault))
-      throw std::runtime_error(firstFault(_shader.getInfoLog()));
+      return false;
     glslang::TProgram program;  // goes before the shader that is linked into it
     program.addShader(&_shader);
-    if (!program.link(EShMsgDefault))
-      throw std::runtime_error(fileName + ": " + firstFault(program.getInfoLog()));
+    const bool isLinked = program.link(EShMsgDefault);
+    if (!isLinked) _linkLog = program.getInfoLog();
+    return isLinked;
   }
+
+  std::string log() { return _linkLog.empty() ? _shader.getInfoLog() : _linkLog; }
 
  private:
   const char* _text;
   int _length;
-  const char* _name;
+  std::string _linkLog;
   glslang::TShader _shader{EShLangFragment};
 };
 
@@ -79,6 +103,9 @@ bool has(const ShaderVariable& variable, const std::string& qualifier) {
 
 Type typeOfUniform(const ShaderVariable& uniform) {
   const std::string& type = uniform.type;
+  const bool isSize = uniform.name == "width" || uniform.name == "height";
+  if (isSize && type != "int" && type != "float")
+    throw std::runtime_error("is the picture's size, an int or a float");
   if (uniform.isArray) throw std::runtime_error("is an array, which no port can carry");
   if (type == "float") return Type::Real;
   if (type == "int") return Type::Integer;
@@ -125,39 +152,43 @@ struct Variables {
   }
 };
 
-std::vector<Port> uniformsIn(const std::string& preprocessed) {
+void takeVariables(const std::string& source, const std::string& preprocessed,
+                   ShaderInterface& interface) {
   Variables variables;
   for (const ShaderVariable& variable : declarationsIn(preprocessed)) try {
       variables.take(variable);
     } catch (const std::runtime_error& fault) {
-      throw std::runtime_error("\"" + variable.name + "\" " + fault.what());
+      interface.faults.push_back(
+          {placeOf(source, variable.name), "\"" + variable.name + "\" " + fault.what()});
     }
   if (variables.outputs != 1)
-    throw std::runtime_error("exactly one \"out vec4\" takes the picture; there are " +
-                             std::to_string(variables.outputs));
-  return std::move(variables.uniforms);
+    interface.faults.push_back({{},
+                                "exactly one \"out vec4\" takes the picture; there are " +
+                                    std::to_string(variables.outputs)});
+  interface.uniforms = std::move(variables.uniforms);
 }
 
 }  // namespace
 
 void prepareShaderCheck() {
-  uniformsOfShader("#version 330 core\nout vec4 pixel;\nvoid main() {}\n", "");
+  interfaceOf("#version 330 core\nout vec4 pixel;\nvoid main() {}\n");
 }
 
-std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName) {
+ShaderInterface interfaceOf(const std::string& source) {
   // Never taken down again: the process ends with the compile.
   [[maybe_unused]] static const bool initialized = glslang::InitializeProcess();
 
-  const std::string preprocessed = Shader(source, fileName).preprocessed();
-  if (!isVersion330Core(preprocessed))
-    throw std::runtime_error(fileName + " does not begin with \"#version 330 core\"");
-  checkStatementLengths(preprocessed, fileName);
-  Shader(source, fileName).check(fileName);
-  try {
-    return uniformsIn(preprocessed);
-  } catch (const std::runtime_error& fault) {
-    throw std::runtime_error(fileName + ": " + fault.what());
-  }
+  Shader first(source);
+  const auto preprocessed = first.preprocessed();
+  if (!preprocessed) return {{}, faultsIn(first.log(), source)};
+  if (!isVersion330Core(*preprocessed))
+    return {{}, {{{1, 1}, "the shader does not begin with \"#version 330 core\""}}};
+  if (hasLongStatement(*preprocessed)) return {{}, {{{}, "a statement is longer than 16 KiB"}}};
+  Shader second(source);
+  if (!second.isRight()) return {{}, faultsIn(second.log(), source)};
+  ShaderInterface interface;
+  takeVariables(source, *preprocessed, interface);
+  return interface;
 }
 
 }  // namespace vuo

@@ -5,15 +5,19 @@
 #include <vector>
 
 #include "runtime/VuoPlan.h"
+#include "runtime/compiler/Faults.h"
 
 namespace vuo {
 
 /// Makes what every check of a shader needs, which takes longer than most checks.
 void prepareShaderCheck();
 
-/// Checks a fragment shader as a driver would and gives its uniforms, in the order of their
-/// declarations, as ports without values. Throws std::runtime_error with the first fault and its
-/// line; `fileName` names the shader in it. Any thread.
-std::vector<Port> uniformsOfShader(const std::string& source, const std::string& fileName);
+struct ShaderInterface {
+  std::vector<Port> uniforms;   ///< in the order of their declarations, without values
+  std::vector<FaultAt> faults;  ///< all of use only where there is none
+};
+
+/// Checks a fragment shader as a driver would. Any thread.
+ShaderInterface interfaceOf(const std::string& source);
 
 }  // namespace vuo

@@ -26,8 +26,13 @@ std::string textOf(const platform::FileDescriptor& file, const std::string& name
   if (length > longest || size > longest)
     throw std::runtime_error(name + " is larger than " + std::to_string(longest >> 20) + " MiB");
   text.resize(length);
-  if (!g_utf8_validate_len(text.data(), length, nullptr))
-    throw std::runtime_error(name + " can't be read as UTF-8 text");
+  const char* wrong = nullptr;
+  if (!g_utf8_validate_len(text.data(), length, &wrong)) {
+    const std::size_t line = static_cast<std::size_t>(std::count(static_cast<const char*>(text.data()), wrong, '\n')) + 1;
+    throw std::runtime_error(name + " can't be read as UTF-8 text: in line " +
+                             std::to_string(line) +
+                             " there is a byte that is none; save it as UTF-8");
+  }
   return text;
 }
 

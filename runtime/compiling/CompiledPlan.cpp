@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -80,23 +81,39 @@ std::string contentsOf(const platform::FileDescriptor& file) {
   return count == status.st_size ? contents : std::string();
 }
 
+brannow::CompositionFault faultFrom(const message::Fault& fault, const std::string& composition) {
+  const auto folder = std::filesystem::path(composition).parent_path();
+  return {fault.file.empty() ? composition : (folder / fault.file).string(),
+          static_cast<std::size_t>(std::max(fault.line, 0)),
+          static_cast<std::size_t>(std::max(fault.column, 0)), fault.isWarning,
+          shortened(fault.what)};
+}
+
 }  // namespace
 
-std::string compiledPlan(const std::string& compositionPath) {
+CompiledPlan compiledPlan(const std::string& compositionPath) {
+  CompiledPlan plan;
   const auto fail = [&](const std::string& what) {
-    throw std::runtime_error(compositionPath + ": " + what);
+    plan.faults.push_back({compositionPath, 0, 0, false, what});
   };
   const Result result = compile(std::filesystem::absolute(compositionPath));
-  const std::string contents = contentsOf(result.output);
   const bool exited = result.end && result.end->si_code == CLD_EXITED;
-  if (exited && contents.starts_with(faultMark)) fail(shortened(contents.substr(faultMark.size())));
-  if (!exited || result.end->si_status != 0) fail(howItEnded(result));
+  if (!exited || result.end->si_status != 0) {
+    fail(howItEnded(result));
+    return plan;
+  }
   try {
-    return planTextIn(contents);
+    const auto left = decoded<message::Result>(contentsOf(result.output));
+    bool isOfUse = true;
+    for (const message::Fault& fault : left.faults.faults) {
+      plan.faults.push_back(faultFrom(fault, compositionPath));
+      isOfUse = isOfUse && fault.isWarning;
+    }
+    if (isOfUse) plan.text = planTextIn(left.artefact);
   } catch (const std::runtime_error& fault) {
     fail(std::string("the compiler left no plan. ") + fault.what());
   }
-  return {};
+  return plan;
 }
 
 }  // namespace vuo

@@ -1,11 +1,20 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "Brannow/CompositionCheck.h"
 
 namespace vuo {
 
-/// The plan's text of the composition in that file, made by the compiler program. Throws
-/// std::runtime_error that names the file and says what is wrong with it, or how the program ended.
-std::string compiledPlan(const std::string& compositionPath);
+struct CompiledPlan {
+  std::string text;  ///< of use where no fault is an error
+  std::vector<brannow::CompositionFault> faults;
+};
+
+/// What the compiler program makes of the composition in that file; how that program ended, where
+/// it did not come to its end, is a fault too. Throws std::runtime_error where there is none to
+/// start.
+CompiledPlan compiledPlan(const std::string& compositionPath);
 
 }  // namespace vuo

@@ -7,14 +7,47 @@
 #include "runtime/compiling/ArtefactFile.h"
 #include "runtime/compiling/CompiledPlan.h"
 
+namespace {
+
+/// A line for each, as many as people can read.
+std::string errorsAmong(const std::vector<brannow::CompositionFault>& faults) {
+  constexpr std::size_t longest = 4000;
+  std::string text;
+  for (const auto& fault : faults) {
+    if (fault.isWarning) continue;
+    if (text.size() > longest) return text + "\n…";
+    text += (text.empty() ? "" : "\n") + descriptionOf(fault);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string brannow::descriptionOf(const CompositionFault& fault) {
+  std::string text = fault.file + ":";
+  for (const std::size_t number : {fault.line, fault.column})
+    if (number > 0) text += std::to_string(number) + ":";
+  return text + (fault.isWarning ? " warning: " : " ") + fault.what;
+}
+
 VuoCompiler::VuoCompiler() = default;
 VuoCompiler::~VuoCompiler() = default;
 
+std::vector<brannow::CompositionFault> VuoCompiler::faultsOf(const std::string& compositionPath) {
+  try {
+    return vuo::compiledPlan(compositionPath).faults;
+  } catch (const std::exception& fault) {
+    return {{compositionPath, 0, 0, false, fault.what()}};
+  }
+}
+
 void VuoCompiler::compileComposition(std::string compositionPath, std::string bitcodePath) {
   _plans.erase(bitcodePath);
-  std::string plan = vuo::compiledPlan(compositionPath);
-  vuo::leaveBitcode(bitcodePath, vuo::artefactOf(plan));
-  _plans.emplace(std::move(bitcodePath), std::move(plan));
+  vuo::CompiledPlan plan = vuo::compiledPlan(compositionPath);
+  if (const std::string errors = errorsAmong(plan.faults); !errors.empty())
+    throw std::runtime_error(errors);
+  vuo::leaveBitcode(bitcodePath, vuo::artefactOf(plan.text));
+  _plans.emplace(std::move(bitcodePath), std::move(plan.text));
 }
 
 void VuoCompiler::linkCompositionToCreateDynamicLibrary(std::string bitcodePath,
