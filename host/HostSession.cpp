@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <mutex>
 #include <utility>
 
 #include "Brannow/Alert.h"
@@ -14,10 +13,11 @@
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
 #include "host/Files.h"
+#include "platform/system/Mutex.h"
 
 struct LogCapture::Lines {
-  std::mutex lock;  // taken under the log's own lock; nothing is taken under it
-  std::vector<std::string> lines;
+  platform::Mutex lock;  // taken under the log's own lock; nothing is taken under it
+  std::vector<std::string> lines GUARDED_BY(lock);
 };
 
 LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
@@ -26,7 +26,7 @@ LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
     if (start == std::string::npos) return;
     const std::string text = line.substr(start);
     if (!text.starts_with("err") && !text.starts_with("ERR")) return;
-    std::lock_guard hold(lines->lock);
+    platform::LockGuard hold(lines->lock);
     lines->lines.push_back(text);
   });
 }
@@ -36,7 +36,7 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<std::string> LogCapture::take() {
-  std::lock_guard hold(_lines->lock);
+  platform::LockGuard hold(_lines->lock);
   return std::exchange(_lines->lines, {});
 }
 

@@ -88,7 +88,7 @@ void VuoGLScene::useFile(const Path& path, bool async) {
 void VuoGLScene::State::_failToLoad(const Path& path, const std::string& fault) {
   std::uint64_t load;
   {
-    std::lock_guard hold(propLock);
+    platform::LockGuard hold(propLock);
     load = loads;
   }
   _setStatus(failedStatus(path, fault), load);
@@ -140,7 +140,7 @@ bool VuoGLScene::State::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& i
                                           const Request& request) {
   const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
   if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   return loads == request.load;
 }
 
@@ -151,7 +151,7 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
                                           std::optional<std::uint64_t> insteadOf) {
   Path file = path;
   std::shared_ptr<ZQVuoComposition> read;  // then the former one, which goes after the lock
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   if (deleted && path) return 0;
   if (insteadOf && *insteadOf != loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
@@ -165,14 +165,13 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
 
 /// Leaves a runner alone that a later load has installed meanwhile.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunner(std::uint64_t load) {
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   if (!runnerContact || runnerContact->load < load) return _takeOutRunnerLocked();
   Running none;
   none.newProcess = runnerNewProcess;
   return none;
 }
 
-/// The caller holds `runnerLock`.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunnerLocked() {
   return {std::exchange(runnerCacheItem, nullptr), std::exchange(runnerContact, nullptr),
           std::exchange(runnerDelegate, nullptr), std::exchange(runner, nullptr), runnerNewProcess};
@@ -211,7 +210,7 @@ void VuoGLScene::State::_tearDown(Running running, const char* operation) {
 void VuoGLScene::State::_unloadForGood() {
   Running old;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     deleted = true;
     old = _takeOutRunnerLocked();
   }
@@ -224,7 +223,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   Path file;
   std::uint64_t load;
   {
-    std::lock_guard hold(propLock);
+    platform::LockGuard hold(propLock);
     file = filePath;
     load = loads;
   }
@@ -236,7 +235,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   bool alreadyRunning, newProcess;
   VuoCacheItem::Text source, artefact;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     alreadyRunning = runner != nullptr;
     newProcess = runnerNewProcess;
     source = item->vuoFilePath();
@@ -302,12 +301,12 @@ VuoGLScene::State::Running VuoGLScene::State::_startRunner(
 /// load while this one was starting, and when this one is lost already.
 bool VuoGLScene::State::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   old = std::exchange(runnerCacheItem, running.item);
   if (deleted || runner) return false;
   if (running.contact) {
     if (running.contact->lost) return false;
-    std::lock_guard holdProperties(propLock);
+    platform::LockGuard holdProperties(propLock);
     if (filePath != source) return false;
     running.contact->load = loads;  // another load of the same file is served as well
   }
@@ -325,7 +324,7 @@ void VuoGLScene::State::_lostContactWith(RunnerContact& contact) {
   std::uint64_t load;
   Running lost;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     contact.lost = true;
     path = scene.filePath();
     load = _setFile(std::nullopt, contact.load);

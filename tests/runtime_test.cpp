@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <filesystem>
 #include <future>
 #include <sstream>
@@ -20,6 +19,7 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 
 #include "Brannow/ZQBufferPool.h"
 #include "platform/system/FileDescriptor.h"
+#include "platform/system/Mutex.h"
 #include "runtime/JsonOwner.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/VuoGlContext.h"
@@ -111,17 +111,17 @@ class Recorder : public VuoRunnerDelegate, public VuoRunner::Watcher {
   using Reports = std::vector<std::string>;
   void add(const std::string& report) { add(report, _reports); }
   void add(const std::string& report, Reports& reports) {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     reports.push_back(report);
     _changed.notify_all();
   }
   Reports take(std::size_t count, Reports& reports) {
-    std::unique_lock hold(_lock);
-    _changed.wait(hold, [&] { return reports.size() >= count; });
+    platform::UniqueLock hold(_lock);
+    while (reports.size() < count) _changed.wait(hold);
     return std::exchange(reports, {});
   }
-  std::mutex _lock;
-  std::condition_variable _changed;
+  platform::Mutex _lock;
+  platform::ConditionVariable _changed;
   Reports _reports, _states;
 };
 

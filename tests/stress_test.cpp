@@ -67,7 +67,7 @@ class Stress : public testing::Test {
 TEST_F(Stress, LeavesNothingBehind) {
   constexpr int kThreads = 4, kScenes = 4;
   const Holdings before = afterWarmUp();
-  std::mutex slotsLock;
+  platform::Mutex slotsLock;
   std::vector<std::shared_ptr<VuoGLScene>> slots(kScenes);
   std::atomic<int> busy{kThreads};
 
@@ -82,7 +82,7 @@ TEST_F(Stress, LeavesNothingBehind) {
     for (int i = amount(60); i > 0; --i) {
       std::shared_ptr<VuoGLScene> scene;
       {
-        std::lock_guard hold(slotsLock);
+        platform::LockGuard hold(slotsLock);
         auto& slot = slots[random() % kScenes];
         if (slot && below(20) == 0) slot.reset();
         if (!slot) slot = VuoGLScene::initWithSize(16, 9);

@@ -412,7 +412,7 @@ TEST(SpinLock, LetsOneHolderInAtATime) {
   int count = 0;
   onThreads(4, [&](int) {
     for (int i = 0; i < 10'000; ++i) {
-      std::lock_guard hold(lock);
+      platform::LockGuard hold(lock);
       ++count;
     }
   });

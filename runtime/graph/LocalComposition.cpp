@@ -19,6 +19,7 @@ LocalComposition::~LocalComposition() {
 }
 
 void LocalComposition::start() {
+  platform::LockGuard hold(_joinLock);
   _thread = std::thread(&LocalComposition::live, this);
 }
 
@@ -93,7 +94,7 @@ void LocalComposition::stop() {
 }
 
 void LocalComposition::waitUntilStopped() {
-  std::lock_guard hold(_joinLock);
+  platform::LockGuard hold(_joinLock);
   if (_thread.joinable()) _thread.join();
 }
 

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "platform/system/Mutex.h"
 #include "runtime/graph/Composition.h"
 #include "runtime/graph/EventQueue.h"
 #include "runtime/graph/PictureSource.h"
@@ -51,8 +51,8 @@ class LocalComposition : public Composition {
   EventQueue _queue;
   std::promise<void> _end;
   const std::shared_future<void> _ended{_end.get_future()};
-  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
-  std::thread _thread;
+  platform::Mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
+  std::thread _thread GUARDED_BY(_joinLock);
 };
 
 }  // namespace vuo

@@ -60,7 +60,7 @@ CompositionRunner::~CompositionRunner() {
   stop();
   waitUntilStopped();
   {
-    std::lock_guard hold(_cancelling->lock);
+    platform::LockGuard hold(_cancelling->lock);
     _cancelling->composition = nullptr;
   }
   _composition = nullptr;
@@ -68,12 +68,12 @@ CompositionRunner::~CompositionRunner() {
 }
 
 void CompositionRunner::setDelegate(VuoRunnerDelegate* delegate) {
-  std::lock_guard hold(_delegateLock);
+  platform::LockGuard hold(_delegateLock);
   _delegate = delegate;
 }
 
 void CompositionRunner::setWatcher(std::weak_ptr<Watcher> watcher) {
-  std::lock_guard hold(_lifeLock);
+  platform::LockGuard hold(_lifeLock);
   _watcher = std::move(watcher);
 }
 
@@ -85,7 +85,7 @@ void CompositionRunner::setPatience(Patience patience) {
 void CompositionRunner::start() {
   std::string fault;
   {
-    std::lock_guard hold(_lifeLock);
+    platform::LockGuard hold(_lifeLock);
     State expected = State::NotStarted;
     if (!_state.compare_exchange_strong(expected, State::Running))
       throw std::runtime_error("The runner was started before");
@@ -101,7 +101,7 @@ void CompositionRunner::start() {
 }
 
 void CompositionRunner::stop() {
-  std::lock_guard hold(_lifeLock);
+  platform::LockGuard hold(_lifeLock);
   _state = State::Ended;
   _composition->stop();
   _events->end("");
@@ -180,7 +180,7 @@ std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs
 }
 
 std::string CompositionRunner::lossDescription() const {
-  std::lock_guard hold(_valuesLock);
+  platform::LockGuard hold(_valuesLock);
   return _loss;
 }
 
@@ -189,7 +189,7 @@ json_object* CompositionRunner::getPublishedOutputPortValue(Port* port) {
   const std::size_t output = indexOf(_outputs, port);
   Value value;
   {
-    std::lock_guard hold(_valuesLock);
+    platform::LockGuard hold(_valuesLock);
     value = _current[output].value;
   }
   return jsonFromValue(value).release();
@@ -254,7 +254,7 @@ void CompositionRunner::eventFinished(EventReport& report) {
 
 /// The former values leave in the report, to be given up without the lock.
 void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
-  std::lock_guard hold(_valuesLock);
+  platform::LockGuard hold(_valuesLock);
   for (OutputReport& output : report.outputs) {
     OutputState& current = _current[output.output];
     if (!output.sentData && output.fault.empty()) continue;
@@ -266,7 +266,7 @@ void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
 }
 
 std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::snapshot() const {
-  std::lock_guard hold(_valuesLock);
+  platform::LockGuard hold(_valuesLock);
   return std::make_shared<OutputSnapshot>(_outputNames, _current);
 }
 
@@ -288,10 +288,12 @@ void CompositionRunner::failed(const std::string& message) {
 }
 
 void CompositionRunner::contactLost(const std::string& how) {
+  std::string loss;
+  platform::withMemory([&] { loss = how; });
   {
-    std::lock_guard hold(_valuesLock);
+    platform::LockGuard hold(_valuesLock);
     if (_state == State::Ended) return;
-    platform::withMemory([&] { _loss = how; });  // there for whoever finds that it has ended
+    _loss = std::move(loss);  // there for whoever finds that it has ended
     _state = State::Ended;
   }
   platform::withMemory([&] { _events->end(how); });
@@ -300,7 +302,7 @@ void CompositionRunner::contactLost(const std::string& how) {
 
 template <typename Call>
 void CompositionRunner::tellDelegate(Call call) {
-  std::lock_guard hold(_delegateLock);
+  platform::LockGuard hold(_delegateLock);
   if (_delegate != nullptr) call(*_delegate);
 }
 

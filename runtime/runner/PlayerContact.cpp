@@ -56,7 +56,7 @@ void PlayerContact::fire(const std::vector<message::InputValue>& values,
   message::Event event{number, asked, values, {}, _lent.takeReturned()};
   for (const std::size_t input : inputs) event.inputs.push_back(static_cast<std::uint32_t>(input));
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _open.emplace(number, inputs);
   }
   try {
@@ -65,7 +65,7 @@ void PlayerContact::fire(const std::vector<message::InputValue>& values,
     }
     send(event, -1, patience);
   } catch (...) {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _open.erase(number);
     throw;
   }
@@ -77,7 +77,7 @@ void PlayerContact::sendValues(const std::vector<message::InputValue>& values, P
 }
 
 PlayerContact::Inputs PlayerContact::takeOpen(EventNumber event) {
-  std::lock_guard hold(_openLock);
+  platform::LockGuard hold(_openLock);
   const auto found = _open.find(event);
   if (found == _open.end()) throw ProtocolError("it ended an event that it was not at");
   Inputs inputs = std::move(found->second);
@@ -97,7 +97,7 @@ PictureTicket PlayerContact::ticketFor(std::uint64_t width, std::uint64_t height
 void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, int pixels,
                                Patience patience) {
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _picturesUnderWay.push_back(picture);
   }
   try {
@@ -105,7 +105,7 @@ void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, 
         message::InputPicture{static_cast<std::uint32_t>(input), picture.width(), picture.height()},
         pixels, patience);
   } catch (...) {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     if (!_picturesUnderWay.empty()) _picturesUnderWay.pop_back();
     throw;
   }
@@ -123,7 +123,7 @@ void PlayerContact::setPicture(std::size_t input, const NamedPicture& picture, P
 
 void PlayerContact::cancel(EventNumber number, Patience patience) {
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     if (_open.count(number) == 0) return;
   }
   if (_socket.takesAtOnce()) send(message::Cancel{number}, -1, patience);
@@ -134,7 +134,7 @@ void PlayerContact::stop(Patience patience) {
 }
 
 bool PlayerContact::hasRoom() const {
-  std::lock_guard hold(_openLock);
+  platform::LockGuard hold(_openLock);
   return _open.size() < mostOpenEvents;
 }
 
@@ -205,7 +205,7 @@ void PlayerContact::take(const message::Fault& fault, platform::FileDescriptor) 
 
 void PlayerContact::take(message::PictureTaken, platform::FileDescriptor) {
   _asides = 0;
-  std::lock_guard hold(_openLock);
+  platform::LockGuard hold(_openLock);
   if (_picturesUnderWay.empty()) throw ProtocolError("it took a picture that it was not given");
   _picturesUnderWay.pop_front();
 }

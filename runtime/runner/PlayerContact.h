@@ -3,10 +3,10 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "platform/system/Mutex.h"
 #include "runtime/graph/Composition.h"
 #include "runtime/sharing/InputTextures.h"
 #include "runtime/sharing/LentTextures.h"
@@ -110,9 +110,9 @@ class PlayerContact {
   const std::shared_ptr<const bool> _pictures = std::make_shared<bool>();  ///< each ticket has it
   MessageSocket _socket;
 
-  mutable std::mutex _openLock;         ///< guards the fields below; no lock is taken inside it
-  std::map<EventNumber, Inputs> _open;  ///< what was sent and not finished
-  std::deque<PictureTicket> _picturesUnderWay;
+  mutable platform::Mutex _openLock;                          ///< no lock is taken inside it
+  std::map<EventNumber, Inputs> _open GUARDED_BY(_openLock);  ///< what was sent and not finished
+  std::deque<PictureTicket> _picturesUnderWay GUARDED_BY(_openLock);
 
   std::atomic<std::uint32_t> _nextTexture = 0;
   const bool _mayShareTextures;

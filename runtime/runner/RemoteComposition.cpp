@@ -66,15 +66,17 @@ RemoteComposition::~RemoteComposition() {
 }
 
 void RemoteComposition::start() {
-  if (!_contact || !_wake)
+  if (!_contact || !_wake) {
+    platform::LockGuard hold(_lossLock);
     throw std::runtime_error(_loss.empty() ? "There is no socket left for the player" : _loss);
+  }
   platform::globalConcurrentQueue().after(startDelay, [weak = weak_from_this()] {
     if (const auto composition = weak.lock()) composition->startThread();
   });
 }
 
 void RemoteComposition::startThread() {
-  std::lock_guard hold(_joinLock);
+  platform::LockGuard hold(_joinLock);
   if (_stopping) return;
   try {
     _thread = std::thread(&RemoteComposition::live, this);
@@ -93,7 +95,7 @@ void RemoteComposition::setValue(std::size_t input, json_object* value) {
     kept = pictureOf(value);
   else
     kept = valueThatFits(valueFromJson(type, value));
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   _backlog.set(input, kept);
 }
 
@@ -108,7 +110,7 @@ RemoteComposition::Kept RemoteComposition::pictureOf(json_object* value) const {
 /// The caller sends what the player takes at once. All else is left to the thread.
 bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
   if (_gone) return true;  // the end of all events is being told, or has been
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   const bool isNext = !_backlog.hasEvents() && !_handsOver;
   const bool waits = _backlog.fire(std::move(inputs), number, asked);
   if (!isNext || !isSmall(_backlog.next()) || !_contact->takesAtOnce()) {
@@ -148,7 +150,7 @@ void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseco
 /// One that the player has already may be finished before the word gets there.
 bool RemoteComposition::cancel(EventNumber number) {
   std::optional<Backlog::Values> outdated;  // destroyed after the lock is released
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   outdated = _backlog.cancel(number);
   if (outdated) return true;
   if (!_gone) _contact->cancel(number, callersPatience);
@@ -166,7 +168,7 @@ bool RemoteComposition::giveUp(const std::string& why) {
 }
 
 void RemoteComposition::lose(const std::string& how) {
-  std::lock_guard hold(_lossLock);
+  platform::LockGuard hold(_lossLock);
   if (_loss.empty()) _loss = how;
 }
 
@@ -213,7 +215,7 @@ std::optional<std::chrono::milliseconds> RemoteComposition::awaitMessage() {
     handOver();
     short what = POLLIN;
     {
-      std::lock_guard hold(_backlogLock);
+      platform::LockGuard hold(_backlogLock);
       if (_backlog.hasEvents() && _contact->hasRoom()) what |= POLLOUT;
     }
     pollfd awaited[] = {{_contact->descriptor(), what, 0},
@@ -238,7 +240,7 @@ void RemoteComposition::handOver() {
     Backlog::Drops drops;
     std::optional<Backlog::Event> event;
     {
-      std::lock_guard hold(_backlogLock);
+      platform::LockGuard hold(_backlogLock);
       drops = _backlog.takeDrops();
       if (_backlog.hasEvents() && _contact->takesAtOnce()) event = _backlog.take();
       _handsOver = event.has_value();
@@ -254,7 +256,7 @@ void RemoteComposition::handOver() {
 std::string RemoteComposition::howItEnded() {
   std::string how;
   {
-    std::lock_guard hold(_lossLock);
+    platform::LockGuard hold(_lossLock);
     how = _loss;
   }
   if (!_process) return how;
@@ -270,7 +272,7 @@ std::string RemoteComposition::howItEnded() {
 void RemoteComposition::stop() {
   if (!_contact || _stopping.exchange(true)) return;
   try {
-    std::lock_guard hold(_backlogLock);
+    platform::LockGuard hold(_backlogLock);
     if (!_handsOver) _contact->stop(std::chrono::milliseconds(0));
   } catch (const std::exception&) {
     // The end of the contact says it too.
@@ -279,7 +281,7 @@ void RemoteComposition::stop() {
 }
 
 void RemoteComposition::waitUntilStopped() {
-  std::lock_guard hold(_joinLock);
+  platform::LockGuard hold(_joinLock);
   if (_thread.joinable()) _thread.join();
 }
 

@@ -3,13 +3,13 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <variant>
 #include <vector>
 
+#include "platform/system/Mutex.h"
 #include "runtime/graph/EventBacklog.h"
 #include "runtime/process/ChildProcess.h"
 #include "runtime/runner/PlayerContact.h"
@@ -66,15 +66,15 @@ class RemoteComposition : public Composition,
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
-  std::mutex _lossLock;  ///< guards the field below; no lock is taken inside it
-  std::string _loss;     ///< why contact is lost, where that is known
+  platform::Mutex _lossLock;                ///< no lock is taken inside it
+  std::string _loss GUARDED_BY(_lossLock);  ///< why contact is lost, where that is known
 
-  std::mutex _backlogLock;  ///< guards the fields below, and keeps events in order; then _contact's
-  Backlog _backlog;
-  bool _handsOver = false;  ///< an event that is no longer in the backlog
+  platform::Mutex _backlogLock;  ///< keeps events in order; taken before _contact's
+  Backlog _backlog GUARDED_BY(_backlogLock);
+  bool _handsOver GUARDED_BY(_backlogLock) = false;  ///< an event that is no longer in the backlog
 
-  std::mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
-  std::thread _thread;
+  platform::Mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
+  std::thread _thread GUARDED_BY(_joinLock);
   // Of the thread:
   std::unique_ptr<ChildProcess> _process;
   std::optional<std::chrono::steady_clock::time_point> _lastWordsEnd;  ///< once it has ended

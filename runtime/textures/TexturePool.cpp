@@ -68,14 +68,14 @@ void sampleLikeAPicture() {
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;
   const std::shared_ptr<PictureBudget> budget;
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
-  Textures idle;    ///< the one that was used last stands last
-  std::uint64_t imagesMade = 0;
-  bool ended = false;
+  platform::Mutex lock;            ///< no lock is taken inside it
+  Textures idle GUARDED_BY(lock);  ///< the one that was used last stands last
+  std::uint64_t imagesMade GUARDED_BY(lock) = 0;
+  bool ended GUARDED_BY(lock) = false;
 
   /// One, or none.
   Textures take(std::uint64_t width, std::uint64_t height) {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     const auto found = std::find_if(idle.rbegin(), idle.rend(), [&](const Texture& texture) {
       return texture.width == width && texture.height == height;
     });
@@ -85,10 +85,10 @@ struct TexturePool::State {
   }
 
   Textures takeOld() {
-    std::lock_guard hold(lock);
-    ++imagesMade;
-    const auto young = std::find_if(idle.begin(), idle.end(), [&](const Texture& texture) {
-      return imagesMade - texture.idleSince <= longestIdleness;
+    platform::LockGuard hold(lock);
+    const std::uint64_t made = ++imagesMade;
+    const auto young = std::find_if(idle.begin(), idle.end(), [made](const Texture& texture) {
+      return made - texture.idleSince <= longestIdleness;
     });
     Textures old;
     old.splice(old.end(), idle, idle.begin(), young);
@@ -96,20 +96,20 @@ struct TexturePool::State {
   }
 
   Textures takeAll() {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     return std::exchange(idle, {});
   }
 
   /// Leaves it when the pool has ended.
   void keep(Textures& texture) {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     if (ended) return;
     for (Texture& one : texture) one.idleSince = imagesMade;
     idle.splice(idle.end(), texture);
   }
 
   Textures end() {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     ended = true;
     return std::exchange(idle, {});
   }

@@ -87,7 +87,7 @@ bool MessageSocket::send(const std::string& bytes, int descriptor, Patience pati
   const auto length = static_cast<Length>(bytes.size());
   std::string whole(reinterpret_cast<const char*>(&length), sizeof length);
   whole.append(bytes);
-  std::lock_guard hold(_sendLock);
+  platform::LockGuard hold(_sendLock);
   if (sendAll(whole, descriptor, after(patience))) return true;
   shutDown();  // part of the message may have been sent
   return false;
