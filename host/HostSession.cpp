@@ -13,31 +13,13 @@
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
 #include "host/Files.h"
-#include "platform/system/Mutex.h"
 
-struct LogCapture::Lines {
-  platform::Mutex lock;  // taken under the log's own lock; nothing is taken under it
-  std::vector<std::string> lines GUARDED_BY(lock);
-};
-
-LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
-  brannow::setLogSink([lines = _lines](const std::string& line) {
-    const auto start = line.find_first_not_of('\t');
-    if (start == std::string::npos) return;
-    const std::string text = line.substr(start);
-    if (!text.starts_with("err") && !text.starts_with("ERR")) return;
-    platform::LockGuard hold(lines->lock);
-    lines->lines.push_back(text);
-  });
+LogSilencer::LogSilencer() {
+  brannow::setLogSink([](const std::string&) {});
 }
 
-LogCapture::~LogCapture() {
+LogSilencer::~LogSilencer() {
   brannow::setLogSink({});
-}
-
-std::vector<std::string> LogCapture::take() {
-  platform::LockGuard hold(_lines->lock);
-  return std::exchange(_lines->lines, {});
 }
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {

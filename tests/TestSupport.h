@@ -49,7 +49,7 @@ class TestLog {
   }
   ~TestLog() { platform::setLogSink({}); }
 
-  std::vector<std::string> take() {
+  std::vector<std::string> drain() {
     platform::LockGuard hold(_lock);
     return std::exchange(_lines, {});
   }

@@ -38,7 +38,7 @@ void FrameMaker::ask(Job job) {
   _changed.notify_one();
 }
 
-std::vector<FrameMaker::Frame> FrameMaker::take() {
+std::vector<FrameMaker::Frame> FrameMaker::popFrames() {
   platform::LockGuard hold(_lock);
   return std::exchange(_frames, {});
 }

@@ -40,8 +40,8 @@ class FrameMaker {
   /// a job has set goes into the next frame in any case.
   void ask(Job job);
   /// The frames that are done, the latest last. Forgets them.
-  std::vector<Frame> take();
-  /// Whether `take` would bring something by and by.
+  std::vector<Frame> popFrames();
+  /// Whether `popFrames` would bring something by and by.
   bool isBusy() const;
 
  private:

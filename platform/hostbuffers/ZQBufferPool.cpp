@@ -173,7 +173,7 @@ struct ZQBufferPool::State {
   bool onGpu(Work work) EXCLUDES(gpuLock, idleLock);
   void readLimits();
   bool fits(const Texture& kind) const;
-  std::optional<Texture> takeIdle(const Texture& kind);
+  std::optional<Texture> popIdle(const Texture& kind);
   bool keep(const Texture& texture) REQUIRES(idleLock);
   std::optional<Texture> make(Texture kind);
   bool makeElsewhere(Texture& kind) EXCLUDES(gpuLock, idleLock);
@@ -205,7 +205,7 @@ bool ZQBufferPool::State::fits(const Texture& kind) const {
   return kind.width > 0 && kind.width <= largest && kind.height > 0 && kind.height <= largest;
 }
 
-std::optional<Texture> ZQBufferPool::State::takeIdle(const Texture& kind) {
+std::optional<Texture> ZQBufferPool::State::popIdle(const Texture& kind) {
   platform::LockGuard guard(idleLock);
   const auto found = std::find_if(idle.begin(), idle.end(),
                                   [&](const Texture& texture) { return texture.sameKind(kind); });
@@ -292,7 +292,7 @@ ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height,
   const Texture kind{target, width, height, 0};
   if (deleted() || !_state->fits(kind)) return nullptr;
   auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(this));
-  std::optional<Texture> texture = _state->takeIdle(kind);
+  std::optional<Texture> texture = _state->popIdle(kind);
   if (!texture) texture = _state->make(kind);
   if (!texture) return nullptr;
 

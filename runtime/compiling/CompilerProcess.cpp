@@ -34,7 +34,7 @@ ContainedProgram compilerWith(int socket) {
 
 }  // namespace
 
-std::unique_ptr<CompilerProcess> CompilerProcess::take() {
+std::unique_ptr<CompilerProcess> CompilerProcess::acquire() {
   std::unique_ptr<CompilerProcess> compiler;
   {
     platform::LockGuard hold(ready().lock);

@@ -28,8 +28,8 @@ std::optional<EventQueue::Work> EventQueue::next() {
   platform::UniqueLock hold(_lock);
   while (!_ended && !_backlog.hasEvents() && !_backlog.hasDrops()) _changed.wait(hold);
   if (_ended) return std::nullopt;
-  Work work{_backlog.takeDrops(), std::nullopt};
-  if (_backlog.hasEvents()) work.event = _backlog.take();
+  Work work{_backlog.popDrops(), std::nullopt};
+  if (_backlog.hasEvents()) work.event = _backlog.pop();
   return work;
 }
 

@@ -57,7 +57,7 @@ struct PlayerTextures::Loan {
 
 PlayerTextures::PlayerTextures() : _state(std::make_shared<State>()) {}
 
-void PlayerTextures::take(message::Texture& said, platform::FileDescriptor memory) {
+void PlayerTextures::handle(message::Texture& said, platform::FileDescriptor memory) {
   pixelBytes(said.width, said.height);  // throws for a size that no picture may have
   Shared texture{{said.width, said.height, said.memory, said.isDedicated, std::move(said.head),
                   std::move(memory)},
@@ -68,7 +68,7 @@ void PlayerTextures::take(message::Texture& said, platform::FileDescriptor memor
     throw ProtocolError("it used a texture's number twice");
 }
 
-void PlayerTextures::take(const message::TextureGone& gone) {
+void PlayerTextures::handle(const message::TextureGone& gone) {
   platform::LockGuard hold(_state->lock);
   _state->input(gone.texture).isGone = true;
 }
@@ -154,7 +154,7 @@ std::optional<std::uint32_t> PlayerTextures::handOver(const ImageRef& image) {
   return number;
 }
 
-std::vector<std::uint32_t> PlayerTextures::takeLeft() {
+std::vector<std::uint32_t> PlayerTextures::popLeft() {
   platform::LockGuard hold(_state->lock);
   return std::exchange(_state->left, {});
 }

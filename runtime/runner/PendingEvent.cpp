@@ -77,7 +77,7 @@ EventHandle::~EventHandle() {
   if (!cancelling) return;
   platform::LockGuard hold(cancelling->lock);
   try {
-    if (cancelling->composition != nullptr && cancelling->composition->cancel(_event->number))
+    if (cancelling->instance != nullptr && cancelling->instance->cancel(_event->number))
       cancelling->events->finish(_event->number);
   } catch (const std::exception&) {
     // The composition is gone: there is nothing left to cancel.

@@ -9,7 +9,7 @@
 
 #include "platform/system/Mutex.h"
 #include "runtime/VuoRunner.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 
 namespace vuo {
 
@@ -74,7 +74,7 @@ class OpenEvents;
 /// The way of an event that is given up to its composition, as long as there is one.
 struct Cancelling {
   platform::Mutex lock;  ///< held while the composition is called
-  Composition* composition GUARDED_BY(lock) PT_GUARDED_BY(lock);
+  Instance* instance GUARDED_BY(lock) PT_GUARDED_BY(lock);
   const std::shared_ptr<OpenEvents> events;
 };
 

@@ -91,7 +91,7 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
           _budget->hasRoomFor(4 * bytes))
         try {
           offer(TextureSharing::make(image->pixelsWide, image->pixelsHigh,
-                                     PictureBudget::take(_budget, bytes)),
+                                     PictureBudget::reserve(_budget, bytes)),
                 true, number++);
         } catch (const std::exception& fault) {
           TextureSharing::fellBack(fault.what());

@@ -79,7 +79,8 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
       const std::size_t bytes = pixelBytes(width, height);
       // What is on its way through memory needs some, too.
       if (!_budget->hasRoomFor(4 * bytes)) return;
-      const auto texture = TextureSharing::make(width, height, PictureBudget::take(_budget, bytes));
+      const auto texture =
+          TextureSharing::make(width, height, PictureBudget::reserve(_budget, bytes));
       const std::uint32_t number = nextNumber++;
       {
         platform::LockGuard hold(_state->lock);
@@ -148,7 +149,7 @@ void LentTextures::giveBack(VuoImage image) {
   loan->state->returned.push_back(loan->number);
 }
 
-std::vector<std::uint32_t> LentTextures::takeReturned() {
+std::vector<std::uint32_t> LentTextures::popReturned() {
   platform::LockGuard hold(_state->lock);
   for (const std::uint32_t number : _state->returned) {
     const auto found = _state->lent.find(number);

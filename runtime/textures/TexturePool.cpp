@@ -74,7 +74,7 @@ struct TexturePool::State {
   bool ended GUARDED_BY(lock) = false;
 
   /// One, or none.
-  Textures take(std::uint64_t width, std::uint64_t height) {
+  Textures popIdle(std::uint64_t width, std::uint64_t height) {
     platform::LockGuard hold(lock);
     const auto found = std::find_if(idle.rbegin(), idle.rend(), [&](const Texture& texture) {
       return texture.width == width && texture.height == height;
@@ -84,7 +84,7 @@ struct TexturePool::State {
     return taken;
   }
 
-  Textures takeOld() {
+  Textures popOld() {
     platform::LockGuard hold(lock);
     const std::uint64_t made = ++imagesMade;
     const auto young = std::find_if(idle.begin(), idle.end(), [made](const Texture& texture) {
@@ -95,7 +95,7 @@ struct TexturePool::State {
     return old;
   }
 
-  Textures takeAll() {
+  Textures popAll() {
     platform::LockGuard hold(lock);
     return std::exchange(idle, {});
   }
@@ -141,12 +141,12 @@ TexturePool::~TexturePool() {
 
 ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
   const std::size_t bytes = pixelBytes(width, height);
-  deleteTextures(_state->takeOld());
+  deleteTextures(_state->popOld());
   auto loan = std::make_unique<Loan>(_state);
-  loan->texture = _state->take(width, height);
+  loan->texture = _state->popIdle(width, height);
   if (loan->texture.empty()) {
-    if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->takeAll());
-    loan->texture = newTexture(width, height, PictureBudget::take(_state->budget, bytes));
+    if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->popAll());
+    loan->texture = newTexture(width, height, PictureBudget::reserve(_state->budget, bytes));
   }
   const std::uint32_t name = loan->texture.front().name;
   ImageRef image(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack, loan.get()));
@@ -155,7 +155,7 @@ ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
 }
 
 void TexturePool::madeElsewhere() {
-  deleteTextures(_state->takeOld());
+  deleteTextures(_state->popOld());
 }
 
 void TexturePool::giveBack(VuoImage image) {

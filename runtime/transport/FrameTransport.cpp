@@ -35,13 +35,13 @@ struct HandBack {
 FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
     : _socket(socket), _memory(mostPerEvent + spareBuffers), _buffers(_memory.size()) {}
 
-void FrameSender::take(const message::BufferBack& back) {
+void FrameSender::handle(const message::BufferBack& back) {
   if (back.buffer >= _memory.size()) throw ProtocolError("it gave back a buffer that there is not");
   release(back.buffer, back.isLost);
 }
 
 message::PictureInBuffer FrameSender::send(const ImageRef& image) {
-  const std::size_t buffer = takeFreeBuffer();
+  const std::size_t buffer = acquireFreeBuffer();
   try {
     makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
     if (!readPixels(image.get(), _memory[buffer]->bytes()))
@@ -53,7 +53,7 @@ message::PictureInBuffer FrameSender::send(const ImageRef& image) {
   return {static_cast<std::uint32_t>(buffer), image->pixelsWide, image->pixelsHigh};
 }
 
-std::size_t FrameSender::takeFreeBuffer() {
+std::size_t FrameSender::acquireFreeBuffer() {
   platform::UniqueLock hold(_lock);
   std::size_t buffer = firstFreeBuffer();
   for (; !_closed && buffer == _buffers.size(); buffer = firstFreeBuffer()) _changed.wait(hold);
@@ -103,7 +103,7 @@ FrameReceiver::FrameReceiver(MessageSocket& socket, std::size_t mostPerEvent,
     : _socket(socket), _budget(std::move(budget)), _buffers(mostPerEvent + spareBuffers) {}
 
 /// Where there is no room for the memory, the frames that lie in it say so.
-void FrameReceiver::take(const message::Buffer& announced, platform::FileDescriptor memory) {
+void FrameReceiver::handle(const message::Buffer& announced, platform::FileDescriptor memory) {
   if (announced.buffer >= _buffers.size()) throw ProtocolError("it made one buffer too many");
   if (announced.size == 0 || announced.size > largestPicture)
     throw ProtocolError("it made a buffer of " + std::to_string(announced.size) + " bytes");
@@ -114,7 +114,7 @@ void FrameReceiver::take(const message::Buffer& announced, platform::FileDescrip
     return;
   }
   try {
-    buffer.share = PictureBudget::take(_budget, announced.size);
+    buffer.share = PictureBudget::reserve(_budget, announced.size);
     buffer.memory = std::make_unique<SharedMemory>(std::move(memory), announced.size);
   } catch (const ProtocolError&) {
     throw;

@@ -23,7 +23,7 @@ class FrameSender {
   /// the host has them all. Throws std::runtime_error when that fails or the host is gone.
   message::PictureInBuffer send(const ImageRef& image);
   /// Any thread. Throws ProtocolError when there is no such buffer.
-  void take(const message::BufferBack& back);
+  void handle(const message::BufferBack& back);
   /// The host is gone: nobody waits any more. Any thread.
   void close();
 
@@ -33,7 +33,7 @@ class FrameSender {
     bool isLost = false;  ///< for the host
   };
 
-  std::size_t takeFreeBuffer();
+  std::size_t acquireFreeBuffer();
   std::size_t firstFreeBuffer() const REQUIRES(_lock);
   void makeLargeEnough(std::size_t buffer, std::size_t size);
   void release(std::size_t buffer, bool isLost);
@@ -53,7 +53,7 @@ class FrameReceiver {
                 std::shared_ptr<PictureBudget> budget);
 
   /// Throws ProtocolError when the player may have no such buffer.
-  void take(const message::Buffer& buffer, platform::FileDescriptor memory);
+  void handle(const message::Buffer& buffer, platform::FileDescriptor memory);
   /// The image of a frame, complete on the GPU; what it lay in goes back to the player. Throws
   /// ProtocolError when the frame makes no sense, and another std::runtime_error when there is no
   /// room for it in the budget or on the machine.

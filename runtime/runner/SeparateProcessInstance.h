@@ -18,12 +18,12 @@ namespace vuo {
 
 /// A composition that runs in a process of its own. One thread here starts the process, takes in
 /// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
-class RemoteComposition : public Composition,
-                          public std::enable_shared_from_this<RemoteComposition> {
+class SeparateProcessInstance : public Instance,
+                                public std::enable_shared_from_this<SeparateProcessInstance> {
  public:
-  RemoteComposition(platform::FileDescriptor artefact, ContainedProgram player,
-                    PublishedPorts ports, CompositionListener& listener);
-  ~RemoteComposition() override;
+  SeparateProcessInstance(platform::FileDescriptor artefact, ContainedProgram player,
+                          PublishedPorts ports, InstanceListener& listener);
+  ~SeparateProcessInstance() override;
 
   void start() override;
   void setValue(std::size_t input, json_object* value) override;
@@ -59,7 +59,7 @@ class RemoteComposition : public Composition,
   const platform::FileDescriptor _artefact;
   ContainedProgram _player;
   const PublishedPorts _ports;
-  CompositionListener& _listener;
+  InstanceListener& _listener;
   std::unique_ptr<PlayerContact> _contact;  ///< null where there was none to be had
   platform::FileDescriptor _playersEnd;     ///< until the player has it
   platform::FileDescriptor _wake;           ///< readable when the thread here has something to do

@@ -10,7 +10,7 @@
 #include "platform/system/Mutex.h"
 #include "runtime/VuoRunner.h"
 #include "runtime/VuoRunnerDelegate.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/runner/OpenEvents.h"
 #include "runtime/runner/RunningAtExit.h"
 
@@ -18,15 +18,15 @@ namespace vuo {
 
 /// The runner of any composition, wherever it runs: keeps its published ports, the current values
 /// of the outputs, and the delegate.
-class CompositionRunner final : public VuoRunner, private CompositionListener {
+class InstanceRunner final : public VuoRunner, private InstanceListener {
  public:
-  using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
+  using MakeInstance = std::function<std::shared_ptr<Instance>(InstanceListener&)>;
 
   /// `published` are the ports of the composition that is made. `fileToDelete`, where not empty,
   /// goes with the runner.
-  CompositionRunner(const PublishedPorts& published, const MakeComposition& makeComposition,
-                    std::string fileToDelete);
-  ~CompositionRunner() override;
+  InstanceRunner(const PublishedPorts& published, const MakeInstance& makeInstance,
+                 std::string fileToDelete);
+  ~InstanceRunner() override;
 
   void setDelegate(VuoRunnerDelegate* delegate) override;
   void setWatcher(std::weak_ptr<Watcher> watcher) override;
@@ -88,9 +88,9 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
 
   bool _hasReported = false;  ///< of the thread that reports
 
-  std::shared_ptr<Composition> _composition;  ///< uses what stands above
-  std::shared_ptr<Cancelling> _cancelling;    ///< lets events that are given up reach it
-  std::optional<RunningAtExit> _atExit;       ///< comes last and goes first, with no lock held
+  std::shared_ptr<Instance> _instance;      ///< uses what stands above
+  std::shared_ptr<Cancelling> _cancelling;  ///< lets events that are given up reach it
+  std::optional<RunningAtExit> _atExit;     ///< comes last and goes first, with no lock held
 };
 
 }  // namespace vuo
