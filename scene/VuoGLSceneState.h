@@ -41,9 +41,11 @@ struct VuoGLScene::State {
 
   // --- a load: the file, the cache's answer, the runner; and how a runner goes
 
-  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile)
+  /// Tells the number of the load as soon as there is one.
+  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile, std::uint64_t& load)
       EXCLUDES(runnerLock, propLock);
-  void _failToLoad(const Path& path, const std::string& fault);
+  void _failToLoad(const Path& path, std::uint64_t load, const std::string& fault)
+      EXCLUDES(runnerLock, propLock);
   std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {})
       EXCLUDES(propLock);
   void _fetch(const Request& request) EXCLUDES(runnerLock, propLock);
