@@ -47,8 +47,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${summary} (development files)\n${about}\n\n\
 This package contains the headers and what CMake and pkg-config need to find
 the library.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "${library_package} (= ${BRANNOW_DEB_VERSION}), libjson-c-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION})")
 
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME ${command_package})
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION graphics)

@@ -110,16 +110,19 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
 }
 
 /// What an overtaken load has to say is dropped. Changes reach the main queue in their order, also
-/// where no handler waits for them: who serves the queue may look at the status instead.
+/// where no handler waits for them: who serves the queue may look at the status instead. One that
+/// could not be told for want of memory is told with the next call.
 void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load) {
   {
     std::lock_guard hold(statusLock);
     if (load < statusLoad) return;
     statusLoad = load;
-    if (status == newStatus) return;
-    status = std::move(newStatus);
-    if (deleted) return;
-    statusesToTell.push_back(statusHandler ? std::optional(status) : std::nullopt);
+    if (!(status == newStatus)) {
+      if (!deleted)
+        statusesToTell.push_back(statusHandler ? std::optional(newStatus) : std::nullopt);
+      status = std::move(newStatus);
+    }
+    if (statusesToTell.empty()) return;
   }
   // Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
   platform::MainQueue::shared().async([weak = scene.weak_from_this()] {
@@ -128,13 +131,16 @@ void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load)
 }
 
 void VuoGLScene::State::_tellStatus() {
-  std::shared_ptr<const StatusHandler> handler;
-  std::optional<VuoSceneStatus> told;
-  {
-    std::lock_guard hold(statusLock);
-    told = std::move(statusesToTell.front());
-    statusesToTell.pop_front();
-    handler = statusHandler;
+  for (;;) {
+    std::shared_ptr<const StatusHandler> handler;
+    std::optional<VuoSceneStatus> told;
+    {
+      std::lock_guard hold(statusLock);
+      if (statusesToTell.empty()) return;
+      told = std::move(statusesToTell.front());
+      statusesToTell.pop_front();
+      handler = statusHandler;
+    }
+    if (told && handler && !deleted) (*handler)(*told);
   }
-  if (told && handler && !deleted) (*handler)(*told);
 }

@@ -54,8 +54,10 @@ void VuoGLScene::runnerDelegateLostContactWithComposition() {
     std::lock_guard hold(_state->runnerLock);
     contact = _state->runnerContact;
   }
+  std::uint64_t load = 0;
   _state->_useFile(std::nullopt, false,
-                   {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""});
+                   {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""},
+                   load);
 }
 
 void VuoGLScene::State::_logLostContact(const Path& path) {

@@ -42,8 +42,9 @@ struct VuoGLScene::State {
 
   // --- a load: the file, the cache's answer, the runner; and how a runner goes
 
-  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
-  void _failToLoad(const Path& path, const std::string& fault);
+  /// Tells the number of the load as soon as there is one.
+  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile, std::uint64_t& load);
+  void _failToLoad(const Path& path, std::uint64_t load, const std::string& fault);
   std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
   void _fetch(const Request& request);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);

@@ -301,7 +301,10 @@ Outcome livedThrough(const std::string& folder, std::vector<Round> rounds) {
     settle();
     refuse(false);
     if (round.kind && callsLeft > 0) outcome.over += textOf(round);
-    outcome.wrong += story.raised + (refusesTheRest ? "" : story.endless);
+    if (const auto wrong = story.raised + (refusesTheRest ? "" : story.endless); !wrong.empty()) {
+      outcome.wrong += textOf(round) + wrong;
+      backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
+    }
     if (!round.kind && !story.missing.empty()) {
       outcome.wrong += story.missing;
       for (const auto& line : log.take()) outcome.wrong += "  " + line + "\n";
@@ -332,7 +335,6 @@ Outcome outcomeOf(const std::vector<Round>& rounds) {
         ::_exit(1);
       });
     const Outcome outcome = livedThrough(folder.path, rounds);
-    if (!outcome.wrong.empty()) backtrace_symbols_fd(site, siteDepth, STDERR_FILENO);
     std::ofstream(report) << outcome.over << "\n" << outcome.held << "\n" << outcome.wrong;
     ::_exit(0);
   }
