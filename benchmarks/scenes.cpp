@@ -43,8 +43,11 @@ int parentOf(const fs::path& folder) {
 /// This process and those that it has started.
 std::vector<std::string> processFolders() {
   std::vector<std::string> folders{"/proc/self"};
-  for (const auto& entry : fs::directory_iterator("/proc"))
-    if (parentOf(entry.path()) == getpid()) folders.push_back(entry.path());
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename();
+    const bool isProcess = name.find_first_not_of("0123456789") == name.npos;
+    if (isProcess && parentOf(entry.path()) == getpid()) folders.push_back(entry.path());
+  }
   return folders;
 }
 
