@@ -2,10 +2,11 @@
 
 #include <charconv>
 #include <cstdio>
-#include <mutex>
+#include <functional>
 
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/PropertyList.h"
 #include "platform/system/SpinLock.h"
 #include "platform/system/WithMemory.h"
@@ -60,24 +61,29 @@ bool exists(const VuoCacheItem::Text& path) {
 }  // namespace
 
 struct VuoCacheItem::Fields {
+  struct Values {
+    Text vuoFilePath;
+    Date modDate;
+    Text cachedDylibPath;
+    Text cachedExePath;
+    Text appPathWhenExeCompiled;
+  };
+
   template <class Field>
-  Field read(Field Fields::*field) const {
-    std::lock_guard hold(lock);
-    return this->*field;
+  Field read(Field Values::*field) const {
+    platform::LockGuard hold(lock);
+    return std::invoke(field, values);
   }
   template <class Field>
-  void write(Field Fields::*field, Field value) {
-    std::lock_guard hold(lock);
-    std::swap(this->*field, value);  // the old value goes after the lock has been released
+  void write(Field Values::*field, std::type_identity_t<Field> value) {
+    platform::LockGuard hold(lock);
+    // The old value goes after the lock has been released.
+    std::swap(std::invoke(field, values), value);
   }
 
-  // Guards the fields, each for the length of one copy; nothing is taken under it.
+  // Held for the length of one copy; nothing is taken under it.
   mutable platform::SpinLock lock;
-  Text vuoFilePath;
-  Date modDate;
-  Text cachedDylibPath;
-  Text cachedExePath;
-  Text appPathWhenExeCompiled;
+  Values values GUARDED_BY(lock);
 };
 
 VuoCacheItem::VuoCacheItem() : _fields(std::make_unique<Fields>()) {}
@@ -85,38 +91,38 @@ VuoCacheItem::VuoCacheItem() : _fields(std::make_unique<Fields>()) {}
 VuoCacheItem::~VuoCacheItem() = default;
 
 VuoCacheItem::Text VuoCacheItem::vuoFilePath() const {
-  return _fields->read(&Fields::vuoFilePath);
+  return _fields->read(&Fields::Values::vuoFilePath);
 }
 void VuoCacheItem::setVuoFilePath(Text path) {
-  _fields->write(&Fields::vuoFilePath, std::move(path));
+  _fields->write(&Fields::Values::vuoFilePath, std::move(path));
 }
 
 VuoCacheItem::Date VuoCacheItem::modDate() const {
-  return _fields->read(&Fields::modDate);
+  return _fields->read(&Fields::Values::modDate);
 }
 void VuoCacheItem::setModDate(Date date) {
-  _fields->write(&Fields::modDate, std::move(date));
+  _fields->write(&Fields::Values::modDate, std::move(date));
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedDylibPath() const {
-  return _fields->read(&Fields::cachedDylibPath);
+  return _fields->read(&Fields::Values::cachedDylibPath);
 }
 void VuoCacheItem::setCachedDylibPath(Text path) {
-  _fields->write(&Fields::cachedDylibPath, std::move(path));
+  _fields->write(&Fields::Values::cachedDylibPath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedExePath() const {
-  return _fields->read(&Fields::cachedExePath);
+  return _fields->read(&Fields::Values::cachedExePath);
 }
 void VuoCacheItem::setCachedExePath(Text path) {
-  _fields->write(&Fields::cachedExePath, std::move(path));
+  _fields->write(&Fields::Values::cachedExePath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::appPathWhenExeCompiled() const {
-  return _fields->read(&Fields::appPathWhenExeCompiled);
+  return _fields->read(&Fields::Values::appPathWhenExeCompiled);
 }
 void VuoCacheItem::setAppPathWhenExeCompiled(Text path) {
-  _fields->write(&Fields::appPathWhenExeCompiled, std::move(path));
+  _fields->write(&Fields::Values::appPathWhenExeCompiled, std::move(path));
 }
 
 std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text cachedDylib,
@@ -124,11 +130,9 @@ std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text c
                                                             Text appPathWhenCompiled) {
   auto item = platform::orNothing([] { return std::make_shared<VuoCacheItem>(); });
   if (!item) return nullptr;
-  item->_fields->vuoFilePath = std::move(vuoFile);
-  item->_fields->cachedDylibPath = std::move(cachedDylib);
-  item->_fields->cachedExePath = std::move(cachedExe);
-  item->_fields->modDate = modDate;
-  item->_fields->appPathWhenExeCompiled = std::move(appPathWhenCompiled);
+  platform::LockGuard hold(item->_fields->lock);
+  item->_fields->values = {std::move(vuoFile), modDate, std::move(cachedDylib),
+                           std::move(cachedExe), std::move(appPathWhenCompiled)};
   return item;
 }
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "Brannow/ZQVuoCompositionPort.h"
-#include "composition/CompositionLine.h"
+#include "composition/PublishedLine.h"
 
 /// The type that a composition file spells so ("VuoReal", …); Undefined for any other text.
 ZQVuoPortType portTypeNamed(std::string_view typeName);

@@ -1,9 +1,10 @@
 #include "Brannow/ZQVuoCompositionPort.h"
 
 #include <atomic>
-#include <mutex>
+#include <functional>
 #include <utility>
 
+#include "platform/system/Mutex.h"
 #include "platform/system/SpinLock.h"
 #include "platform/system/WithMemory.h"
 
@@ -11,25 +12,30 @@
 struct ZQVuoCompositionPort::Fields : ZQVuoCompositionPort {
   Fields(ZQVuoPortType type, std::string name) : portName(std::move(name)), portType(type) {}
 
+  struct Values {
+    std::optional<double> minVal;
+    std::optional<double> maxVal;
+    Value defaultVal;
+    std::optional<double> stepVal;
+  };
+
   template <class Field>
-  Field read(Field Fields::*field) const {
-    std::lock_guard hold(valueLock);
-    return this->*field;
+  Field read(Field Values::*field) const {
+    platform::LockGuard hold(valueLock);
+    return std::invoke(field, values);
   }
   template <class Field>
-  void write(Field Fields::*field, std::type_identity_t<Field> value) {
-    std::lock_guard hold(valueLock);
-    std::swap(this->*field, value);  // the old value goes after the lock has been released
+  void write(Field Values::*field, std::type_identity_t<Field> value) {
+    platform::LockGuard hold(valueLock);
+    // The old value goes after the lock has been released.
+    std::swap(std::invoke(field, values), value);
   }
 
   const std::string portName;
   const ZQVuoPortType portType;
-  // Guards the four value fields, each for the length of one copy; nothing is taken under it.
+  // Held for the length of one copy; nothing is taken under it.
   mutable platform::SpinLock valueLock;
-  std::optional<double> minVal;
-  std::optional<double> maxVal;
-  Value defaultVal;
-  std::optional<double> stepVal;
+  Values values GUARDED_BY(valueLock);
   std::atomic<bool> wantsUI{false};
 };
 
@@ -58,32 +64,32 @@ ZQVuoPortType ZQVuoCompositionPort::portType() const {
   return fields().portType;
 }
 std::optional<double> ZQVuoCompositionPort::minVal() const {
-  return fields().read(&Fields::minVal);
+  return fields().read(&Fields::Values::minVal);
 }
 std::optional<double> ZQVuoCompositionPort::maxVal() const {
-  return fields().read(&Fields::maxVal);
+  return fields().read(&Fields::Values::maxVal);
 }
 ZQVuoCompositionPort::Value ZQVuoCompositionPort::defaultVal() const {
-  return fields().read(&Fields::defaultVal);
+  return fields().read(&Fields::Values::defaultVal);
 }
 std::optional<double> ZQVuoCompositionPort::stepVal() const {
-  return fields().read(&Fields::stepVal);
+  return fields().read(&Fields::Values::stepVal);
 }
 bool ZQVuoCompositionPort::wantsUI() const {
   return fields().wantsUI.load(std::memory_order_relaxed);
 }
 
 void ZQVuoCompositionPort::setMinVal(std::optional<double> minVal) {
-  fields().write(&Fields::minVal, minVal);
+  fields().write(&Fields::Values::minVal, minVal);
 }
 void ZQVuoCompositionPort::setMaxVal(std::optional<double> maxVal) {
-  fields().write(&Fields::maxVal, maxVal);
+  fields().write(&Fields::Values::maxVal, maxVal);
 }
 void ZQVuoCompositionPort::setDefaultVal(Value defaultVal) {
-  fields().write(&Fields::defaultVal, std::move(defaultVal));
+  fields().write(&Fields::Values::defaultVal, std::move(defaultVal));
 }
 void ZQVuoCompositionPort::setStepVal(std::optional<double> stepVal) {
-  fields().write(&Fields::stepVal, stepVal);
+  fields().write(&Fields::Values::stepVal, stepVal);
 }
 void ZQVuoCompositionPort::setWantsUI(bool wantsUI) {
   fields().wantsUI.store(wantsUI, std::memory_order_relaxed);

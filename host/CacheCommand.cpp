@@ -61,7 +61,7 @@ int listCache(const std::string& cacheFolder, bool json) {
 }
 
 int clearCache(const std::string& cacheFolder) {
-  LogCapture log;
+  const LogSilencer silencer;
   const std::string folder = VuoCache::folderForSavePath(cacheFolder);
   const bool existed = isFolder(folder);
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);

@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view kDigits = "0123456789";
 
 /// Takes the digits at the beginning of `text` away and returns them without leading zeros.
-std::string_view takeNumber(std::string_view& text) {
+std::string_view consumeNumber(std::string_view& text) {
   const auto digits = std::min(text.find_first_not_of(kDigits), text.size());
   std::string_view number = text.substr(0, digits);
   number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
@@ -30,7 +30,7 @@ bool comesBefore(const std::string& left, const std::string& right) {
   std::string_view a = left, b = right;
   while (!a.empty() && !b.empty()) {
     if (beginsWithDigit(a) && beginsWithDigit(b)) {
-      const auto x = takeNumber(a), y = takeNumber(b);
+      const auto x = consumeNumber(a), y = consumeNumber(b);
       if (x != y) return x.size() != y.size() ? x.size() < y.size() : x < y;
     } else {
       if (a[0] != b[0]) return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]);

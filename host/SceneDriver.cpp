@@ -136,7 +136,7 @@ void SceneDriver::run(const Requests& requests, const std::function<bool()>& isR
     while (_asked.size() < kAskedAtOnce && isReady() && ask(requests)) {
     }
     const Asked asked = _asked.front();
-    const auto frame = take(asked, count);
+    const auto frame = collect(asked, count);
     if (!frame) return;
     _asked.pop_front();
     write(*frame, asked.index, count);
@@ -158,7 +158,7 @@ bool SceneDriver::ask(const Requests& requests) {
 }
 
 /// None when the user asked the program to stop.
-std::optional<VuoFrame> SceneDriver::take(const Asked& asked, int count) {
+std::optional<VuoFrame> SceneDriver::collect(const Asked& asked, int count) {
   VuoFrame frame = waitFor(asked, count);
   if (frame.answer == VuoFrame::Answer::Fresh || frame.answer == VuoFrame::Answer::Repeated)
     return frame;

@@ -104,7 +104,7 @@ void Viewer::run() {
     _player.poll();
     _input.poll();
     followSize();
-    takeFrames();
+    showFrames();
     askForFrame();
     if (!_window.isHidden()) draw();
   }
@@ -245,8 +245,8 @@ void Viewer::followSize() {
   _isOutdated = true;
 }
 
-void Viewer::takeFrames() {
-  for (auto& frame : _maker.take()) {
+void Viewer::showFrames() {
+  for (auto& frame : _maker.popFrames()) {
     if (frame.pictures != _player.pictures()) continue;
     auto& [answer, took] = frame.made;
     if (answer.buffer) _picture = std::move(answer.buffer);

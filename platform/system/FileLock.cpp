@@ -44,14 +44,15 @@ bool stillNames(const std::string& file, const struct stat& locked) {
 }  // namespace
 
 std::optional<FileLock> FileLock::wait(const std::string& file, std::uint64_t byte) {
-  return take(file, byte, F_OFD_SETLKW);
+  return acquire(file, byte, F_OFD_SETLKW);
 }
 
 std::optional<FileLock> FileLock::tryOnce(const std::string& file, std::uint64_t byte) {
-  return take(file, byte, F_OFD_SETLK);
+  return acquire(file, byte, F_OFD_SETLK);
 }
 
-std::optional<FileLock> FileLock::take(const std::string& file, std::uint64_t byte, int command) {
+std::optional<FileLock> FileLock::acquire(const std::string& file, std::uint64_t byte,
+                                          int command) {
   for (;;) {
     const int descriptor = openLockFile(file);
     if (descriptor < 0) return std::nullopt;

@@ -24,7 +24,7 @@ class FileLock {
 
  private:
   explicit FileLock(int descriptor) : _descriptor(descriptor) {}
-  static std::optional<FileLock> take(const std::string& file, std::uint64_t byte, int command);
+  static std::optional<FileLock> acquire(const std::string& file, std::uint64_t byte, int command);
 
   int _descriptor;
 };

@@ -5,11 +5,11 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <string>
 #include <system_error>
 
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
@@ -59,9 +59,9 @@ std::string makeLockedFolder() {
 
 /// Never destroyed: other threads may still use it while the process ends.
 struct ProcessFolder {
-  std::mutex lock;               // guards `path`; no other is taken under it
-  std::string path;              // never changed once it is there
-  const pid_t owner = getpid();  // a child that was forked from it leaves the folder alone
+  Mutex lock;                         // no other is taken under it
+  std::string path GUARDED_BY(lock);  // never changed once it is there
+  const pid_t owner = getpid();       // a child that was forked from it leaves the folder alone
 };
 ProcessFolder& theFolder() {
   static ProcessFolder& folder = *new ProcessFolder;
@@ -69,8 +69,10 @@ ProcessFolder& theFolder() {
 }
 
 void removeTheFolder() {
+  if (theFolder().owner != getpid()) return;
   std::error_code ignored;
-  if (theFolder().owner == getpid()) fs::remove_all(theFolder().path, ignored);
+  LockGuard hold(theFolder().lock);
+  fs::remove_all(theFolder().path, ignored);
 }
 
 }  // namespace
@@ -78,7 +80,7 @@ void removeTheFolder() {
 /// Where there is no room for one now, there may be later.
 const std::string& folderOfThisProcess() {
   static const std::string& none = *new std::string(kNone);
-  std::lock_guard hold(theFolder().lock);
+  LockGuard hold(theFolder().lock);
   std::string& path = theFolder().path;
   if (path.empty()) {
     path = makeLockedFolder();

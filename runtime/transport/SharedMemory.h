@@ -26,7 +26,7 @@ class SharedMemory {
   /// Closes the descriptor once the other process has it.
   void handedOver() { _descriptor = platform::FileDescriptor(); }
   /// The same as the caller's own.
-  platform::FileDescriptor takeDescriptor() { return std::move(_descriptor); }
+  platform::FileDescriptor releaseDescriptor() { return std::move(_descriptor); }
 
  private:
   void map(int descriptor, int protection);
