@@ -1,6 +1,6 @@
 // What the thread sanitizer is not to tell of, built into each program: a contained one could not
 // read it from a file.
-extern "C" const char* __tsan_default_suppressions() {
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
   // Mesa's software driver is not built with the sanitizer, which therefore does not see how the
   // driver's threads agree: what they hand each other it takes for races, and a lock of theirs that
   // it has not seen being made for misuse.

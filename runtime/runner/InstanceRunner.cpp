@@ -80,7 +80,8 @@ void InstanceRunner::setPatience(Patience patience) {
   _events->setPatience(patience);
 }
 
-/// One that can't even be asked for is lost like one that does not come up.
+/// One that can't even be asked for is lost like one that does not come up. Where there is no
+/// memory for it, nor perhaps for telling, the caller hears of that.
 void InstanceRunner::start() {
   std::string fault;
   {
@@ -88,15 +89,25 @@ void InstanceRunner::start() {
     State expected = State::NotStarted;
     if (!_state.compare_exchange_strong(expected, State::Running))
       throw std::runtime_error("The runner was started before");
-    _events->starting();
     try {
-      _instance->start();
-      return;
-    } catch (const std::exception& raised) {
-      fault = raised.what();
+      _events->starting();
+      fault = faultOfStart();
+    } catch (const std::bad_alloc&) {
+      _state = State::Ended;
+      _events->end("");
+      throw;
     }
   }
-  contactLost(fault);
+  if (!fault.empty()) contactLost(fault);
+}
+
+std::string InstanceRunner::faultOfStart() try {
+  _instance->start();
+  return "";
+} catch (const std::bad_alloc&) {
+  throw;
+} catch (const std::exception& raised) {
+  return raised.what();
 }
 
 void InstanceRunner::stop() {
