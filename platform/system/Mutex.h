@@ -35,7 +35,7 @@ class SCOPED_CAPABILITY LockGuard {
 class SCOPED_CAPABILITY UniqueLock {
  public:
   explicit UniqueLock(Mutex& mutex) ACQUIRE(mutex) : _hold(mutex._mutex) {}
-  ~UniqueLock() RELEASE() {}
+  ~UniqueLock() RELEASE() = default;
 
   void lock() ACQUIRE() { _hold.lock(); }
   void unlock() RELEASE() { _hold.unlock(); }
