@@ -21,8 +21,8 @@
 
 extern "C" {
 void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_calloc(std::size_t nmemb, std::size_t size);
+void* __libc_realloc(void* ptr, std::size_t size);
 }
 
 namespace {
@@ -36,13 +36,13 @@ extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   return __libc_malloc(size);
 }
-extern "C" void* calloc(std::size_t count, std::size_t size) {
+extern "C" void* calloc(std::size_t nmemb, std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_calloc(count, size);
+  return __libc_calloc(nmemb, size);
 }
-extern "C" void* realloc(void* memory, std::size_t size) {
+extern "C" void* realloc(void* ptr, std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_realloc(memory, size);
+  return __libc_realloc(ptr, size);
 }
 
 namespace {

@@ -16,6 +16,8 @@ using platform::PropertyListDictionary;
 using platform::PropertyListValue;
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+/// As many as a file's time can be from 1970, or about 292 years.
+constexpr std::int64_t kMostSeconds = INT64_MAX / kNanosecondsPerSecond - 1;
 
 std::string textOfDate(FileTime date) {
   const std::chrono::sys_seconds seconds = std::chrono::floor<std::chrono::seconds>(date);
@@ -34,8 +36,7 @@ VuoCacheItem::Date dateOfText(const std::string& text) {
   if (whole.ec != std::errc() || end - whole.ptr != 10 || *whole.ptr != '.') return std::nullopt;
   const auto fraction = std::from_chars(whole.ptr + 1, end, nanoseconds);
   if (fraction.ec != std::errc() || fraction.ptr != end || nanoseconds < 0) return std::nullopt;
-  constexpr std::int64_t kLimit = INT64_MAX / kNanosecondsPerSecond - 1;
-  if (seconds > kLimit || seconds < -kLimit) return std::nullopt;
+  if (seconds > kMostSeconds || seconds < -kMostSeconds) return std::nullopt;
   return FileTime(std::chrono::nanoseconds(seconds * kNanosecondsPerSecond + nanoseconds));
 }
 
@@ -47,7 +48,11 @@ VuoCacheItem::Text textUnder(const PropertyListDictionary& snapshot, const char*
 VuoCacheItem::Date dateUnder(const PropertyListDictionary& snapshot, const char* key) {
   const auto found = snapshot.find(key);
   if (found == snapshot.end()) return std::nullopt;
-  if (const auto date = found->second.date()) return FileTime(*date);
+  if (const auto date = found->second.date()) {
+    const std::int64_t seconds = date->time_since_epoch().count();
+    if (seconds > kMostSeconds || seconds < -kMostSeconds) return std::nullopt;
+    return FileTime(*date);
+  }
   const auto text = found->second.string();
   return text ? dateOfText(*text) : std::nullopt;
 }
@@ -83,7 +88,7 @@ VuoCacheItem::Date VuoCacheItem::modDate() const {
   return _fields->read(&Values::modDate);
 }
 void VuoCacheItem::setModDate(Date date) {
-  _fields->write(&Values::modDate, std::move(date));
+  _fields->write(&Values::modDate, date);
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedDylibPath() const {
