@@ -7,8 +7,8 @@
 #include <string>
 
 #include "Brannow/VuoCache.h"
-#include "host/Files.h"
 #include "host/HostSession.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -61,12 +61,12 @@ int listCache(const std::string& cacheFolder, bool json) {
 }
 
 int clearCache(const std::string& cacheFolder) {
-  LogCapture log;
+  const LogSilencer silencer;
   const std::string folder = VuoCache::folderForSavePath(cacheFolder);
-  const bool existed = isFolder(folder);
+  const bool existed = platform::isFolder(folder);
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);
   VuoCache::clearCache();
-  if (fileExists(folder)) {
+  if (platform::itemExists(folder)) {
     std::cerr << "brannow: can't move " << folder << " away\n";
     return 1;
   }

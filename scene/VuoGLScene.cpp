@@ -53,50 +53,51 @@ void VuoGLScene::State::appTerminateNotification() {
 }
 
 std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   return _state->comp;
 }
 
 VuoGLScene::Path VuoGLScene::filePath() const try {
   if (_state->deleted) return std::nullopt;
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   return _state->filePath;
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 
 bool VuoGLScene::runnerNewProcess() const {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   return _state->runnerNewProcess;
 }
 
 void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   _state->runnerNewProcess = runnerNewProcess;
 }
 
 VuoGLScene::Patience VuoGLScene::eventPatience() const {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   return _state->eventPatience;
 }
 
 void VuoGLScene::setEventPatience(Patience patience) {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   _state->eventPatience = patience;
   if (_state->runner)
-    guarded("-[VuoGLScene setEventPatience:]", [&] { _state->runner->setPatience(patience); });
+    guarded("-[VuoGLScene setEventPatience:]",
+            [&]() REQUIRES(_state->runnerLock) { _state->runner->setPatience(patience); });
 }
 
 void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   _state->delegate = delegate;
 }
 
 VuoSceneStatus VuoGLScene::status() const {
-  std::lock_guard hold(_state->statusLock);
+  platform::LockGuard hold(_state->statusLock);
   VuoSceneStatus status;
   status.state = _state->status.state;
-  guarded("-[VuoGLScene status]", [&] { status = _state->status; });
+  guarded("-[VuoGLScene status]", [&]() REQUIRES(_state->statusLock) { status = _state->status; });
   return status;
 }
 
@@ -105,7 +106,7 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
   if (handler)
     guarded("-[VuoGLScene setStatusHandler:]",
             [&] { shared = std::make_shared<const StatusHandler>(std::move(handler)); });
-  std::lock_guard hold(_state->statusLock);
+  platform::LockGuard hold(_state->statusLock);
   _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
 }
 
@@ -114,7 +115,7 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
 /// could not be told for want of memory is told with the next call.
 void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load) {
   {
-    std::lock_guard hold(statusLock);
+    platform::LockGuard hold(statusLock);
     if (load < statusLoad) return;
     statusLoad = load;
     if (!(status == newStatus)) {
@@ -135,7 +136,7 @@ void VuoGLScene::State::_tellStatus() {
     std::shared_ptr<const StatusHandler> handler;
     std::optional<VuoSceneStatus> told;
     {
-      std::lock_guard hold(statusLock);
+      platform::LockGuard hold(statusLock);
       if (statusesToTell.empty()) return;
       told = std::move(statusesToTell.front());
       statusesToTell.pop_front();

@@ -92,9 +92,9 @@ void VuoGLScene::State::_failToLoad(const Path& path, std::uint64_t load,
                                     const std::string& fault) {
   Running begun;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     if (load != 0 && runnerContact && runnerContact->load == load) begun = _takeOutRunnerLocked();
-    std::lock_guard holdProperties(propLock);
+    platform::LockGuard holdProperties(propLock);
     if (load == 0) load = loads;
   }
   _discard(std::move(begun));
@@ -154,7 +154,7 @@ bool VuoGLScene::State::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& i
                                           const Request& request) {
   const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
   if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   return loads == request.load;
 }
 
@@ -165,7 +165,7 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
                                           std::optional<std::uint64_t> insteadOf) {
   Path file = path;
   std::shared_ptr<ZQVuoComposition> read;  // then the former one, which goes after the lock
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   if (deleted && path) return 0;
   if (insteadOf && *insteadOf != loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
@@ -179,14 +179,13 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
 
 /// Leaves a runner alone that a later load has installed meanwhile.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunner(std::uint64_t load) {
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   if (!runnerContact || runnerContact->load < load) return _takeOutRunnerLocked();
   Running none;
   none.newProcess = runnerNewProcess;
   return none;
 }
 
-/// The caller holds `runnerLock`.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunnerLocked() {
   return {std::exchange(runnerCacheItem, nullptr), std::exchange(runnerContact, nullptr),
           std::exchange(runnerDelegate, nullptr), std::exchange(runner, nullptr), runnerNewProcess};
@@ -225,7 +224,7 @@ void VuoGLScene::State::_tearDown(Running running, const char* operation) {
 void VuoGLScene::State::_unloadForGood() {
   Running old;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     deleted = true;
     old = _takeOutRunnerLocked();
   }
@@ -238,7 +237,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   Path file;
   std::uint64_t load;
   {
-    std::lock_guard hold(propLock);
+    platform::LockGuard hold(propLock);
     file = filePath;
     load = loads;
   }
@@ -250,7 +249,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   bool alreadyRunning, newProcess;
   VuoCacheItem::Text source, artefact;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     alreadyRunning = runner != nullptr;
     newProcess = runnerNewProcess;
     source = item->vuoFilePath();
@@ -316,12 +315,12 @@ VuoGLScene::State::Running VuoGLScene::State::_startRunner(
 /// load while this one was starting, and when this one is lost already.
 bool VuoGLScene::State::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   old = std::exchange(runnerCacheItem, running.item);
   if (deleted || runner) return false;
   if (running.contact) {
     if (running.contact->lost) return false;
-    std::lock_guard holdProperties(propLock);
+    platform::LockGuard holdProperties(propLock);
     if (filePath != source) return false;
     running.contact->load = loads;  // another load of the same file is served as well
   }
@@ -343,7 +342,7 @@ void VuoGLScene::State::_lostContactWith(RunnerContact& contact) {
   std::uint64_t load;
   Running lost;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     contact.lost = true;
     load = _setFile(std::nullopt, contact.load);
     if (load == 0) return;

@@ -139,7 +139,7 @@ class Outliner {
 
   DotOutline outline() {
     for (Token token = _scanner.next(); token.kind != Token::End; token = _scanner.next()) {
-      take(token);
+      check(token);
       if (token.text.size() > longestText) fault(token.line, "a text is longer than 64 KiB");
       _beforePrevious = std::move(_previous);
       _previous = std::move(token);
@@ -148,7 +148,7 @@ class Outliner {
   }
 
  private:
-  void take(const Token& token) {
+  void check(const Token& token) {
     if (_ended) fault(token.line, "there is text after the end of the graph");
     switch (token.kind) {
       case '{':
@@ -160,7 +160,7 @@ class Outliner {
         break;
       case '[':
         _inAttributes = true;
-        if (_previous.isId()) takeAttributesOf(_previous);
+        if (_previous.isId()) noteDeclaration(_previous);
         break;
       case ']':
         _inAttributes = false;
@@ -169,14 +169,14 @@ class Outliner {
         if (!_inAttributes) fault(token.line, "a cable has one port at each end, no list of them");
         break;
       case '=':
-        takeAttributeName(_previous);
+        noteAttributeName(_previous);
         break;
       default:
         break;
     }
   }
 
-  void takeAttributesOf(const Token& owner) {
+  void noteDeclaration(const Token& owner) {
     const bool ofCable = _beforePrevious.kind == Token::Arrow || _beforePrevious.kind == ':';
     if (ofCable || setsDefaults(owner)) return;
     const auto [known, isNew] = _outline.nodeLines.emplace(owner.text, owner.line);
@@ -185,7 +185,7 @@ class Outliner {
                             std::to_string(known->second));
   }
 
-  void takeAttributeName(const Token& name) {
+  void noteAttributeName(const Token& name) {
     _attributeNames.insert(name.text);
     if (_attributeNames.size() * _length > mostBytesTimesAttributes)
       fault(name.line, "too many different attributes for a composition of this size");

@@ -29,7 +29,7 @@ bool isPng(const platform::FileDescriptor& file) {
 }
 
 /// A constant is the attribute "_" + the input's name. Several inputs may share a name.
-void takeConstants(Node& node, const NodeStatement& statement) {
+void setConstants(Node& node, const NodeStatement& statement) {
   for (auto [key, value] : statement.attributes) {
     if (!key.starts_with('_')) continue;
     std::erase(value, '"');
@@ -81,7 +81,7 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
   else
     throw std::runtime_error("has the unknown type \"" + type +
                              "\"; there are vuo.shader, vuo.image.file and vuo.expression");
-  takeConstants(node, statement);
+  setConstants(node, statement);
 
   _bodyBytes += node.body.size();
   if (_bodyBytes > mostBodyBytes) throw std::runtime_error("makes the composition too large");

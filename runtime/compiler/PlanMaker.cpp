@@ -9,9 +9,9 @@
 #include <stdexcept>
 
 #include "runtime/compiler/Cabling.h"
-#include "runtime/compiler/CompositionFile.h"
 #include "runtime/compiler/ExecutionOrder.h"
 #include "runtime/compiler/NodeMaker.h"
+#include "runtime/compiler/ParsedFile.h"
 #include "runtime/compiler/PublishedPorts.h"
 #include "runtime/compiler/TextFile.h"
 
@@ -63,7 +63,7 @@ void addNode(Plan& plan, const NodeStatement& statement, NodeMaker& maker) {
 }  // namespace
 
 Plan planOfComposition(const std::string& path) {
-  const CompositionFile file = compositionFileFromText(textOfComposition(path));
+  const ParsedFile file = parsedFile(textOfComposition(path));
   Plan plan;
   plan.compositionName = std::filesystem::path(path).filename();
   NodeMaker maker(std::filesystem::path(path).parent_path());

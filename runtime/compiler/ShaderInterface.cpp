@@ -113,7 +113,7 @@ struct Variables {
   std::vector<Port> uniforms;
   int outputs = 0;
 
-  void take(const ShaderVariable& variable) {
+  void add(const ShaderVariable& variable) {
     if (variable.name.starts_with("gl_")) return;
     if (variable.storage == "in") checkInput(variable);
     if (variable.storage == "uniform")
@@ -128,7 +128,7 @@ struct Variables {
 std::vector<Port> uniformsIn(const std::string& preprocessed) {
   Variables variables;
   for (const ShaderVariable& variable : declarationsIn(preprocessed)) try {
-      variables.take(variable);
+      variables.add(variable);
     } catch (const std::runtime_error& fault) {
       throw std::runtime_error("\"" + variable.name + "\" " + fault.what());
     }

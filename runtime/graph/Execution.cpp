@@ -33,7 +33,7 @@ std::string about(const Node& node, const std::exception& fault) {
 }  // namespace
 
 Execution::Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
-                     CompositionListener& listener, PictureSource* forHost)
+                     InstanceListener& listener, PictureSource* forHost)
     : _plan(plan),
       _listener(listener),
       _canvas(std::move(group), forHost),

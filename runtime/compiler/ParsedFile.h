@@ -22,13 +22,13 @@ struct CableStatement {
   std::string event;  ///< the "event" attribute as it was written
 };
 
-struct CompositionFile {
+struct ParsedFile {
   std::vector<NodeStatement> nodes;  ///< in the order of their first mention
   std::vector<CableStatement> cables;
 };
 
 /// Reads the text of a composition file. Throws std::runtime_error that names the line. One call at
 /// a time, because the parser underneath has one state per process.
-CompositionFile compositionFileFromText(const std::string& text);
+ParsedFile parsedFile(const std::string& text);
 
 }  // namespace vuo

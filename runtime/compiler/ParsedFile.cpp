@@ -1,4 +1,4 @@
-#include "runtime/compiler/CompositionFile.h"
+#include "runtime/compiler/ParsedFile.h"
 
 #include <graphviz/cgraph.h>
 
@@ -95,7 +95,7 @@ std::string NodeStatement::attribute(const std::string& key) const {
   return found == attributes.end() ? "" : found->second;
 }
 
-CompositionFile compositionFileFromText(const std::string& text) {
+ParsedFile parsedFile(const std::string& text) {
   if (text.find('\0') != text.npos) throw std::runtime_error("the file is no text");
   const DotOutline outline = outlineOf(text);
 
