@@ -125,7 +125,7 @@ const std::vector<std::uint8_t>& BareLoop::drawAndRead() {
 
 AskedBareLoop::~AskedBareLoop() {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _ended = true;
   }
   _asked.notify_one();
@@ -135,19 +135,19 @@ AskedBareLoop::~AskedBareLoop() {
 void AskedBareLoop::draw(int frames) {
   for (int i = 0; i < frames; ++i) {
     {
-      std::lock_guard hold(_lock);
+      platform::LockGuard hold(_lock);
       _toDraw = 1;
     }
     _asked.notify_one();
-    std::unique_lock hold(_lock);
-    _drawn.wait(hold, [this] { return _toDraw == 0; });
+    platform::UniqueLock hold(_lock);
+    while (_toDraw != 0) _drawn.wait(hold);
   }
 }
 
 void AskedBareLoop::serve() {
-  std::unique_lock hold(_lock);
+  platform::UniqueLock hold(_lock);
   while (true) {
-    _asked.wait(hold, [this] { return _toDraw > 0 || _ended; });
+    while (_toDraw == 0 && !_ended) _asked.wait(hold);
     if (_ended) return;
     hold.unlock();
     _loop.draw(1);

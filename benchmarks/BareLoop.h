@@ -2,15 +2,14 @@
 // draws into two pictures in turn, as everybody does who shows one while the next is drawn.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Brannow/GLContext.h"
+#include "platform/system/Mutex.h"
 
 class BareLoop {
  public:
@@ -63,9 +62,9 @@ class AskedBareLoop {
   void serve();
 
   BareLoop& _loop;
-  std::mutex _lock;
-  std::condition_variable _asked, _drawn;
-  int _toDraw = 0;
-  bool _ended = false;
+  platform::Mutex _lock;
+  platform::ConditionVariable _asked, _drawn;
+  int _toDraw GUARDED_BY(_lock) = 0;
+  bool _ended GUARDED_BY(_lock) = false;
   std::thread _thread{&AskedBareLoop::serve, this};
 };

@@ -5,16 +5,15 @@
 
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <mutex>
 #include <thread>
 
 #include "Brannow/Brannow.h"
 #include "benchmarks/Measured.h"
+#include "platform/system/Mutex.h"
 #include "runtime/VuoHeap.h"
 #include "runtime/VuoRunnerCocoa.h"
 #include "runtime/VuoValues.h"
@@ -22,8 +21,8 @@
 
 extern "C" {
 void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_calloc(std::size_t nmemb, std::size_t size);
+void* __libc_realloc(void* ptr, std::size_t size);
 }
 
 namespace {
@@ -37,13 +36,13 @@ extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   return __libc_malloc(size);
 }
-extern "C" void* calloc(std::size_t count, std::size_t size) {
+extern "C" void* calloc(std::size_t nmemb, std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_calloc(count, size);
+  return __libc_calloc(nmemb, size);
 }
-extern "C" void* realloc(void* memory, std::size_t size) {
+extern "C" void* realloc(void* ptr, std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_realloc(memory, size);
+  return __libc_realloc(ptr, size);
 }
 
 namespace {
@@ -221,7 +220,7 @@ class Reporter {
   Reporter() {
     scripted::script().during["fire"] = [this] {
       {
-        std::lock_guard hold(_lock);
+        platform::LockGuard hold(_lock);
         _fired = true;
       }
       _changed.notify_one();
@@ -229,7 +228,7 @@ class Reporter {
   }
   ~Reporter() {
     {
-      std::lock_guard hold(_lock);
+      platform::LockGuard hold(_lock);
       _ended = true;
     }
     _changed.notify_one();
@@ -240,9 +239,9 @@ class Reporter {
 
  private:
   void serve() {
-    std::unique_lock hold(_lock);
+    platform::UniqueLock hold(_lock);
     while (true) {
-      _changed.wait(hold, [this] { return _fired || _ended; });
+      while (!_fired && !_ended) _changed.wait(hold);
       if (_ended) return;
       _fired = false;
       letTheOtherFallAsleep();
@@ -251,9 +250,10 @@ class Reporter {
     }
   }
 
-  std::mutex _lock;
-  std::condition_variable _changed;
-  bool _fired = false, _ended = false;
+  platform::Mutex _lock;
+  platform::ConditionVariable _changed;
+  bool _fired GUARDED_BY(_lock) = false;
+  bool _ended GUARDED_BY(_lock) = false;
   Clock::time_point _reported;
   std::thread _thread{&Reporter::serve, this};
 };
@@ -263,7 +263,7 @@ class BareWakeUp {
  public:
   ~BareWakeUp() {
     {
-      std::lock_guard hold(_lock);
+      platform::LockGuard hold(_lock);
       _state = State::Ended;
     }
     _changed.notify_all();
@@ -271,10 +271,10 @@ class BareWakeUp {
   }
 
   double microseconds() {
-    std::unique_lock hold(_lock);
+    platform::UniqueLock hold(_lock);
     _state = State::Asked;
     _changed.notify_all();
-    _changed.wait(hold, [this] { return _state == State::Answered; });
+    while (_state != State::Answered) _changed.wait(hold);
     return std::chrono::duration<double, std::micro>(Clock::now() - _answered).count();
   }
 
@@ -283,8 +283,8 @@ class BareWakeUp {
 
   void serve() {
     while (true) {
-      std::unique_lock hold(_lock);
-      _changed.wait(hold, [this] { return _state == State::Asked || _state == State::Ended; });
+      platform::UniqueLock hold(_lock);
+      while (_state != State::Asked && _state != State::Ended) _changed.wait(hold);
       if (_state == State::Ended) return;
       hold.unlock();
       letTheOtherFallAsleep();
@@ -296,9 +296,9 @@ class BareWakeUp {
     }
   }
 
-  std::mutex _lock;
-  std::condition_variable _changed;
-  State _state = State::Idle;
+  platform::Mutex _lock;
+  platform::ConditionVariable _changed;
+  State _state GUARDED_BY(_lock) = State::Idle;
   Clock::time_point _answered;
   std::thread _thread{&BareWakeUp::serve, this};
 };

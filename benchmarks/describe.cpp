@@ -10,6 +10,7 @@
 #include "Brannow/ZQVuoComposition.h"
 #include "benchmarks/Measured.h"
 #include "benchmarks/Process.h"
+#include "benchmarks/Session.h"
 
 namespace {
 

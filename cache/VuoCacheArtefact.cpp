@@ -84,5 +84,6 @@ void VuoCache::State::_discard(const VuoCacheItem& item) {
       platform::removeFile(*artefact);
   }
   record->setModDate(std::nullopt);
-  (this->*kind.table).lockSetObject(record, *path);
+  auto& table = this->*kind.table;
+  table.lockSetObject(record, *path);
 }

@@ -72,7 +72,8 @@ std::optional<std::string> VuoCache::State::_compile(const Kind& kind, const std
                                                      VuoCacheItem::Date& modDate) {
   platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
   const auto alone = _lockComposition(_cacheFolder(), *_hashThisString(path), true);
-  const auto hold = _turnToCompile();
+  platform::UniqueLock hold(_compilerSynchLock);
+  _waitForTurnToCompile(hold);
   modDate = platform::settledModificationTime(path);
   const std::string folder = _artefactFolder(_cacheFolder(), path);
   if (!platform::itemExists(folder) && _makeCacheFolder()) platform::createFolders(folder);
@@ -84,8 +85,6 @@ std::optional<std::string> VuoCache::State::_compile(const Kind& kind, const std
 }
 
 /// Saving does not wait for the compiles that wait themselves, only for the one under way.
-std::unique_lock<std::mutex> VuoCache::State::_turnToCompile() {
-  std::unique_lock hold(_compilerSynchLock);
-  _noSaveWaits.wait(hold, [this] { return _savesWaiting == 0; });
-  return hold;
+void VuoCache::State::_waitForTurnToCompile(platform::UniqueLock& hold) {
+  while (_savesWaiting != 0) _noSaveWaits.wait(hold);
 }

@@ -26,6 +26,7 @@ VuoCache::Item VuoCache::State::_fetchSynchronously(const Kind& kind, const Path
   const Item record = platform::orBadAlloc(VuoCacheItem::initWithVuoFile(
       shared(*path), kind.isDylib ? artefact : nullptr, kind.isDylib ? nullptr : artefact, modDate,
       kind.isDylib ? nullptr : shared(platform::mainBundlePath())));
-  (this->*kind.table).lockSetObject(record, *path);
+  auto& table = this->*kind.table;
+  table.lockSetObject(record, *path);
   return platform::orBadAlloc(record->copy());
 }

@@ -2,12 +2,11 @@
 
 #include <charconv>
 #include <cstdio>
-#include <mutex>
 
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/LockedValues.h"
 #include "platform/system/PropertyList.h"
-#include "platform/system/SpinLock.h"
 #include "platform/system/WithMemory.h"
 
 namespace {
@@ -17,6 +16,8 @@ using platform::PropertyListDictionary;
 using platform::PropertyListValue;
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+/// As many as a file's time can be from 1970, or about 292 years.
+constexpr std::int64_t kMostSeconds = INT64_MAX / kNanosecondsPerSecond - 1;
 
 std::string textOfDate(FileTime date) {
   const std::chrono::sys_seconds seconds = std::chrono::floor<std::chrono::seconds>(date);
@@ -35,8 +36,7 @@ VuoCacheItem::Date dateOfText(const std::string& text) {
   if (whole.ec != std::errc() || end - whole.ptr != 10 || *whole.ptr != '.') return std::nullopt;
   const auto fraction = std::from_chars(whole.ptr + 1, end, nanoseconds);
   if (fraction.ec != std::errc() || fraction.ptr != end || nanoseconds < 0) return std::nullopt;
-  constexpr std::int64_t kLimit = INT64_MAX / kNanosecondsPerSecond - 1;
-  if (seconds > kLimit || seconds < -kLimit) return std::nullopt;
+  if (seconds > kMostSeconds || seconds < -kMostSeconds) return std::nullopt;
   return FileTime(std::chrono::nanoseconds(seconds * kNanosecondsPerSecond + nanoseconds));
 }
 
@@ -48,7 +48,11 @@ VuoCacheItem::Text textUnder(const PropertyListDictionary& snapshot, const char*
 VuoCacheItem::Date dateUnder(const PropertyListDictionary& snapshot, const char* key) {
   const auto found = snapshot.find(key);
   if (found == snapshot.end()) return std::nullopt;
-  if (const auto date = found->second.date()) return FileTime(*date);
+  if (const auto date = found->second.date()) {
+    const std::int64_t seconds = date->time_since_epoch().count();
+    if (seconds > kMostSeconds || seconds < -kMostSeconds) return std::nullopt;
+    return FileTime(*date);
+  }
   const auto text = found->second.string();
   return text ? dateOfText(*text) : std::nullopt;
 }
@@ -57,66 +61,55 @@ bool exists(const VuoCacheItem::Text& path) {
   return platform::itemExists(*path);
 }
 
+struct Values {
+  VuoCacheItem::Text vuoFilePath;
+  VuoCacheItem::Date modDate;
+  VuoCacheItem::Text cachedDylibPath;
+  VuoCacheItem::Text cachedExePath;
+  VuoCacheItem::Text appPathWhenExeCompiled;
+};
+
 }  // namespace
 
-struct VuoCacheItem::Fields {
-  template <class Field>
-  Field read(Field Fields::*field) const {
-    std::lock_guard hold(lock);
-    return this->*field;
-  }
-  template <class Field>
-  void write(Field Fields::*field, Field value) {
-    std::lock_guard hold(lock);
-    std::swap(this->*field, value);  // the old value goes after the lock has been released
-  }
-
-  // Guards the fields, each for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock lock;
-  Text vuoFilePath;
-  Date modDate;
-  Text cachedDylibPath;
-  Text cachedExePath;
-  Text appPathWhenExeCompiled;
-};
+struct VuoCacheItem::Fields : platform::LockedValues<Values> {};
 
 VuoCacheItem::VuoCacheItem() : _fields(std::make_unique<Fields>()) {}
 
 VuoCacheItem::~VuoCacheItem() = default;
 
 VuoCacheItem::Text VuoCacheItem::vuoFilePath() const {
-  return _fields->read(&Fields::vuoFilePath);
+  return _fields->read(&Values::vuoFilePath);
 }
 void VuoCacheItem::setVuoFilePath(Text path) {
-  _fields->write(&Fields::vuoFilePath, std::move(path));
+  _fields->write(&Values::vuoFilePath, std::move(path));
 }
 
 VuoCacheItem::Date VuoCacheItem::modDate() const {
-  return _fields->read(&Fields::modDate);
+  return _fields->read(&Values::modDate);
 }
 void VuoCacheItem::setModDate(Date date) {
-  _fields->write(&Fields::modDate, std::move(date));
+  _fields->write(&Values::modDate, date);
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedDylibPath() const {
-  return _fields->read(&Fields::cachedDylibPath);
+  return _fields->read(&Values::cachedDylibPath);
 }
 void VuoCacheItem::setCachedDylibPath(Text path) {
-  _fields->write(&Fields::cachedDylibPath, std::move(path));
+  _fields->write(&Values::cachedDylibPath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedExePath() const {
-  return _fields->read(&Fields::cachedExePath);
+  return _fields->read(&Values::cachedExePath);
 }
 void VuoCacheItem::setCachedExePath(Text path) {
-  _fields->write(&Fields::cachedExePath, std::move(path));
+  _fields->write(&Values::cachedExePath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::appPathWhenExeCompiled() const {
-  return _fields->read(&Fields::appPathWhenExeCompiled);
+  return _fields->read(&Values::appPathWhenExeCompiled);
 }
 void VuoCacheItem::setAppPathWhenExeCompiled(Text path) {
-  _fields->write(&Fields::appPathWhenExeCompiled, std::move(path));
+  _fields->write(&Values::appPathWhenExeCompiled, std::move(path));
 }
 
 std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text cachedDylib,
@@ -124,11 +117,11 @@ std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text c
                                                             Text appPathWhenCompiled) {
   auto item = platform::orNothing([] { return std::make_shared<VuoCacheItem>(); });
   if (!item) return nullptr;
-  item->_fields->vuoFilePath = std::move(vuoFile);
-  item->_fields->cachedDylibPath = std::move(cachedDylib);
-  item->_fields->cachedExePath = std::move(cachedExe);
-  item->_fields->modDate = modDate;
-  item->_fields->appPathWhenExeCompiled = std::move(appPathWhenCompiled);
+  item->setVuoFilePath(std::move(vuoFile));
+  item->setModDate(modDate);
+  item->setCachedDylibPath(std::move(cachedDylib));
+  item->setCachedExePath(std::move(cachedExe));
+  item->setAppPathWhenExeCompiled(std::move(appPathWhenCompiled));
   return item;
 }
 

@@ -41,8 +41,9 @@ void VuoCache::State::_fetch(const Kind& kind, const Path& path, Completion call
 /// composition stay in their order.
 bool VuoCache::State::_deliverFresh(const Kind& kind, const std::string& path,
                                     const Completion& completion) {
-  platform::ReadHold hold(_compilerQueueEntries);
-  const auto& entries = _compilerQueueEntries.array();
+  const auto& queue = _compilerQueueEntries;
+  platform::ReadHold hold(queue);
+  const auto& entries = queue.array();
   if (entries.empty() ||
       std::ranges::any_of(entries, [&](const auto& entry) { return entry->path == path; }))
     return false;
@@ -120,9 +121,10 @@ std::shared_ptr<VuoCacheQueueEntry> VuoCache::State::_takeFirstEntry() {
 /// The answer is on its way before another request for the same composition can overtake it.
 void VuoCache::State::_finishEntry(const std::shared_ptr<VuoCacheQueueEntry>& entry, Item result) {
   platform::WriteHold hold(_compilerQueueEntries);
-  std::erase(_compilerQueueEntries.array(), entry);
+  auto& entries = _compilerQueueEntries.array();
+  std::erase(entries, entry);
   platform::withMemory([&] {
-    if (!_compilerQueueEntries.array().empty()) _scheduleQueueRun();
+    if (!entries.empty()) _scheduleQueueRun();
   });
   platform::withMemory([&] { deliver(entry->completionBlock, result); });
 }

@@ -7,10 +7,8 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +19,7 @@
 #include "platform/hostbase/MutLockDict.h"
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileLock.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/Notifications.h"
 
 class VuoCacheQueueEntry;
@@ -55,10 +54,10 @@ struct VuoCache::State : std::enable_shared_from_this<State> {
   // --- saving and loading
 
   void appTerminateNotification();
-  void _load();
-  void _save();
-  void _loadTable(const Kind& kind);
-  void _saveTable(const Kind& kind, const std::string& cacheFolder);
+  void _load() EXCLUDES(_compilerSynchLock);
+  void _save() EXCLUDES(_compilerSynchLock);
+  void _loadTable(const Kind& kind) REQUIRES(_compilerSynchLock);
+  void _saveTable(const Kind& kind, const std::string& cacheFolder) REQUIRES(_compilerSynchLock);
   static std::vector<SavedRecord> _savedRecords(const Kind& kind, const std::string& cacheFolder);
   static std::string _keyInFile(const std::string& path);
   void _drop(const SavedRecord& saved) const;
@@ -94,10 +93,12 @@ struct VuoCache::State : std::enable_shared_from_this<State> {
   Item _fetchSynchronously(const Kind& kind, const Path& path);
   std::optional<std::string> _compileUnchanged(const Kind& kind, const std::string& path,
                                                std::string& artefactPath,
-                                               VuoCacheItem::Date& modDate);
+                                               VuoCacheItem::Date& modDate)
+      EXCLUDES(_compilerSynchLock);
   std::optional<std::string> _compile(const Kind& kind, const std::string& path,
-                                      std::string& artefactPath, VuoCacheItem::Date& modDate);
-  std::unique_lock<std::mutex> _turnToCompile();
+                                      std::string& artefactPath, VuoCacheItem::Date& modDate)
+      EXCLUDES(_compilerSynchLock);
+  void _waitForTurnToCompile(platform::UniqueLock& hold) REQUIRES(_compilerSynchLock);
 
   // --- the queue
 
@@ -124,9 +125,9 @@ struct VuoCache::State : std::enable_shared_from_this<State> {
   // Held across each compile and link and across loading and saving the record files. Taken after
   // the lock of a composition, whose holder may be another process, and before the lock of the
   // records and any table's own. The entry list's lock is never held with it.
-  std::mutex _compilerSynchLock;
-  std::condition_variable _noSaveWaits;  // with _compilerSynchLock
-  std::atomic<int> _savesWaiting{0};     // no compile begins while it is not 0
-  std::atomic<int> _terminations{0};     // how often the application was about to terminate
+  platform::Mutex _compilerSynchLock;
+  platform::ConditionVariable _noSaveWaits;  // with _compilerSynchLock
+  std::atomic<int> _savesWaiting{0};         // no compile begins while it is not 0
+  std::atomic<int> _terminations{0};         // how often the application was about to terminate
   platform::Observation _termination;
 };

@@ -65,7 +65,7 @@ std::vector<VuoCache::SavedRecord> VuoCache::State::_savedRecords(const Kind& ki
 }
 
 void VuoCache::State::_load() {
-  std::lock_guard hold(_compilerSynchLock);
+  platform::LockGuard hold(_compilerSynchLock);
   _dylibCacheItems.lockRemoveAllObjects();
   _exeCacheItems.lockRemoveAllObjects();
   if (_keepsNothing() || !platform::isFolder(_cacheFolder())) return;
@@ -78,10 +78,11 @@ void VuoCache::State::_load() {
 }
 
 void VuoCache::State::_loadTable(const Kind& kind) {
+  auto& table = this->*kind.table;
   platform::removeUnfinished(_cacheFolder() + "/" + kind.recordFile);
   for (const SavedRecord& saved : _savedRecords(kind, _cacheFolder())) {
     if (saved.isValid && saved.record->upToDate()) {
-      (this->*kind.table).lockSetObject(saved.record, saved.compositionPath);
+      table.lockSetObject(saved.record, saved.compositionPath);
     } else {
       _drop(saved);
     }
@@ -104,7 +105,7 @@ void VuoCache::State::_removeUnfinishedArtefacts(const std::string& cacheFolder,
 void VuoCache::State::_save() {
   ++_savesWaiting;
   {
-    std::lock_guard hold(_compilerSynchLock);
+    platform::LockGuard hold(_compilerSynchLock);
     --_savesWaiting;
     if (!_keepsNothing() && _makeCacheFolder()) {
       const auto holdRecords = _lockRecords();

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "composition/CompositionLine.h"
+#include "composition/PublishedLine.h"
 
 namespace {
 

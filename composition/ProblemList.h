@@ -16,7 +16,7 @@ class ProblemList {
   void add(ZQVuoProblemKind kind, std::string text);
   void addNotUtf8(std::size_t line, std::size_t byteOffset);
 
-  std::vector<ZQVuoCompositionProblem> take() { return std::move(_problems); }
+  std::vector<ZQVuoCompositionProblem> release() { return std::move(_problems); }
 
  private:
   std::size_t _line = 0;

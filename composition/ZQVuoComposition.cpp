@@ -5,9 +5,9 @@
 #include <map>
 #include <new>
 
-#include "composition/CompositionLine.h"
 #include "composition/NodePlaces.h"
 #include "composition/PortValues.h"
+#include "composition/PublishedLine.h"
 #include "composition/TextLines.h"
 #include "platform/hostbase/HostStrings.h"
 #include "platform/system/FileSystem.h"
@@ -157,7 +157,7 @@ void ZQVuoComposition::_loadComposition() {
   } else {
     systemLog("\t\terr: couldn't load file, %s", {"-[ZQVuoComposition _loadComposition]"});
   }
-  _contents->_problems = problems.take();
+  _contents->_problems = problems.release();
 }
 
 std::optional<std::string> ZQVuoComposition::Contents::_readText(ProblemList& problems) const {

@@ -1,35 +1,25 @@
 #include "Brannow/ZQVuoCompositionPort.h"
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 
-#include "platform/system/SpinLock.h"
+#include "platform/system/LockedValues.h"
 #include "platform/system/WithMemory.h"
 
 /// A port's fields are the port itself, in one piece of memory: a file may publish thousands.
 struct ZQVuoCompositionPort::Fields : ZQVuoCompositionPort {
   Fields(ZQVuoPortType type, std::string name) : portName(std::move(name)), portType(type) {}
 
-  template <class Field>
-  Field read(Field Fields::*field) const {
-    std::lock_guard hold(valueLock);
-    return this->*field;
-  }
-  template <class Field>
-  void write(Field Fields::*field, std::type_identity_t<Field> value) {
-    std::lock_guard hold(valueLock);
-    std::swap(this->*field, value);  // the old value goes after the lock has been released
-  }
+  struct Values {
+    std::optional<double> minVal;
+    std::optional<double> maxVal;
+    Value defaultVal;
+    std::optional<double> stepVal;
+  };
 
   const std::string portName;
   const ZQVuoPortType portType;
-  // Guards the four value fields, each for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock valueLock;
-  std::optional<double> minVal;
-  std::optional<double> maxVal;
-  Value defaultVal;
-  std::optional<double> stepVal;
+  platform::LockedValues<Values> values;
   std::atomic<bool> wantsUI{false};
 };
 
@@ -58,32 +48,32 @@ ZQVuoPortType ZQVuoCompositionPort::portType() const {
   return fields().portType;
 }
 std::optional<double> ZQVuoCompositionPort::minVal() const {
-  return fields().read(&Fields::minVal);
+  return fields().values.read(&Fields::Values::minVal);
 }
 std::optional<double> ZQVuoCompositionPort::maxVal() const {
-  return fields().read(&Fields::maxVal);
+  return fields().values.read(&Fields::Values::maxVal);
 }
 ZQVuoCompositionPort::Value ZQVuoCompositionPort::defaultVal() const {
-  return fields().read(&Fields::defaultVal);
+  return fields().values.read(&Fields::Values::defaultVal);
 }
 std::optional<double> ZQVuoCompositionPort::stepVal() const {
-  return fields().read(&Fields::stepVal);
+  return fields().values.read(&Fields::Values::stepVal);
 }
 bool ZQVuoCompositionPort::wantsUI() const {
   return fields().wantsUI.load(std::memory_order_relaxed);
 }
 
 void ZQVuoCompositionPort::setMinVal(std::optional<double> minVal) {
-  fields().write(&Fields::minVal, minVal);
+  fields().values.write(&Fields::Values::minVal, minVal);
 }
 void ZQVuoCompositionPort::setMaxVal(std::optional<double> maxVal) {
-  fields().write(&Fields::maxVal, maxVal);
+  fields().values.write(&Fields::Values::maxVal, maxVal);
 }
 void ZQVuoCompositionPort::setDefaultVal(Value defaultVal) {
-  fields().write(&Fields::defaultVal, std::move(defaultVal));
+  fields().values.write(&Fields::Values::defaultVal, std::move(defaultVal));
 }
 void ZQVuoCompositionPort::setStepVal(std::optional<double> stepVal) {
-  fields().write(&Fields::stepVal, stepVal);
+  fields().values.write(&Fields::Values::stepVal, stepVal);
 }
 void ZQVuoCompositionPort::setWantsUI(bool wantsUI) {
   fields().wantsUI.store(wantsUI, std::memory_order_relaxed);

@@ -37,8 +37,8 @@ class VideoStream : public FrameSource {
 
  protected:
   /// Empty at the end of the input; a part of what was asked for is a failure.
-  std::vector<std::uint8_t> takeWhole(std::size_t size) {
-    auto bytes = _input.take(size);
+  std::vector<std::uint8_t> readWhole(std::size_t size) {
+    auto bytes = _input.read(size);
     if (stopSignal() != 0) return {};
     if (!bytes.empty() && bytes.size() != size) {
       throw Failure{"the video ends in the middle of a frame"};
@@ -54,7 +54,7 @@ class RgbaStream : public VideoStream {
   RgbaStream(std::size_t width, std::size_t height) : _width(width), _height(height) {}
 
   std::optional<ZQPixels> next() override {
-    ZQPixels picture{_width, _height, takeWhole(4 * _width * _height)};
+    ZQPixels picture{_width, _height, readWhole(4 * _width * _height)};
     if (picture.rgba.empty()) return std::nullopt;
     return picture;
   }
@@ -69,11 +69,11 @@ constexpr std::size_t kLongestLine = 4096;
 class Y4mStream : public VideoStream {
  public:
   Y4mStream() {
-    std::istringstream head(_input.takeLine(kLongestLine));
+    std::istringstream head(_input.readLine(kLongestLine));
     std::string word;
     head >> word;
     if (word != "YUV4MPEG2") throw Failure{"standard input is no YUV4MPEG2 video"};
-    while (head >> word) takeParameter(word[0], word.substr(1));
+    while (head >> word) parseParameter(word[0], word.substr(1));
     if (_layout.width == 0 || _layout.height == 0) throw Failure{"the video names no size"};
     if (_layout.width > kLongestSide || _layout.height > kLongestSide) {
       throw Failure{"the video's frames are larger than " + std::to_string(kLongestSide) +
@@ -83,10 +83,10 @@ class Y4mStream : public VideoStream {
 
   std::optional<ZQPixels> next() override {
     if (_input.hasEnded()) return std::nullopt;
-    const std::string line = _input.takeLine(kLongestLine);
+    const std::string line = _input.readLine(kLongestLine);
     if (stopSignal() != 0) return std::nullopt;
     if (!line.starts_with("FRAME")) throw Failure{"the video has something between its frames"};
-    const auto planes = takeWhole(_layout.frameSize());
+    const auto planes = readWhole(_layout.frameSize());
     if (stopSignal() != 0) return std::nullopt;
     if (planes.empty()) throw Failure{"the video ends in the middle of a frame"};
     return pictureFromYuv(planes, _layout);
@@ -94,15 +94,15 @@ class Y4mStream : public VideoStream {
   std::optional<FrameRate> rate() const override { return _rate; }
 
  private:
-  void takeParameter(char name, const std::string& value) {
+  void parseParameter(char name, const std::string& value) {
     if (name == 'W') _layout.width = std::strtoull(value.c_str(), nullptr, 10);
     if (name == 'H') _layout.height = std::strtoull(value.c_str(), nullptr, 10);
     if (name == 'F') _rate = FrameRate::fromText(value);
-    if (name == 'C') takeChroma(value);
+    if (name == 'C') parseChroma(value);
     if (name == 'X' && value == "COLORRANGE=FULL") _layout.isFullRange = true;
   }
 
-  void takeChroma(const std::string& value) {
+  void parseChroma(const std::string& value) {
     if (value == "mono") {
       _layout.hasChroma = false;
     } else if (value == "444") {

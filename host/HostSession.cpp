@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <mutex>
 #include <utility>
 
 #include "Brannow/Alert.h"
@@ -13,31 +12,14 @@
 #include "Brannow/Log.h"
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
-#include "host/Files.h"
+#include "platform/system/FileSystem.h"
 
-struct LogCapture::Lines {
-  std::mutex lock;  // taken under the log's own lock; nothing is taken under it
-  std::vector<std::string> lines;
-};
-
-LogCapture::LogCapture() : _lines(std::make_shared<Lines>()) {
-  brannow::setLogSink([lines = _lines](const std::string& line) {
-    const auto start = line.find_first_not_of('\t');
-    if (start == std::string::npos) return;
-    const std::string text = line.substr(start);
-    if (!text.starts_with("err") && !text.starts_with("ERR")) return;
-    std::lock_guard hold(lines->lock);
-    lines->lines.push_back(text);
-  });
+LogSilencer::LogSilencer() {
+  brannow::setLogSink([](const std::string&) {});
 }
 
-LogCapture::~LogCapture() {
+LogSilencer::~LogSilencer() {
   brannow::setLogSink({});
-}
-
-std::vector<std::string> LogCapture::take() {
-  std::lock_guard hold(_lines->lock);
-  return std::exchange(_lines->lines, {});
 }
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {
@@ -93,5 +75,5 @@ std::string pathForCache(const std::string& file) {
 std::string defaultCacheFolder() {
   const char* folder = std::getenv("XDG_CACHE_HOME");
   if (folder && *folder == '/') return std::string(folder) + "/brannow";
-  return withHomeFolder("~/.cache/brannow");
+  return platform::expandTilde("~/.cache/brannow");
 }

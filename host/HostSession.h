@@ -9,20 +9,13 @@
 #include "Brannow/VuoGLScene.h"
 #include "Brannow/ZQBufferPool.h"
 
-/// Collects what the framework logs as an error while it exists; nothing goes to the system log.
-class LogCapture {
+/// Nothing that the framework logs goes to the system log while it exists.
+class LogSilencer {
  public:
-  LogCapture();
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-
-  /// The lines so far, without the white space in front. Forgets them.
-  std::vector<std::string> take();
-
- private:
-  struct Lines;
-  std::shared_ptr<Lines> _lines;
+  LogSilencer();
+  ~LogSilencer();
+  LogSilencer(const LogSilencer&) = delete;
+  LogSilencer& operator=(const LogSilencer&) = delete;
 };
 
 /// A root GL context, the process-wide buffer pool and the configured cache. Alerts are collected

@@ -5,15 +5,15 @@
 #include <filesystem>
 #include <string_view>
 
-#include "host/Files.h"
 #include "host/FramePattern.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
 constexpr std::string_view kDigits = "0123456789";
 
 /// Takes the digits at the beginning of `text` away and returns them without leading zeros.
-std::string_view takeNumber(std::string_view& text) {
+std::string_view consumeNumber(std::string_view& text) {
   const auto digits = std::min(text.find_first_not_of(kDigits), text.size());
   std::string_view number = text.substr(0, digits);
   number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
@@ -30,7 +30,7 @@ bool comesBefore(const std::string& left, const std::string& right) {
   std::string_view a = left, b = right;
   while (!a.empty() && !b.empty()) {
     if (beginsWithDigit(a) && beginsWithDigit(b)) {
-      const auto x = takeNumber(a), y = takeNumber(b);
+      const auto x = consumeNumber(a), y = consumeNumber(b);
       if (x != y) return x.size() != y.size() ? x.size() < y.size() : x < y;
     } else {
       if (a[0] != b[0]) return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]);
@@ -61,13 +61,13 @@ bool isPictureName(const std::string& name) {
 }
 
 std::vector<std::string> picturesNamed(const std::string& input) {
-  if (isFolder(input)) return picturesIn(input);
+  if (platform::isFolder(input)) return picturesIn(input);
   if (!hasFrameNumber(input)) return {input};
   std::vector<std::string> files;
-  int number = fileExists(frameFile(input, 0, 1)) ? 0 : 1;
+  int number = platform::itemExists(frameFile(input, 0, 1)) ? 0 : 1;
   for (;; ++number) {
     const std::string file = frameFile(input, number, 1);
-    if (!fileExists(file)) return files;
+    if (!platform::itemExists(file)) return files;
     files.push_back(file);
   }
 }

@@ -73,7 +73,7 @@ class SceneDriver {
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
   void compile();
   bool ask(const Requests& requests);
-  std::optional<VuoFrame> take(const Asked& asked, int count);
+  std::optional<VuoFrame> collect(const Asked& asked, int count);
   VuoFrame waitFor(const Asked& asked, int count);
   void write(const VuoFrame& frame, int index, int count);
   void say(const std::string& line);

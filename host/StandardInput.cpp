@@ -49,7 +49,7 @@ bool StandardInput::hasEnded() {
   return !fill();
 }
 
-std::vector<std::uint8_t> StandardInput::take(std::size_t size) {
+std::vector<std::uint8_t> StandardInput::read(std::size_t size) {
   std::vector<std::uint8_t> taken(size);
   std::size_t got = std::min(size, _bytes.size() - _next);
   std::copy_n(_bytes.begin() + static_cast<std::ptrdiff_t>(_next), got, taken.begin());
@@ -63,7 +63,7 @@ std::vector<std::uint8_t> StandardInput::take(std::size_t size) {
   return taken;
 }
 
-std::string StandardInput::takeLine(std::size_t longest) {
+std::string StandardInput::readLine(std::size_t longest) {
   std::string line;
   while (line.size() < longest && fill()) {
     const char c = static_cast<char>(_bytes[_next++]);

@@ -10,10 +10,10 @@
 class StandardInput {
  public:
   /// Reads `size` bytes; fewer only at the end of the input.
-  std::vector<std::uint8_t> take(std::size_t size);
+  std::vector<std::uint8_t> read(std::size_t size);
   /// Reads to the next line's end, which is left out, or to the end of the input; no more than
   /// `longest` bytes.
-  std::string takeLine(std::size_t longest);
+  std::string readLine(std::size_t longest);
   /// Whether the input has ended and nothing of it is left.
   bool hasEnded();
   /// Whether the next bytes, or the end, are there without waiting.

@@ -31,7 +31,7 @@ std::string headOf(std::string_view firstLine, std::string_view plan) {
 }
 
 /// Takes a line with its end off the front of the text.
-std::string_view takeLine(std::string_view& text) {
+std::string_view consumeLine(std::string_view& text) {
   const std::size_t end = text.find('\n');
   if (end == text.npos) refuse("it is cut off");
   const std::string_view line = text.substr(0, end + 1);
@@ -66,9 +66,10 @@ std::string artefactOf(const std::string& planText, const std::string& firstLine
 
 std::string planTextIn(const std::string& artefact) {
   std::string_view rest = artefact;
-  const std::string_view firstLine = rest.starts_with("#!") ? takeLine(rest) : std::string_view();
+  const std::string_view firstLine =
+      rest.starts_with("#!") ? consumeLine(rest) : std::string_view();
   if (!rest.starts_with(magic)) refuse("it does not begin like one");
-  const std::string_view head = takeLine(rest);
+  const std::string_view head = consumeLine(rest);
   const std::string format = std::string(magic) + std::to_string(planFormat) + " ";
   if (!head.starts_with(format)) refuse("its plan has another format");
   if (head != headOf(firstLine, rest)) refuse("it is damaged");

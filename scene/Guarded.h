@@ -7,12 +7,14 @@
 #include <utility>
 
 #include "platform/system/SystemLog.h"
+#include "platform/system/ThreadSafety.h"
 
 /// Runs `work`; an exception of any kind is logged as `format` with the operation's name. None when
 /// the work was done to its end, else what the exception says of itself.
 template <class Work>
 std::optional<std::string> faultOf(const char* operation, Work&& work,
-                                   const char* format = "\t\terr: caught exception in %s") {
+                                   const char* format = "\t\terr: caught exception in %s")
+    NO_THREAD_SAFETY_ANALYSIS {  // the work says itself which locks its caller holds
   std::string fault;
   try {
     std::forward<Work>(work)();

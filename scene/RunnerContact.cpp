@@ -1,10 +1,13 @@
 #include "scene/RunnerContact.h"
 
 #include <cmath>
+#include <new>
 #include <utility>
 
+#include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/WithMemory.h"
 #include "scene/Guarded.h"
 
 namespace {
@@ -29,12 +32,17 @@ void VuoGLScene::State::RunnerContact::runnerDelegateReceivedEventForOutputKey(c
   if (const auto ours = _scene.lock()) ours->runnerDelegateReceivedEventForOutputKey(key);
 }
 
-void VuoGLScene::State::RunnerContact::runnerDelegateLostContactWithComposition() {
+/// On the main queue's thread, which does not wait for memory.
+void VuoGLScene::State::RunnerContact::runnerDelegateLostContactWithComposition() try {
   if (const auto ours = _scene.lock()) ours->_state->_lostContactWith(*this);
+} catch (const std::bad_alloc&) {
+  platform::MainQueue::shared().after(
+      std::chrono::milliseconds(10),
+      [contact = shared_from_this()] { contact->runnerDelegateLostContactWithComposition(); });
 }
 
 void VuoGLScene::State::RunnerContact::cameUp() {
-  if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) tellRunning();
+  if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) platform::withMemory([&] { tellRunning(); });
 }
 
 void VuoGLScene::State::RunnerContact::installed() {
@@ -52,7 +60,7 @@ void VuoGLScene::State::RunnerContact::isOverdue(std::chrono::nanoseconds waited
 }
 
 void VuoGLScene::State::RunnerContact::hasCaughtUp() {
-  tellRunning();
+  platform::withMemory([&] { tellRunning(); });
 }
 
 void VuoGLScene::State::RunnerContact::tellRunning(std::string message) {

@@ -9,7 +9,9 @@
 
 /// The scene as one of its runners knows it. What the runner reports goes on to the scene, which is
 /// not kept alive; that contact was lost goes on with whose it was. Goes with its runner.
-class VuoGLScene::State::RunnerContact : public VuoGLSceneProtocol, public VuoRunner::Watcher {
+class VuoGLScene::State::RunnerContact : public VuoGLSceneProtocol,
+                                         public VuoRunner::Watcher,
+                                         public std::enable_shared_from_this<RunnerContact> {
  public:
   RunnerContact(std::weak_ptr<VuoGLScene> scene, std::weak_ptr<VuoRunner> runner,
                 std::uint64_t forLoad, Path file);

@@ -53,50 +53,51 @@ void VuoGLScene::State::appTerminateNotification() {
 }
 
 std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   return _state->comp;
 }
 
 VuoGLScene::Path VuoGLScene::filePath() const try {
   if (_state->deleted) return std::nullopt;
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   return _state->filePath;
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 
 bool VuoGLScene::runnerNewProcess() const {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   return _state->runnerNewProcess;
 }
 
 void VuoGLScene::setRunnerNewProcess(bool runnerNewProcess) {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   _state->runnerNewProcess = runnerNewProcess;
 }
 
 VuoGLScene::Patience VuoGLScene::eventPatience() const {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   return _state->eventPatience;
 }
 
 void VuoGLScene::setEventPatience(Patience patience) {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   _state->eventPatience = patience;
   if (_state->runner)
-    guarded("-[VuoGLScene setEventPatience:]", [&] { _state->runner->setPatience(patience); });
+    guarded("-[VuoGLScene setEventPatience:]",
+            [&]() REQUIRES(_state->runnerLock) { _state->runner->setPatience(patience); });
 }
 
 void VuoGLScene::setDelegate(VuoGLSceneDelegate* delegate) {
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   _state->delegate = delegate;
 }
 
 VuoSceneStatus VuoGLScene::status() const {
-  std::lock_guard hold(_state->statusLock);
+  platform::LockGuard hold(_state->statusLock);
   VuoSceneStatus status;
   status.state = _state->status.state;
-  guarded("-[VuoGLScene status]", [&] { status = _state->status; });
+  guarded("-[VuoGLScene status]", [&]() REQUIRES(_state->statusLock) { status = _state->status; });
   return status;
 }
 
@@ -105,21 +106,24 @@ void VuoGLScene::setStatusHandler(StatusHandler handler) {
   if (handler)
     guarded("-[VuoGLScene setStatusHandler:]",
             [&] { shared = std::make_shared<const StatusHandler>(std::move(handler)); });
-  std::lock_guard hold(_state->statusLock);
+  platform::LockGuard hold(_state->statusLock);
   _state->statusHandler.swap(shared);  // the former one is destroyed after the lock is released
 }
 
 /// What an overtaken load has to say is dropped. Changes reach the main queue in their order, also
-/// where no handler waits for them: who serves the queue may look at the status instead.
+/// where no handler waits for them: who serves the queue may look at the status instead. One that
+/// could not be told for want of memory is told with the next call.
 void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load) {
   {
-    std::lock_guard hold(statusLock);
+    platform::LockGuard hold(statusLock);
     if (load < statusLoad) return;
     statusLoad = load;
-    if (status == newStatus) return;
-    status = std::move(newStatus);
-    if (deleted) return;
-    statusesToTell.push_back(statusHandler ? std::optional(status) : std::nullopt);
+    if (!(status == newStatus)) {
+      if (!deleted)
+        statusesToTell.push_back(statusHandler ? std::optional(newStatus) : std::nullopt);
+      status = std::move(newStatus);
+    }
+    if (statusesToTell.empty()) return;
   }
   // Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
   platform::MainQueue::shared().async([weak = scene.weak_from_this()] {
@@ -128,13 +132,16 @@ void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load)
 }
 
 void VuoGLScene::State::_tellStatus() {
-  std::shared_ptr<const StatusHandler> handler;
-  std::optional<VuoSceneStatus> told;
-  {
-    std::lock_guard hold(statusLock);
-    told = std::move(statusesToTell.front());
-    statusesToTell.pop_front();
-    handler = statusHandler;
+  for (;;) {
+    std::shared_ptr<const StatusHandler> handler;
+    std::optional<VuoSceneStatus> told;
+    {
+      platform::LockGuard hold(statusLock);
+      if (statusesToTell.empty()) return;
+      told = std::move(statusesToTell.front());
+      statusesToTell.pop_front();
+      handler = statusHandler;
+    }
+    if (told && handler && !deleted) (*handler)(*told);
   }
-  if (told && handler && !deleted) (*handler)(*told);
 }

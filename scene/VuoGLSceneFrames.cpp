@@ -155,11 +155,11 @@ ZQBufferRef VuoFrame::image(const std::string& name) const {
 
 std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& request) try {
   auto frame = std::make_shared<State::AskedFrame>();
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   frame->composition = comp();
   frame->tag = {++_state->frameRequests, request.time.value_or(_state->_secondsSinceLoad())};
   if (request.size && !_state->deleted) {
-    std::lock_guard holdProperties(_state->propLock);
+    platform::LockGuard holdProperties(_state->propLock);
     _state->size = *request.size;
   }
   if (_state->deleted || !_state->runner || !frame->composition) {
@@ -170,7 +170,7 @@ std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& 
     return frame;
   }
   frame->runner = _state->runner;
-  const auto fault = faultOf(kAskName, [&] {
+  const auto fault = faultOf(kAskName, [&]() REQUIRES(_state->runnerLock) {
     _state->_store(request, *frame);
     frame->event = _state->runner->firePublishedInputPortEvent(frame->tag);
   });
@@ -180,15 +180,13 @@ std::shared_ptr<VuoPendingFrame> VuoGLScene::askForFrame(const VuoFrameRequest& 
   return State::_nothingAsked;
 }
 
-/// The caller holds `runnerLock`.
 VuoFrame VuoGLScene::State::_whyUnasked(const std::string& fault) const {
   std::string how;
-  guarded(kAskName, [&] { how = runner->lossDescription(); });
+  guarded(kAskName, [&]() REQUIRES(runnerLock) { how = runner->lossDescription(); });
   return how.empty() ? noFrame(Reason::NoPicture, "The composition can't be asked. " + fault)
                      : endedFrame(how);
 }
 
-/// The caller holds `runnerLock`.
 void VuoGLScene::State::_store(const VuoFrameRequest& request, AskedFrame& frame) {
   const ZQVuoComposition& composition = *frame.composition;
   const bool interprocess = runnerNewProcess;
@@ -262,7 +260,7 @@ VuoFrame VuoGLScene::State::_answered(const AskedFrame& frame) const {
 VuoFrame VuoGLScene::State::_late(const AskedFrame& frame) const {
   std::shared_ptr<const VuoRunner::Outputs> values;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     if (runner && runner == frame.runner.lock()) values = runner->getPublishedOutputs();
   }
   const auto port = frame.composition->runnerImageOutputPort();
@@ -280,10 +278,10 @@ VuoFrame VuoGLScene::renderFrame(const VuoFrameRequest& request, Patience longes
 }
 
 std::optional<Clock::time_point> VuoGLScene::oldestRequestSince() const {
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   std::optional<Clock::time_point> since;
   if (_state->runner)
     guarded("-[VuoGLScene oldestRequestSince]",
-            [&] { since = _state->runner->oldestEventSince(); });
+            [&]() REQUIRES(_state->runnerLock) { since = _state->runner->oldestEventSince(); });
   return since;
 }

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::chrono::nanoseconds kDelay{10'000};
 constexpr const char* kAvailableName = "-[VuoGLScene _cachedItemAvailable:]";
+constexpr const char* kLostName = "-[VuoGLScene runnerDelegateLostContactWithComposition]";
 constexpr const char* kTearDownName = "+[VuoGLScene _tearDown:]";
 constexpr const char* kLoadException = "\t\terr: caught exception trying to load .vuo comp! %s";
 
@@ -76,27 +77,34 @@ void VuoGLScene::useFile(const Path& path) {
 
 void VuoGLScene::useFile(const Path& path, bool async) {
   constexpr const char* kName = "-[VuoGLScene useFile:async:]";
+  std::uint64_t load = 0;
   const auto fault = faultOf(kName, [&] {
     _state->_useFile(
         path, async,
-        path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{});
+        path ? VuoSceneStatus{VuoSceneStatus::State::Loading, path, ""} : VuoSceneStatus{}, load);
   });
-  if (fault) guarded(kName, [&] { _state->_failToLoad(path, *fault); });
+  if (fault) guarded(kName, [&] { _state->_failToLoad(path, load, *fault); });
 }
 
-/// The load that was begun last has come to nothing: there was no memory for it.
-void VuoGLScene::State::_failToLoad(const Path& path, const std::string& fault) {
-  std::uint64_t load;
+/// The load of that number has come to nothing, or has not even begun where there is none: there
+/// was no memory for it.
+void VuoGLScene::State::_failToLoad(const Path& path, std::uint64_t load,
+                                    const std::string& fault) {
+  Running begun;
   {
-    std::lock_guard hold(propLock);
-    load = loads;
+    platform::LockGuard hold(runnerLock);
+    if (load != 0 && runnerContact && runnerContact->load == load) begun = _takeOutRunnerLocked();
+    platform::LockGuard holdProperties(propLock);
+    if (load == 0) load = loads;
   }
+  _discard(std::move(begun));
   _setStatus(failedStatus(path, fault), load);
 }
 
-void VuoGLScene::State::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile) {
+void VuoGLScene::State::_useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile,
+                                 std::uint64_t& load) {
   if (deleted) return;
-  const std::uint64_t load = _setFile(path);
+  load = _setFile(path);
   if (load == 0) return;
   _setStatus(std::move(statusMeanwhile), load);
   Running old = _takeOutRunner(load);
@@ -109,7 +117,13 @@ void VuoGLScene::State::_fetch(const Request& request) {
   const auto& [path, async, newProcess, load, isSecond] = request;
   if (async) {
     auto completion = [weak = scene.weak_from_this(), request](VuoCache::Item item) {
-      if (const auto alive = weak.lock()) alive->_state->_itemFetched(item, request);
+      const auto alive = weak.lock();
+      if (!alive) return;
+      const auto fault =
+          faultOf(kAvailableName, [&] { alive->_state->_itemFetched(item, request); });
+      if (fault)
+        guarded(kAvailableName,
+                [&] { alive->_state->_failToLoad(request.path, request.load, *fault); });
     };
     newProcess ? VuoCache::fetchCachedExeForVuoFile(path, completion)
                : VuoCache::fetchCachedDylibForVuoFile(path, completion);
@@ -140,7 +154,7 @@ bool VuoGLScene::State::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& i
                                           const Request& request) {
   const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
   if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   return loads == request.load;
 }
 
@@ -151,7 +165,7 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
                                           std::optional<std::uint64_t> insteadOf) {
   Path file = path;
   std::shared_ptr<ZQVuoComposition> read;  // then the former one, which goes after the lock
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   if (deleted && path) return 0;
   if (insteadOf && *insteadOf != loads) return 0;
   const auto date = path ? std::optional(std::chrono::system_clock::now()) : std::nullopt;
@@ -165,14 +179,13 @@ std::uint64_t VuoGLScene::State::_setFile(const Path& path,
 
 /// Leaves a runner alone that a later load has installed meanwhile.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunner(std::uint64_t load) {
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   if (!runnerContact || runnerContact->load < load) return _takeOutRunnerLocked();
   Running none;
   none.newProcess = runnerNewProcess;
   return none;
 }
 
-/// The caller holds `runnerLock`.
 VuoGLScene::State::Running VuoGLScene::State::_takeOutRunnerLocked() {
   return {std::exchange(runnerCacheItem, nullptr), std::exchange(runnerContact, nullptr),
           std::exchange(runnerDelegate, nullptr), std::exchange(runner, nullptr), runnerNewProcess};
@@ -211,7 +224,7 @@ void VuoGLScene::State::_tearDown(Running running, const char* operation) {
 void VuoGLScene::State::_unloadForGood() {
   Running old;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     deleted = true;
     old = _takeOutRunnerLocked();
   }
@@ -224,7 +237,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   Path file;
   std::uint64_t load;
   {
-    std::lock_guard hold(propLock);
+    platform::LockGuard hold(propLock);
     file = filePath;
     load = loads;
   }
@@ -236,7 +249,7 @@ void VuoGLScene::State::_cachedItemAvailable(const std::shared_ptr<VuoCacheItem>
   bool alreadyRunning, newProcess;
   VuoCacheItem::Text source, artefact;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     alreadyRunning = runner != nullptr;
     newProcess = runnerNewProcess;
     source = item->vuoFilePath();
@@ -302,12 +315,12 @@ VuoGLScene::State::Running VuoGLScene::State::_startRunner(
 /// load while this one was starting, and when this one is lost already.
 bool VuoGLScene::State::_install(Running& running, const std::string& source) {
   std::shared_ptr<VuoCacheItem> old;  // given up after the lock is released
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   old = std::exchange(runnerCacheItem, running.item);
   if (deleted || runner) return false;
   if (running.contact) {
     if (running.contact->lost) return false;
-    std::lock_guard holdProperties(propLock);
+    platform::LockGuard holdProperties(propLock);
     if (filePath != source) return false;
     running.contact->load = loads;  // another load of the same file is served as well
   }
@@ -321,20 +334,21 @@ bool VuoGLScene::State::_install(Running& running, const std::string& source) {
 /// came after it takes care.
 void VuoGLScene::State::_lostContactWith(RunnerContact& contact) {
   if (deleted) return;
-  Path path;
+  // What needs memory comes first: nothing has been done when there is none.
+  const Path path = scene.filePath();
+  VuoSceneStatus lostStatus{
+      contact.hasComeUp() ? VuoSceneStatus::State::Lost : VuoSceneStatus::State::Failed, path,
+      contact.lossDescription()};
   std::uint64_t load;
   Running lost;
   {
-    std::lock_guard hold(runnerLock);
+    platform::LockGuard hold(runnerLock);
     contact.lost = true;
-    path = scene.filePath();
     load = _setFile(std::nullopt, contact.load);
     if (load == 0) return;
     lost = _takeOutRunnerLocked();
   }
-  _logLostContact(path);
-  _setStatus({contact.hasComeUp() ? VuoSceneStatus::State::Lost : VuoSceneStatus::State::Failed,
-              path, contact.lossDescription()},
-             load);
   _discard(std::move(lost));
+  guarded(kLostName, [&] { _logLostContact(path); });
+  _setStatus(std::move(lostStatus), load);
 }

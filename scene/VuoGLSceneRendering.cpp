@@ -27,7 +27,7 @@ std::optional<std::string> nameOf(const ZQVuoComposition::Port& port) {
 
 bool VuoGLScene::readyToRender() const {
   if (_state->deleted) return false;
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   return _state->runner != nullptr;
 }
 
@@ -35,9 +35,9 @@ void VuoGLScene::startRendering() {
   constexpr const char* kName = "-[VuoGLScene startRendering]";
   const auto composition = _state->_compositionToRender(kName);
   if (!composition) return;
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   if (_state->deleted || !_state->runner) return;
-  guarded(kName, [&] { _state->_pushTime(*composition); });
+  guarded(kName, [&]() REQUIRES(_state->runnerLock) { _state->_pushTime(*composition); });
 }
 
 ZQBufferRef VuoGLScene::allocABuffer() try {
@@ -55,9 +55,10 @@ ZQBufferRef VuoGLScene::allocAndRenderABuffer() try {
 
   bool pushed = false;
   {
-    std::lock_guard hold(_state->runnerLock);
+    platform::LockGuard hold(_state->runnerLock);
     if (!_state->deleted && _state->runner) {
-      guarded(kName, [&] { pushed = _state->_pushTime(*composition); });
+      guarded(kName,
+              [&]() REQUIRES(_state->runnerLock) { pushed = _state->_pushTime(*composition); });
     }
   }
   const Key output = nameOf(composition->runnerImageOutputPort());
@@ -74,12 +75,13 @@ ZQBufferRef VuoGLScene::runFilterOnFrame(const ZQBufferRef& frame) try {
   if (!composition || !composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) return frame;
 
   {
-    std::lock_guard hold(_state->runnerLock);
+    platform::LockGuard hold(_state->runnerLock);
     if (!_state->deleted && _state->runner) {
       guarded(
-          kName, [&] { _state->_pushTime(*composition); }, "\t\terr: caught exception A in %s");
+          kName, [&]() REQUIRES(_state->runnerLock) { _state->_pushTime(*composition); },
+          "\t\terr: caught exception A in %s");
       guarded(
-          kName, [&] { _state->_pushFrame(*composition, *frame); },
+          kName, [&]() REQUIRES(_state->runnerLock) { _state->_pushFrame(*composition, *frame); },
           "\t\terr: caught exception B in %s");
     }
   }
@@ -102,7 +104,7 @@ std::shared_ptr<ZQVuoComposition> VuoGLScene::State::_compositionToRender(
   return composition;
 }
 
-/// True when the composition has been told the time. The caller holds `runnerLock`.
+/// True when the composition has been told the time.
 bool VuoGLScene::State::_pushTime(const ZQVuoComposition& composition) {
   if (!composition.runnerTimePort()) return false;
   VuoRunner::Port* port =
@@ -116,13 +118,12 @@ bool VuoGLScene::State::_pushTime(const ZQVuoComposition& composition) {
 }
 
 double VuoGLScene::State::_secondsSinceLoad() const {
-  std::lock_guard hold(propLock);
+  platform::LockGuard hold(propLock);
   if (!loadDate) return 0;
   const auto elapsed = std::chrono::system_clock::now() - *loadDate;
   return std::chrono::duration<double>(elapsed).count();
 }
 
-/// The caller holds `runnerLock`.
 void VuoGLScene::State::_pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) {
   const Retained<VuoImage> image(_vuoImageForBuffer(frame));
   if (!image.get() || !composition.runnerImageInputPort()) return;
@@ -144,8 +145,11 @@ bool VuoGLScene::State::_waitForOutput(const Key& key, std::chrono::milliseconds
   if (reported()) return true;
   if (key && stayAwake.until(deadline, reportedSince)) return true;
   {
-    std::unique_lock hold(outValReportLock);
-    if (outValReported.wait_until(hold, deadline, reported)) return true;
+    platform::UniqueLock hold(outValReportLock);
+    bool isReported = reported();
+    for (bool isInTime = true; !isReported && isInTime; isReported = reported())
+      isInTime = outValReported.wait_until(hold, deadline);
+    if (isReported) return true;
   }
   const Path path = scene.filePath();
   const auto name = path ? std::optional(platform::lastPathComponent(*path)) : std::nullopt;

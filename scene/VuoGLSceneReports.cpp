@@ -27,7 +27,7 @@ void VuoGLScene::runnerDelegateReceivedValForOutputKey(const Key& key) {
   addName(_state->runnerOutValPortNames, *key);
   ++_state->outValReports;
   // A frame call that has just looked in vain must be waiting by the time it is notified.
-  { std::lock_guard hold(_state->outValReportLock); }
+  { platform::LockGuard hold(_state->outValReportLock); }
   _state->outValReported.notify_all();
 }
 
@@ -51,11 +51,13 @@ void VuoGLScene::runnerDelegateLostContactWithComposition() {
   State::_logLostContact(path);
   std::shared_ptr<State::RunnerContact> contact;
   {
-    std::lock_guard hold(_state->runnerLock);
+    platform::LockGuard hold(_state->runnerLock);
     contact = _state->runnerContact;
   }
+  std::uint64_t load = 0;
   _state->_useFile(std::nullopt, false,
-                   {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""});
+                   {VuoSceneStatus::State::Lost, path, contact ? contact->lossDescription() : ""},
+                   load);
 }
 
 void VuoGLScene::State::_logLostContact(const Path& path) {

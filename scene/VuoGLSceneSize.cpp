@@ -57,7 +57,7 @@ void VuoGLScene::setSize(double width, double height) {
   if (_state->deleted) return;
   bool changed;
   {
-    std::lock_guard hold(_state->propLock);
+    platform::LockGuard hold(_state->propLock);
     changed = _state->size != ZQSize{width, height};
     _state->size = {width, height};
   }
@@ -65,21 +65,21 @@ void VuoGLScene::setSize(double width, double height) {
 }
 
 ZQSize VuoGLScene::size() const {
-  std::lock_guard hold(_state->propLock);
+  platform::LockGuard hold(_state->propLock);
   return _state->size;
 }
 
 void VuoGLScene::State::_applySize() {
   if (deleted) return;
   const auto composition = scene.comp();
-  std::lock_guard hold(runnerLock);
+  platform::LockGuard hold(runnerLock);
   if (!runner) return;
   // Read under the runner's lock: of two overlapping pushes the later one sends the later size.
   const ZQSize pixels = scene.size();
   const Path path = scene.filePath();
   const auto widthPort = composition ? composition->runnerWidthPort() : nullptr;
   const auto heightPort = composition ? composition->runnerHeightPort() : nullptr;
-  guarded(kName, [&] {
+  guarded(kName, [&]() REQUIRES(runnerLock) {
     pushDimension(*runner,
                   {widthPort, pixels.width, "\t\terr: no width port name, %s - %@",
                    "\t\terr: no width port, %s - %@", "\t\terr: no width port val, %s - %@"},

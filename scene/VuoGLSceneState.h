@@ -7,17 +7,16 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Brannow/VuoCacheItem.h"
 #include "Brannow/VuoGLScene.h"
 #include "platform/hostbase/MutLockArray.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/Notifications.h"
 #include "platform/system/SpinLock.h"
 #include "runtime/VuoImage.h"
@@ -36,51 +35,56 @@ struct VuoGLScene::State {
   // --- life and status
 
   void appTerminateNotification();
-  void _unloadForGood();
-  void _setStatus(VuoSceneStatus newStatus, std::uint64_t load);
-  void _tellStatus();
+  void _unloadForGood() EXCLUDES(runnerLock);
+  void _setStatus(VuoSceneStatus newStatus, std::uint64_t load) EXCLUDES(statusLock);
+  void _tellStatus() EXCLUDES(statusLock);
 
   // --- a load: the file, the cache's answer, the runner; and how a runner goes
 
-  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile);
-  void _failToLoad(const Path& path, const std::string& fault);
-  std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {});
-  void _fetch(const Request& request);
+  /// Tells the number of the load as soon as there is one.
+  void _useFile(const Path& path, bool async, VuoSceneStatus statusMeanwhile, std::uint64_t& load)
+      EXCLUDES(runnerLock, propLock);
+  void _failToLoad(const Path& path, std::uint64_t load, const std::string& fault)
+      EXCLUDES(runnerLock, propLock);
+  std::uint64_t _setFile(const Path& path, std::optional<std::uint64_t> insteadOf = {})
+      EXCLUDES(propLock);
+  void _fetch(const Request& request) EXCLUDES(runnerLock, propLock);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
                        const std::string& source, bool newProcess, std::uint64_t load,
-                       std::optional<std::string>& fault);
-  bool _install(Running& running, const std::string& source);
-  Running _takeOutRunner(std::uint64_t load);
-  Running _takeOutRunnerLocked();
+                       std::optional<std::string>& fault) EXCLUDES(runnerLock, propLock);
+  bool _install(Running& running, const std::string& source) EXCLUDES(runnerLock, propLock);
+  Running _takeOutRunner(std::uint64_t load) EXCLUDES(runnerLock);
+  Running _takeOutRunnerLocked() REQUIRES(runnerLock);
   static void _discard(Running running);
   static void _tearDown(Running running, const char* operation);
-  void _lostContactWith(RunnerContact& contact);
+  void _lostContactWith(RunnerContact& contact) EXCLUDES(runnerLock);
   static void _logLostContact(const Path& path);
 
   // --- the size
 
-  void _applySize();
+  void _applySize() EXCLUDES(runnerLock, propLock);
 
   // --- a frame: the time, a filter's picture, the wait
 
   std::shared_ptr<ZQVuoComposition> _compositionToRender(const char* operation) const;
-  bool _pushTime(const ZQVuoComposition& composition);
-  double _secondsSinceLoad() const;
-  void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame);
-  bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation);
+  bool _pushTime(const ZQVuoComposition& composition) REQUIRES(runnerLock);
+  double _secondsSinceLoad() const EXCLUDES(propLock);
+  void _pushFrame(const ZQVuoComposition& composition, ZQBuffer& frame) REQUIRES(runnerLock);
+  bool _waitForOutput(const Key& key, std::chrono::milliseconds longest, const char* operation)
+      EXCLUDES(runnerLock, propLock, outValReportLock);
   VuoImage _vuoImageForBuffer(ZQBuffer& buffer);
-  void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort);
+  void _pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) REQUIRES(runnerLock);
 
   // --- a frame by request
 
   static const std::shared_ptr<VuoPendingFrame>& _nothingAsked;
-  void _store(const VuoFrameRequest& request, AskedFrame& frame);
-  VuoFrame _whyUnasked(const std::string& fault) const;
+  void _store(const VuoFrameRequest& request, AskedFrame& frame) REQUIRES(runnerLock);
+  VuoFrame _whyUnasked(const std::string& fault) const REQUIRES(runnerLock);
   VuoFrame _answered(const AskedFrame& frame) const;
-  VuoFrame _late(const AskedFrame& frame) const;
+  VuoFrame _late(const AskedFrame& frame) const EXCLUDES(runnerLock);
 
   // --- the fields
 
@@ -89,27 +93,29 @@ struct VuoGLScene::State {
   /// Set once and never cleared; set under `runnerLock` so that no runner is installed afterwards.
   std::atomic<bool> deleted{false};
 
-  // Lock order: `runnerLock`, then `propLock`. A section under `propLock` takes no other lock.
-
-  // Guards the fields from here to `runnerLock`.
+  // A section under this takes no other lock.
   mutable platform::SpinLock propLock;
-  std::shared_ptr<ZQVuoComposition> comp;  // comp, filePath and loadDate change together
-  std::optional<std::string> filePath;
-  ZQSize size;
-  VuoGLSceneDelegate* delegate = nullptr;
-  std::optional<std::chrono::system_clock::time_point> loadDate;
-  std::uint64_t loads = 0;  // so far; tells the answer to the last one from earlier ones
+  // comp, filePath and loadDate change together.
+  std::shared_ptr<ZQVuoComposition> comp GUARDED_BY(propLock);
+  std::optional<std::string> filePath GUARDED_BY(propLock);
+  ZQSize size GUARDED_BY(propLock);
+  VuoGLSceneDelegate* delegate GUARDED_BY(propLock) = nullptr;
+  std::optional<std::chrono::system_clock::time_point> loadDate GUARDED_BY(propLock);
+  // So far; tells the answer to the last one from earlier ones.
+  std::uint64_t loads GUARDED_BY(propLock) = 0;
 
-  // Guards the fields from here to the name lists and is held around every call into the runner.
-  // Never held while a runner is created, started, stopped or destroyed. Not recursive.
-  mutable std::mutex runnerLock;
-  std::shared_ptr<VuoCacheItem> runnerCacheItem;
-  bool runnerNewProcess = true;
-  Patience eventPatience = VuoRunner::defaultPatience;
-  std::shared_ptr<VuoRunner> runner;  // it, runnerDelegate and runnerContact come and go together
-  std::shared_ptr<VuoRunnerDelegate> runnerDelegate;
-  std::shared_ptr<RunnerContact> runnerContact;
-  std::uint64_t frameRequests = 0;  // so far; numbers them in the order of their events
+  // Held around every call into the runner. Never held while a runner is created, started, stopped
+  // or destroyed. Not recursive.
+  mutable platform::Mutex runnerLock ACQUIRED_BEFORE(propLock);
+  std::shared_ptr<VuoCacheItem> runnerCacheItem GUARDED_BY(runnerLock);
+  bool runnerNewProcess GUARDED_BY(runnerLock) = true;
+  Patience eventPatience GUARDED_BY(runnerLock) = VuoRunner::defaultPatience;
+  // It, runnerDelegate and runnerContact come and go together.
+  std::shared_ptr<VuoRunner> runner GUARDED_BY(runnerLock);
+  std::shared_ptr<VuoRunnerDelegate> runnerDelegate GUARDED_BY(runnerLock);
+  std::shared_ptr<RunnerContact> runnerContact GUARDED_BY(runnerLock);
+  // So far; numbers them in the order of their events.
+  std::uint64_t frameRequests GUARDED_BY(runnerLock) = 0;
 
   // Each list has its own lock, held for one look or one change; nothing is taken under it.
   MutLockArray<std::string> runnerOutValPortNames;
@@ -117,18 +123,19 @@ struct VuoGLScene::State {
 
   // Wakes frame calls when a name is added to `runnerOutValPortNames`. The list's lock is taken
   // under `outValReportLock`, never the other way round.
-  std::mutex outValReportLock;
-  std::condition_variable outValReported;
+  platform::Mutex outValReportLock;
+  platform::ConditionVariable outValReported;
   std::atomic<std::uint64_t> outValReports{0};  // so far; for frame calls that stay awake
   StayAwake stayAwake;
 
-  // Guards the fields from here to `statusHandler`; nothing is taken under it.
-  mutable std::mutex statusLock;
-  VuoSceneStatus status;
-  std::uint64_t statusLoad = 0;  // the load that it is about; never goes back to an earlier one
+  // Nothing is taken under it.
+  mutable platform::Mutex statusLock;
+  VuoSceneStatus status GUARDED_BY(statusLock);
+  // The load that it is about; never goes back to an earlier one.
+  std::uint64_t statusLoad GUARDED_BY(statusLock) = 0;
   // One for each task on the main queue that tells one; none where nobody wanted to be told.
-  std::deque<std::optional<VuoSceneStatus>> statusesToTell;
-  std::shared_ptr<const StatusHandler> statusHandler;
+  std::deque<std::optional<VuoSceneStatus>> statusesToTell GUARDED_BY(statusLock);
+  std::shared_ptr<const StatusHandler> statusHandler GUARDED_BY(statusLock);
 
   platform::Observation termination;
 };

@@ -35,9 +35,9 @@ void VuoGLScene::setValue(const Value& value, const Key& forInputKey) {
   constexpr const char* kName = "-[VuoGLScene setValue:forInputKey:]";
   if (!value || !forInputKey) return;
   const auto composition = comp();
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   if (!_state->runner) return;
-  guarded(kName, [&] {
+  guarded(kName, [&]() REQUIRES(_state->runnerLock) {
     const auto type = typeOf(composition ? composition->inputPortNamed(forInputKey) : nullptr);
     VuoRunner::Port* port = _state->runner->getPublishedInputPortWithName(*forInputKey);
     if (!port) return;
@@ -54,9 +54,9 @@ void VuoGLScene::setValue(const Value& value, const Key& forInputKey) {
 void VuoGLScene::setBuffer(const ZQBufferRef& buffer, const Key& forInputImageKey) {
   if (!buffer || !forInputImageKey) return;
   const auto composition = comp();
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   if (!_state->runner) return;
-  guarded("-[VuoGLScene setBuffer:forInputImageKey:]", [&] {
+  guarded("-[VuoGLScene setBuffer:forInputImageKey:]", [&]() REQUIRES(_state->runnerLock) {
     const auto type = typeOf(composition ? composition->inputPortNamed(forInputImageKey) : nullptr);
     VuoRunner::Port* port = _state->runner->getPublishedInputPortWithName(*forInputImageKey);
     if (!port || type != ZQVuoPortType_Image) return;
@@ -69,10 +69,10 @@ VuoOutput VuoGLScene::allocValueForOutputKey(const Key& key) {
   constexpr const char* kName = "-[VuoGLScene allocValueForOutputKey:]";
   if (!key) return {};
   const auto composition = comp();
-  std::lock_guard hold(_state->runnerLock);
+  platform::LockGuard hold(_state->runnerLock);
   if (!_state->runner) return {};
   VuoOutput output;
-  guarded(kName, [&] {
+  guarded(kName, [&]() REQUIRES(_state->runnerLock) {
     const auto type = typeOf(composition ? composition->outputPortNamed(key) : nullptr);
     VuoRunner::Port* port = _state->runner->getPublishedOutputPortWithName(*key);
     if (!port) return;
@@ -89,7 +89,6 @@ VuoImage VuoGLScene::State::_vuoImageForBuffer(ZQBuffer& buffer) {
   return imageOverBuffer(buffer);
 }
 
-/// The caller holds `runnerLock`.
 void VuoGLScene::State::_pushVuoImage(VuoImage image, VuoRunner::Port* toRunnerPort) {
   const Retained<VuoImage> held(image);
   const JsonValue value = jsonForImage(image, runnerNewProcess);

@@ -8,6 +8,8 @@ foreach(kind library program)
   add_library(precompiled_${kind} OBJECT ${PROJECT_BINARY_DIR}/precompiled.cpp)
   target_precompile_headers(precompiled_${kind} PRIVATE ${headers})
   target_compile_options(precompiled_${kind} PRIVATE -pthread)
+  # What everything is linked with is compiled with it too.
+  set_target_properties(precompiled_${kind} PROPERTIES LINK_LIBRARIES "")
 endforeach()
 set_target_properties(precompiled_program PROPERTIES POSITION_INDEPENDENT_CODE OFF)
 target_compile_options(precompiled_program PRIVATE -fPIE)

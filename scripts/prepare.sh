@@ -33,11 +33,12 @@ install_packages() {
   rm -f "$log"
 }
 
-# build PRESET: quiet unless it fails.
+# build PRESET [OPTION...]: quiet unless it fails. With options of CMake's it is configured anew.
 build() {
   local preset=$1 log=build/$1.log
+  shift
   mkdir -p build
-  { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } >"$log" 2>&1 &&
+  { [ -f "build/$preset/build.ninja" ] && [ $# -eq 0 ] || cmake --preset "$preset" "$@"; } >"$log" 2>&1 &&
     cmake --build --preset "$preset" >>"$log" 2>&1 || {
     cat "$log" >&2
     exit 1

@@ -9,12 +9,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/system/Dispatch.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/SystemLog.h"
 
 /// A new folder that goes with its test. Settings, trash and cache of the user point into it.
@@ -43,20 +43,20 @@ class TestLog {
  public:
   TestLog() {
     platform::setLogSink([this](const std::string& line) {
-      std::lock_guard hold(_lock);
+      platform::LockGuard hold(_lock);
       _lines.push_back(line);
     });
   }
   ~TestLog() { platform::setLogSink({}); }
 
-  std::vector<std::string> take() {
-    std::lock_guard hold(_lock);
+  std::vector<std::string> drain() {
+    platform::LockGuard hold(_lock);
     return std::exchange(_lines, {});
   }
 
  private:
-  std::mutex _lock;
-  std::vector<std::string> _lines;
+  platform::Mutex _lock;
+  std::vector<std::string> _lines GUARDED_BY(_lock);
 };
 
 /// Gives the main queue its turns until `done` holds.

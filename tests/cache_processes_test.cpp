@@ -160,7 +160,7 @@ TEST_F(CacheProcesses, LoadWhatWasSavedButNothingElseThatARecordNames) {
       EXPECT_EQ(VuoCache::isCachedExeAvailableForVuoFile(composition), isGood);
       EXPECT_TRUE(VuoCache::isCachedDylibAvailableForVuoFile(composition));
       platform::finishQueues();
-      const auto lines = log.take();
+      const auto lines = log.drain();
       const bool isDropped = std::ranges::any_of(
           lines, [](const auto& line) { return line.find("deleting cached item") != line.npos; });
       EXPECT_NE(isDropped, isGood);

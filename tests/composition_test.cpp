@@ -189,12 +189,12 @@ TEST(Composition, ReadsDefaultsByType) {
     const auto found = port->defaultVal();
     EXPECT_EQ(found ? std::optional(*found) : std::nullopt, value) << attributes;
     EXPECT_EQ(port->minVal(), std::nullopt);
-    EXPECT_EQ(log.take(), logged) << attributes;
+    EXPECT_EQ(log.drain(), logged) << attributes;
   }
   const auto twice = reader.read(
       "PublishedOutputs [type=vuo.out label=|<t>|<c>|<t>|<c> _c=x _c_type=VuoColor _t=x "
       "_t_type=VuoText]");
-  EXPECT_THAT(log.take(), ElementsAre(badColor, badColor));
+  EXPECT_THAT(log.drain(), ElementsAre(badColor, badColor));
   const auto& ports = twice->publishedOutputPorts();
   ASSERT_EQ(ports.size(), 4u);
   EXPECT_NE(ports[0], ports[2]);
@@ -257,7 +257,7 @@ TEST(Composition, SurvivesWhatCanNotBeRead) {
     EXPECT_EQ(composition->path(), path);
     EXPECT_EQ(composition->protocol(), 0);
     EXPECT_THAT(composition->publishedInputPorts(), IsEmpty());
-    EXPECT_THAT(log.take(),
+    EXPECT_THAT(log.drain(),
                 ElementsAre("\t\terr: couldn't load file, -[ZQVuoComposition _loadComposition]"));
   }
   EXPECT_EQ(ZQVuoComposition::initWithPath("x/missing.vuo")->fileName(), "missing.vuo");

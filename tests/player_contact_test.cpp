@@ -42,7 +42,7 @@ const vuo::PublishedPorts kPorts{{{"image", Type::Image}, {"words", Type::Text}}
                                   {"t9", Type::Text}}};
 
 /// What the listener was told, in short.
-struct Heard : vuo::CompositionListener {
+struct Heard : vuo::InstanceListener {
   void eventFinished(vuo::EventReport& report) override {
     std::string line = std::to_string(report.event);
     if (report.outcome != Outcome::Run) line += " not run";
@@ -135,10 +135,10 @@ class ContactTest : public testing::Test {
   }
   void fire(vuo::EventNumber number) { contact->fire({}, {0, 1}, number, true, 50ms); }
   /// Takes what has been said. How the contact ended, or nothing while it goes on.
-  std::string take() try {
+  std::string receive() try {
     pollfd said{contact->descriptor(), POLLIN, 0};
     while (poll(&said, 1, 0) == 1)
-      if (!contact->takeNext(0ms)) return "closed";
+      if (!contact->handleNext(0ms)) return "closed";
     return "";
   } catch (const std::runtime_error& fault) {
     return fault.what();
@@ -361,7 +361,7 @@ TEST_P(Lies, EndTheContactWithTheReason) {
   });
   std::string how;
   try {
-    while (contact->takeNext(std::nullopt)) {
+    while (contact->handleNext(std::nullopt)) {
     }
   } catch (const std::runtime_error& fault) {
     how = fault.what();
@@ -387,7 +387,7 @@ TEST_F(ContactTest, AMessageHasToComeToItsEndInTime) {
   });
   std::string how;
   try {
-    while (contact->takeNext(std::nullopt)) {
+    while (contact->handleNext(std::nullopt)) {
     }
   } catch (const vuo::ProtocolError& fault) {
     how = fault.what();
@@ -401,8 +401,8 @@ TEST_F(ContactTest, AMessageHasToComeToItsEndInTime) {
 TEST_F(ContactTest, WhoeverWaitsForThePlayerIsWoken) {
   meet();
   player->say(message::Greeting());
-  ASSERT_TRUE(contact->takeNext(std::nullopt));
-  std::thread taker([&] { EXPECT_FALSE(contact->takeNext(std::nullopt)); });
+  ASSERT_TRUE(contact->handleNext(std::nullopt));
+  std::thread taker([&] { EXPECT_FALSE(contact->handleNext(std::nullopt)); });
   contact->shutDown();  // the player's end stays open, whoever has it
   taker.join();
 }
@@ -418,7 +418,7 @@ TEST_F(ContactTest, TheTruthIsTold) {
   player->say(endOf(1, {frame(32, 32), value(kNumber, 1.5), {kText, {}, ""}}));
   player->say(message::EventEnd{2, Outcome::Cancelled, {}});
   player->say(endOf(3, {value(kPicture, {}), value(kText, "words")}));
-  EXPECT_EQ(take(), "");
+  EXPECT_EQ(receive(), "");
   EXPECT_EQ(heard->starts, 1);
   EXPECT_THAT(heard->lines, ElementsAre("dropped 0", "dropped 1", "4 not run", "a fault",
                                         "1 picture=32x32 n=1.5 t", "2 not run",
@@ -433,19 +433,19 @@ TEST_F(ContactTest, TheTruthIsTold) {
 TEST_F(ContactTest, WhatThereIsNoRoomForIsAFaultAndNoLie) {
   meet();
   player->begin();
-  ASSERT_EQ(take(), "");
+  ASSERT_EQ(receive(), "");
   rlimit usual;
   getrlimit(RLIMIT_NOFILE, &usual);
   const platform::FileDescriptor pixels = memory(4096), next(dup(pixels.get()));
   player->say(message::Buffer{0, 4096}, {pixels.get()});
   const rlimit none{static_cast<rlim_t>(next.get()), usual.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  const std::string without = take();
+  const std::string without = receive();
   setrlimit(RLIMIT_NOFILE, &usual);
   EXPECT_EQ(without, "");
   fire(1);
   player->say(endOf(1, {frame(32, 32)}));
-  EXPECT_EQ(take(), "");
+  EXPECT_EQ(receive(), "");
   EXPECT_THAT(heard->lines, ElementsAre(HasSubstr("descriptor"), "1 picture!"));
   const auto said = player->hear();
   const auto* back = std::get_if<message::BufferBack>(&said.back());
@@ -454,20 +454,20 @@ TEST_F(ContactTest, WhatThereIsNoRoomForIsAFaultAndNoLie) {
   fire(2);
   player->say(message::Buffer{0, 4096}, {pixels.get()});
   player->say(endOf(2, {frame(32, 32)}));
-  EXPECT_EQ(take(), "");
+  EXPECT_EQ(receive(), "");
   EXPECT_EQ(heard->lines.back(), "2 picture=32x32") << "works again when there is room";
 }
 
 TEST_F(ContactTest, OnlySoManyWordsAreKept) {
   meet();
   player->begin();
-  ASSERT_EQ(take(), "");
+  ASSERT_EQ(receive(), "");
   const auto longest = static_cast<std::uint32_t>(vuo::textOfAScene / 1'000'000);
   for (std::uint32_t i = 0; i <= longest; ++i) {
     fire(i);
     std::thread words(
         [&] { player->say(endOf(i, {value(kText + i, std::string(1'000'000, 'x'))})); });
-    EXPECT_TRUE(contact->takeNext(std::nullopt));
+    EXPECT_TRUE(contact->handleNext(std::nullopt));
     words.join();
   }
   EXPECT_EQ(heard->lines.back(), std::to_string(longest) + " t9!");
@@ -475,14 +475,14 @@ TEST_F(ContactTest, OnlySoManyWordsAreKept) {
   player->say(endOf(50, {value(kText, "few")}));
   fire(51);
   player->say(endOf(51, {value(kText + longest, "few")}));
-  EXPECT_EQ(take(), "");
+  EXPECT_EQ(receive(), "");
   EXPECT_EQ(heard->lines.back(), "51 t9=\"few\"");
 }
 
 TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   meet();
   player->begin();
-  ASSERT_EQ(take(), "");
+  ASSERT_EQ(receive(), "");
   // A budget of 2 GiB is eight pictures of the largest size.
   const auto give = [&](std::uint64_t side) {
     contact->setPicture(0, contact->ticketFor(side, side), STDERR_FILENO, 50ms);
@@ -491,7 +491,7 @@ TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   EXPECT_THROW(give(8192), std::runtime_error);
   EXPECT_THROW(give(8193), std::runtime_error);
   player->say(message::PictureTaken());
-  EXPECT_EQ(take(), "");
+  EXPECT_EQ(receive(), "");
   for (std::size_t i = 7; i < vuo::mostPicturesUnderWay; ++i) give(1);
   EXPECT_THROW(give(1), std::runtime_error);
 
@@ -502,7 +502,7 @@ TEST_F(ContactTest, OnlySoMuchIsOnItsWayToThePlayer) {
   }
   EXPECT_FALSE(contact->hasRoom());
   player->say(endOf(1, {}));
-  EXPECT_EQ(take(), "") << "none of it ends the contact";
+  EXPECT_EQ(receive(), "") << "none of it ends the contact";
   EXPECT_TRUE(contact->hasRoom());
 }
 
@@ -523,7 +523,7 @@ TEST_F(ContactTest, LiesAboutLentTexturesEndTheContact) {
     player->say(message::Buffer{0, 4096}, {memory(4096).get()});
     player->say(endOf(1, {frame(32, 32)}));
     player->say(endOf(2, {frame(32, 32)}));
-    EXPECT_EQ(take(), "");
+    EXPECT_EQ(receive(), "");
     std::vector<std::uint32_t> lent;
     for (const auto& heardOf : player->hear())
       if (const auto* texture = std::get_if<message::Texture>(&heardOf)) {
@@ -532,7 +532,7 @@ TEST_F(ContactTest, LiesAboutLentTexturesEndTheContact) {
       }
     EXPECT_THAT(lent, ElementsAre(0, 1, 2));
     for (const message::ToHost& word : words) player->say(word);
-    return take();
+    return receive();
   };
   const message::ToHost taken = message::TextureTaken{0, ""};
   EXPECT_EQ(said({taken, endOf(3, {inTexture(0)})}), "");
@@ -665,7 +665,7 @@ TEST_F(ContactTest, PlayersMaySayAnything) {
       player->write(vuo::encoded(what), descriptors);
     else
       player->sayBytes(nonsense.bytesOf(what), descriptors);
-    if (take().empty()) {
+    if (receive().empty()) {
       player->hear();
       continue;
     }

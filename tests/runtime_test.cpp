@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <filesystem>
 #include <future>
 #include <sstream>
@@ -20,7 +19,8 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 
 #include "Brannow/ZQBufferPool.h"
 #include "platform/system/FileDescriptor.h"
-#include "runtime/JsonOwner.h"
+#include "platform/system/JsonOwner.h"
+#include "platform/system/Mutex.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoHeap.h"
@@ -102,8 +102,8 @@ class Recorder : public VuoRunnerDelegate, public VuoRunner::Watcher {
   void hasCaughtUp() override { add("caught up", _states); }
 
   /// Waits for that many reports and takes them out.
-  std::vector<std::string> take(std::size_t count) { return take(count, _reports); }
-  std::vector<std::string> takeStates(std::size_t count) { return take(count, _states); }
+  std::vector<std::string> await(std::size_t count) { return await(count, _reports); }
+  std::vector<std::string> awaitStates(std::size_t count) { return await(count, _states); }
 
   std::function<void()> onReport;
 
@@ -111,17 +111,17 @@ class Recorder : public VuoRunnerDelegate, public VuoRunner::Watcher {
   using Reports = std::vector<std::string>;
   void add(const std::string& report) { add(report, _reports); }
   void add(const std::string& report, Reports& reports) {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     reports.push_back(report);
     _changed.notify_all();
   }
-  Reports take(std::size_t count, Reports& reports) {
-    std::unique_lock hold(_lock);
-    _changed.wait(hold, [&] { return reports.size() >= count; });
+  Reports await(std::size_t count, Reports& reports) {
+    platform::UniqueLock hold(_lock);
+    while (reports.size() < count) _changed.wait(hold);
     return std::exchange(reports, {});
   }
-  std::mutex _lock;
-  std::condition_variable _changed;
+  platform::Mutex _lock;
+  platform::ConditionVariable _changed;
   Reports _reports, _states;
 };
 
@@ -151,7 +151,7 @@ class Running {
   }
 
   void set(const std::string& input, json_object* value) {
-    const vuo::JsonOwner owner(value);
+    const platform::JsonOwner owner(value);
     runner->setPublishedInputPortValue(runner->getPublishedInputPortWithName(input), value);
   }
   void fire(const std::string& input) {
@@ -167,7 +167,7 @@ class Running {
     return text;
   }
 
-  void comeUp() { EXPECT_THAT(recorder.takeStates(1), ElementsAre("up")); }
+  void comeUp() { EXPECT_THAT(recorder.awaitStates(1), ElementsAre("up")); }
 
   const std::shared_ptr<Recorder> watcher = std::make_shared<Recorder>();
   Recorder& recorder = *watcher;  // outlives the runner
@@ -259,7 +259,7 @@ TEST_P(BothModes, EveryKindOfValueGoesThroughUnchanged) {
     EXPECT_EQ(running.value("out"), nullptr);
     running.set("in", json_tokener_parse(json.c_str()));
     running.fire("in");
-    EXPECT_THAT(running.recorder.take(2), ElementsAre("out", "event (event)"));
+    EXPECT_THAT(running.recorder.await(2), ElementsAre("out", "event (event)"));
     json_object* value = running.value("out");
     const auto object = VuoRunnerCocoa::cocoaObjectWithVuoValue(value, vuo::typeName(type));
     json_object_put(value);
@@ -289,12 +289,12 @@ TEST_P(BothModes, EventsRunInOrderAndReachEachOutputOnce) {
 
   running.set("b", VuoReal_getJson(0.75));  // without an event: there for the next run
   running.fire("a");
-  EXPECT_THAT(running.recorder.take(1), ElementsAre("both"));
+  EXPECT_THAT(running.recorder.await(1), ElementsAre("both"));
   running.fire("b");
-  EXPECT_THAT(running.recorder.take(2), ElementsAre("both", "note (event)"));
+  EXPECT_THAT(running.recorder.await(2), ElementsAre("both", "note (event)"));
   EXPECT_EQ(running.value("note"), nullptr);
   running.runner->firePublishedInputPortEvent();
-  EXPECT_THAT(running.recorder.take(3), ElementsAre("both", "note (event)", "c"));
+  EXPECT_THAT(running.recorder.await(3), ElementsAre("both", "note (event)", "c"));
   EXPECT_EQ(running.text("c"), "0.0");
 
   seen.clear();
@@ -305,7 +305,7 @@ TEST_P(BothModes, EventsRunInOrderAndReachEachOutputOnce) {
     running.fire("a");
     expected.push_back(std::to_string(2 * i + 1));  // 2 * 0.75, toward zero
   }
-  EXPECT_THAT(running.recorder.take(100), Each("both"));
+  EXPECT_THAT(running.recorder.await(100), Each("both"));
   running.runner->setDelegate(nullptr);
   EXPECT_EQ(seen, expected);
 }
@@ -326,11 +326,11 @@ TEST_P(BothModes, EventsBeyondTheBacklogAreDroppedAndReported) {
     return dropped + (static_cast<long>(reports.size()) - dropped) / 2;
   };
   while (all() < count)
-    for (auto& report : running.recorder.take(1)) reports.push_back(report);
+    for (auto& report : running.recorder.await(1)) reports.push_back(report);
   EXPECT_EQ(all(), count);
   EXPECT_THAT(reports, testing::Contains("dropped").Times(Ge(count / 2)));
   running.fire("in");  // the value that was set last was not dropped with its event
-  running.recorder.take(2);
+  running.recorder.await(2);
   EXPECT_EQ(running.text("out"), std::to_string(count));
 }
 
@@ -364,7 +364,7 @@ TEST_P(BothModes, PicturesAreDrawnTheSameEverywhere) {
   Running running(folder, plan, GetParam());
   running.fire("width");
   EXPECT_THAT(
-      running.recorder.take(3),
+      running.recorder.await(3),
       ElementsAre(AllOf(HasSubstr("\"none\""), HasSubstr("none.png leads out")), "ramp", "files"));
   const ZQPixels ramp = picture(running, "ramp");
   ASSERT_EQ(std::pair(ramp.width, ramp.height), std::pair(std::size_t{4}, std::size_t{2}));
@@ -376,14 +376,14 @@ TEST_P(BothModes, PicturesAreDrawnTheSameEverywhere) {
   for (const std::uint32_t target : {kTexture2D, kTextureRectangle}) {
     running.set("image", hostImage(target, GetParam()));
     running.fire("image");
-    EXPECT_THAT(running.recorder.take(1), ElementsAre("copy"));
+    EXPECT_THAT(running.recorder.await(1), ElementsAre("copy"));
     EXPECT_THAT(picture(running, "copy").rgba,
                 ElementsAre(255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 9, 9, 9));
   }
   running.set("image", hostImage(kTexture2D, !GetParam()));  // made for the other mode
   running.set("image", nullptr);
   running.fire("image");
-  running.recorder.take(1);
+  running.recorder.await(1);
   EXPECT_THAT(picture(running, "copy").rgba, ElementsAre(0, 0, 0, 0));
 
   static const ZQPixels firstModesFile = file, firstModesRamp = ramp;
@@ -405,7 +405,7 @@ TEST_P(BothModes, ImagesOutliveTheirRunnerAndLeaveNoTexture) {
     for (int height = 1; height < 50; ++height) {
       running.set("t", VuoReal_getJson(height));
       running.fire("t");
-      running.recorder.take(1);
+      running.recorder.await(1);
     }
     EXPECT_LT(vuo::TexturePool::liveTextures(), before + 40) << "old sizes are given up";
     json = running.value("image");
@@ -423,10 +423,10 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
   {
     // What is set and fired before anybody can know goes nowhere, and takes nothing with it.
     Running bad(folder, plan, GetParam());
-    EXPECT_THAT(bad.recorder.take(1), ElementsAre("lost"));
+    EXPECT_THAT(bad.recorder.await(1), ElementsAre("lost"));
     EXPECT_THAT(bad.runner->lossDescription(), AllOf(HasSubstr("straight"), HasSubstr("\"bad\"")));
     EXPECT_THROW(bad.fire("in"), std::runtime_error);
-    EXPECT_THAT(bad.recorder.takeStates(0), ElementsAre());
+    EXPECT_THAT(bad.recorder.awaitStates(0), ElementsAre());
   }
   for (const char* refused : {"/no/such/file", "/bin/true", "/dev/zero", "/tmp"})
     EXPECT_THROW(Running(refused, folder.path, GetParam()), std::runtime_error) << refused;
@@ -434,7 +434,7 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
   ended.runner->stop();
   EXPECT_THROW(ended.fire("in"), std::runtime_error);
   ended.runner->waitUntilStopped();
-  EXPECT_THAT(ended.recorder.take(0), ElementsAre());
+  EXPECT_THAT(ended.recorder.await(0), ElementsAre());
   EXPECT_THAT(childrenOf(getpid()), ElementsAre());
 }
 
@@ -457,7 +457,7 @@ TEST_P(BothModes, AnArtefactThatIsReplacedRunsOn) {
   Running renewed(folder, plan("2+0*x"), GetParam());
   for (Running* running : {&old, &renewed}) {
     running->fire("x");
-    running->recorder.take(1);
+    running->recorder.await(1);
   }
   EXPECT_EQ(old.text("y") + renewed.text("y"), "1.02.0");
   fs::remove(file);
@@ -471,26 +471,26 @@ TEST_F(RuntimeTest, KilledPlayerIsReportedOnceAndLeavesNothing) {
   const std::vector<pid_t> players = childrenOf(getpid());
   ASSERT_EQ(players.size(), 1u);
   kill(players[0], SIGKILL);
-  EXPECT_THAT(running.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(running.recorder.await(1), ElementsAre("lost"));
   EXPECT_THAT(childrenOf(getpid()), ElementsAre()) << "not even a zombie";
   EXPECT_THROW(running.fire("in"), std::runtime_error);
   EXPECT_THROW(running.value("out"), std::runtime_error);
   running.runner->stop();
   running.runner->waitUntilStopped();
-  EXPECT_THAT(running.recorder.take(0), ElementsAre());
+  EXPECT_THAT(running.recorder.await(0), ElementsAre());
 }
 
 /// The test speaks in the player's place, over a copy of its socket.
 TEST_F(RuntimeTest, LyingPlayerIsLostWithTheReason) {
   Running running(folder, straight(Type::Real), true);
   running.fire("in");
-  running.recorder.take(2);
+  running.recorder.await(2);
   const platform::FileDescriptor process(pidfd_open(childrenOf(getpid()).at(0), 0));
   platform::FileDescriptor socket(pidfd_getfd(process.get(), vuo::playerSocket, 0));
   if (!socket) GTEST_SKIP() << "this machine keeps a process's descriptors from its parent";
   vuo::MessageSocket player(std::move(socket));
   player.send(vuo::encoded(vuo::message::ToHost(vuo::message::EventEnd{1, {}, {}})), -1, {});
-  EXPECT_THAT(running.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(running.recorder.await(1), ElementsAre("lost"));
   EXPECT_THAT(running.runner->lossDescription(), HasSubstr("an event that it was not at"));
   EXPECT_THAT(childrenOf(getpid()), ElementsAre());
 }
@@ -509,13 +509,13 @@ TEST_F(RuntimeTest, PlayerThatGetsNowhereIsEnded) {
   EXPECT_THROW(while (true) fired.fire("in"), std::runtime_error);
   EXPECT_EQ(event->waitUntil(std::nullopt), VuoRunner::Event::State::Ended);
   EXPECT_THAT(event->endDescription(), HasSubstr("was not done with an event"));
-  EXPECT_THAT(asked.recorder.take(1), ElementsAre("lost"));
+  EXPECT_THAT(asked.recorder.await(1), ElementsAre("lost"));
   for (std::vector<std::string> reports; reports.empty() || reports.back() != "lost";)
-    reports = fired.recorder.take(1);
+    reports = fired.recorder.await(1);
   stopped.runner->stop();
   stopped.runner->waitUntilStopped();
   EXPECT_EQ(childrenOf(getpid()).size(), 1u) << "nothing is expected of the one that idles";
-  EXPECT_THAT(stopped.recorder.take(0), ElementsAre());
+  EXPECT_THAT(stopped.recorder.await(0), ElementsAre());
 }
 
 TEST_F(RuntimeTest, CompositionInThisProcessThatGetsNowhereIsToldOf) {
@@ -535,10 +535,10 @@ TEST_F(RuntimeTest, CompositionInThisProcessThatGetsNowhereIsToldOf) {
   for (int work = 1000; states.empty(); work *= 2) {
     running.set("work", VuoInteger_getJson(work));
     running.fire("work");
-    running.recorder.take(1);
-    states = running.recorder.takeStates(0);
+    running.recorder.await(1);
+    states = running.recorder.awaitStates(0);
   }
-  while (states.back() != "caught up") states = running.recorder.takeStates(1);
+  while (states.back() != "caught up") states = running.recorder.awaitStates(1);
 }
 
 TEST_F(RuntimeTest, PlayerInheritsNoDescriptor) {

@@ -307,9 +307,9 @@ Outcome livedThrough(const std::string& folder, std::vector<Round> rounds) {
     }
     if (!round.kind && !story.missing.empty()) {
       outcome.wrong += story.missing;
-      for (const auto& line : log.take()) outcome.wrong += "  " + line + "\n";
+      for (const auto& line : log.drain()) outcome.wrong += "  " + line + "\n";
     }
-    log.take();
+    log.drain();
     frames = std::hash<std::string>()(story.pixels);
   }
   waitUntilOthersSleep();  // a thread that has been joined may still be seen

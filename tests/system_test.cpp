@@ -96,7 +96,7 @@ TEST(Dispatch, ConcurrentTasksRunSideBySideAndOneThatThrowsStopsNoOther) {
   queue->async([&] { ran = true; });
   finishQueues();
   EXPECT_TRUE(ran);
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: a dispatched task raised oops"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: a dispatched task raised oops"));
 }
 
 TEST(MainQueue, RunsWhatIsDueInTheHostsLoopOrOnAThreadOfItsOwn) {
@@ -136,7 +136,7 @@ TEST(SystemLog, FillsPlaceholdersInAndNeverTakesAValueForAFormat) {
   TestLog log;
   systemLog("%s %@ %d %lu %x 100%", {"%s"s, std::optional<std::string>{}, -1, 2ul});
   systemLog("%s %s", {"one"});
-  EXPECT_THAT(log.take(), ElementsAre("%s (null) -1 2 %x 100%", "one %s"));
+  EXPECT_THAT(log.drain(), ElementsAre("%s (null) -1 2 %x 100%", "one %s"));
 }
 
 TEST(FileSystem, TakesPathsApart) {
@@ -412,7 +412,7 @@ TEST(SpinLock, LetsOneHolderInAtATime) {
   int count = 0;
   onThreads(4, [&](int) {
     for (int i = 0; i < 10'000; ++i) {
-      std::lock_guard hold(lock);
+      platform::LockGuard hold(lock);
       ++count;
     }
   });

@@ -198,7 +198,7 @@ TEST_F(View, WhatIsSetIsInTheNextFrameWhicheverJobTakesItsPlace) {
   std::vector<FrameMaker::Frame> frames;
   const auto finish = [&] {
     serveUntil([&] {
-      for (auto& frame : maker.take()) frames.push_back(std::move(frame));
+      for (auto& frame : maker.popFrames()) frames.push_back(std::move(frame));
       return !maker.isBusy();
     });
   };

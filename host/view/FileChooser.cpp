@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "Brannow/BrannowStringAdditions.h"
-#include "host/Files.h"
 #include "host/FramePattern.h"
+#include "platform/system/FileSystem.h"
 
 namespace fs = std::filesystem;
 
@@ -110,9 +110,9 @@ void FileChooser::drawButtons(float scale) {
   ImGui::SetNextItemWidth(-1);
   if (ImGui::InputTextWithHint("##typed", "a name or a path", &_typed,
                                ImGuiInputTextFlags_EnterReturnsTrue)) {
-    take(_typed);
+    choose(_typed);
   }
-  if (ImGui::Button("Open", {90 * scale, 0})) take(_typed);
+  if (ImGui::Button("Open", {90 * scale, 0})) choose(_typed);
   if (_request.takesFolders) {
     ImGui::SameLine();
     if (ImGui::Button("Open this folder")) answer(_folder);
@@ -125,12 +125,13 @@ void FileChooser::drawButtons(float scale) {
 }
 
 /// A folder is gone into; a file or a numbered pattern is the answer.
-void FileChooser::take(const std::string& typed) {
+void FileChooser::choose(const std::string& typed) {
   if (typed.empty()) return;
-  const std::string path = (fs::path(_folder) / withHomeFolder(typed)).lexically_normal().string();
-  if (isFolder(path)) {
+  const std::string path =
+      (fs::path(_folder) / platform::expandTilde(typed)).lexically_normal().string();
+  if (platform::isFolder(path)) {
     enter(path);
-  } else if (fileExists(path) || (_request.takesFolders && hasFrameNumber(path))) {
+  } else if (platform::itemExists(path) || (_request.takesFolders && hasFrameNumber(path))) {
     answer(path);
   } else {
     _problem = "no such file";

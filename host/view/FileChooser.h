@@ -30,7 +30,7 @@ class FileChooser {
   bool fits(const std::string& name) const;
   void drawList(float height);
   void drawButtons(float scale);
-  void take(const std::string& typed);
+  void choose(const std::string& typed);
   void answer(const std::string& path);
 
   Request _request;

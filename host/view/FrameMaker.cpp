@@ -16,7 +16,7 @@ FrameMaker::FrameMaker() : _thread([this] { work(); }) {}
 
 FrameMaker::~FrameMaker() {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _ends = true;
   }
   _changed.notify_one();
@@ -25,7 +25,7 @@ FrameMaker::~FrameMaker() {
 
 void FrameMaker::ask(Job job) {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (_setForWhom.lock() != job.pictures) {
       _set = {};
       _setForWhom = job.pictures;
@@ -38,20 +38,20 @@ void FrameMaker::ask(Job job) {
   _changed.notify_one();
 }
 
-std::vector<FrameMaker::Frame> FrameMaker::take() {
-  std::lock_guard hold(_lock);
+std::vector<FrameMaker::Frame> FrameMaker::popFrames() {
+  platform::LockGuard hold(_lock);
   return std::exchange(_frames, {});
 }
 
 bool FrameMaker::isBusy() const {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   return _job || _isMaking || !_frames.empty();
 }
 
 void FrameMaker::work() {
-  std::unique_lock hold(_lock);
+  platform::UniqueLock hold(_lock);
   for (;;) {
-    _changed.wait(hold, [this] { return _ends || _job; });
+    while (!_ends && !_job) _changed.wait(hold);
     if (_ends) return;
     auto job = std::exchange(_job, std::nullopt);
     _isMaking = true;
@@ -83,7 +83,7 @@ FrameMaker::Frame FrameMaker::made(Job& job) {
 }
 
 void FrameMaker::addWhatWasSet(Job& job) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   if (_setForWhom.lock() != job.pictures) return;
   job.request.values = std::exchange(_set.values, {});
   job.request.images = std::exchange(_set.images, {});

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,6 +10,7 @@
 
 #include "host/view/FilterInput.h"
 #include "host/view/PictureStream.h"
+#include "platform/system/Mutex.h"
 
 /// One frame at a time, so that a composition that takes its time never holds up the window.
 class FrameMaker {
@@ -41,8 +40,8 @@ class FrameMaker {
   /// a job has set goes into the next frame in any case.
   void ask(Job job);
   /// The frames that are done, the latest last. Forgets them.
-  std::vector<Frame> take();
-  /// Whether `take` would bring something by and by.
+  std::vector<Frame> popFrames();
+  /// Whether `popFrames` would bring something by and by.
   bool isBusy() const;
 
  private:
@@ -50,13 +49,13 @@ class FrameMaker {
   Frame made(Job& job);
   void addWhatWasSet(Job& job);
 
-  mutable std::mutex _lock;  // guards the fields below; not held while a frame is made
-  std::condition_variable _changed;
-  std::optional<Job> _job;
-  bool _isMaking = false;
-  VuoFrameRequest _set;                      // what no frame has been told yet …
-  std::weak_ptr<PictureStream> _setForWhom;  // … of these pictures
-  std::vector<Frame> _frames;
-  bool _ends = false;
+  mutable platform::Mutex _lock;  // not held while a frame is made
+  platform::ConditionVariable _changed;
+  std::optional<Job> _job GUARDED_BY(_lock);
+  bool _isMaking GUARDED_BY(_lock) = false;
+  VuoFrameRequest _set GUARDED_BY(_lock);  // what no frame has been told yet …
+  std::weak_ptr<PictureStream> _setForWhom GUARDED_BY(_lock);  // … of these pictures
+  std::vector<Frame> _frames GUARDED_BY(_lock);
+  bool _ends GUARDED_BY(_lock) = false;
   std::thread _thread;
 };

@@ -10,9 +10,9 @@
 #include <string_view>
 
 #include "host/Failure.h"
-#include "host/Files.h"
 #include "host/view/DesktopScale.h"
 #include "host/view/ViewStyle.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -108,14 +108,14 @@ WindowEvents ViewWindow::waitForEvents(Clock::time_point earliest, Clock::time_p
   do {
     if (!SDL_WaitEventTimeout(nullptr, millisecondsUntil(any ? earliest : latest))) continue;
     any = true;
-    if (!takeAll(events)) break;
+    if (!pollEvents(events)) break;
   } while (!_closeRequested && Clock::now() < (any ? earliest : latest));
   return events;
 }
 
 /// False when the rest must wait for another frame: ImGui looks at a frame's keys once, so one that
 /// goes down and up again within a frame would be missed.
-bool ViewWindow::takeAll(WindowEvents& events) {
+bool ViewWindow::pollEvents(WindowEvents& events) {
   SDL_Event event;
   const auto isNext = [&] {
     return SDL_PeepEvents(&event, 1, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0;
@@ -125,12 +125,12 @@ bool ViewWindow::takeAll(WindowEvents& events) {
     if (hasKey && event.type == SDL_KEYUP) return false;
     hasKey = hasKey || event.type == SDL_KEYDOWN;
     SDL_PollEvent(&event);
-    take(event, events);
+    handle(event, events);
   }
   return true;
 }
 
-void ViewWindow::take(const SDL_Event& event, WindowEvents& events) {
+void ViewWindow::handle(const SDL_Event& event, WindowEvents& events) {
   ImGui_ImplSDL2_ProcessEvent(&event);
   switch (event.type) {
     case SDL_QUIT:
@@ -183,7 +183,7 @@ void ViewWindow::makeFont(float pixelsPerUnit) {
   io.FontGlobalScale = 1 / pixelsPerUnit;
   const float size = std::round(kFontSize * _scale * pixelsPerUnit);
   io.Fonts->Clear();
-  if (fileExists(kFont)) {
+  if (platform::itemExists(kFont)) {
     io.Fonts->AddFontFromFileTTF(kFont, size, nullptr, kLetters);
   } else {
     ImFontConfig config;

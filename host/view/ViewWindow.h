@@ -57,8 +57,8 @@ class ViewWindow {
   template <class Handle>
   using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
 
-  bool takeAll(WindowEvents& events);
-  void take(const SDL_Event& event, WindowEvents& events);
+  bool pollEvents(WindowEvents& events);
+  void handle(const SDL_Event& event, WindowEvents& events);
   void followScale();
   void makeFont(float pixelsPerUnit);
 

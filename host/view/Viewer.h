@@ -48,7 +48,7 @@ class Viewer : private ViewActions {
   void drop(const std::string& path);
   void started();
   void followSize();
-  void takeFrames();
+  void showFrames();
   void askForFrame();
   bool isFilter() const;
   bool isStill() const { return _state.isPaused && !_isOutdated && !_maker.isBusy(); }

@@ -8,11 +8,11 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <unordered_map>
 
 #include "platform/hostbuffers/TextureMaker.h"
+#include "platform/system/Mutex.h"
 
 ZQBufferPool* _globalZQBufferPool = nullptr;
 
@@ -25,8 +25,8 @@ constexpr std::size_t kBytesPerPixel = 4;
 
 /// Lives until the process is gone.
 struct TextureMaking {
-  std::mutex lock;  ///< guards the field below; no lock is taken inside it
-  ZQTextureMaker maker;
+  platform::Mutex lock;  ///< no lock is taken inside it
+  ZQTextureMaker maker GUARDED_BY(lock);
 };
 
 TextureMaking& theTextureMaking() {
@@ -36,7 +36,7 @@ TextureMaking& theTextureMaking() {
 
 ZQTextureMaker textureMaker() {
   TextureMaking& making = theTextureMaking();
-  std::lock_guard guard(making.lock);
+  platform::LockGuard guard(making.lock);
   return making.maker;
 }
 
@@ -161,28 +161,28 @@ struct ZQBufferPool::State {
 
   /// Held while `context` is current on a thread. Neither lock is ever taken under the other, and
   /// nothing but GL is called under them, so they come last after any lock of a caller.
-  std::mutex gpuLock;
-  std::mutex idleLock;
-  std::deque<Texture> idle;  ///< guarded by `idleLock`; the one given back first comes first
-  /// Who keeps the textures that were made elsewhere, by name; guarded by `idleLock`.
-  std::unordered_map<GLuint, std::shared_ptr<void>> madeElsewhere;
+  platform::Mutex gpuLock;
+  platform::Mutex idleLock;
+  std::deque<Texture> idle GUARDED_BY(idleLock);  ///< the one given back first comes first
+  /// Who keeps the textures that were made elsewhere, by name.
+  std::unordered_map<GLuint, std::shared_ptr<void>> madeElsewhere GUARDED_BY(idleLock);
   brannow::GLContextHandle shareGroup;
 
   /// Runs `work` in the pool's context and waits for the GPU; true when GL found no fault.
   template <class Work>
-  bool onGpu(Work work);
+  bool onGpu(Work work) EXCLUDES(gpuLock, idleLock);
   void readLimits();
   bool fits(const Texture& kind) const;
-  std::optional<Texture> takeIdle(const Texture& kind);
-  bool keep(const Texture& texture);
+  std::optional<Texture> popIdle(const Texture& kind);
+  bool keep(const Texture& texture) REQUIRES(idleLock);
   std::optional<Texture> make(Texture kind);
-  bool makeElsewhere(Texture& kind);
+  bool makeElsewhere(Texture& kind) EXCLUDES(gpuLock, idleLock);
   void destroy(const Texture& texture);
 };
 
 template <class Work>
 bool ZQBufferPool::State::onGpu(Work work) {
-  std::lock_guard guard(gpuLock);
+  platform::LockGuard guard(gpuLock);
   const brannow::GLCurrent current(*context);
   if (!current) return false;
   work();
@@ -205,8 +205,8 @@ bool ZQBufferPool::State::fits(const Texture& kind) const {
   return kind.width > 0 && kind.width <= largest && kind.height > 0 && kind.height <= largest;
 }
 
-std::optional<Texture> ZQBufferPool::State::takeIdle(const Texture& kind) {
-  std::lock_guard guard(idleLock);
+std::optional<Texture> ZQBufferPool::State::popIdle(const Texture& kind) {
+  platform::LockGuard guard(idleLock);
   const auto found = std::find_if(idle.begin(), idle.end(),
                                   [&](const Texture& texture) { return texture.sameKind(kind); });
   if (found == idle.end()) return std::nullopt;
@@ -215,7 +215,7 @@ std::optional<Texture> ZQBufferPool::State::takeIdle(const Texture& kind) {
   return texture;
 }
 
-/// False without memory for it. The caller holds `idleLock`.
+/// False without memory for it.
 bool ZQBufferPool::State::keep(const Texture& texture) try {
   idle.push_back(texture);
   return true;
@@ -223,17 +223,16 @@ bool ZQBufferPool::State::keep(const Texture& texture) try {
   return false;
 }
 
-/// Neither lock is held meanwhile.
 bool ZQBufferPool::State::makeElsewhere(Texture& kind) {
   const ZQTextureMaker maker = textureMaker();
   if (!maker || kind.target != GL_TEXTURE_2D) return false;
   {
-    std::lock_guard guard(idleLock);
+    platform::LockGuard guard(idleLock);
     if (madeElsewhere.size() >= kMostMadeElsewhere) return false;
   }
   ZQMadeTexture made = maker(shareGroup, kind.width, kind.height);
   if (!made.owner) return false;
-  std::lock_guard guard(idleLock);
+  platform::LockGuard guard(idleLock);
   kind.name = made.name;
   madeElsewhere.emplace(made.name, std::move(made.owner));
   textureCount++;
@@ -256,7 +255,7 @@ void ZQBufferPool::State::destroy(const Texture& texture) {
   if (texture.name == 0) return;
   std::shared_ptr<void> owner;  // goes without the lock
   {
-    std::lock_guard guard(idleLock);
+    platform::LockGuard guard(idleLock);
     if (const auto found = madeElsewhere.find(texture.name); found != madeElsewhere.end()) {
       owner = std::move(found->second);
       madeElsewhere.erase(found);
@@ -293,7 +292,7 @@ ZQBufferRef ZQBufferPool::allocBuffer(std::size_t width, std::size_t height,
   const Texture kind{target, width, height, 0};
   if (deleted() || !_state->fits(kind)) return nullptr;
   auto buffer = ZQBufferRef::adopt(ZQBuffer::initWithPool(this));
-  std::optional<Texture> texture = _state->takeIdle(kind);
+  std::optional<Texture> texture = _state->popIdle(kind);
   if (!texture) texture = _state->make(kind);
   if (!texture) return nullptr;
 
@@ -340,7 +339,7 @@ void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {
   std::optional<Texture> unwanted = Texture{buffer.target(), static_cast<std::size_t>(size.width),
                                             static_cast<std::size_t>(size.height), buffer.name()};
   if (!buffer.preferDeletion()) {
-    std::lock_guard guard(_state->idleLock);
+    platform::LockGuard guard(_state->idleLock);
     // Asked under the lock, so that nothing is kept after the purge of a pool that goes.
     if (!deleted() && _state->keep(*unwanted)) {
       unwanted.reset();
@@ -356,7 +355,7 @@ void ZQBufferPool::takeBackTexture(const ZQBuffer& buffer) {
 void ZQBufferPool::purgeIdleBuffers() {
   std::deque<Texture> idle;
   {
-    std::lock_guard guard(_state->idleLock);
+    platform::LockGuard guard(_state->idleLock);
     idle.swap(_state->idle);
   }
   for (const Texture& texture : idle) _state->destroy(texture);
@@ -368,7 +367,7 @@ std::size_t ZQBufferPool::textureCount() const {
 
 void setTextureMakerOfPools(ZQTextureMaker maker) {
   TextureMaking& making = theTextureMaking();
-  std::lock_guard guard(making.lock);
+  platform::LockGuard guard(making.lock);
   making.maker = std::move(maker);
 }
 

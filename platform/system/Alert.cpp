@@ -1,14 +1,15 @@
 #include "platform/system/Alert.h"
 
 #include <iostream>
-#include <mutex>
+
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
 
 struct Presenter {
-  std::mutex lock;  // held for one copy
-  AlertPresenter present;
+  Mutex lock;  // held for one copy
+  AlertPresenter present GUARDED_BY(lock);
 };
 
 Presenter& thePresenter() {
@@ -26,7 +27,7 @@ std::size_t writeToStandardError(const Alert& alert) {
 int runAlertModally(const Alert& alert) {
   AlertPresenter present;
   {
-    std::lock_guard hold(thePresenter().lock);
+    LockGuard hold(thePresenter().lock);
     present = thePresenter().present;
   }
   const std::size_t pressed = present ? present(alert) : writeToStandardError(alert);
@@ -37,6 +38,6 @@ int runAlertModally(const Alert& alert) {
 
 void brannow::setAlertPresenter(AlertPresenter presenter) {
   auto& the = platform::thePresenter();
-  std::lock_guard hold(the.lock);
+  platform::LockGuard hold(the.lock);
   the.present = std::move(presenter);
 }

@@ -22,7 +22,7 @@ ConcurrentQueue& ConcurrentQueue::shared() {
 }
 
 void ConcurrentQueue::async(Task task) {
-  std::unique_lock hold(_lock);
+  UniqueLock hold(_lock);
   _waiting.push_back({std::move(task), OutstandingTasks::counted()});
   const bool mustTryAgain = !startThreads() && !std::exchange(_triesAgain, true);
   hold.unlock();
@@ -33,7 +33,7 @@ void ConcurrentQueue::async(Task task) {
 void ConcurrentQueue::tryAgain() {
   DelayedTasks::shared().add(DelayedTasks::Clock::now() + kUntilThereMayBeAThread, [this] {
     {
-      std::lock_guard hold(_lock);
+      LockGuard hold(_lock);
       _triesAgain = !startThreads();
       if (!_triesAgain) return;
     }
@@ -46,7 +46,7 @@ std::shared_ptr<void> ConcurrentQueue::pending() {
 }
 
 /// False where the process can have no more threads: one that it has comes to the task, or one that
-/// it can have later. The caller holds `_lock`.
+/// it can have later.
 bool ConcurrentQueue::startThreads() try {
   while (_waiting.size() > _idle || _threads.size() < kThreadsThatStay) {
     std::list<std::thread> added(1);
@@ -61,7 +61,7 @@ bool ConcurrentQueue::startThreads() try {
 }
 
 void ConcurrentQueue::serve(std::list<std::thread>::iterator thisThread) {
-  std::unique_lock hold(_lock);
+  UniqueLock hold(_lock);
   while (waitForTask(hold)) {
     Waiting next = std::move(_waiting.front());
     _waiting.pop_front();
@@ -79,16 +79,15 @@ void ConcurrentQueue::serve(std::list<std::thread>::iterator thisThread) {
 }
 
 /// False when this thread is not needed any more. It counts as idle before and not afterwards.
-bool ConcurrentQueue::waitForTask(std::unique_lock<std::mutex>& hold) {
-  const auto isSurplus = [this] { return _threads.size() > kThreadsThatStay; };
-  _taskCame.wait(hold, [&] { return !_waiting.empty() || isSurplus(); });
+bool ConcurrentQueue::waitForTask(UniqueLock& hold) {
+  while (_waiting.empty() && _threads.size() <= kThreadsThatStay) _taskCame.wait(hold);
   --_idle;
   return !_waiting.empty();
 }
 
 void ConcurrentQueue::waitForSurplusThreads() {
-  std::unique_lock hold(_lock);
-  _threadWent.wait(hold, [this] { return _threads.size() <= kThreadsThatStay; });
+  UniqueLock hold(_lock);
+  while (_threads.size() > kThreadsThatStay) _threadWent.wait(hold);
   std::thread last = std::move(_last);
   hold.unlock();
   if (last.joinable()) last.join();

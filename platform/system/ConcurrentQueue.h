@@ -1,14 +1,13 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "platform/system/Dispatch.h"
+#include "platform/system/Mutex.h"
 
 namespace platform {
 
@@ -30,19 +29,19 @@ class ConcurrentQueue : public DispatchQueue, public std::enable_shared_from_thi
 
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
   std::shared_ptr<void> pending() override;
-  bool startThreads();
+  bool startThreads() REQUIRES(_lock);
   void tryAgain();
   void serve(std::list<std::thread>::iterator thisThread);
-  bool waitForTask(std::unique_lock<std::mutex>& hold);
+  bool waitForTask(UniqueLock& hold) REQUIRES(_lock);
 
-  std::mutex _lock;  // guards the fields below; never held while a task runs
-  std::condition_variable _taskCame;
-  std::condition_variable _threadWent;
-  std::deque<Waiting> _waiting;
-  std::list<std::thread> _threads;
-  std::size_t _idle = 0;
-  bool _triesAgain = false;  // a delayed task does
-  std::thread _last;         // that went; each that goes waits for the one before it
+  Mutex _lock;  // never held while a task runs
+  ConditionVariable _taskCame;
+  ConditionVariable _threadWent;
+  std::deque<Waiting> _waiting GUARDED_BY(_lock);
+  std::list<std::thread> _threads GUARDED_BY(_lock);
+  std::size_t _idle GUARDED_BY(_lock) = 0;
+  bool _triesAgain GUARDED_BY(_lock) = false;  // a delayed task does
+  std::thread _last GUARDED_BY(_lock);  // that went; each that goes waits for the one before it
 };
 
 }  // namespace platform

@@ -21,7 +21,7 @@ DelayedTasks& DelayedTasks::shared() {
 }
 
 void DelayedTasks::add(Clock::time_point due, std::function<void()> task) {
-  std::unique_lock hold(_lock);
+  UniqueLock hold(_lock);
   const auto added = _waiting.emplace(due, std::move(task));
   const bool isNext = added == _waiting.begin();
   const bool mustTryAgain = !hasThread() && !std::exchange(_triesAgain, true);
@@ -30,7 +30,6 @@ void DelayedTasks::add(Clock::time_point due, std::function<void()> task) {
   if (mustTryAgain) MainQueue::shared().async([this] { tryAgain(); });
 }
 
-/// The caller holds `_lock`.
 bool DelayedTasks::hasThread() {
   if (!_hasThread) try {
       std::thread([this] { serve(); }).detach();
@@ -43,7 +42,7 @@ bool DelayedTasks::hasThread() {
 
 void DelayedTasks::tryAgain() {
   {
-    std::lock_guard hold(_lock);
+    LockGuard hold(_lock);
     _triesAgain = !hasThread();
     if (!_triesAgain) return;
   }
@@ -52,14 +51,14 @@ void DelayedTasks::tryAgain() {
 }
 
 void DelayedTasks::waitForThread() {
-  for (std::unique_lock hold(_lock); !_waiting.empty() && !hasThread(); hold.lock()) {
+  for (UniqueLock hold(_lock); !_waiting.empty() && !hasThread(); hold.lock()) {
     hold.unlock();
     std::this_thread::sleep_for(kUntilThereMayBeAThread);
   }
 }
 
 void DelayedTasks::serve() {
-  for (std::unique_lock hold(_lock);;) {
+  for (UniqueLock hold(_lock);;) {
     if (_waiting.empty()) {
       _changed.wait(hold);
     } else if (const auto due = _waiting.begin()->first; due > Clock::now()) {

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <map>
-#include <mutex>
+
+#include "platform/system/Mutex.h"
 
 namespace platform {
 
@@ -25,15 +25,15 @@ class DelayedTasks {
  private:
   DelayedTasks() = default;
   ~DelayedTasks() = delete;  // lives as long as the process
-  bool hasThread();
+  bool hasThread() REQUIRES(_lock);
   void tryAgain();
   [[noreturn]] void serve();
 
-  std::mutex _lock;  // guards the fields below; never held while a task runs
-  std::condition_variable _changed;
-  std::multimap<Clock::time_point, std::function<void()>> _waiting;
-  bool _hasThread = false;
-  bool _triesAgain = false;  // a task of the main queue does
+  Mutex _lock;  // never held while a task runs
+  ConditionVariable _changed;
+  std::multimap<Clock::time_point, std::function<void()>> _waiting GUARDED_BY(_lock);
+  bool _hasThread GUARDED_BY(_lock) = false;
+  bool _triesAgain GUARDED_BY(_lock) = false;  // a task of the main queue does
 };
 
 }  // namespace platform

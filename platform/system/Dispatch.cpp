@@ -1,12 +1,12 @@
 #include "platform/system/Dispatch.h"
 
 #include <deque>
-#include <mutex>
 #include <utility>
 
 #include "platform/system/ConcurrentQueue.h"
 #include "platform/system/DelayedTasks.h"
 #include "platform/system/GuardedTask.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/OutstandingTasks.h"
 #include "platform/system/WithMemory.h"
 
@@ -17,7 +17,7 @@ namespace {
 class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<SerialQueue> {
  public:
   void async(Task task) override {
-    std::lock_guard hold(_lock);
+    LockGuard hold(_lock);
     _waiting.push_back({std::move(task), OutstandingTasks::counted()});
     if (_isServed) return;
     globalConcurrentQueue().async([queue = shared_from_this()] { queue->serve(); });
@@ -34,7 +34,7 @@ class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<Se
   std::shared_ptr<void> pending() override { return OutstandingTasks::counted(); }
 
   void serve() {
-    std::unique_lock hold(_lock);
+    UniqueLock hold(_lock);
     while (!_waiting.empty()) {
       Waiting next = std::move(_waiting.front());
       _waiting.pop_front();
@@ -46,9 +46,9 @@ class SerialQueue : public DispatchQueue, public std::enable_shared_from_this<Se
     _isServed = false;
   }
 
-  std::mutex _lock;  // guards the fields below; the concurrent queue's may be taken under it
-  std::deque<Waiting> _waiting;
-  bool _isServed = false;
+  Mutex _lock;  // the concurrent queue's may be taken under it
+  std::deque<Waiting> _waiting GUARDED_BY(_lock);
+  bool _isServed GUARDED_BY(_lock) = false;
 };
 
 }  // namespace

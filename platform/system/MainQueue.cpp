@@ -2,14 +2,13 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <utility>
 
 #include "platform/system/Dispatch.h"
 #include "platform/system/GuardedTask.h"
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
@@ -23,7 +22,7 @@ class EventMainQueue : public MainQueue,
   void async(Task task) override {
     bool isFirst;
     {
-      std::lock_guard hold(_lock);
+      LockGuard hold(_lock);
       _due.push_back(std::move(task));
       isFirst = _due.size() == 1;
     }
@@ -37,7 +36,7 @@ class EventMainQueue : public MainQueue,
   }
 
   int fileDescriptor() override {
-    std::lock_guard hold(_lock);
+    LockGuard hold(_lock);
     if (_event < 0) {
       _event = newEvent();
       if (!_due.empty()) makeReadable();
@@ -57,7 +56,7 @@ class EventMainQueue : public MainQueue,
   }
 
   void stop() override {
-    std::lock_guard hold(_lock);
+    LockGuard hold(_lock);
     _stopping = true;
     _changed.notify_all();
   }
@@ -67,7 +66,7 @@ class EventMainQueue : public MainQueue,
   std::shared_ptr<DispatchQueue> self() override { return shared_from_this(); }
 
   std::size_t countDue() {
-    std::lock_guard hold(_lock);
+    LockGuard hold(_lock);
     if (_due.empty()) makeUnreadable();  // the task has been run before it showed
     return _due.size();
   }
@@ -75,7 +74,7 @@ class EventMainQueue : public MainQueue,
   bool runFirst() {
     Task task;
     {
-      std::lock_guard hold(_lock);
+      LockGuard hold(_lock);
       if (_due.empty()) return false;
       task = std::move(_due.front());
       _due.pop_front();
@@ -87,8 +86,8 @@ class EventMainQueue : public MainQueue,
 
   /// False when the queue was stopped instead.
   bool waitForTask() {
-    std::unique_lock hold(_lock);
-    _changed.wait(hold, [this] { return _stopping || !_due.empty(); });
+    UniqueLock hold(_lock);
+    while (!_stopping && _due.empty()) _changed.wait(hold);
     return !std::exchange(_stopping, false);
   }
 
@@ -104,10 +103,10 @@ class EventMainQueue : public MainQueue,
   // Readable while `_due` holds something, and perhaps once too often. -1 while the
   // process can have no descriptor for it. Set under `_lock`.
   std::atomic<int> _event;
-  std::mutex _lock;  // guards what follows; never held while a task runs, nothing is taken under it
-  std::condition_variable _changed;
-  std::deque<Task> _due;
-  bool _stopping = false;
+  Mutex _lock;  // never held while a task runs; nothing is taken under it
+  ConditionVariable _changed;
+  std::deque<Task> _due GUARDED_BY(_lock);
+  bool _stopping GUARDED_BY(_lock) = false;
 };
 
 }  // namespace

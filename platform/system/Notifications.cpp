@@ -1,9 +1,10 @@
 #include "platform/system/Notifications.h"
 
 #include <algorithm>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
@@ -14,8 +15,8 @@ struct Observer {
 };
 
 struct Center {
-  std::mutex lock;  // never held while an observer runs
-  std::vector<std::weak_ptr<Observer>> observers;
+  Mutex lock;  // never held while an observer runs
+  std::vector<std::weak_ptr<Observer>> observers GUARDED_BY(lock);
 };
 
 Center& theCenter() {
@@ -25,7 +26,7 @@ Center& theCenter() {
 
 std::vector<std::shared_ptr<Observer>> observersOf(std::string_view name) {
   std::vector<std::shared_ptr<Observer>> found;
-  std::lock_guard hold(theCenter().lock);
+  LockGuard hold(theCenter().lock);
   for (const auto& weak : theCenter().observers) {
     if (auto observer = weak.lock(); observer && observer->name == name) found.push_back(observer);
   }
@@ -37,7 +38,7 @@ std::vector<std::shared_ptr<Observer>> observersOf(std::string_view name) {
 Observation observeNotification(std::string_view name, std::function<void()> observer) {
   const auto observation =
       std::make_shared<Observer>(Observer{std::string(name), std::move(observer)});
-  std::lock_guard hold(theCenter().lock);
+  LockGuard hold(theCenter().lock);
   auto& observers = theCenter().observers;
   std::erase_if(observers, [](const auto& weak) { return weak.expired(); });
   observers.push_back(observation);

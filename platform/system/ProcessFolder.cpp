@@ -5,11 +5,12 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <string>
 #include <system_error>
 
+#include "platform/system/FileDescriptor.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
@@ -20,23 +21,21 @@ constexpr const char* kPrefix = "brannow-process-";
 constexpr const char* kNone = "/dev/null/none";  // at which nothing can be
 
 /// An open folder that is locked for as long as its process lives, so that others can tell whether
-/// it does. -1 when another process holds the lock.
-int openLocked(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
-  close(descriptor);
-  return -1;
+/// it does. None when another process holds the lock.
+FileDescriptor openLocked(const std::string& folder) {
+  FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const bool isLocked = opened && flock(opened.get(), LOCK_EX | LOCK_NB) == 0;
+  return isLocked ? std::move(opened) : FileDescriptor();
 }
 
 void removeThoseOfKilledProcesses(const fs::path& parent) {
   forEachNameIn(parent.string(), [&](const std::string_view name) {
     if (!name.starts_with(kPrefix)) return;
     const std::string folder = (parent / name).string();
-    const int descriptor = isOwnRealFolder(folder) ? openLocked(folder) : -1;
-    if (descriptor < 0) return;
+    const FileDescriptor locked = isOwnRealFolder(folder) ? openLocked(folder) : FileDescriptor();
+    if (!locked) return;
     std::error_code ignored;
     fs::remove_all(folder, ignored);
-    close(descriptor);
   });
 }
 
@@ -51,7 +50,7 @@ std::string makeLockedFolder() {
   for (int left = kTries; left > 0; --left) {
     std::string path = (parent / kPrefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) break;
-    if (openLocked(path) >= 0 && isOwnRealFolder(path)) return path;
+    if (openLocked(path).release() >= 0 && isOwnRealFolder(path)) return path;
     rmdir(path.c_str());
   }
   return {};
@@ -59,9 +58,9 @@ std::string makeLockedFolder() {
 
 /// Never destroyed: other threads may still use it while the process ends.
 struct ProcessFolder {
-  std::mutex lock;               // guards `path`; no other is taken under it
-  std::string path;              // never changed once it is there
-  const pid_t owner = getpid();  // a child that was forked from it leaves the folder alone
+  Mutex lock;                         // no other is taken under it
+  std::string path GUARDED_BY(lock);  // never changed once it is there
+  const pid_t owner = getpid();       // a child that was forked from it leaves the folder alone
 };
 ProcessFolder& theFolder() {
   static ProcessFolder& folder = *new ProcessFolder;
@@ -69,8 +68,10 @@ ProcessFolder& theFolder() {
 }
 
 void removeTheFolder() {
+  if (theFolder().owner != getpid()) return;
   std::error_code ignored;
-  if (theFolder().owner == getpid()) fs::remove_all(theFolder().path, ignored);
+  LockGuard hold(theFolder().lock);
+  fs::remove_all(theFolder().path, ignored);
 }
 
 }  // namespace
@@ -78,7 +79,7 @@ void removeTheFolder() {
 /// Where there is no room for one now, there may be later.
 const std::string& folderOfThisProcess() {
   static const std::string& none = *new std::string(kNone);
-  std::lock_guard hold(theFolder().lock);
+  LockGuard hold(theFolder().lock);
   std::string& path = theFolder().path;
   if (path.empty()) {
     path = makeLockedFolder();

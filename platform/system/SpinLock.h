@@ -2,16 +2,17 @@
 
 #include <atomic>
 
+#include "platform/system/ThreadSafety.h"
+
 namespace platform {
 
 /// A busy-wait lock for sections of a few instructions. A waiter spins briefly and then yields its
 /// processor, so that a holder that takes longer costs the waiters no full core. Not recursive.
-/// Meets the standard's Lockable, so std::lock_guard and std::scoped_lock take it.
-class SpinLock {
+class CAPABILITY("mutex") SpinLock {
  public:
-  void lock();
-  bool try_lock() { return _word.exchange(1, std::memory_order_acquire) == 0; }
-  void unlock() { _word.store(0, std::memory_order_release); }
+  void lock() ACQUIRE();
+  bool try_lock() TRY_ACQUIRE(true) { return _word.exchange(1, std::memory_order_acquire) == 0; }
+  void unlock() RELEASE() { _word.store(0, std::memory_order_release); }
 
  private:
   std::atomic<unsigned> _word{0};

@@ -2,7 +2,7 @@
 
 #include <syslog.h>
 
-#include <mutex>
+#include "platform/system/Mutex.h"
 
 namespace platform {
 namespace {
@@ -10,8 +10,8 @@ namespace {
 struct Log {
   // Held while the sink runs, so that lines come one at a time; whatever lock the sink takes comes
   // after it. A line may be logged under any lock but those.
-  std::mutex lock;
-  LogSink sink;
+  Mutex lock;
+  LogSink sink GUARDED_BY(lock);
 };
 
 /// Never destroyed: lines may come from other threads until the process is gone.
@@ -46,7 +46,7 @@ std::string filledIn(std::string_view format, std::initializer_list<LogArgument>
 void systemLog(std::string_view format, std::initializer_list<LogArgument> arguments) try {
   const std::string line = filledIn(format, arguments);
   Log& log = theLog();
-  std::lock_guard hold(log.lock);
+  LockGuard hold(log.lock);
   if (log.sink) {
     log.sink(line);
   } else {
@@ -60,6 +60,6 @@ void systemLog(std::string_view format, std::initializer_list<LogArgument> argum
 
 void brannow::setLogSink(LogSink sink) {
   platform::Log& log = platform::theLog();
-  std::lock_guard hold(log.lock);
+  platform::LockGuard hold(log.lock);
   log.sink = std::move(sink);
 }

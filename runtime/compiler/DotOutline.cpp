@@ -150,7 +150,7 @@ class Outliner {
   DotOutline outline() {
     Token token = _scanner.next();
     for (; token.kind != Token::End; token = _scanner.next()) {
-      take(token);
+      check(token);
       if (token.text.size() > longestText) fault(token, "a text is longer than 64 KiB");
       _beforePrevious = std::move(_previous);
       _previous = std::move(token);
@@ -164,7 +164,7 @@ class Outliner {
     throw FaultAt(token.place, what);
   }
 
-  void take(const Token& token) {
+  void check(const Token& token) {
     if (_ended) fault(token, "there is text after the end of the graph");
     switch (token.kind) {
       case '{':
@@ -177,7 +177,7 @@ class Outliner {
       case '[':
         _inAttributes = true;
         _node = nullptr;
-        if (_previous.isId()) takeAttributesOf(_previous);
+        if (_previous.isId()) noteDeclaration(_previous);
         break;
       case ']':
         _inAttributes = false;
@@ -186,18 +186,18 @@ class Outliner {
         if (!_inAttributes) fault(token, "a cable has one port at each end, no list of them");
         break;
       case '=':
-        takeAttributeName(_previous);
+        noteAttributeName(_previous);
         break;
       case Token::Arrow:
         _outline.cables.push_back(_cableEnd);
         break;
       default:
-        takeId(token);
+        noteId(token);
         break;
     }
   }
 
-  void takeId(const Token& token) {
+  void noteId(const Token& token) {
     if (!_inGraph || !token.isId() || _previous.kind == ':') return;
     if (!_inAttributes) {
       _cableEnd = token.place;
@@ -207,7 +207,7 @@ class Outliner {
     }
   }
 
-  void takeAttributesOf(const Token& owner) {
+  void noteDeclaration(const Token& owner) {
     const bool ofCable = _beforePrevious.kind == Token::Arrow || _beforePrevious.kind == ':';
     if (ofCable || setsDefaults(owner)) return;
     const auto [known, isNew] = _outline.nodes.try_emplace(owner.text);
@@ -218,7 +218,7 @@ class Outliner {
     _node->place = owner.place;
   }
 
-  void takeAttributeName(const Token& name) {
+  void noteAttributeName(const Token& name) {
     _attributeNames.insert(name.text);
     if (_attributeNames.size() * _length > mostBytesTimesAttributes)
       fault(name, "too many different attributes for a composition of this size");

@@ -67,7 +67,7 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
                   "has the unknown type \"" + type +
                       "\"; there are vuo.shader, vuo.image.file and vuo.expression" +
                       didYouMean(type, {"vuo.shader", "vuo.image.file", "vuo.expression"}));
-  takeConstants(node, statement);
+  setConstants(node, statement);
 
   _bodyBytes += node.body.size();
   if (_bodyBytes > mostBodyBytes) throw std::runtime_error("makes the composition too large");
@@ -75,7 +75,7 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
 }
 
 /// A constant is the attribute "_" + the input's name. Several inputs may share a name.
-void NodeMaker::takeConstants(Node& node, const NodeStatement& statement) {
+void NodeMaker::setConstants(Node& node, const NodeStatement& statement) {
   const auto give = [&](const std::string& name, const std::string& value) {
     std::vector<std::string> names;
     bool found = false;

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "runtime/VuoPlan.h"
-#include "runtime/compiler/CompositionFile.h"
 #include "runtime/compiler/Faults.h"
+#include "runtime/compiler/ParsedFile.h"
 
 namespace vuo {
 
@@ -31,7 +31,7 @@ class NodeMaker {
   void makeShader(Node& node, const NodeStatement& statement);
   void makeImageFile(Node& node, const NodeStatement& statement);
   void makeExpression(Node& node, const NodeStatement& statement);
-  void takeConstants(Node& node, const NodeStatement& statement);
+  void setConstants(Node& node, const NodeStatement& statement);
   const Shader& shaderNamed(const std::string& name);
   Shader shaderIn(const std::string& name);
 

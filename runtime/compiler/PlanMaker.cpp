@@ -12,9 +12,9 @@
 #include <unordered_set>
 
 #include "runtime/compiler/Cabling.h"
-#include "runtime/compiler/CompositionFile.h"
 #include "runtime/compiler/ExecutionOrder.h"
 #include "runtime/compiler/NodeMaker.h"
+#include "runtime/compiler/ParsedFile.h"
 #include "runtime/compiler/PublishedPorts.h"
 #include "runtime/compiler/TextFile.h"
 
@@ -46,7 +46,7 @@ std::string textOfComposition(const std::string& path) {
 /// From the file's statements to the plan.
 class PlanMaker {
  public:
-  PlanMaker(const CompositionFile& file, const std::string& folder, Faults& faults)
+  PlanMaker(const ParsedFile& file, const std::string& folder, Faults& faults)
       : _file(file), _faults(faults), _nodes(folder, faults) {}
 
   Plan plan() {
@@ -121,7 +121,7 @@ class PlanMaker {
     return _statements.at(node)->placesOf("_" + port + "_type").name;
   }
 
-  const CompositionFile& _file;
+  const ParsedFile& _file;
   Faults& _faults;
   NodeMaker _nodes;
   Plan _plan;
@@ -140,7 +140,7 @@ Plan planOfComposition(const std::string& path, Faults& faults) {
       faults.add({1, 1}, "the file begins with a byte order mark; save it as UTF-8 without one");
       text.erase(0, byteOrderMark.size());
     }
-    const CompositionFile file = compositionFileFromText(text);
+    const ParsedFile file = parsedFile(text);
     plan = PlanMaker(file, std::filesystem::path(path).parent_path(), faults).plan();
     plan.compositionName = std::filesystem::path(path).filename();
   });

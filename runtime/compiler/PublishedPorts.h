@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "runtime/VuoPlan.h"
-#include "runtime/compiler/CompositionFile.h"
+#include "runtime/compiler/ParsedFile.h"
 
 namespace vuo {
 

@@ -65,28 +65,28 @@ class Reader {
 
   bool atEnd() const { return _at >= _tokens.size(); }
   std::string peek() const { return atEnd() ? "" : _tokens[_at]; }
-  std::string take() { return atEnd() ? "" : _tokens[_at++]; }
-  bool take(const char* expected) {
+  std::string next() { return atEnd() ? "" : _tokens[_at++]; }
+  bool consume(const char* expected) {
     if (peek() != expected) return false;
     ++_at;
     return true;
   }
   /// What stands in brackets from here on, without gaps.
-  std::string takeBracketed() {
+  std::string consumeBracketed() {
     std::string text;
     int depth = 0;
     do {
       depth += isOpening(peek()) ? 1 : isClosing(peek()) ? -1 : 0;
-      text += take();
+      text += next();
     } while (depth > 0 && !atEnd());
     return text;
   }
   void skipToNextName() {
     while (!atEnd() && peek() != ",")
       if (isOpening(peek()))
-        takeBracketed();
+        consumeBracketed();
       else
-        take();
+        next();
   }
 
  private:
@@ -97,31 +97,31 @@ class Reader {
   std::size_t _at = 0;
 };
 
-/// Takes what stands before the type.
-void takeQualifiers(Reader& reader, ShaderVariable& variable) {
+/// Parses what stands before the type.
+void parseQualifiers(Reader& reader, ShaderVariable& variable) {
   static const std::set<std::string> storages{"uniform", "in", "out"};
   static const std::set<std::string> others{"flat",  "smooth", "noperspective", "centroid",
                                             "highp", "lowp",   "mediump",       "invariant"};
   for (;;) {
     if (storages.contains(reader.peek()))
-      variable.storage = reader.take();
+      variable.storage = reader.next();
     else if (others.contains(reader.peek()))
-      variable.qualifiers.push_back(reader.take());
-    else if (reader.take("layout"))
-      variable.qualifiers.push_back("layout" + reader.takeBracketed());
+      variable.qualifiers.push_back(reader.next());
+    else if (reader.consume("layout"))
+      variable.qualifiers.push_back("layout" + reader.consumeBracketed());
     else
       return;
   }
 }
 
-void takeVariables(Reader reader, std::vector<ShaderVariable>& variables) {
+void parseVariables(Reader reader, std::vector<ShaderVariable>& variables) {
   ShaderVariable variable;
-  takeQualifiers(reader, variable);
+  parseQualifiers(reader, variable);
   if (variable.storage.empty() || reader.atEnd()) return;
-  variable.type = reader.take();
-  if (variable.type == "struct" && reader.peek() != body) reader.take();
-  const bool isBlock = reader.take(body) && variable.type != "struct";
-  const bool isArray = reader.peek() == "[" && !reader.takeBracketed().empty();
+  variable.type = reader.next();
+  if (variable.type == "struct" && reader.peek() != body) reader.next();
+  const bool isBlock = reader.consume(body) && variable.type != "struct";
+  const bool isArray = reader.peek() == "[" && !reader.consumeBracketed().empty();
   if (isBlock) {
     variable.name = variable.type;
     variable.type = "block";
@@ -129,11 +129,11 @@ void takeVariables(Reader reader, std::vector<ShaderVariable>& variables) {
     return;
   }
   do {
-    variable.name = reader.take();
+    variable.name = reader.next();
     variable.isArray = isArray || reader.peek() == "[";
     reader.skipToNextName();
     if (!variable.name.empty()) variables.push_back(variable);
-  } while (reader.take(","));
+  } while (reader.consume(","));
 }
 
 }  // namespace
@@ -142,7 +142,7 @@ std::vector<ShaderVariable> declarationsIn(const std::string& preprocessed) {
   std::vector<ShaderVariable> variables;
   Scanner scanner(preprocessed);
   while (const auto statement = nextStatement(scanner))
-    takeVariables(Reader(*statement), variables);
+    parseVariables(Reader(*statement), variables);
   return variables;
 }
 

@@ -140,7 +140,7 @@ struct Variables {
   std::vector<Port> uniforms;
   int outputs = 0;
 
-  void take(const ShaderVariable& variable) {
+  void add(const ShaderVariable& variable) {
     if (variable.name.starts_with("gl_")) return;
     if (variable.storage == "in") checkInput(variable);
     if (variable.storage == "uniform")
@@ -156,7 +156,7 @@ void takeVariables(const std::string& source, const std::string& preprocessed,
                    ShaderInterface& interface) {
   Variables variables;
   for (const ShaderVariable& variable : declarationsIn(preprocessed)) try {
-      variables.take(variable);
+      variables.add(variable);
     } catch (const std::runtime_error& fault) {
       interface.faults.push_back(
           {placeOf(source, variable.name), "\"" + variable.name + "\" " + fault.what()});

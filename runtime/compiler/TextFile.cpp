@@ -28,7 +28,9 @@ std::string textOf(const platform::FileDescriptor& file, const std::string& name
   text.resize(length);
   const char* wrong = nullptr;
   if (!g_utf8_validate_len(text.data(), length, &wrong)) {
-    const std::size_t line = static_cast<std::size_t>(std::count(static_cast<const char*>(text.data()), wrong, '\n')) + 1;
+    const std::size_t line =
+        static_cast<std::size_t>(std::count(static_cast<const char*>(text.data()), wrong, '\n')) +
+        1;
     throw std::runtime_error(name + " can't be read as UTF-8 text: in line " +
                              std::to_string(line) +
                              " there is a byte that is none; save it as UTF-8");

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "platform/system/JsonOwner.h"
+
 namespace vuo {
 namespace {
 
@@ -18,7 +20,7 @@ namespace {
 }
 
 /// Takes a number off the front of the text.
-std::optional<double> takeNumber(std::string_view& text) {
+std::optional<double> consumeNumber(std::string_view& text) {
   std::string_view digits = text;
   if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
   double number = 0;
@@ -36,7 +38,7 @@ std::string textOf(Number number) {
 
 std::string realConstant(const std::string& text) {
   std::string_view rest = text;
-  const auto number = takeNumber(rest);
+  const auto number = consumeNumber(rest);
   if (!number || !rest.empty()) noValue(text, "number");
   return textOf(*number);
 }
@@ -44,7 +46,7 @@ std::string realConstant(const std::string& text) {
 std::string integerConstant(const std::string& text) {
   constexpr double largest = 9007199254740992.0;  // up to here a double holds every whole number
   std::string_view rest = text;
-  const auto number = takeNumber(rest);
+  const auto number = consumeNumber(rest);
   if (!number || !rest.empty() || *number != std::trunc(*number) || std::abs(*number) > largest)
     noValue(text, "whole number");
   return textOf(static_cast<std::int64_t>(*number));
@@ -55,7 +57,7 @@ std::string booleanConstant(const std::string& text) {
   return text;
 }
 
-bool take(std::string_view& text, char expected) {
+bool consume(std::string_view& text, char expected) {
   if (!text.starts_with(expected)) return false;
   text.remove_prefix(1);
   return true;
@@ -69,8 +71,9 @@ std::optional<std::string> tuple(std::string text, std::string_view keys) {
   std::string_view rest = text;
   std::string json;
   for (const char key : keys) {
-    if (!take(rest, json.empty() ? '{' : ',') || !take(rest, key) || !take(rest, ':')) return {};
-    const auto number = takeNumber(rest);
+    if (!consume(rest, json.empty() ? '{' : ',') || !consume(rest, key) || !consume(rest, ':'))
+      return {};
+    const auto number = consumeNumber(rest);
     if (!number) return {};
     json += (json.empty() ? "{\"" : ",\"") + std::string(1, key) + "\":" + textOf(*number);
   }
@@ -91,8 +94,8 @@ std::string pointConstant(const std::string& text) {
 }
 
 std::string textConstant(const std::string& text) {
-  const std::unique_ptr<json_object, decltype(&json_object_put)> value(
-      json_object_new_string_len(text.data(), static_cast<int>(text.size())), json_object_put);
+  const platform::JsonOwner value(
+      json_object_new_string_len(text.data(), static_cast<int>(text.size())));
   return json_object_to_json_string_ext(value.get(), JSON_C_TO_STRING_PLAIN);
 }
 

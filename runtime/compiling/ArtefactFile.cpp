@@ -11,12 +11,12 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 #include <string_view>
 
 #include "platform/system/FileDescriptor.h"
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 
 namespace vuo {
 namespace {
@@ -91,10 +91,10 @@ void removeOldBitcode(const fs::path& folder) {
 /// Whether the last look into the folder was an hour ago, or there was none.
 bool isTimeToLook(const fs::path& folder) {
   constexpr std::time_t hour = 60 * 60;
-  static std::mutex lock;  // no other is taken under it
-  static std::map<fs::path, std::time_t> looks;
+  static platform::Mutex lock;  // no other is taken under it
+  static std::map<fs::path, std::time_t> looks GUARDED_BY(lock);
   const std::time_t now = std::time(nullptr);
-  std::lock_guard hold(lock);
+  platform::LockGuard hold(lock);
   const auto [last, isFirst] = looks.emplace(folder, now);
   if (!isFirst && now - last->second < hour) return false;
   last->second = now;

@@ -43,7 +43,7 @@ Result compileWith(CompilerProcess& compiler, const std::string& composition) {
 /// A program that ended while nobody compiled, or was ended by somebody, is replaced once.
 Result compile(const std::string& composition) {
   for (bool isLast = false;; isLast = true) {
-    auto compiler = CompilerProcess::take();
+    auto compiler = CompilerProcess::acquire();
     Result result = compileWith(*compiler, composition);
     if (result.end) CompilerProcess::giveBack(std::move(compiler));
     if (result.end || !result.inTime || isLast) return result;

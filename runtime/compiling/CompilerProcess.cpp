@@ -3,9 +3,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <mutex>
 #include <stdexcept>
 
+#include "platform/system/Mutex.h"
 #include "runtime/HelperFolder.h"
 #include "runtime/compiler/CompilerProtocol.h"
 
@@ -14,8 +14,8 @@ namespace {
 
 /// Never destroyed, since the program ends when this process does.
 struct Ready {
-  std::mutex lock;  // no other is taken under it
-  std::unique_ptr<CompilerProcess> compiler;
+  platform::Mutex lock;  // no other is taken under it
+  std::unique_ptr<CompilerProcess> compiler GUARDED_BY(lock);
 };
 Ready& ready() {
   static Ready& theReady = *new Ready;
@@ -34,10 +34,10 @@ ContainedProgram compilerWith(int socket) {
 
 }  // namespace
 
-std::unique_ptr<CompilerProcess> CompilerProcess::take() {
+std::unique_ptr<CompilerProcess> CompilerProcess::acquire() {
   std::unique_ptr<CompilerProcess> compiler;
   {
-    std::lock_guard hold(ready().lock);
+    platform::LockGuard hold(ready().lock);
     compiler = std::move(ready().compiler);
   }
   // A copy of the process that started the program leaves it to that one.
@@ -47,7 +47,7 @@ std::unique_ptr<CompilerProcess> CompilerProcess::take() {
 }
 
 void CompilerProcess::giveBack(std::unique_ptr<CompilerProcess> compiler) {
-  std::lock_guard hold(ready().lock);
+  platform::LockGuard hold(ready().lock);
   if (!ready().compiler) std::swap(ready().compiler, compiler);  // else it ends without the lock
 }
 

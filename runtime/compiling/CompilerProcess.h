@@ -15,7 +15,7 @@ namespace vuo {
 class CompilerProcess {
  public:
   /// The one that is ready, or a new one. Throws std::runtime_error. Any thread.
-  static std::unique_ptr<CompilerProcess> take();
+  static std::unique_ptr<CompilerProcess> acquire();
   /// Keeps it ready, where no other one is.
   static void giveBack(std::unique_ptr<CompilerProcess> compiler);
 

@@ -3,22 +3,23 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+
+#include "platform/system/Mutex.h"
 
 namespace vuo {
 namespace {
 
 /// Never destroyed: the thread uses it until the process is gone.
 struct Desk {
-  std::mutex turn;  ///< held by whoever has work under way; taken before `lock`
-  std::mutex lock;  ///< guards the fields below
-  std::condition_variable changed;
-  const std::function<void()>* work = nullptr;
-  bool hasThread = false;
+  platform::Mutex turn ACQUIRED_BEFORE(lock);  ///< held by whoever has work under way
+  platform::Mutex lock;
+  platform::ConditionVariable changed;
+  const std::function<void()>* work GUARDED_BY(lock) = nullptr;
+  bool hasThread GUARDED_BY(lock) = false;
 };
 
 Desk* desk = nullptr;
@@ -40,8 +41,8 @@ Desk& theDesk() {
 [[noreturn]] void serve() {
   pthread_setname_np(pthread_self(), "vuo starter");
   Desk& own = theDesk();
-  for (std::unique_lock hold(own.lock);;) {
-    own.changed.wait(hold, [&] { return own.work != nullptr; });
+  for (platform::UniqueLock hold(own.lock);;) {
+    while (own.work == nullptr) own.changed.wait(hold);
     (*own.work)();
     own.work = nullptr;
     own.changed.notify_all();
@@ -66,13 +67,13 @@ void makeThread() {
 
 void StarterThread::run(const std::function<void()>& work) {
   Desk& own = theDesk();
-  std::lock_guard turn(own.turn);
-  std::unique_lock hold(own.lock);
+  platform::LockGuard turn(own.turn);
+  platform::UniqueLock hold(own.lock);
   if (!own.hasThread) makeThread();
   own.hasThread = true;
   own.work = &work;
   own.changed.notify_all();
-  own.changed.wait(hold, [&] { return own.work == nullptr; });
+  while (own.work != nullptr) own.changed.wait(hold);
 }
 
 }  // namespace vuo

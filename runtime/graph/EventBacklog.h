@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "runtime/Limits.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 
 namespace vuo {
 
@@ -59,13 +59,13 @@ class EventBacklog {
   bool hasEvents() const { return !_events.empty(); }
   /// The one that comes next; there is one.
   const Event& next() const { return _events.front(); }
-  Event take() {
+  Event pop() {
     Event event = std::move(_events.front());
     _events.pop_front();
     return event;
   }
   bool hasDrops() const { return !_drops.empty(); }
-  Drops takeDrops() { return std::exchange(_drops, {}); }
+  Drops popDrops() { return std::exchange(_drops, {}); }
 
  private:
   Values _values;  ///< for the next event

@@ -3,14 +3,14 @@
 namespace vuo {
 
 void EventQueue::set(std::size_t input, Value value) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   _backlog.set(input, value);
 }
 
 bool EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
   bool waits;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     waits = _backlog.fire(std::move(inputs), number, asked);
   }
   _changed.notify_one();
@@ -19,23 +19,23 @@ bool EventQueue::fire(std::vector<std::size_t> inputs, EventNumber number, bool 
 
 bool EventQueue::cancel(EventNumber number) {
   std::optional<EventBacklog<Value>::Values> outdated;  // destroyed after the lock is released
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   outdated = _backlog.cancel(number);
   return outdated.has_value();
 }
 
 std::optional<EventQueue::Work> EventQueue::next() {
-  std::unique_lock hold(_lock);
-  _changed.wait(hold, [this] { return _ended || _backlog.hasEvents() || _backlog.hasDrops(); });
+  platform::UniqueLock hold(_lock);
+  while (!_ended && !_backlog.hasEvents() && !_backlog.hasDrops()) _changed.wait(hold);
   if (_ended) return std::nullopt;
-  Work work{_backlog.takeDrops(), std::nullopt};
-  if (_backlog.hasEvents()) work.event = _backlog.take();
+  Work work{_backlog.popDrops(), std::nullopt};
+  if (_backlog.hasEvents()) work.event = _backlog.pop();
   return work;
 }
 
 void EventQueue::end() {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _ended = true;
   }
   _changed.notify_all();

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 
+#include "platform/system/Mutex.h"
 #include "runtime/graph/EventBacklog.h"
 
 namespace vuo {
@@ -27,10 +26,10 @@ class EventQueue {
   void end();
 
  private:
-  std::mutex _lock;  ///< guards the fields below; no lock is taken inside it
-  std::condition_variable _changed;
-  EventBacklog<Value> _backlog;
-  bool _ended = false;
+  platform::Mutex _lock;  ///< no lock is taken inside it
+  platform::ConditionVariable _changed;
+  EventBacklog<Value> _backlog GUARDED_BY(_lock);
+  bool _ended GUARDED_BY(_lock) = false;
 };
 
 }  // namespace vuo

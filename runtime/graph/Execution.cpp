@@ -16,7 +16,8 @@ const Cable* dataCable(const Port& input) {
 }
 
 Value constantOf(const Port& port) {
-  const JsonOwner json(port.constant.empty() ? nullptr : json_tokener_parse(port.constant.c_str()));
+  const platform::JsonOwner json(port.constant.empty() ? nullptr
+                                                       : json_tokener_parse(port.constant.c_str()));
   return json ? valueFromJson(port.type, json.get()) : converted(Value(), port.type);
 }
 
@@ -33,7 +34,7 @@ std::string about(const Node& node, const std::exception& fault) {
 }  // namespace
 
 Execution::Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
-                     CompositionListener& listener, PictureSource* forHost)
+                     InstanceListener& listener, PictureSource* forHost)
     : _plan(plan),
       _listener(listener),
       _canvas(std::move(group), forHost),

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "runtime/graph/Canvas.h"
-#include "runtime/graph/Composition.h"
 #include "runtime/graph/EventQueue.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/graph/NodeWork.h"
 
 namespace vuo {
@@ -17,7 +17,7 @@ class Execution {
  public:
   /// Throws std::runtime_error when a node can't work.
   Execution(const Plan& plan, const std::string& folder, std::shared_ptr<ShareGroup> group,
-            CompositionListener& listener, PictureSource* forHost);
+            InstanceListener& listener, PictureSource* forHost);
 
   /// Runs, once and in the plan's order, the nodes that lie downstream of the event, and before
   /// them those that they read from and that never ran; one that was asked for also reaches
@@ -47,7 +47,7 @@ class Execution {
   const std::string& faultOf(const Source& source) const;
 
   const Plan& _plan;
-  CompositionListener& _listener;
+  InstanceListener& _listener;
   Canvas _canvas;
   std::vector<Value> _published;      ///< by published input
   std::vector<bool> _publishedFired;  ///< by the event that is being run

@@ -1,9 +1,10 @@
 #include "runtime/RuntimeExport.h"
-#include "runtime/graph/LocalComposition.h"
+#include "runtime/graph/CurrentProcessInstance.h"
 #include "runtime/module/ModuleEntry.h"
 
-extern "C" BRANNOW_RUNTIME vuo::Composition* vuoMakeComposition3(
-    const vuo::Plan& plan, const std::string& folder, vuo::CompositionListener& listener) {
-  return new vuo::LocalComposition(plan, folder, listener);
+extern "C" BRANNOW_RUNTIME vuo::Instance* vuoMakeInstance3(const vuo::Plan& plan,
+                                                           const std::string& folder,
+                                                           vuo::InstanceListener& listener) {
+  return new vuo::CurrentProcessInstance(plan, folder, listener);
 }
-static_assert(std::is_same_v<decltype(&vuoMakeComposition3), vuo::ModuleEntry>);
+static_assert(std::is_same_v<decltype(&vuoMakeInstance3), vuo::ModuleEntry>);

@@ -48,34 +48,34 @@ bool Player::serve(MessageSocket::Received received) {
           throw ProtocolError("a descriptor came with the wrong message");
         if (_isGreeted == std::is_same_v<Kind, message::Greeting>)
           throw ProtocolError("the greeting is not the first message");
-        take(said);
+        handle(said);
         return !std::is_same_v<Kind, message::Stop>;
       },
       message);
 }
 
-void Player::take(message::Greeting greeting) {
+void Player::handle(message::Greeting greeting) {
   if (greeting.format != messageFormat)
     throw ProtocolError("the host speaks format " + std::to_string(greeting.format));
   _isGreeted = true;
 }
 
-void Player::take(message::Values& values) {
+void Player::handle(message::Values& values) {
   for (message::InputValue& value : values.values)
     _composition.setValue(value.input,
                           message::valueFor(typeOf(value.input), std::move(value.value)));
 }
 
-void Player::take(message::Event& event) {
+void Player::handle(message::Event& event) {
   _textures.giveBack(event.texturesBack);
   message::Values values{std::move(event.values)};
-  take(values);
+  handle(values);
   for (const std::uint32_t input : event.inputs) typeOf(input);
   if (!_composition.fire({event.inputs.begin(), event.inputs.end()}, event.event, event.asked))
     tellNotRun(event.event, EventReport::Outcome::Dropped);
 }
 
-void Player::take(const message::Cancel& cancel) {
+void Player::handle(const message::Cancel& cancel) {
   if (_composition.cancel(cancel.event)) tellNotRun(cancel.event, EventReport::Outcome::Cancelled);
 }
 
@@ -85,7 +85,7 @@ void Player::tellNotRun(EventNumber number, EventReport::Outcome outcome) {
 }
 
 /// One that there is no room for leaves the input as it is.
-void Player::take(const message::InputPicture& picture) {
+void Player::handle(const message::InputPicture& picture) {
   if (typeOf(picture.input) != Type::Image) throw ProtocolError("the input takes no picture");
   try {
     _composition.setValue(picture.input, Value(upload(picture)));
@@ -97,11 +97,11 @@ void Player::take(const message::InputPicture& picture) {
   _reporter.pictureTaken();
 }
 
-void Player::take(message::Texture& texture) {
-  _textures.take(texture, std::move(_memory));
+void Player::handle(message::Texture& texture) {
+  _textures.handle(texture, std::move(_memory));
 }
 
-void Player::take(const message::InputTexture& picture) {
+void Player::handle(const message::InputTexture& picture) {
   if (typeOf(picture.input) != Type::Image) throw ProtocolError("the input takes no picture");
   _composition.setValue(picture.input, Value(_textures.input(picture.texture)));
 }
@@ -109,13 +109,13 @@ void Player::take(const message::InputTexture& picture) {
 ImageRef Player::upload(const message::InputPicture& picture) {
   if (!_memory) throw std::runtime_error("There is no descriptor left for a picture");
   const auto& [input, width, height] = picture;
-  const SharedMemory pixels(std::move(_memory), pixelBytes(width, height));
+  const auto pixels = receivedPicture(std::move(_memory), pixelBytes(width, height));
   if (!_uploader) _uploader = std::make_unique<TextureUploader>(PictureBudget::ofAScene());
   return _uploader->upload(width, height, pixels.bytes());
 }
 
-void Player::take(const message::BufferBack& back) {
-  _frames.take(back);
+void Player::handle(const message::BufferBack& back) {
+  _frames.handle(back);
 }
 
 Type Player::typeOf(std::uint32_t input) const {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "runtime/graph/LocalComposition.h"
+#include "runtime/graph/CurrentProcessInstance.h"
 #include "runtime/player/Reporter.h"
 
 namespace vuo {
@@ -21,16 +21,16 @@ class Player {
 
  private:
   bool serve(MessageSocket::Received received);
-  void take(message::Greeting greeting);
-  void take(message::Values& values);
-  void take(message::Event& event);
-  void take(const message::Cancel& cancel);
-  void take(const message::InputPicture& picture);
-  void take(const message::BufferBack& back);
-  void take(message::Stop) {}
-  void take(message::Texture& texture);
-  void take(const message::TextureGone& gone) { _textures.take(gone); }
-  void take(const message::InputTexture& picture);
+  void handle(message::Greeting greeting);
+  void handle(message::Values& values);
+  void handle(message::Event& event);
+  void handle(const message::Cancel& cancel);
+  void handle(const message::InputPicture& picture);
+  void handle(const message::BufferBack& back);
+  void handle(message::Stop) {}
+  void handle(message::Texture& texture);
+  void handle(const message::TextureGone& gone) { _textures.handle(gone); }
+  void handle(const message::InputTexture& picture);
   void tellNotRun(EventNumber number, EventReport::Outcome outcome);
   Type typeOf(std::uint32_t input) const;
   ImageRef upload(const message::InputPicture& picture);
@@ -40,7 +40,7 @@ class Player {
   FrameSender _frames;
   PlayerTextures _textures;
   Reporter _reporter;
-  LocalComposition _composition;
+  CurrentProcessInstance _composition;
   bool _isGreeted = false;
   platform::FileDescriptor _memory;            ///< of the message that is being taken
   std::unique_ptr<TextureUploader> _uploader;  ///< made for the first image that comes

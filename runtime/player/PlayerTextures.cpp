@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 
+#include "platform/system/Mutex.h"
 #include "runtime/ImagePixels.h"
 #include "runtime/sharing/MemoryTexture.h"
 
@@ -30,18 +30,18 @@ struct Shared {
 
 /// Lives as long as an image over one of the textures.
 struct PlayerTextures::State {
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
-  std::map<std::uint32_t, Shared> textures;
-  std::vector<std::uint32_t> left;
-  std::uint64_t imagesMade = 0;
+  platform::Mutex lock;  ///< no lock is taken inside it
+  std::map<std::uint32_t, Shared> textures GUARDED_BY(lock);
+  std::vector<std::uint32_t> left GUARDED_BY(lock);
+  std::uint64_t imagesMade GUARDED_BY(lock) = 0;
 
-  Shared& lent(std::uint32_t number) {
+  Shared& lent(std::uint32_t number) REQUIRES(lock) {
     const auto found = textures.find(number);
     if (found == textures.end() || !found->second.isLent || !found->second.isHosts)
       throw ProtocolError("it gave back a texture that it did not have");
     return found->second;
   }
-  Shared& input(std::uint32_t number) {
+  Shared& input(std::uint32_t number) REQUIRES(lock) {
     const auto found = textures.find(number);
     if (found == textures.end() || found->second.isLent || found->second.isGone)
       throw ProtocolError("it named a texture that there is not");
@@ -57,29 +57,29 @@ struct PlayerTextures::Loan {
 
 PlayerTextures::PlayerTextures() : _state(std::make_shared<State>()) {}
 
-void PlayerTextures::take(message::Texture& said, platform::FileDescriptor memory) {
+void PlayerTextures::handle(message::Texture& said, platform::FileDescriptor memory) {
   pixelBytes(said.width, said.height);  // throws for a size that no picture may have
   Shared texture{{said.width, said.height, said.memory, said.isDedicated, std::move(said.head),
                   std::move(memory)},
                  said.isLent};
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   texture.idleSince = _state->imagesMade;
   if (!_state->textures.emplace(said.texture, std::move(texture)).second)
     throw ProtocolError("it used a texture's number twice");
 }
 
-void PlayerTextures::take(const message::TextureGone& gone) {
-  std::lock_guard hold(_state->lock);
+void PlayerTextures::handle(const message::TextureGone& gone) {
+  platform::LockGuard hold(_state->lock);
   _state->input(gone.texture).isGone = true;
 }
 
 void PlayerTextures::giveBack(const std::vector<std::uint32_t>& lent) {
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   for (const std::uint32_t number : lent) _state->lent(number).isHosts = false;
 }
 
 ImageRef PlayerTextures::input(std::uint32_t number) {
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   const Shared& shared = _state->input(number);
   if (!shared.texture) throw ProtocolError("it named a texture that was not taken");
   return ImageRef(VuoImage_makeClientOwned(shared.texture->texture, GL_RGBA8, shared.memory.width,
@@ -89,14 +89,14 @@ ImageRef PlayerTextures::input(std::uint32_t number) {
 
 void PlayerTextures::leaveInput(VuoImage image) {
   const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
-  std::lock_guard hold(loan->state->lock);
+  platform::LockGuard hold(loan->state->lock);
   loan->state->left.push_back(loan->number);
 }
 
 /// Once it is made, a texture's memory needs no descriptor here.
 std::vector<message::TextureTaken> PlayerTextures::work() {
   std::vector<message::TextureTaken> answers;
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   for (auto each = _state->textures.begin(); each != _state->textures.end();) {
     auto& [number, shared] = *each;
     bool isGone = shared.isGone;
@@ -124,7 +124,7 @@ std::vector<message::TextureTaken> PlayerTextures::work() {
 }
 
 ImageRef PlayerTextures::newImage(std::uint64_t width, std::uint64_t height) {
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   ++_state->imagesMade;
   for (auto& [number, shared] : _state->textures) {
     if (!shared.texture || !shared.isLent || shared.isHosts || shared.isDrawn ||
@@ -140,7 +140,7 @@ ImageRef PlayerTextures::newImage(std::uint64_t width, std::uint64_t height) {
 
 void PlayerTextures::giveBackLent(VuoImage image) {
   const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
-  std::lock_guard hold(loan->state->lock);
+  platform::LockGuard hold(loan->state->lock);
   Shared& shared = loan->state->textures.at(loan->number);
   shared.isDrawn = false;
   shared.idleSince = loan->state->imagesMade;
@@ -149,13 +149,13 @@ void PlayerTextures::giveBackLent(VuoImage image) {
 std::optional<std::uint32_t> PlayerTextures::handOver(const ImageRef& image) {
   if (image->freeCallback != giveBackLent) return std::nullopt;
   const std::uint32_t number = static_cast<const Loan*>(image->freeCallbackContext)->number;
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   if (std::exchange(_state->textures.at(number).isHosts, true)) return std::nullopt;
   return number;
 }
 
-std::vector<std::uint32_t> PlayerTextures::takeLeft() {
-  std::lock_guard hold(_state->lock);
+std::vector<std::uint32_t> PlayerTextures::popLeft() {
+  platform::LockGuard hold(_state->lock);
   return std::exchange(_state->left, {});
 }
 

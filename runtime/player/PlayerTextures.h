@@ -17,8 +17,8 @@ class PlayerTextures : public PictureSource {
   PlayerTextures();
 
   // The thread that listens. What the host can't say throws ProtocolError.
-  void take(message::Texture& texture, platform::FileDescriptor memory);
-  void take(const message::TextureGone& gone);
+  void handle(message::Texture& texture, platform::FileDescriptor memory);
+  void handle(const message::TextureGone& gone);
   void giveBack(const std::vector<std::uint32_t>& lent);
   /// The picture that lies in the input's texture.
   ImageRef input(std::uint32_t number);
@@ -34,7 +34,7 @@ class PlayerTextures : public PictureSource {
   std::optional<std::uint32_t> handOver(const ImageRef& image);
 
   /// What the player has left since it was last asked. Any thread.
-  std::vector<std::uint32_t> takeLeft();
+  std::vector<std::uint32_t> popLeft();
 
  private:
   struct State;

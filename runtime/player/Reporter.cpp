@@ -40,7 +40,7 @@ void Reporter::eventFinished(EventReport& report) {
       taken.fault = taken.fault.substr(0, longestFault);
       send(taken);
     }
-  end.texturesLeft = _textures.takeLeft();
+  end.texturesLeft = _textures.popLeft();
   sendBytes(fitting(std::move(end)));
   _faults = 0;
 }

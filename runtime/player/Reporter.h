@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/player/PlayerTextures.h"
 #include "runtime/transport/FrameTransport.h"
 
@@ -10,7 +10,7 @@ namespace vuo {
 
 /// Says what there is to say to the host. A host that is gone is no fault: the player's main thread
 /// notices it.
-class Reporter : public CompositionListener {
+class Reporter : public InstanceListener {
  public:
   Reporter(MessageSocket& socket, FrameSender& frames, PlayerTextures& textures)
       : _socket(socket), _frames(frames), _textures(textures) {}

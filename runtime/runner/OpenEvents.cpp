@@ -20,7 +20,7 @@ constexpr std::chrono::hours longestPatience{24 * 365};
 EventNumber OpenEvents::begin() {
   EventNumber number;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     number = ++_last;
   }
   open(number, nullptr);
@@ -30,7 +30,7 @@ EventNumber OpenEvents::begin() {
 std::shared_ptr<PendingEvent> OpenEvents::begin(VuoRunner::EventTag tag) {
   std::shared_ptr<PendingEvent> event;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     event = std::make_shared<PendingEvent>(tag, ++_last);
   }
   open(event->number, event);
@@ -38,7 +38,7 @@ std::shared_ptr<PendingEvent> OpenEvents::begin(VuoRunner::EventTag tag) {
 }
 
 void OpenEvents::open(EventNumber number, std::shared_ptr<PendingEvent> event) {
-  std::unique_lock hold(_lock);
+  platform::UniqueLock hold(_lock);
   if (_ended) {
     const std::string how = _how;
     hold.unlock();
@@ -58,7 +58,7 @@ void OpenEvents::open(EventNumber number, std::shared_ptr<PendingEvent> event) {
 
 /// Only what the composition is at is progress: events that it never saw may be finished before.
 OpenEvents::Finished OpenEvents::finish(EventNumber number) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = _open.find(number);
   if (found == _open.end()) return {};
   Finished finished{std::move(found->second.event), false};
@@ -70,28 +70,28 @@ OpenEvents::Finished OpenEvents::finish(EventNumber number) {
   return finished;
 }
 
-void OpenEvents::end(const std::string& how) {
+void OpenEvents::end(std::string how) {
   std::map<EventNumber, Open> open;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (_ended) return;
-    _how = how;
+    _how = platform::orNothing([&] { return how; });
     _ended = true;
     open.swap(_open);
   }
   for (const auto& [number, item] : open)
-    if (item.event) item.event->ended(how);
+    if (item.event) item.event->ended(platform::orNothing([&] { return how; }));
 }
 
 std::optional<OpenEvents::Clock::time_point> OpenEvents::oldestTaggedSince() const {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = std::find_if(_open.begin(), _open.end(),
                                   [](const auto& item) { return item.second.event != nullptr; });
   return found != _open.end() ? std::optional(found->second.since) : std::nullopt;
 }
 
 void OpenEvents::setPatience(VuoRunner::Patience patience) {
-  std::unique_lock hold(_lock);
+  platform::UniqueLock hold(_lock);
   _patience = patience;
   if (_patience)
     _patience = std::clamp<std::chrono::nanoseconds>(*_patience, std::chrono::milliseconds(1),
@@ -102,7 +102,7 @@ void OpenEvents::setPatience(VuoRunner::Patience patience) {
 }
 
 void OpenEvents::stopWatching() {
-  std::lock_guard hold(_overdueLock);
+  platform::LockGuard hold(_overdueLock);
   _overdue = nullptr;
 }
 
@@ -130,18 +130,18 @@ void OpenEvents::lookAt(std::optional<Clock::time_point> due) {
       });
     });
   } catch (...) {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (_lookDue == due) _lookDue = std::nullopt;
     throw;
   }
 }
 
 void OpenEvents::look(Clock::time_point due) {
-  std::lock_guard holdCall(_overdueLock);
+  platform::LockGuard holdCall(_overdueLock);
   std::optional<Clock::duration> waited;
   std::optional<Clock::time_point> next;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (_lookDue != due) return;
     const auto now = Clock::now();
     if (_patience && !_open.empty() && now >= atItSince() + (_timesTold + 1) * *_patience) {

@@ -4,10 +4,10 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/system/Mutex.h"
 #include "runtime/VuoRunner.h"
 #include "runtime/runner/PendingEvent.h"
 
@@ -37,7 +37,7 @@ class OpenEvents : public std::enable_shared_from_this<OpenEvents> {
   };
   Finished finish(EventNumber number);
   /// Nothing more will be finished: whoever waits for an event is told how the composition ended.
-  void end(const std::string& how);
+  void end(std::string how);
 
   std::optional<Clock::time_point> oldestTaggedSince() const;
   /// How long the composition may be at one thing; none: as long as it takes.
@@ -45,7 +45,7 @@ class OpenEvents : public std::enable_shared_from_this<OpenEvents> {
   /// To be told of what was overdue: after `Overdue` has been told the last time.
   template <typename Call>
   void afterOverdue(Call call) {
-    std::lock_guard hold(_overdueLock);
+    platform::LockGuard hold(_overdueLock);
     call();
   }
   /// Nobody is told of anything any more once this has returned. Must not be called by who is.
@@ -59,23 +59,23 @@ class OpenEvents : public std::enable_shared_from_this<OpenEvents> {
   };
 
   void open(EventNumber number, std::shared_ptr<PendingEvent> event);
-  std::optional<Clock::time_point> nextLook();
+  std::optional<Clock::time_point> nextLook() REQUIRES(_lock);
   void lookAt(std::optional<Clock::time_point> due);
   void look(Clock::time_point due);
-  Clock::time_point atItSince() const;
+  Clock::time_point atItSince() const REQUIRES(_lock);
 
-  mutable std::mutex _lock;           ///< guards the fields below; no lock is taken inside it
-  std::map<EventNumber, Open> _open;  ///< in the order of firing
-  EventNumber _last = theStart;
-  Clock::time_point _lastFinish;
-  VuoRunner::Patience _patience;
-  unsigned _timesTold = 0;  ///< of what the composition is at
-  std::optional<Clock::time_point> _lookDue;
-  bool _ended = false;
-  std::string _how;
+  mutable platform::Mutex _lock;                        ///< no lock is taken inside it
+  std::map<EventNumber, Open> _open GUARDED_BY(_lock);  ///< in the order of firing
+  EventNumber _last GUARDED_BY(_lock) = theStart;
+  Clock::time_point _lastFinish GUARDED_BY(_lock);
+  VuoRunner::Patience _patience GUARDED_BY(_lock);
+  unsigned _timesTold GUARDED_BY(_lock) = 0;  ///< of what the composition is at
+  std::optional<Clock::time_point> _lookDue GUARDED_BY(_lock);
+  bool _ended GUARDED_BY(_lock) = false;
+  std::string _how GUARDED_BY(_lock);
 
-  std::mutex _overdueLock;  ///< guards the field below, held while it is called; taken before _lock
-  Overdue _overdue;
+  platform::Mutex _overdueLock ACQUIRED_BEFORE(_lock);  ///< held while somebody is told
+  Overdue _overdue GUARDED_BY(_overdueLock);
 };
 
 }  // namespace vuo

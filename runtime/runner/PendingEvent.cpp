@@ -26,22 +26,24 @@ const OutputState& OutputSnapshot::stateOf(const std::string& output) const {
 }
 
 PendingEvent::State PendingEvent::waitUntil(VuoRunner::Event::Deadline deadline) {
-  std::unique_lock hold(_lock);
-  const auto finished = [this] { return _state != State::Waiting; };
-  if (deadline)
-    _changed.wait_until(hold, *deadline, finished);
-  else
-    _changed.wait(hold, finished);
+  platform::UniqueLock hold(_lock);
+  bool isInTime = true;
+  while (_state == State::Waiting && isInTime) {
+    if (deadline)
+      isInTime = _changed.wait_until(hold, *deadline);
+    else
+      _changed.wait(hold);
+  }
   return _state;
 }
 
 std::shared_ptr<const VuoRunner::Outputs> PendingEvent::outputs() const {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   return _outputs;
 }
 
 std::string PendingEvent::endDescription() const {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   return _endDescription;
 }
 
@@ -53,14 +55,14 @@ void PendingEvent::dropped() {
   finish(State::Dropped, nullptr, "");
 }
 
-void PendingEvent::ended(const std::string& how) {
-  finish(State::Ended, nullptr, how);
+void PendingEvent::ended(std::string how) {
+  finish(State::Ended, nullptr, std::move(how));
 }
 
 void PendingEvent::finish(State state, std::shared_ptr<const VuoRunner::Outputs> outputs,
                           std::string how) {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _outputs = std::move(outputs);
     _endDescription = std::move(how);
     _state = state;
@@ -73,9 +75,9 @@ EventHandle::~EventHandle() {
   if (_event->state() != State::Waiting) return;
   const auto cancelling = _cancelling.lock();
   if (!cancelling) return;
-  std::lock_guard hold(cancelling->lock);
+  platform::LockGuard hold(cancelling->lock);
   try {
-    if (cancelling->composition != nullptr && cancelling->composition->cancel(_event->number))
+    if (cancelling->instance != nullptr && cancelling->instance->cancel(_event->number))
       cancelling->events->finish(_event->number);
   } catch (const std::exception&) {
     // The composition is gone: there is nothing left to cancel.

@@ -3,14 +3,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "platform/system/Mutex.h"
 #include "runtime/VuoRunner.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 
 namespace vuo {
 
@@ -58,24 +57,24 @@ class PendingEvent {
   /// One of these is to be called, once; they wake whoever waits.
   void done(std::shared_ptr<const VuoRunner::Outputs> outputs);
   void dropped();
-  void ended(const std::string& how);
+  void ended(std::string how);
 
  private:
   void finish(State state, std::shared_ptr<const VuoRunner::Outputs> outputs, std::string how);
 
-  mutable std::mutex _lock;  ///< guards changes of the fields below; no lock is taken inside it
-  std::condition_variable _changed;
-  std::atomic<State> _state = State::Waiting;
-  std::shared_ptr<const VuoRunner::Outputs> _outputs;
-  std::string _endDescription;
+  mutable platform::Mutex _lock;  ///< no lock is taken inside it
+  platform::ConditionVariable _changed;
+  std::atomic<State> _state = State::Waiting;  ///< changed with the lock held
+  std::shared_ptr<const VuoRunner::Outputs> _outputs GUARDED_BY(_lock);
+  std::string _endDescription GUARDED_BY(_lock);
 };
 
 class OpenEvents;
 
 /// The way of an event that is given up to its composition, as long as there is one.
 struct Cancelling {
-  std::mutex lock;  ///< guards the field below; held while the composition is called
-  Composition* composition;
+  platform::Mutex lock;  ///< held while the composition is called
+  Instance* instance GUARDED_BY(lock) PT_GUARDED_BY(lock);
   const std::shared_ptr<OpenEvents> events;
 };
 

@@ -27,7 +27,7 @@ void requireDescriptor(const MessageSocket::Received& received) {
 }  // namespace
 
 PlayerContact::PlayerContact(platform::FileDescriptor socket, PublishedPorts ports,
-                             CompositionListener& listener, std::chrono::milliseconds wholeMessage)
+                             InstanceListener& listener, std::chrono::milliseconds wholeMessage)
     : _ports(std::move(ports)),
       _listener(listener),
       _budget(PictureBudget::ofAScene()),
@@ -53,10 +53,10 @@ void PlayerContact::send(const message::ToPlayer& message, int descriptor, Patie
 void PlayerContact::fire(const std::vector<message::InputValue>& values,
                          const std::vector<std::size_t>& inputs, EventNumber number, bool asked,
                          Patience patience) {
-  message::Event event{number, asked, values, {}, _lent.takeReturned()};
+  message::Event event{number, asked, values, {}, _lent.popReturned()};
   for (const std::size_t input : inputs) event.inputs.push_back(static_cast<std::uint32_t>(input));
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _open.emplace(number, inputs);
   }
   try {
@@ -65,7 +65,7 @@ void PlayerContact::fire(const std::vector<message::InputValue>& values,
     }
     send(event, -1, patience);
   } catch (...) {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _open.erase(number);
     throw;
   }
@@ -76,8 +76,8 @@ void PlayerContact::sendValues(const std::vector<message::InputValue>& values, P
   for (const message::InputValue& value : values) send(message::Values{{value}}, -1, patience);
 }
 
-PlayerContact::Inputs PlayerContact::takeOpen(EventNumber event) {
-  std::lock_guard hold(_openLock);
+PlayerContact::Inputs PlayerContact::closeEvent(EventNumber event) {
+  platform::LockGuard hold(_openLock);
   const auto found = _open.find(event);
   if (found == _open.end()) throw ProtocolError("it ended an event that it was not at");
   Inputs inputs = std::move(found->second);
@@ -89,7 +89,7 @@ PictureTicket PlayerContact::ticketFor(std::uint64_t width, std::uint64_t height
   const auto others = static_cast<std::size_t>(_pictures.use_count()) - 1;
   if (others >= mostPicturesUnderWay)
     throw std::runtime_error("The composition is " + std::to_string(others) + " pictures behind");
-  auto bytes = PictureBudget::take(_budget, pixelBytes(width, height));
+  auto bytes = PictureBudget::reserve(_budget, pixelBytes(width, height));
   return PictureTicket(std::make_shared<const PictureTicket::Picture>(
       PictureTicket::Picture{width, height, std::move(bytes), _pictures}));
 }
@@ -97,7 +97,7 @@ PictureTicket PlayerContact::ticketFor(std::uint64_t width, std::uint64_t height
 void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, int pixels,
                                Patience patience) {
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     _picturesUnderWay.push_back(picture);
   }
   try {
@@ -105,7 +105,7 @@ void PlayerContact::setPicture(std::size_t input, const PictureTicket& picture, 
         message::InputPicture{static_cast<std::uint32_t>(input), picture.width(), picture.height()},
         pixels, patience);
   } catch (...) {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     if (!_picturesUnderWay.empty()) _picturesUnderWay.pop_back();
     throw;
   }
@@ -123,7 +123,7 @@ void PlayerContact::setPicture(std::size_t input, const NamedPicture& picture, P
 
 void PlayerContact::cancel(EventNumber number, Patience patience) {
   {
-    std::lock_guard hold(_openLock);
+    platform::LockGuard hold(_openLock);
     if (_open.count(number) == 0) return;
   }
   if (_socket.takesAtOnce()) send(message::Cancel{number}, -1, patience);
@@ -134,20 +134,20 @@ void PlayerContact::stop(Patience patience) {
 }
 
 bool PlayerContact::hasRoom() const {
-  std::lock_guard hold(_openLock);
+  platform::LockGuard hold(_openLock);
   return _open.size() < mostOpenEvents;
 }
 
 // ---- from the player
 
-bool PlayerContact::takeNext(Patience patience) {
+bool PlayerContact::handleNext(Patience patience) {
   auto received = _socket.receive(patience);
   if (!received) return false;
-  take(std::move(*received));
+  handle(std::move(*received));
   return true;
 }
 
-void PlayerContact::take(MessageSocket::Received received) {
+void PlayerContact::handle(MessageSocket::Received received) {
   auto message = decoded<message::ToHost>(received.bytes);
   std::visit(
       [&](auto& said) {
@@ -156,26 +156,26 @@ void PlayerContact::take(MessageSocket::Received received) {
         if (_hasGreeted == std::is_same_v<Kind, message::Greeting>)
           throw ProtocolError(_hasGreeted ? "it greeted twice"
                                           : "it did not begin with a greeting");
-        take(said, std::move(received.descriptor));
+        handle(said, std::move(received.descriptor));
       },
       message);
 }
 
-void PlayerContact::take(message::Greeting greeting, platform::FileDescriptor) {
+void PlayerContact::handle(message::Greeting greeting, platform::FileDescriptor) {
   if (greeting.format != messageFormat)
     throw ProtocolError("it speaks format " + std::to_string(greeting.format) + ", not " +
                         std::to_string(messageFormat));
   _hasGreeted = true;
 }
 
-void PlayerContact::take(const message::Ready& ready, platform::FileDescriptor) {
+void PlayerContact::handle(const message::Ready& ready, platform::FileDescriptor) {
   if (std::exchange(_isReady, true)) throw ProtocolError("it said twice that it is ready");
   _playersDevice = ready.device;
   maybeShare();
   _listener.started();
 }
 
-void PlayerContact::take(const message::Refused& refused, platform::FileDescriptor) {
+void PlayerContact::handle(const message::Refused& refused, platform::FileDescriptor) {
   if (_isReady) throw ProtocolError("it refused to play what it plays");
   throw std::runtime_error(refused.why.substr(0, longestFault));
 }
@@ -186,26 +186,26 @@ void PlayerContact::requireReady() const {
 }
 
 /// There are few of these for each event. Faults of pictures may belong to either of two.
-void PlayerContact::takeAside() {
+void PlayerContact::countAside() {
   if (++_asides > 2 * mostFaultsPerEvent + pictureOutputs(_ports) + spareBuffers)
     throw ProtocolError("it said " + std::to_string(_asides) + " things beside an event");
 }
 
-void PlayerContact::take(const message::Buffer& buffer, platform::FileDescriptor memory) {
+void PlayerContact::handle(const message::Buffer& buffer, platform::FileDescriptor memory) {
   requireReady();
-  takeAside();
-  _frames->take(buffer, std::move(memory));
+  countAside();
+  _frames->handle(buffer, std::move(memory));
 }
 
-void PlayerContact::take(const message::Fault& fault, platform::FileDescriptor) {
-  takeAside();
+void PlayerContact::handle(const message::Fault& fault, platform::FileDescriptor) {
+  countAside();
   if (fault.what.size() > longestFault) throw ProtocolError("it told of a fault at great length");
   _listener.failed(fault.what);
 }
 
-void PlayerContact::take(message::PictureTaken, platform::FileDescriptor) {
+void PlayerContact::handle(message::PictureTaken, platform::FileDescriptor) {
   _asides = 0;
-  std::lock_guard hold(_openLock);
+  platform::LockGuard hold(_openLock);
   if (_picturesUnderWay.empty()) throw ProtocolError("it took a picture that it was not given");
   _picturesUnderWay.pop_front();
 }
@@ -220,7 +220,7 @@ void PlayerContact::maybeShare() {
   _playersDevice.clear();  // compared
 }
 
-void PlayerContact::take(const message::TextureTaken& taken, platform::FileDescriptor) {
+void PlayerContact::handle(const message::TextureTaken& taken, platform::FileDescriptor) {
   const bool isInput = _inputs.has(taken.texture);
   if (!isInput && !_lent.has(taken.texture))
     throw ProtocolError("it took a texture that it was not given");
@@ -236,9 +236,9 @@ void PlayerContact::leave(std::uint32_t texture) {
   _inputs.has(texture) ? _inputs.left(texture) : _lent.left(texture);
 }
 
-void PlayerContact::take(message::EventEnd& end, platform::FileDescriptor) {
+void PlayerContact::handle(message::EventEnd& end, platform::FileDescriptor) {
   if (end.outcome == EventReport::Outcome::Run) requireReady();
-  const Inputs inputs = takeOpen(end.event);
+  const Inputs inputs = closeEvent(end.event);
   _asides = 0;
   if (end.outcome != EventReport::Outcome::Run && !end.reports.empty())
     throw ProtocolError("it reported of an event that was not run");

@@ -3,11 +3,11 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "runtime/graph/Composition.h"
+#include "platform/system/Mutex.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/sharing/InputTextures.h"
 #include "runtime/sharing/LentTextures.h"
 #include "runtime/transport/FrameTransport.h"
@@ -39,8 +39,7 @@ class PlayerContact {
   using Patience = MessageSocket::Patience;
 
   /// Greets the player. Throws std::runtime_error when that can't be sent.
-  PlayerContact(platform::FileDescriptor socket, PublishedPorts ports,
-                CompositionListener& listener,
+  PlayerContact(platform::FileDescriptor socket, PublishedPorts ports, InstanceListener& listener,
                 std::chrono::milliseconds wholeMessage = wholeMessagePatience);
 
   // Any thread. Each throws std::runtime_error when the player is gone or has not taken the message
@@ -75,7 +74,7 @@ class PlayerContact {
   /// Takes what the player says next and tells the listener. False at the end of the contact: when
   /// the player has closed it, or says nothing within `patience`. Throws std::runtime_error with
   /// the reason when the player lied or refuses to play; that is the end as well.
-  bool takeNext(Patience patience);
+  bool handleNext(Patience patience);
   /// Nothing is taken any more. What lies on the GPU goes on the thread that made it.
   void end() { _frames = nullptr; }
 
@@ -84,35 +83,35 @@ class PlayerContact {
 
   void send(const message::ToPlayer& message, int descriptor, Patience patience);
   void sendValues(const std::vector<message::InputValue>& values, Patience patience);
-  Inputs takeOpen(EventNumber event);
+  Inputs closeEvent(EventNumber event);
 
-  void take(MessageSocket::Received received);
-  void take(message::Greeting greeting, platform::FileDescriptor);
-  void take(const message::Ready& ready, platform::FileDescriptor);
-  void take(const message::Refused& refused, platform::FileDescriptor);
-  void take(const message::Buffer& buffer, platform::FileDescriptor memory);
-  void take(message::EventEnd& end, platform::FileDescriptor);
-  void take(message::PictureTaken, platform::FileDescriptor);
-  void take(const message::Fault& fault, platform::FileDescriptor);
-  void take(const message::TextureTaken& taken, platform::FileDescriptor);
+  void handle(MessageSocket::Received received);
+  void handle(message::Greeting greeting, platform::FileDescriptor);
+  void handle(const message::Ready& ready, platform::FileDescriptor);
+  void handle(const message::Refused& refused, platform::FileDescriptor);
+  void handle(const message::Buffer& buffer, platform::FileDescriptor memory);
+  void handle(message::EventEnd& end, platform::FileDescriptor);
+  void handle(message::PictureTaken, platform::FileDescriptor);
+  void handle(const message::Fault& fault, platform::FileDescriptor);
+  void handle(const message::TextureTaken& taken, platform::FileDescriptor);
   void leave(std::uint32_t texture);
   OutputReport reportOf(message::Report& report);
   void keepText(OutputReport& report);
   void requireReady() const;
-  void takeAside();
+  void countAside();
 
   void maybeShare();
   ImageRef pictureOf(const message::Report& said);
 
   const PublishedPorts _ports;
-  CompositionListener& _listener;
+  InstanceListener& _listener;
   const std::shared_ptr<PictureBudget> _budget;
   const std::shared_ptr<const bool> _pictures = std::make_shared<bool>();  ///< each ticket has it
   MessageSocket _socket;
 
-  mutable std::mutex _openLock;         ///< guards the fields below; no lock is taken inside it
-  std::map<EventNumber, Inputs> _open;  ///< what was sent and not finished
-  std::deque<PictureTicket> _picturesUnderWay;
+  mutable platform::Mutex _openLock;                          ///< no lock is taken inside it
+  std::map<EventNumber, Inputs> _open GUARDED_BY(_openLock);  ///< what was sent and not finished
+  std::deque<PictureTicket> _picturesUnderWay GUARDED_BY(_openLock);
 
   std::atomic<std::uint32_t> _nextTexture = 0;
   const bool _mayShareTextures;

@@ -2,15 +2,16 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <mutex>
 #include <set>
 #include <utility>
+
+#include "platform/system/Mutex.h"
 
 namespace vuo {
 
 struct RunningAtExit::Registry {
-  std::mutex lock;  // held while what runs is ended; taken before every lock of a runner's
-  std::set<RunningAtExit*> running;
+  platform::Mutex lock;  // held while what runs is ended; taken before every lock of a runner's
+  std::set<RunningAtExit*> running GUARDED_BY(lock);
 };
 
 /// Never destroyed.
@@ -20,7 +21,7 @@ RunningAtExit::Registry& RunningAtExit::registry() {
 }
 
 void RunningAtExit::endAll() {
-  std::lock_guard hold(registry().lock);
+  platform::LockGuard hold(registry().lock);
   for (RunningAtExit* running : std::exchange(registry().running, {})) running->_end();
 }
 
@@ -30,13 +31,13 @@ void RunningAtExit::driverIsComplete() {
 }
 
 RunningAtExit::RunningAtExit(std::function<void()> end) : _end(std::move(end)) {
-  std::lock_guard hold(registry().lock);
+  platform::LockGuard hold(registry().lock);
   if (registry().running.empty()) driverIsComplete();  // as far as it can be by now
   registry().running.insert(this);
 }
 
 RunningAtExit::~RunningAtExit() {
-  std::lock_guard hold(registry().lock);
+  platform::LockGuard hold(registry().lock);
   registry().running.erase(this);
 }
 

@@ -9,13 +9,13 @@
 #include "runtime/HelperFolder.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/containment/ShaderFolder.h"
-#include "runtime/runner/CompositionRunner.h"
 #include "runtime/runner/InstalledModule.h"
-#include "runtime/runner/RemoteComposition.h"
+#include "runtime/runner/InstanceRunner.h"
+#include "runtime/runner/SeparateProcessInstance.h"
 #include "runtime/transport/Protocol.h"
 
-using vuo::Composition;
-using vuo::CompositionListener;
+using vuo::Instance;
+using vuo::InstanceListener;
 
 namespace {
 
@@ -69,11 +69,11 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
   player.endsWithHost = !outliveHost;
   if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
   const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
-  return new vuo::CompositionRunner(
+  return new vuo::InstanceRunner(
       ports,
-      [&](CompositionListener& listener) {
-        return std::make_shared<vuo::RemoteComposition>(std::move(artefact.file), player, ports,
-                                                        listener);
+      [&](InstanceListener& listener) {
+        return std::make_shared<vuo::SeparateProcessInstance>(std::move(artefact.file), player,
+                                                              ports, listener);
       },
       fileToDelete(executablePath, deleteExecutable));
 }
@@ -82,11 +82,10 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
                                                                 std::string sourceDirectory,
                                                                 bool deleteDylib) {
   const vuo::Plan plan = vuo::planFromText(opened(dylibPath).plan);
-  return new vuo::CompositionRunner(
+  return new vuo::InstanceRunner(
       publishedPortsOf(plan),
-      [&](CompositionListener& listener) {
-        return std::shared_ptr<Composition>(
-            vuo::installedModule()(plan, sourceDirectory, listener));
+      [&](InstanceListener& listener) {
+        return std::shared_ptr<Instance>(vuo::installedModule()(plan, sourceDirectory, listener));
       },
       fileToDelete(dylibPath, deleteDylib));
 }

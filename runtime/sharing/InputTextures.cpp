@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds patience{50};
 std::optional<NamedPicture> InputTextures::nameFor(const ImageRef& image,
                                                    std::atomic<std::uint32_t>& number) {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (_refused) return std::nullopt;
     ++_uses;
     forgetOld();
@@ -55,7 +55,7 @@ std::optional<NamedPicture> InputTextures::inPlace(const ImageRef& image,
                                                    const std::shared_ptr<SharedTexture>& texture,
                                                    std::atomic<std::uint32_t>& number,
                                                    bool& isOffered) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = std::find_if(_offered.begin(), _offered.end(), [&](const auto& offered) {
     return !offered.second.own && offered.second.texture.lock() == texture;
   });
@@ -75,7 +75,7 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
   std::optional<NamedPicture> picture;
   std::shared_ptr<SharedTexture> texture;
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     std::size_t ofSize = 0, notTaken = 0;
     auto free = _offered.end();
     for (auto offered = _offered.begin(); offered != _offered.end(); ++offered) {
@@ -91,7 +91,7 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
           _budget->hasRoomFor(4 * bytes))
         try {
           offer(TextureSharing::make(image->pixelsWide, image->pixelsHigh,
-                                     PictureBudget::take(_budget, bytes)),
+                                     PictureBudget::reserve(_budget, bytes)),
                 true, number++);
         } catch (const std::exception& fault) {
           TextureSharing::fellBack(fault.what());
@@ -112,7 +112,7 @@ std::optional<NamedPicture> InputTextures::copied(const ImageRef& image,
   return picture;
 }
 
-/// The caller holds the lock. One that can't be sent now is offered with a later picture.
+/// One that can't be sent now is offered with a later picture.
 bool InputTextures::offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn,
                           std::uint32_t number) try {
   if (_offered.size() >= mostInputTextures || !_socket.takesAtOnce()) return false;
@@ -123,7 +123,6 @@ bool InputTextures::offer(const std::shared_ptr<SharedTexture>& texture, bool is
   return false;  // the system has no room for the message
 }
 
-/// The caller holds the lock.
 void InputTextures::forgetOld() {
   for (auto offered = _offered.begin(); offered != _offered.end();) {
     const Offered& texture = offered->second;
@@ -145,18 +144,18 @@ void InputTextures::forgetOld() {
 }
 
 void InputTextures::gaveTo(const NamedPicture& picture) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = _offered.find(picture.texture());
   if (found != _offered.end()) found->second.given.push_back(picture);
 }
 
 bool InputTextures::has(std::uint32_t number) const {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   return _offered.count(number) != 0;
 }
 
 void InputTextures::taken(std::uint32_t number) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   Offered& offered = _offered.at(number);
   if (std::exchange(offered.isTaken, true)) throw ProtocolError("it took a texture twice");
 }
@@ -164,7 +163,7 @@ void InputTextures::taken(std::uint32_t number) {
 void InputTextures::refused(std::uint32_t number) {
   taken(number);
   std::shared_ptr<SharedTexture> own;  // goes without the lock
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   _refused = true;
   own = std::move(_offered.at(number).own);
   _offered.erase(number);
@@ -172,7 +171,7 @@ void InputTextures::refused(std::uint32_t number) {
 
 void InputTextures::left(std::uint32_t number) {
   std::optional<NamedPicture> done;  // goes without the lock
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = _offered.find(number);
   if (found == _offered.end() || found->second.given.empty())
     throw ProtocolError("it left a picture that it was not given");

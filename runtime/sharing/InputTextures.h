@@ -4,9 +4,9 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 
+#include "platform/system/Mutex.h"
 #include "runtime/ImageRef.h"
 #include "runtime/sharing/SharedTexture.h"
 #include "runtime/transport/MessageSocket.h"
@@ -67,16 +67,17 @@ class InputTextures {
                                       const std::shared_ptr<SharedTexture>& texture,
                                       std::atomic<std::uint32_t>& number, bool& isOffered);
   std::optional<NamedPicture> copied(const ImageRef& image, std::atomic<std::uint32_t>& number);
-  bool offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn, std::uint32_t number);
-  NamedPicture use(All::iterator offered, ImageRef image);
-  void forgetOld();
+  bool offer(const std::shared_ptr<SharedTexture>& texture, bool isOwn, std::uint32_t number)
+      REQUIRES(_lock);
+  NamedPicture use(All::iterator offered, ImageRef image) REQUIRES(_lock);
+  void forgetOld() REQUIRES(_lock);
 
   MessageSocket& _socket;
   const std::shared_ptr<PictureBudget> _budget;
-  mutable std::mutex _lock;  ///< guards the fields below; then the group's and the socket's
-  All _offered;
-  std::uint64_t _uses = 0;
-  bool _refused = false;
+  mutable platform::Mutex _lock;  ///< taken before the group's and the socket's
+  All _offered GUARDED_BY(_lock);
+  std::uint64_t _uses GUARDED_BY(_lock) = 0;
+  bool _refused GUARDED_BY(_lock) = false;
 };
 
 }  // namespace vuo

@@ -36,9 +36,9 @@ struct LentTextures::State {
     bool isTaken = false;
   };
 
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
-  std::map<std::uint32_t, Lent> lent;
-  std::vector<std::uint32_t> returned;
+  platform::Mutex lock;  ///< no lock is taken inside it
+  std::map<std::uint32_t, Lent> lent GUARDED_BY(lock);
+  std::vector<std::uint32_t> returned GUARDED_BY(lock);
 };
 
 /// What an image's free callback needs to give its texture back.
@@ -54,7 +54,7 @@ LentTextures::LentTextures(MessageSocket& socket, std::shared_ptr<PictureBudget>
 /// The textures go without the lock, since that takes others.
 LentTextures::~LentTextures() {
   std::map<std::uint32_t, State::Lent> gone;
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   gone.swap(_state->lent);
   _state->returned.clear();
 }
@@ -66,7 +66,7 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
   if (++_asked[{width, height}] < askedBefore) return;
   std::size_t all, ofSize = 0, atHost = 0;
   {
-    std::lock_guard hold(_state->lock);
+    platform::LockGuard hold(_state->lock);
     all = _state->lent.size();
     for (const auto& [number, lent] : _state->lent) {
       if (!lent.texture->hasSize(width, height)) continue;
@@ -79,10 +79,11 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
       const std::size_t bytes = pixelBytes(width, height);
       // What is on its way through memory needs some, too.
       if (!_budget->hasRoomFor(4 * bytes)) return;
-      const auto texture = TextureSharing::make(width, height, PictureBudget::take(_budget, bytes));
+      const auto texture =
+          TextureSharing::make(width, height, PictureBudget::reserve(_budget, bytes));
       const std::uint32_t number = nextNumber++;
       {
-        std::lock_guard hold(_state->lock);
+        platform::LockGuard hold(_state->lock);
         _state->lent.emplace(number, State::Lent{texture});
         _state->returned.reserve(_state->lent.size());  // where it comes back nothing may fail
       }
@@ -95,12 +96,12 @@ void LentTextures::lendFor(std::uint64_t width, std::uint64_t height,
 }
 
 bool LentTextures::has(std::uint32_t number) const {
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   return _state->lent.count(number) != 0;
 }
 
 void LentTextures::taken(std::uint32_t number) {
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   if (std::exchange(_state->lent.at(number).isTaken, true))
     throw ProtocolError("it took a texture twice");
 }
@@ -113,7 +114,7 @@ void LentTextures::refused(std::uint32_t number) {
 
 void LentTextures::left(std::uint32_t number) {
   State::Lent gone;
-  std::lock_guard hold(_state->lock);
+  platform::LockGuard hold(_state->lock);
   const auto found = _state->lent.find(number);
   if (found == _state->lent.end() || found->second.place != State::Place::Player)
     throw ProtocolError("it left a texture that it did not have");
@@ -124,7 +125,7 @@ void LentTextures::left(std::uint32_t number) {
 ImageRef LentTextures::receive(const message::PictureInTexture& frame) {
   std::shared_ptr<SharedTexture> texture;
   {
-    std::lock_guard hold(_state->lock);
+    platform::LockGuard hold(_state->lock);
     const auto found = _state->lent.find(frame.texture);
     if (found == _state->lent.end() || found->second.place != State::Place::Player ||
         !found->second.isTaken)
@@ -141,15 +142,15 @@ ImageRef LentTextures::receive(const message::PictureInTexture& frame) {
 
 void LentTextures::giveBack(VuoImage image) {
   const std::unique_ptr<Loan> loan(static_cast<Loan*>(image->freeCallbackContext));
-  std::lock_guard hold(loan->state->lock);
+  platform::LockGuard hold(loan->state->lock);
   const auto found = loan->state->lent.find(loan->number);
   if (found == loan->state->lent.end()) return;
   found->second.place = State::Place::OnTheWayBack;
   loan->state->returned.push_back(loan->number);
 }
 
-std::vector<std::uint32_t> LentTextures::takeReturned() {
-  std::lock_guard hold(_state->lock);
+std::vector<std::uint32_t> LentTextures::popReturned() {
+  platform::LockGuard hold(_state->lock);
   for (const std::uint32_t number : _state->returned) {
     const auto found = _state->lent.find(number);
     if (found != _state->lent.end()) found->second.place = State::Place::Player;

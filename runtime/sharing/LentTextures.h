@@ -34,7 +34,7 @@ class LentTextures {
   ImageRef receive(const message::PictureInTexture& frame);
 
   /// What is the player's again and has not been given back to it. Any thread.
-  std::vector<std::uint32_t> takeReturned();
+  std::vector<std::uint32_t> popReturned();
 
  private:
   struct State;

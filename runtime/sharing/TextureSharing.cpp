@@ -3,7 +3,6 @@
 #include <epoxy/gl.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "platform/system/Dispatch.h"
+#include "platform/system/Mutex.h"
 #include "platform/system/WithMemory.h"
 #include "runtime/runner/RunningAtExit.h"
 #include "runtime/sharing/VulkanMemory.h"
@@ -28,15 +28,17 @@ struct Service {
   std::atomic<bool> isAllowed{allowedByEnvironment()};
   std::atomic<bool> isBegun{false};
 
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
-  std::condition_variable decided;
-  bool isDeciding = false, isDecided = false, isOver = false;
-  std::string whyNot;    ///< where it has been decided against
-  std::string fellBack;  ///< why it did not always serve
+  platform::Mutex lock;  ///< no lock is taken inside it
+  platform::ConditionVariable decided;
+  bool isDeciding GUARDED_BY(lock) = false;
+  bool isDecided GUARDED_BY(lock) = false;
+  bool isOver GUARDED_BY(lock) = false;
+  std::string whyNot GUARDED_BY(lock);    ///< where it has been decided against
+  std::string fellBack GUARDED_BY(lock);  ///< why it did not always serve
   // Set once, where it has been decided for:
-  std::string identity;
-  std::shared_ptr<ShareGroup> group;
-  std::unique_ptr<const VulkanMemory> memory;
+  std::string identity GUARDED_BY(lock);
+  std::shared_ptr<ShareGroup> group GUARDED_BY(lock);
+  std::unique_ptr<const VulkanMemory> memory GUARDED_BY(lock);
 
   static Service& only() {
     static Service& service = *new Service;
@@ -47,16 +49,17 @@ struct Service {
   void find();
   /// The process may not end in the middle of it: drivers take themselves apart then.
   void end() {
-    std::unique_lock hold(lock);
+    platform::UniqueLock hold(lock);
     isOver = true;
-    decided.wait(hold, [this] { return !isDeciding; });
+    while (isDeciding) decided.wait(hold);
   }
 };
 
 /// By name. The lock is taken inside no other but a scene's and a composition's.
 struct Registry {
-  std::mutex lock;  ///< guards the field below; no lock is taken inside it
-  std::unordered_map<std::uint32_t, std::vector<std::weak_ptr<SharedTexture>>> textures;
+  platform::Mutex lock;  ///< no lock is taken inside it
+  std::unordered_map<std::uint32_t, std::vector<std::weak_ptr<SharedTexture>>> textures
+      GUARDED_BY(lock);
 
   static Registry& only() {
     static Registry& registry = *new Registry;
@@ -106,7 +109,7 @@ void Service::find() {
   });
   if (!hasTried) fault = "there is no OpenGL context to share with";
   if (!fault.empty()) throw std::runtime_error(fault);
-  std::lock_guard hold(lock);
+  platform::LockGuard hold(lock);
   identity = named;
   group = root;
   memory = std::move(vulkan);
@@ -114,7 +117,7 @@ void Service::find() {
 
 void Service::decide() {
   {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     if (isOver) return;
     isDeciding = true;
   }
@@ -126,7 +129,7 @@ void Service::decide() {
     platform::withMemory([&] { fault = raised.what(); });
   }
   {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     whyNot = fault;
     isDecided = true;
     isDeciding = false;
@@ -146,14 +149,14 @@ void TextureSharing::prepare() {
 
 std::string TextureSharing::identity() {
   Service& service = Service::only();
-  std::lock_guard hold(service.lock);
+  platform::LockGuard hold(service.lock);
   return service.identity;
 }
 
 std::string TextureSharing::description() {
   Service& service = Service::only();
   if (!service.isAllowed) return "shared memory (sharing textures is switched off)";
-  std::lock_guard hold(service.lock);
+  platform::LockGuard hold(service.lock);
   if (!service.isDecided) return "shared memory (nothing has asked for shared textures yet)";
   if (!service.whyNot.empty()) return "shared memory (" + service.whyNot + ")";
   if (service.fellBack.empty()) return "shared textures";
@@ -162,7 +165,7 @@ std::string TextureSharing::description() {
 
 void TextureSharing::fellBack(const std::string& why) {
   Service& service = Service::only();
-  std::lock_guard hold(service.lock);
+  platform::LockGuard hold(service.lock);
   service.fellBack = why;
 }
 
@@ -185,7 +188,7 @@ std::shared_ptr<SharedTexture> TextureSharing::make(std::uint64_t width, std::ui
   const VulkanMemory* memory;
   std::shared_ptr<ShareGroup> group;
   {
-    std::lock_guard hold(service.lock);
+    platform::LockGuard hold(service.lock);
     memory = service.memory.get();
     group = service.group;
   }
@@ -203,7 +206,7 @@ std::shared_ptr<SharedTexture> TextureSharing::make(std::uint64_t width, std::ui
   });
   if (!texture) throw std::runtime_error(fault);
   Registry& registry = Registry::only();
-  std::lock_guard hold(registry.lock);
+  platform::LockGuard hold(registry.lock);
   auto& ofName = registry.textures[texture->name()];
   std::erase_if(ofName, [](const auto& former) { return former.expired(); });
   ofName.push_back(texture);
@@ -215,7 +218,7 @@ std::shared_ptr<SharedTexture> TextureSharing::of(VuoImage image) {
   std::shared_ptr<SharedTexture> found;
   {
     Registry& registry = Registry::only();
-    std::lock_guard hold(registry.lock);
+    platform::LockGuard hold(registry.lock);
     const auto named = registry.textures.find(image->glTextureName);
     if (named == registry.textures.end()) return nullptr;
     std::erase_if(named->second, [](const auto& former) { return former.expired(); });

@@ -11,8 +11,8 @@ std::shared_ptr<PictureBudget> PictureBudget::ofAScene() {
   return std::make_shared<PictureBudget>(picturesOfAScene);
 }
 
-PictureBudget::Share PictureBudget::take(const std::shared_ptr<PictureBudget>& budget,
-                                         std::size_t bytes) {
+PictureBudget::Share PictureBudget::reserve(const std::shared_ptr<PictureBudget>& budget,
+                                            std::size_t bytes) {
   std::size_t taken = budget->_taken;
   do {
     if (bytes > budget->_most - taken)

@@ -42,7 +42,7 @@ class BRANNOW_RUNTIME PictureBudget {
 
   bool hasRoomFor(std::size_t bytes) const { return bytes <= _most - _taken; }
   /// Throws std::runtime_error when there is not so much left.
-  static Share take(const std::shared_ptr<PictureBudget>& budget, std::size_t bytes);
+  static Share reserve(const std::shared_ptr<PictureBudget>& budget, std::size_t bytes);
 
  private:
   const std::size_t _most;

@@ -9,9 +9,9 @@ using platform::GLContext;
 
 /// Lives until the process is gone: images may be released while it ends.
 struct CurrentGroup {
-  std::mutex lock;  ///< taken before no other lock
-  std::shared_ptr<ShareGroup> group;
-  platform::GLContextHandle root;
+  platform::Mutex lock;  ///< taken before no other lock
+  std::shared_ptr<ShareGroup> group GUARDED_BY(lock);
+  platform::GLContextHandle root GUARDED_BY(lock);
 };
 
 CurrentGroup& theCurrentGroup() {
@@ -23,7 +23,7 @@ CurrentGroup& theCurrentGroup() {
 
 std::shared_ptr<ShareGroup> ShareGroup::current() {
   CurrentGroup& current = theCurrentGroup();
-  std::lock_guard hold(current.lock);
+  platform::LockGuard hold(current.lock);
   if (!current.group) {
     auto root = current.root ? GLContext::wrap(current.root) : GLContext::createRoot();
     if (!root) throw std::runtime_error("This machine offers no OpenGL 3.3");
@@ -34,7 +34,7 @@ std::shared_ptr<ShareGroup> ShareGroup::current() {
 
 void ShareGroup::setRoot(platform::GLContextHandle root) {
   CurrentGroup& current = theCurrentGroup();
-  std::lock_guard hold(current.lock);
+  platform::LockGuard hold(current.lock);
   if (root == current.root) return;
   current.root = root;
   current.group = nullptr;
@@ -47,12 +47,12 @@ std::shared_ptr<GLContext> ShareGroup::createContext() const {
 }
 
 void ShareGroup::prepareForWork() {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   if (!_worker) _worker = createContext();
 }
 
 bool ShareGroup::withContext(const std::function<void()>& work) {
-  std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   if (!_worker) _worker = GLContext::createSharedWith(_root->handle());
   if (!_worker) return false;
   const platform::GLCurrent current(*_worker);

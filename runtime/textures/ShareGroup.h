@@ -2,9 +2,9 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 
 #include "platform/system/GLContext.h"
+#include "platform/system/Mutex.h"
 #include "runtime/RuntimeExport.h"
 
 namespace vuo {
@@ -27,7 +27,7 @@ class BRANNOW_RUNTIME ShareGroup {
   /// Runs `work` on the calling thread with a context of the group current, and puts back the
   /// context that was current before. For work between frames; one caller at a time. False when
   /// there is no context to work with.
-  bool withContext(const std::function<void()>& work);
+  bool withContext(const std::function<void()>& work) EXCLUDES(_lock);
   /// Makes the context for that now, so that later work needs no memory for it. Throws
   /// std::runtime_error or std::bad_alloc when there is none to be had.
   void prepareForWork();
@@ -36,8 +36,8 @@ class BRANNOW_RUNTIME ShareGroup {
 
  private:
   const std::shared_ptr<platform::GLContext> _root;
-  std::mutex _lock;  ///< guards the field below; held during the work; no lock is taken inside it
-  std::shared_ptr<platform::GLContext> _worker;
+  platform::Mutex _lock;  ///< held during the work; no lock is taken inside it
+  std::shared_ptr<platform::GLContext> _worker GUARDED_BY(_lock);
 };
 
 }  // namespace vuo

@@ -68,14 +68,14 @@ void sampleLikeAPicture() {
 struct TexturePool::State {
   const std::shared_ptr<ShareGroup> group;
   const std::shared_ptr<PictureBudget> budget;
-  std::mutex lock;  ///< guards the fields below; no lock is taken inside it
-  Textures idle;    ///< the one that was used last stands last
-  std::uint64_t imagesMade = 0;
-  bool ended = false;
+  platform::Mutex lock;            ///< no lock is taken inside it
+  Textures idle GUARDED_BY(lock);  ///< the one that was used last stands last
+  std::uint64_t imagesMade GUARDED_BY(lock) = 0;
+  bool ended GUARDED_BY(lock) = false;
 
   /// One, or none.
-  Textures take(std::uint64_t width, std::uint64_t height) {
-    std::lock_guard hold(lock);
+  Textures popIdle(std::uint64_t width, std::uint64_t height) {
+    platform::LockGuard hold(lock);
     const auto found = std::find_if(idle.rbegin(), idle.rend(), [&](const Texture& texture) {
       return texture.width == width && texture.height == height;
     });
@@ -84,32 +84,32 @@ struct TexturePool::State {
     return taken;
   }
 
-  Textures takeOld() {
-    std::lock_guard hold(lock);
-    ++imagesMade;
-    const auto young = std::find_if(idle.begin(), idle.end(), [&](const Texture& texture) {
-      return imagesMade - texture.idleSince <= longestIdleness;
+  Textures popOld() {
+    platform::LockGuard hold(lock);
+    const std::uint64_t made = ++imagesMade;
+    const auto young = std::find_if(idle.begin(), idle.end(), [made](const Texture& texture) {
+      return made - texture.idleSince <= longestIdleness;
     });
     Textures old;
     old.splice(old.end(), idle, idle.begin(), young);
     return old;
   }
 
-  Textures takeAll() {
-    std::lock_guard hold(lock);
+  Textures popAll() {
+    platform::LockGuard hold(lock);
     return std::exchange(idle, {});
   }
 
   /// Leaves it when the pool has ended.
   void keep(Textures& texture) {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     if (ended) return;
     for (Texture& one : texture) one.idleSince = imagesMade;
     idle.splice(idle.end(), texture);
   }
 
   Textures end() {
-    std::lock_guard hold(lock);
+    platform::LockGuard hold(lock);
     ended = true;
     return std::exchange(idle, {});
   }
@@ -141,12 +141,12 @@ TexturePool::~TexturePool() {
 
 ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
   const std::size_t bytes = pixelBytes(width, height);
-  deleteTextures(_state->takeOld());
+  deleteTextures(_state->popOld());
   auto loan = std::make_unique<Loan>(_state);
-  loan->texture = _state->take(width, height);
+  loan->texture = _state->popIdle(width, height);
   if (loan->texture.empty()) {
-    if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->takeAll());
-    loan->texture = newTexture(width, height, PictureBudget::take(_state->budget, bytes));
+    if (!_state->budget->hasRoomFor(bytes)) deleteTextures(_state->popAll());
+    loan->texture = newTexture(width, height, PictureBudget::reserve(_state->budget, bytes));
   }
   const std::uint32_t name = loan->texture.front().name;
   ImageRef image(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack, loan.get()));
@@ -155,7 +155,7 @@ ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
 }
 
 void TexturePool::madeElsewhere() {
-  deleteTextures(_state->takeOld());
+  deleteTextures(_state->popOld());
 }
 
 void TexturePool::giveBack(VuoImage image) {

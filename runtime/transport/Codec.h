@@ -33,7 +33,7 @@ constexpr Enum lastOf = Enum::Last;
 
 class Encoder {
  public:
-  std::string take() { return std::move(_bytes); }
+  std::string release() { return std::move(_bytes); }
 
   template <class Number>
   std::enable_if_t<std::is_arithmetic_v<Number> || std::is_enum_v<Number>> put(Number number) {
@@ -71,7 +71,7 @@ class Decoder {
   explicit Decoder(std::string_view bytes) : _rest(bytes) {}
 
   template <class Value>
-  Value take() {
+  Value read() {
     Value value{};
     get(value);
     return value;
@@ -87,28 +87,28 @@ class Decoder {
       number = below(2) != 0;
     } else if constexpr (std::is_enum_v<Number>) {
       using Plain = std::underlying_type_t<Number>;
-      number = static_cast<Number>(take<Plain>());
+      number = static_cast<Number>(read<Plain>());
       if (number < Number{} || number > lastOf<Number>)
         throw ProtocolError("it sent a value that its kind does not have");
     } else {
       std::memcpy(&number, bytes(sizeof number).data(), sizeof number);
     }
   }
-  void get(std::string& text) { text = bytes(take<std::uint32_t>()); }
+  void get(std::string& text) { text = bytes(read<std::uint32_t>()); }
   template <class Item>
   void get(std::vector<Item>& items) {
-    const auto count = take<std::uint32_t>();
+    const auto count = read<std::uint32_t>();
     if (count > mostListed || count > _rest.size())
       throw ProtocolError("it sent a list of " + std::to_string(count) + " entries");
     items.reserve(count);
-    for (std::uint32_t i = 0; i < count; ++i) items.push_back(take<Item>());
+    for (std::uint32_t i = 0; i < count; ++i) items.push_back(read<Item>());
   }
   template <class... Alternatives>
   void get(std::variant<Alternatives...>& value) {
     using Variant = std::variant<Alternatives...>;
     using Take = Variant (*)(Decoder&);
     static constexpr Take takes[] = {
-        [](Decoder& from) { return Variant(from.take<Alternatives>()); }...};
+        [](Decoder& from) { return Variant(from.read<Alternatives>()); }...};
     value = takes[below(sizeof...(Alternatives))](*this);
   }
   void get(std::monostate&) {}
@@ -136,14 +136,14 @@ template <class Value>
 std::string encoded(const Value& value) {
   Encoder encoder;
   encoder.put(value);
-  return encoder.take();
+  return encoder.release();
 }
 
 /// Throws ProtocolError.
 template <class Value>
 Value decoded(std::string_view bytes) {
   Decoder decoder(bytes);
-  Value value = decoder.take<Value>();
+  Value value = decoder.read<Value>();
   decoder.requireEnd();
   return value;
 }

@@ -32,20 +32,25 @@ struct HandBack {
 
 }  // namespace
 
-FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
-    : _socket(socket), _buffers(mostPerEvent + spareBuffers) {}
+platform::SharedMemory receivedPicture(platform::FileDescriptor memory, std::size_t size) try {
+  return platform::SharedMemory(std::move(memory), size);
+} catch (const platform::NoSharedMemory&) {
+  throw ProtocolError("it sent a descriptor of something else than a picture's memory");
+}
 
-void FrameSender::take(const message::BufferBack& back) {
-  if (back.buffer >= _buffers.size())
-    throw ProtocolError("it gave back a buffer that there is not");
+FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
+    : _socket(socket), _memory(mostPerEvent + spareBuffers), _buffers(_memory.size()) {}
+
+void FrameSender::handle(const message::BufferBack& back) {
+  if (back.buffer >= _memory.size()) throw ProtocolError("it gave back a buffer that there is not");
   release(back.buffer, back.isLost);
 }
 
 message::PictureInBuffer FrameSender::send(const ImageRef& image) {
-  const std::size_t buffer = takeFreeBuffer();
+  const std::size_t buffer = acquireFreeBuffer();
   try {
     makeLargeEnough(buffer, pixelBytes(image->pixelsWide, image->pixelsHigh));
-    if (!readPixels(image.get(), _buffers[buffer].memory->bytes()))
+    if (!readPixels(image.get(), _memory[buffer]->bytes()))
       throw std::runtime_error("The image's texture can't be read");
   } catch (...) {
     release(buffer, false);
@@ -54,24 +59,27 @@ message::PictureInBuffer FrameSender::send(const ImageRef& image) {
   return {static_cast<std::uint32_t>(buffer), image->pixelsWide, image->pixelsHigh};
 }
 
-std::size_t FrameSender::takeFreeBuffer() {
-  std::unique_lock hold(_lock);
-  auto found = _buffers.end();
-  _changed.wait(hold, [&] {
-    found = std::find_if(_buffers.begin(), _buffers.end(), [](auto& b) { return b.isFree; });
-    return _closed || found != _buffers.end();
-  });
+std::size_t FrameSender::acquireFreeBuffer() {
+  platform::UniqueLock hold(_lock);
+  std::size_t buffer = firstFreeBuffer();
+  for (; !_closed && buffer == _buffers.size(); buffer = firstFreeBuffer()) _changed.wait(hold);
   if (_closed) throw std::runtime_error("The host is gone");
-  found->isFree = false;
-  if (std::exchange(found->isLost, false)) found->memory = nullptr;
+  _buffers[buffer].isFree = false;
+  if (std::exchange(_buffers[buffer].isLost, false)) _memory[buffer] = nullptr;
+  return buffer;
+}
+
+/// One past the last where there is none.
+std::size_t FrameSender::firstFreeBuffer() const {
+  const auto found = std::ranges::find_if(_buffers, &Whereabouts::isFree);
   return static_cast<std::size_t>(found - _buffers.begin());
 }
 
 void FrameSender::makeLargeEnough(std::size_t buffer, std::size_t size) {
-  std::unique_ptr<SharedMemory>& memory = _buffers[buffer].memory;
+  std::unique_ptr<platform::SharedMemory>& memory = _memory[buffer];
   if (memory && memory->size() >= size) return;
   memory = nullptr;
-  auto larger = std::make_unique<SharedMemory>(size);
+  auto larger = std::make_unique<platform::SharedMemory>(size);
   const message::Buffer announced{static_cast<std::uint32_t>(buffer), size};
   if (!_socket.send(encoded(message::ToHost(announced)), larger->descriptor(), forEver))
     throw std::runtime_error("The host is gone");
@@ -81,7 +89,7 @@ void FrameSender::makeLargeEnough(std::size_t buffer, std::size_t size) {
 
 void FrameSender::release(std::size_t buffer, bool isLost) {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _buffers[buffer].isFree = true;
     _buffers[buffer].isLost = isLost;
   }
@@ -90,7 +98,7 @@ void FrameSender::release(std::size_t buffer, bool isLost) {
 
 void FrameSender::close() {
   {
-    std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _closed = true;
   }
   _changed.notify_all();
@@ -101,7 +109,7 @@ FrameReceiver::FrameReceiver(MessageSocket& socket, std::size_t mostPerEvent,
     : _socket(socket), _budget(std::move(budget)), _buffers(mostPerEvent + spareBuffers) {}
 
 /// Where there is no room for the memory, the frames that lie in it say so.
-void FrameReceiver::take(const message::Buffer& announced, platform::FileDescriptor memory) {
+void FrameReceiver::handle(const message::Buffer& announced, platform::FileDescriptor memory) {
   if (announced.buffer >= _buffers.size()) throw ProtocolError("it made one buffer too many");
   if (announced.size == 0 || announced.size > largestPicture)
     throw ProtocolError("it made a buffer of " + std::to_string(announced.size) + " bytes");
@@ -112,8 +120,9 @@ void FrameReceiver::take(const message::Buffer& announced, platform::FileDescrip
     return;
   }
   try {
-    buffer.share = PictureBudget::take(_budget, announced.size);
-    buffer.memory = std::make_unique<SharedMemory>(std::move(memory), announced.size);
+    buffer.share = PictureBudget::reserve(_budget, announced.size);
+    buffer.memory.reset(
+        new platform::SharedMemory(receivedPicture(std::move(memory), announced.size)));
   } catch (const ProtocolError&) {
     throw;
   } catch (const std::runtime_error& fault) {

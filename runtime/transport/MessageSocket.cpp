@@ -46,7 +46,7 @@ void attach(msghdr& message, DescriptorRoom& room, int descriptor) {
 }
 
 /// Takes what came with some bytes. A message's descriptor comes with its first byte.
-void takeDescriptors(msghdr& header, MessageSocket::Received& message, bool isBeginning) {
+void extractDescriptors(msghdr& header, MessageSocket::Received& message, bool isBeginning) {
   std::size_t taken = 0;
   for (cmsghdr* part = CMSG_FIRSTHDR(&header); part; part = CMSG_NXTHDR(&header, part)) {
     if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
@@ -87,7 +87,7 @@ bool MessageSocket::send(const std::string& bytes, int descriptor, Patience pati
   const auto length = static_cast<Length>(bytes.size());
   std::string whole(reinterpret_cast<const char*>(&length), sizeof length);
   whole.append(bytes);
-  std::lock_guard hold(_sendLock);
+  platform::LockGuard hold(_sendLock);
   if (sendAll(whole, descriptor, after(patience))) return true;
   shutDown();  // part of the message may have been sent
   return false;
@@ -151,7 +151,7 @@ bool MessageSocket::receiveBytes(void* bytes, std::size_t count, Deadline& deadl
       throw ProtocolError("it did not send the rest of a message");
     }
     if (got <= 0) return false;
-    takeDescriptors(header, message, isBeginning && received == 0);
+    extractDescriptors(header, message, isBeginning && received == 0);
     if (isBeginning && received == 0) deadline = Clock::now() + _wholeMessage;
     received += static_cast<std::size_t>(got);
   }

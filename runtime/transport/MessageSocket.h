@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/system/FileDescriptor.h"
+#include "platform/system/Mutex.h"
 #include "runtime/Limits.h"
 #include "runtime/transport/Codec.h"
 
@@ -49,13 +49,14 @@ class MessageSocket {
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
   bool awaitUntil(short what, const Deadline& deadline) const;
-  bool sendAll(std::string_view bytes, int descriptor, const Deadline& deadline);
+  bool sendAll(std::string_view bytes, int descriptor, const Deadline& deadline)
+      REQUIRES(_sendLock);
   bool receiveBytes(void* bytes, std::size_t count, Deadline& deadline, Received& message,
                     bool isBeginning);
 
   const platform::FileDescriptor _socket;
   const std::chrono::milliseconds _wholeMessage;
-  std::mutex _sendLock;  ///< held while one message is sent; no lock is taken inside it
+  platform::Mutex _sendLock;  ///< held while one message is sent; no lock is taken inside it
 };
 
 }  // namespace vuo

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "runtime/Value.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/transport/Codec.h"
 
 namespace vuo {

@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
 
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 #include "runtime/VuoCompiler.h"
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoHeap.h"
@@ -24,17 +24,17 @@ namespace scripted {
 namespace {
 
 Script theScript;
-std::mutex callsLock;  // nothing is taken under it
-std::vector<std::string> calls;
+platform::Mutex callsLock;  // nothing is taken under it
+std::vector<std::string> calls GUARDED_BY(callsLock);
 std::atomic<int> runners{0};
 std::atomic<int> images{0};
 std::atomic<VuoRunnerDelegate*> lastDelegate{nullptr};
 std::weak_ptr<VuoRunner::Watcher> lastWatcher;
 VuoRunner::Patience thePatience;
-std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports;  // under callsLock
+std::map<std::string, std::unique_ptr<VuoRunner::Port>> ports GUARDED_BY(callsLock);
 
 void noted(const std::string& call) {
-  std::lock_guard hold(callsLock);
+  platform::LockGuard hold(callsLock);
   calls.push_back(call);
 }
 
@@ -54,7 +54,7 @@ void throwIfToldTo(const std::string& word) {
 
 /// What the script says of the next call alone; empty when that is nothing.
 std::function<void()> takenFromTheScript(const std::string& word) {
-  std::lock_guard hold(callsLock);
+  platform::LockGuard hold(callsLock);
   auto next = theScript.duringNext.extract(word);
   return next ? std::move(next.mapped()) : nullptr;
 }
@@ -73,7 +73,7 @@ void called(const std::string& word, const Arguments&... arguments) {
 }
 
 VuoRunner::Port* portNamed(const std::string& name) {
-  std::lock_guard hold(callsLock);
+  platform::LockGuard hold(callsLock);
   auto& port = ports[name];
   if (!port) port = std::make_unique<VuoRunner::Port>(name);
   return port.get();
@@ -193,7 +193,7 @@ std::atomic<long>& countOf(const void* value) {
 }  // namespace
 
 void reset() {
-  std::lock_guard hold(callsLock);
+  platform::LockGuard hold(callsLock);
   theScript = {};
   calls.clear();
 }
@@ -203,7 +203,7 @@ Script& script() {
 }
 
 std::vector<std::string> takeCalls() {
-  std::lock_guard hold(callsLock);
+  platform::LockGuard hold(callsLock);
   return std::exchange(calls, {});
 }
 

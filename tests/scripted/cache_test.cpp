@@ -39,7 +39,7 @@ class Cache : public testing::Test {
       return std::size_t{0};
     });
     composition = folder.write("clouds.vuo", "digraph {}");
-    log.take();
+    log.drain();
   }
   ~Cache() override { platform::setAlertPresenter({}); }
 
@@ -136,7 +136,7 @@ TEST_F(Cache, TellsTheUserAboutEveryFailedCompile) {
             "There was a problem loading the composition clouds.vuo.  scripted failure of compile");
   EXPECT_THAT(alerts[0].buttons, ElementsAre("Whoops!"));
   EXPECT_EQ(alerts[1].informativeText, "There was a problem loading the composition clouds.vuo.  ");
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 
   scripted::script().throwing = {};
   EXPECT_TRUE(VuoCache::fetchCachedExeForVuoFileSynchronously(composition));
@@ -164,19 +164,19 @@ TEST_F(Cache, RefusesWhatIsNotThere) {
   VuoCache::fetchCachedDylibForVuoFile("/nowhere/x.vuo", none);
   EXPECT_EQ(answers, 0);
   serveMainQueueUntil([&] { return answers == 3; });
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\terr: nil path or no file, -[VuoCache "
                           "fetchCachedExeForVuoFile:callBlockWhenDone:].  /nowhere/x.vuo",
                           "\t\terr: nil path or no file, -[VuoCache "
                           "fetchCachedDylibForVuoFile:callBlockWhenDone:].  /nowhere/x.vuo"));
   EXPECT_FALSE(VuoCache::fetchCachedDylibForVuoFileSynchronously(std::nullopt));
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
   EXPECT_FALSE(VuoCache::isCachedDylibAvailableForVuoFile(std::nullopt));
   EXPECT_FALSE(VuoCache::isCachedExeAvailableForVuoFile(std::nullopt));
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: bailing, passed path was nil, -[VuoCache "
-                                      "isCachedDylibAvailableForVuoFile:]",
-                                      "\t\terr: bailing, passed path was nil, -[VuoCache "
-                                      "isCachedExeAvailableForVuoFile:]"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: bailing, passed path was nil, -[VuoCache "
+                                       "isCachedDylibAvailableForVuoFile:]",
+                                       "\t\terr: bailing, passed path was nil, -[VuoCache "
+                                       "isCachedExeAvailableForVuoFile:]"));
   EXPECT_THAT(alerts, IsEmpty());
 }
 
@@ -276,7 +276,7 @@ TEST_F(Cache, NamesExecutablesOnlyByPlainNames) {
        {std::string("../x"), std::string("/bin/x"), std::string("."), std::string(".."),
         std::string("dylib.dylib"), std::string("a\0b", 3), std::string(300, 'x')}) {
     cache->setExecutableName(name);
-    EXPECT_THAT(log.take(), ElementsAre(EndsWith("-[VuoCache setExecutableName:]"))) << name;
+    EXPECT_THAT(log.drain(), ElementsAre(EndsWith("-[VuoCache setExecutableName:]"))) << name;
   }
   cache->setExecutableName("a.player");
   const auto exe = VuoCache::fetchCachedExeForVuoFileSynchronously(composition);
@@ -305,7 +305,7 @@ TEST_F(Cache, WorksWithoutAFolderThatOthersMayChange) {
   EXPECT_TRUE(VuoCache::isCachedExeAvailableForVuoFile(composition));
   platform::postNotification(platform::NSApplicationWillTerminateNotification);
   EXPECT_TRUE(std::filesystem::is_empty(shared));
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\terr: " + shared +
                           " belongs to somebody else or others may write to it, keeping "
                           "nothing there, -[VuoCache _cacheFolder]"));
@@ -362,9 +362,9 @@ TEST_F(Cache, CompilesOnceWhatWasEditedBeforeItsTurn) {
 
 TEST_F(Cache, IsConfiguredOnceAndClearsTheFolderThatItKeeps) {
   VuoCache::configGlobalCacheWithSavePath("/elsewhere");
-  EXPECT_THAT(log.take(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
-                                      "\t\terr: cache already exists, bailing, +[VuoCache "
-                                      "configGlobalCacheWithSavePath:]"));
+  EXPECT_THAT(log.drain(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
+                                       "\t\terr: cache already exists, bailing, +[VuoCache "
+                                       "configGlobalCacheWithSavePath:]"));
   EXPECT_EQ(VuoCache::globalCache()->savePath(), folder.path);
 
   VuoCache::globalCache()->setSavePath("~/kept/");
@@ -374,16 +374,16 @@ TEST_F(Cache, IsConfiguredOnceAndClearsTheFolderThatItKeeps) {
   const auto exe = VuoCache::fetchCachedExeForVuoFileSynchronously(composition);
   EXPECT_THAT(*exe->cachedExePath(), StartsWith(folder.path + "/kept"));
   EXPECT_EQ(std::filesystem::status(kept).permissions(), std::filesystem::perms::owner_all);
-  log.take();
+  log.drain();
   VuoCache::clearCache();
   EXPECT_FALSE(std::filesystem::exists(kept));
   EXPECT_FALSE(VuoCache::isCachedExeAvailableForVuoFile(composition));
   EXPECT_EQ(VuoCache::globalCache()->savePath(), folder.path + "/kept");
-  EXPECT_THAT(log.take(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
-                                      StartsWith("\t\tvuoFmwkVersString is ")));
+  EXPECT_THAT(log.drain(), ElementsAre("+[VuoCache configGlobalCacheWithSavePath:]",
+                                       StartsWith("\t\tvuoFmwkVersString is ")));
   VuoCache::clearCache();
-  EXPECT_THAT(log.take(), Contains("\t\terr: trash path nil or not a folder (" + kept +
-                                   ", 0) in +[VuoCache clearCache]"));
+  EXPECT_THAT(log.drain(), Contains("\t\terr: trash path nil or not a folder (" + kept +
+                                    ", 0) in +[VuoCache clearCache]"));
 }
 
 TEST_F(Cache, SerialisesCompilesOfAllThreadsAndSavesAfterThem) {
@@ -524,7 +524,7 @@ TEST(CacheDeathTest, LogsEveryCallWithoutACache) {
         nil + "fetchCachedExeForVuoFile:callBlockWhenDone:]",
         "+[VuoCache configGlobalCacheWithSavePath:]",
         "\t\terr: can't config cache on a nil path, +[VuoCache configGlobalCacheWithSavePath:]"};
-    std::exit(log.take() == expected ? 0 : 1);
+    std::exit(log.drain() == expected ? 0 : 1);
   };
   EXPECT_EXIT(callAll(), testing::ExitedWithCode(0), "");
 }

@@ -60,7 +60,7 @@ class Scene : public testing::Test {
     picture = scripted::makeImage(640, 360);
     scripted::script().imageOutputs["outputImage"] = picture;
     scene = VuoGLScene::initWithSize(640.9, 360.5);
-    log.take();
+    log.drain();
   }
 
   ~Scene() override {
@@ -76,7 +76,7 @@ class Scene : public testing::Test {
   void load(const std::string& file) {
     scene->useFile(file, false);
     scripted::takeCalls();
-    log.take();
+    log.drain();
   }
 
   TestFolder folder;
@@ -128,7 +128,7 @@ TEST_F(Scene, TakesAGeneratorFromTheFileToAPicture) {
   calls = scripted::takeCalls();
   EXPECT_THAT(calls, ElementsAre("findInput time", StartsWith("set time 0."), "fire time",
                                  "findOutput outputImage", "get outputImage", "imageJson"));
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 }
 
 TEST_F(Scene, RunsInsideThisProcessWhenAsked) {
@@ -155,15 +155,15 @@ TEST_F(Scene, GivesUpOnAFrameAtItsDeadline) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(scene->allocAndRenderABuffer());
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
-  EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, clouds.vuo, "
-                                      "-[VuoGLScene allocAndRenderABuffer]"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\tERR: frame took too long to render, clouds.vuo, "
+                                       "-[VuoGLScene allocAndRenderABuffer]"));
   scripted::report("outputImage", true);
   EXPECT_TRUE(scene->allocAndRenderABuffer());
   EXPECT_TRUE(scene->allocAndRenderABuffer());
   scene->useFile(std::nullopt);
   EXPECT_FALSE(scene->allocAndRenderABuffer());
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: bailing, localComp nil, -[VuoGLScene "
-                                      "allocAndRenderABuffer]"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: bailing, localComp nil, -[VuoGLScene "
+                                       "allocAndRenderABuffer]"));
 }
 
 TEST_F(Scene, WakesAFrameWithTheReportItself) {
@@ -212,13 +212,13 @@ TEST_F(Scene, TurnsARequestIntoOneEvent) {
               ElementsAre("findInput time", "set time 2.5", "findInput width", "set width 320",
                           "findInput height", "set height 200.5", "findInput level", "set level 3",
                           "fireTagged 3"));
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 
   scripted::script().throwing = {"fireTagged"};
   const VuoFrame ended = scene->renderFrame(nothing, std::nullopt);
   EXPECT_EQ(ended.reason, VuoFrame::Reason::Ended);
   EXPECT_EQ(ended.message, "The composition has ended: scripted loss.");
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in -[VuoGLScene askForFrame:]"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: caught exception in -[VuoGLScene askForFrame:]"));
 }
 
 TEST_F(Scene, SaysWhatAPictureIs) {
@@ -265,7 +265,7 @@ TEST_F(Scene, SaysWhatAPictureIs) {
     EXPECT_FALSE(frame.output("outputImage"));
   }
   script.imageOutputs["outputImage"] = picture;
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 }
 
 TEST_F(Scene, TellsItsStatusAtEveryChange) {
@@ -327,7 +327,7 @@ TEST_F(Scene, KeepsOnlyTheResultOfTheLastLoad) {
   scene->useFile(generator, true);
   scene->useFile(filter, true);
   serveMainQueueUntil([&] { return scene->readyToRender(); });
-  const auto lines = log.take();
+  const auto lines = log.drain();
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_THAT(lines[0], HasSubstr("err: problem with cached path, "));
   EXPECT_THAT(lines[0], HasSubstr("src is " + generator + ", should be loading " + filter +
@@ -338,7 +338,7 @@ TEST_F(Scene, KeepsOnlyTheResultOfTheLastLoad) {
   scene->useFile(generator, true);
   std::vector<std::string> again;
   serveMainQueueUntil([&] {
-    for (auto& line : log.take()) again.push_back(line);
+    for (auto& line : log.drain()) again.push_back(line);
     return !again.empty();
   });
   EXPECT_THAT(again, ElementsAre(StartsWith("\t\terr: runner already exists, ")));
@@ -362,7 +362,7 @@ TEST_F(Scene, NeverInstallsARunnerThatWasOvertakenWhileItStarted) {
     loader.join();
     EXPECT_FALSE(scene->readyToRender());
     EXPECT_EQ(scripted::liveRunners(), 0);
-    EXPECT_THAT(log.take(),
+    EXPECT_THAT(log.drain(),
                 testing::Contains(StartsWith("\t\terr: something went wrong, cached path was ")));
   }
 }
@@ -426,7 +426,7 @@ TEST_F(Scene, IsNotUnloadedByTheLossOfAnotherRunner) {
   lose();
   EXPECT_TRUE(scene->readyToRender());
   EXPECT_EQ(scene->filePath(), filter);
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
   stopped.count_down();
   platform::finishQueues();
 
@@ -439,7 +439,7 @@ TEST_F(Scene, IsNotUnloadedByTheLossOfAnotherRunner) {
   scene->useFile(generator, false);
   EXPECT_FALSE(scene->readyToRender());
   EXPECT_THAT(
-      log.take(),
+      log.drain(),
       ElementsAre("\t\terr: -[VuoGLScene runnerDelegateLostContactWithComposition], file was "
                   "clouds.vuo",
                   StartsWith("\t\terr: something went wrong, cached path was ")));
@@ -494,7 +494,7 @@ TEST_F(Scene, StopsTheOldRunnerInTheBackground) {
   EXPECT_THAT(scripted::takeCalls(),
               ElementsAre("removeDelegate", "stop", "waitUntilStopped", "destroyRunner"));
   const std::string caught = "\t\terr: caught exception in +[VuoGLScene _tearDown:]";
-  EXPECT_THAT(log.take(), ElementsAre(caught));
+  EXPECT_THAT(log.drain(), ElementsAre(caught));
   scripted::script().during.clear();
   for (const bool anInt : {false, true}) {
     scripted::script().throwing = {};
@@ -504,7 +504,7 @@ TEST_F(Scene, StopsTheOldRunnerInTheBackground) {
     scene->useFile(std::nullopt);
     platform::finishQueues();
     EXPECT_THAT(scripted::takeCalls(), ElementsAre("removeDelegate", "destroyRunner"));
-    EXPECT_THAT(log.take(), ElementsAre(caught));
+    EXPECT_THAT(log.drain(), ElementsAre(caught));
   }
 }
 
@@ -526,11 +526,11 @@ TEST_F(Scene, CarriesValuesOfEveryType) {
   scene->setValue(value(1.0), "name");
   scene->setValue(nullptr, "level");
   scene->setValue(value(1.0), std::nullopt);
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
   scene->setValue(value(1.0), "picture");
   scene->setValue(value(1.0), "secret");
   const std::string name = "-[VuoGLScene setValue:forInputKey:]";
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\tERR: bailing, can't call " + name + " for an image",
                           "\t\tERR: bailing, can't call " + name + " for an undefined port type"));
 
@@ -539,14 +539,14 @@ TEST_F(Scene, CarriesValuesOfEveryType) {
   EXPECT_EQ(scripted::takeCalls().back(), "cocoa VuoReal");
   scripted::script().throwing = {"textJson"};
   scene->setValue(value("text"), "name");
-  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(log.drain().size(), 1u);
   EXPECT_EQ(scripted::liveImages(), 1);  // the picture alone: the text is gone
   scripted::script().throwing = {};
   EXPECT_FALSE(scene->allocValueForOutputKey("other"));
   for (const char* throwing : {"findInput", "set", "fire"}) {
     scripted::script().throwing = {throwing};
     scene->setValue(value(1.0), "level");
-    EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in " + name)) << throwing;
+    EXPECT_THAT(log.drain(), ElementsAre("\t\terr: caught exception in " + name)) << throwing;
   }
 }
 
@@ -556,7 +556,7 @@ TEST_F(Scene, LosesContactOnceAndLoadsAgain) {
   std::thread([] { scripted::delegate()->lostContactWithComposition(); }).join();
   EXPECT_TRUE(scene->readyToRender());
   serveMainQueueUntil([&] { return !scene->readyToRender(); });
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\terr: -[VuoGLScene runnerDelegateLostContactWithComposition], file "
                           "was clouds.vuo"));
   EXPECT_FALSE(scene->filePath() || scene->comp());
@@ -606,9 +606,9 @@ TEST_F(Scene, LendsFramesToAFilterAndTakesThemBack) {
 
 TEST_F(Scene, RefusesSmallSizesAndFollowsLaterOnes) {
   EXPECT_FALSE(VuoGLScene::initWithSize(10, 0.5));
-  log.take();
+  log.drain();
   EXPECT_FALSE(VuoGLScene::initWithSize(0.5, 10));
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: -[VuoGLScene initWithSize:] - BAIL"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: -[VuoGLScene initWithSize:] - BAIL"));
   EXPECT_TRUE(VuoGLScene::initWithSize(1, 1));
   load(generator);
   scene->setSize(640.9, 360.5);
@@ -617,7 +617,7 @@ TEST_F(Scene, RefusesSmallSizesAndFollowsLaterOnes) {
   scene->setSize(0, 0);
   EXPECT_THAT(scripted::takeCalls(), ElementsAre("findInput width", "findInput height",
                                                  "set height 0.0", "fire height", "fire"));
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\terr: no width port, -[VuoGLScene _applySize] - " + generator));
 }
 
@@ -627,9 +627,9 @@ TEST_F(Scene, LogsWhatGoesWrongOnTheWayToARunner) {
   const auto loadFreshly = [&](const std::string& file) {
     scene->useFile(std::nullopt);
     platform::finishQueues();
-    log.take();
+    log.drain();
     scene->useFile(file);
-    return log.take();
+    return log.drain();
   };
   for (const char* throwing : {"setDelegate", "start"}) {
     scripted::script().throwing = {throwing};
@@ -654,7 +654,7 @@ TEST_F(Scene, LogsWhatGoesWrongOnTheWayToARunner) {
     served = false;
     VuoCache::fetchCachedExeForVuoFile(generator, [&](VuoCache::Item) { served = true; });
     serveMainQueueUntil([&] { return served; });
-    return log.take();
+    return log.drain();
   };
   scene->useFile(generator, true);
   scene->useFile(std::nullopt);
@@ -675,7 +675,7 @@ TEST_F(Scene, LogsWhatTheSizeLacks) {
   double width = 1;
   const auto push = [&] {
     scene->setSize(++width, 1);
-    return log.take();
+    return log.drain();
   };
   scripted::script().inputs = {};
   EXPECT_THAT(push(),
@@ -695,7 +695,7 @@ TEST_F(Scene, LogsWhatTheSizeLacks) {
   load(filter);
   scene->setSize(++width, 2);
   const std::string there = " name, -[VuoGLScene _applySize] - " + filter;
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\terr: no width port" + there, "\t\terr: no height port" + there));
 }
 
@@ -710,7 +710,7 @@ TEST_F(Scene, LogsWhatFramesRunInto) {
     scene->startRendering();
     EXPECT_FALSE(scene->allocABuffer());
     EXPECT_FALSE(scene->allocAndRenderABuffer());
-    return log.take();
+    return log.drain();
   };
   const std::string nil = "\t\terr: bailing, localComp nil, ";
   EXPECT_THAT(all(), ElementsAre(nil + start, nil + current, nil + render));
@@ -722,19 +722,19 @@ TEST_F(Scene, LogsWhatFramesRunInto) {
   scene->startRendering();
   EXPECT_TRUE(scene->allocAndRenderABuffer());
   const std::string caught = "\t\terr: caught exception in ";
-  EXPECT_THAT(log.take(), ElementsAre(caught + start, caught + render));
+  EXPECT_THAT(log.drain(), ElementsAre(caught + start, caught + render));
   scripted::script().throwing = {};
 
   load(filter);
   const auto before = std::chrono::steady_clock::now();
   EXPECT_FALSE(scene->runFilterOnFrame(frame));
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
-  EXPECT_THAT(log.take(), ElementsAre("\t\tERR: frame took too long to render, blur.vuo, " + run));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\tERR: frame took too long to render, blur.vuo, " + run));
   scripted::report("outputImage", true);
   scripted::script().throwing = {"fire"};
   EXPECT_TRUE(scene->runFilterOnFrame(frame));
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception A in " + run,
-                                      "\t\terr: caught exception B in " + run));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: caught exception A in " + run,
+                                       "\t\terr: caught exception B in " + run));
   scripted::script().throwing = {};
   scripted::script().yieldsImage = false;
   scripted::takeCalls();
@@ -747,7 +747,7 @@ TEST_F(Scene, LogsWhatFramesRunInto) {
   const std::string gone = "\t\terr: bailing immediately, ";
   EXPECT_THAT(all(), ElementsAre(gone + start, gone + current, gone + render));
   EXPECT_FALSE(scene->runFilterOnFrame(frame));
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
   EXPECT_FALSE(scene->readyToRender() || scene->filePath());
 }
 
@@ -783,16 +783,16 @@ TEST_F(Scene, EndsSilentlyWhereThereIsNothingToCarry) {
   _globalZQBufferPool = nullptr;
   EXPECT_FALSE(scene->allocABuffer());
   EXPECT_EQ(scripted::retainsOf(picture), 1);
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 
   EXPECT_FALSE(scene->allocValueForOutputKey("secret"));
-  EXPECT_THAT(log.take(),
+  EXPECT_THAT(log.drain(),
               ElementsAre("\t\tERR: bailing, can't call " + alloc + " for an undefined port type"));
   scripted::script().throwing = {"set", "get"};
   scene->setBuffer(image, "picture");
   EXPECT_FALSE(scene->allocABuffer());
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in " + setBuffer,
-                                      "\t\terr: caught exception in " + alloc));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: caught exception in " + setBuffer,
+                                       "\t\terr: caught exception in " + alloc));
   EXPECT_EQ(image->retainCount(), 1);
 }
 
@@ -837,7 +837,7 @@ TEST_F(Scene, OutlivesARuntimeThatRaisesWhileItCounts) {
       scripted::takeCalls();
       row.operation();
       script.throwing = {};
-      EXPECT_THAT(log.take(), ElementsAre(std::string("\t\terr: caught exception in ") + row.name))
+      EXPECT_THAT(log.drain(), ElementsAre(std::string("\t\terr: caught exception in ") + row.name))
           << word;
       EXPECT_EQ(scripted::liveImages(), 1);
       EXPECT_EQ(scripted::retainsOf(picture), 1);
@@ -849,7 +849,7 @@ TEST_F(Scene, OutlivesARuntimeThatRaisesWhileItCounts) {
   scene->setSize(++width, 1);  // nothing follows what raised
   EXPECT_EQ(scripted::takeCalls().back(), "fire width");
   script.throwing = {};
-  log.take();
+  log.drain();
 
   load(filter);
   platform::finishQueues();  // the old runner's end reads the script
@@ -858,13 +858,14 @@ TEST_F(Scene, OutlivesARuntimeThatRaisesWhileItCounts) {
     script.retainThatThrows = word == std::string("retain") ? 1 : 0;
     script.throwing = {word};
     (void)scene->runFilterOnFrame(frame);
-    EXPECT_EQ(log.take().front(), "\t\terr: caught exception B in -[VuoGLScene runFilterOnFrame:]");
+    EXPECT_EQ(log.drain().front(),
+              "\t\terr: caught exception B in -[VuoGLScene runFilterOnFrame:]");
     script.throwing = {};
   }
   ZQBufferRef held = scene->allocABuffer();
   script.throwing = {"release"};
   held = nullptr;
-  EXPECT_THAT(log.take(), ElementsAre("\t\terr: caught exception in ZQBuffer_ReleaseVuoImage"));
+  EXPECT_THAT(log.drain(), ElementsAre("\t\terr: caught exception in ZQBuffer_ReleaseVuoImage"));
   script.throwing = {};
 }
 
@@ -898,7 +899,7 @@ TEST_F(Scene, KeepsEachReportedNameOnce) {
   scripted::report("sum", true);
   stopped.count_down();
   platform::finishQueues();
-  EXPECT_THAT(log.take(), IsEmpty());
+  EXPECT_THAT(log.drain(), IsEmpty());
 }
 
 TEST(Bridge, LendsAnImageToABuffer) {

@@ -1,4 +1,4 @@
-#include "runtime/runner/RemoteComposition.h"
+#include "runtime/runner/SeparateProcessInstance.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -42,8 +42,9 @@ Value valueThatFits(Value value) {
 
 }  // namespace
 
-RemoteComposition::RemoteComposition(platform::FileDescriptor artefact, ContainedProgram player,
-                                     PublishedPorts ports, CompositionListener& listener)
+SeparateProcessInstance::SeparateProcessInstance(platform::FileDescriptor artefact,
+                                                 ContainedProgram player, PublishedPorts ports,
+                                                 InstanceListener& listener)
     : _artefact(std::move(artefact)),
       _player(std::move(player)),
       _ports(std::move(ports)),
@@ -60,24 +61,26 @@ RemoteComposition::RemoteComposition(platform::FileDescriptor artefact, Containe
   }
 }
 
-RemoteComposition::~RemoteComposition() {
+SeparateProcessInstance::~SeparateProcessInstance() {
   stop();
   waitUntilStopped();
 }
 
-void RemoteComposition::start() {
-  if (!_contact || !_wake)
+void SeparateProcessInstance::start() {
+  if (!_contact || !_wake) {
+    platform::LockGuard hold(_lossLock);
     throw std::runtime_error(_loss.empty() ? "There is no socket left for the player" : _loss);
+  }
   platform::globalConcurrentQueue().after(startDelay, [weak = weak_from_this()] {
     if (const auto composition = weak.lock()) composition->startThread();
   });
 }
 
-void RemoteComposition::startThread() {
-  std::lock_guard hold(_joinLock);
+void SeparateProcessInstance::startThread() {
+  platform::LockGuard hold(_joinLock);
   if (_stopping) return;
   try {
-    _thread = std::thread(&RemoteComposition::live, this);
+    _thread = std::thread(&SeparateProcessInstance::live, this);
   } catch (const std::system_error& fault) {
     _gone = true;
     _listener.contactLost(std::string("There is no thread left for the player: ") + fault.what());
@@ -86,29 +89,30 @@ void RemoteComposition::startThread() {
 
 /// Images that the player can't read where they lie are copied at once, since they are the host's
 /// to change afterwards.
-void RemoteComposition::setValue(std::size_t input, json_object* value) {
+void SeparateProcessInstance::setValue(std::size_t input, json_object* value) {
   const Type type = _ports.inputs.at(input).type;
   Kept kept;
   if (type == Type::Image && value != nullptr)
     kept = pictureOf(value);
   else
     kept = valueThatFits(valueFromJson(type, value));
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   _backlog.set(input, kept);
 }
 
-RemoteComposition::Kept RemoteComposition::pictureOf(json_object* value) const {
+SeparateProcessInstance::Kept SeparateProcessInstance::pictureOf(json_object* value) const {
   const auto image = std::get<ImageRef>(valueFromJson(Type::Image, value));
   if (auto named = _contact->nameFor(image)) return *std::move(named);
   ++TextureSharing::counts().carriedIn;
   PictureTicket ticket = _contact->ticketFor(image->pixelsWide, image->pixelsHigh);
-  return Picture{std::move(ticket), sharedPixelsOf(image.get())->takeDescriptor()};
+  return Picture{std::move(ticket), sharedPixelsOf(image.get())->releaseDescriptor()};
 }
 
 /// The caller sends what the player takes at once. All else is left to the thread.
-bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+bool SeparateProcessInstance::fire(std::vector<std::size_t> inputs, EventNumber number,
+                                   bool asked) {
   if (_gone) return true;  // the end of all events is being told, or has been
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   const bool isNext = !_backlog.hasEvents() && !_handsOver;
   const bool waits = _backlog.fire(std::move(inputs), number, asked);
   if (!isNext || !isSmall(_backlog.next()) || !_contact->takesAtOnce()) {
@@ -116,14 +120,14 @@ bool RemoteComposition::fire(std::vector<std::size_t> inputs, EventNumber number
     return waits;
   }
   try {
-    send(_backlog.take(), callersPatience);
+    send(_backlog.pop(), callersPatience);
   } catch (const std::exception&) {
     _contact->shutDown();  // the thread notices, and tells how the player ended
   }
   return waits;
 }
 
-bool RemoteComposition::isSmall(const Backlog::Event& event) {
+bool SeparateProcessInstance::isSmall(const Backlog::Event& event) {
   std::size_t text = 0;
   for (const auto& [input, kept] : event.values)
     if (const auto* value = std::get_if<Value>(&kept))
@@ -132,7 +136,8 @@ bool RemoteComposition::isSmall(const Backlog::Event& event) {
 }
 
 /// Pictures come before the event, which makes them and the other values take effect.
-void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseconds patience) {
+void SeparateProcessInstance::send(const Backlog::Event& event,
+                                   std::chrono::milliseconds patience) {
   std::vector<message::InputValue> values;
   for (const auto& [input, kept] : event.values) {
     if (const auto* picture = std::get_if<Picture>(&kept))
@@ -146,31 +151,31 @@ void RemoteComposition::send(const Backlog::Event& event, std::chrono::milliseco
 }
 
 /// One that the player has already may be finished before the word gets there.
-bool RemoteComposition::cancel(EventNumber number) {
+bool SeparateProcessInstance::cancel(EventNumber number) {
   std::optional<Backlog::Values> outdated;  // destroyed after the lock is released
-  std::lock_guard hold(_backlogLock);
+  platform::LockGuard hold(_backlogLock);
   outdated = _backlog.cancel(number);
   if (outdated) return true;
   if (!_gone) _contact->cancel(number, callersPatience);
   return false;
 }
 
-void RemoteComposition::wake() const {
+void SeparateProcessInstance::wake() const {
   eventfd_write(_wake.get(), 1);
 }
 
-bool RemoteComposition::giveUp(const std::string& why) {
+bool SeparateProcessInstance::giveUp(const std::string& why) {
   platform::withMemory([&] { lose(why); });
   _contact->shutDown();
   return true;
 }
 
-void RemoteComposition::lose(const std::string& how) {
-  std::lock_guard hold(_lossLock);
+void SeparateProcessInstance::lose(const std::string& how) {
+  platform::LockGuard hold(_lossLock);
   if (_loss.empty()) _loss = how;
 }
 
-void RemoteComposition::live() {
+void SeparateProcessInstance::live() {
   pthread_setname_np(pthread_self(), "vuo player");
   try {
     startPlayer();
@@ -190,7 +195,7 @@ void RemoteComposition::live() {
   if (!_stopping) _listener.contactLost(how);
 }
 
-void RemoteComposition::startPlayer() {
+void SeparateProcessInstance::startPlayer() {
   const platform::FileDescriptor playersEnd =
       std::move(_playersEnd);  // closed here: its end is noticed
   if (_stopping) return;
@@ -198,22 +203,22 @@ void RemoteComposition::startPlayer() {
   _process = std::make_unique<ChildProcess>(_player);
 }
 
-void RemoteComposition::attend() {
+void SeparateProcessInstance::attend() {
   while (_process) {
     const auto patience = awaitMessage();
-    if (!patience || !_contact->takeNext(patience)) return;
+    if (!patience || !_contact->handleNext(patience)) return;
   }
 }
 
 /// How long a message may be in coming that there are signs of. Nothing when the process or the
 /// contact is at its end. A process that has ended may have left its socket to others.
-std::optional<std::chrono::milliseconds> RemoteComposition::awaitMessage() {
+std::optional<std::chrono::milliseconds> SeparateProcessInstance::awaitMessage() {
   bool hasEnded = false;
   for (;;) {
     handOver();
     short what = POLLIN;
     {
-      std::lock_guard hold(_backlogLock);
+      platform::LockGuard hold(_backlogLock);
       if (_backlog.hasEvents() && _contact->hasRoom()) what |= POLLOUT;
     }
     pollfd awaited[] = {{_contact->descriptor(), what, 0},
@@ -233,14 +238,14 @@ std::optional<std::chrono::milliseconds> RemoteComposition::awaitMessage() {
 }
 
 /// Hands over what has been kept, as far as the player takes it.
-void RemoteComposition::handOver() {
+void SeparateProcessInstance::handOver() {
   for (;;) {
     Backlog::Drops drops;
     std::optional<Backlog::Event> event;
     {
-      std::lock_guard hold(_backlogLock);
-      drops = _backlog.takeDrops();
-      if (_backlog.hasEvents() && _contact->takesAtOnce()) event = _backlog.take();
+      platform::LockGuard hold(_backlogLock);
+      drops = _backlog.popDrops();
+      if (_backlog.hasEvents() && _contact->takesAtOnce()) event = _backlog.pop();
       _handsOver = event.has_value();
     }
     for (const auto& [input, count] : drops)
@@ -251,10 +256,10 @@ void RemoteComposition::handOver() {
 }
 
 /// Sees to it that the process is gone.
-std::string RemoteComposition::howItEnded() {
+std::string SeparateProcessInstance::howItEnded() {
   std::string how;
   {
-    std::lock_guard hold(_lossLock);
+    platform::LockGuard hold(_lossLock);
     how = _loss;
   }
   if (!_process) return how;
@@ -267,10 +272,10 @@ std::string RemoteComposition::howItEnded() {
 }
 
 /// The player ends when it is told to or when its socket ends, so the message may get lost.
-void RemoteComposition::stop() {
+void SeparateProcessInstance::stop() {
   if (!_contact || _stopping.exchange(true)) return;
   try {
-    std::lock_guard hold(_backlogLock);
+    platform::LockGuard hold(_backlogLock);
     if (!_handsOver) _contact->stop(std::chrono::milliseconds(0));
   } catch (const std::exception&) {
     // The end of the contact says it too.
@@ -278,8 +283,8 @@ void RemoteComposition::stop() {
   _contact->shutDown();
 }
 
-void RemoteComposition::waitUntilStopped() {
-  std::lock_guard hold(_joinLock);
+void SeparateProcessInstance::waitUntilStopped() {
+  platform::LockGuard hold(_joinLock);
   if (_thread.joinable()) _thread.join();
 }
 

@@ -3,14 +3,14 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/system/Mutex.h"
 #include "runtime/VuoRunner.h"
 #include "runtime/VuoRunnerDelegate.h"
-#include "runtime/graph/Composition.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/runner/OpenEvents.h"
 #include "runtime/runner/RunningAtExit.h"
 
@@ -18,15 +18,15 @@ namespace vuo {
 
 /// The runner of any composition, wherever it runs: keeps its published ports, the current values
 /// of the outputs, and the delegate.
-class CompositionRunner final : public VuoRunner, private CompositionListener {
+class InstanceRunner final : public VuoRunner, private InstanceListener {
  public:
-  using MakeComposition = std::function<std::shared_ptr<Composition>(CompositionListener&)>;
+  using MakeInstance = std::function<std::shared_ptr<Instance>(InstanceListener&)>;
 
   /// `published` are the ports of the composition that is made. `fileToDelete`, where not empty,
   /// goes with the runner.
-  CompositionRunner(const PublishedPorts& published, const MakeComposition& makeComposition,
-                    std::string fileToDelete);
-  ~CompositionRunner() override;
+  InstanceRunner(const PublishedPorts& published, const MakeInstance& makeInstance,
+                 std::string fileToDelete);
+  ~InstanceRunner() override;
 
   void setDelegate(VuoRunnerDelegate* delegate) override;
   void setWatcher(std::weak_ptr<Watcher> watcher) override;
@@ -55,42 +55,43 @@ class CompositionRunner final : public VuoRunner, private CompositionListener {
   void failed(const std::string& message) override;
   void contactLost(const std::string& how) override;
 
+  std::string faultOfStart();
   void requireRunning() const;
   static Port* portNamed(const Ports& ports, const std::string& name);
   static std::size_t indexOf(const Ports& ports, const Port* port);
   std::vector<std::size_t> allInputs() const;
   void fire(std::vector<std::size_t> inputs);
   void drop(EventNumber number);
-  void keepValues(EventReport& report, EventTag tag);
+  void keepValues(EventReport& report, EventTag tag) EXCLUDES(_valuesLock);
   std::shared_ptr<const Outputs> snapshot() const;
   void isOverdue(OpenEvents::Clock::duration waited);
   template <typename Call>
   void tellWatcher(Call call);
   template <typename Call>
-  void tellDelegate(Call call);
+  void tellDelegate(Call call) EXCLUDES(_delegateLock, _valuesLock);
 
   const std::string _fileToDelete;
   const Ports _inputs, _outputs;
   std::atomic<State> _state = State::NotStarted;
-  std::mutex _lifeLock;  ///< held while starting and stopping; taken before no lock of the runner's
+  platform::Mutex _lifeLock;  ///< held while starting and stopping, with no other of the runner's
 
-  mutable std::mutex _valuesLock;     ///< guards the fields below; no lock is taken inside it
-  std::vector<OutputState> _current;  ///< by output
-  std::string _loss;
+  mutable platform::Mutex _valuesLock;                        ///< no lock is taken inside it
+  std::vector<OutputState> _current GUARDED_BY(_valuesLock);  ///< by output
+  std::string _loss GUARDED_BY(_valuesLock);
   const std::shared_ptr<const std::vector<std::string>> _outputNames;
 
   const std::shared_ptr<OpenEvents> _events;
   std::weak_ptr<Watcher> _watcher;  ///< from `start` on
 
-  std::mutex _delegateLock;  ///< guards the field below, held while it is called; the delegate may
-                             ///< call the runner, so `_valuesLock` and the composition's come after
-  VuoRunnerDelegate* _delegate = nullptr;
+  /// Held while the delegate is called, which may call the runner: the composition's come after it.
+  platform::Mutex _delegateLock ACQUIRED_BEFORE(_valuesLock);
+  VuoRunnerDelegate* _delegate GUARDED_BY(_delegateLock) PT_GUARDED_BY(_delegateLock) = nullptr;
 
   bool _hasReported = false;  ///< of the thread that reports
 
-  std::shared_ptr<Composition> _composition;  ///< uses what stands above
-  std::shared_ptr<Cancelling> _cancelling;    ///< lets events that are given up reach it
-  std::optional<RunningAtExit> _atExit;       ///< comes last and goes first, with no lock held
+  std::shared_ptr<Instance> _instance;      ///< uses what stands above
+  std::shared_ptr<Cancelling> _cancelling;  ///< lets events that are given up reach it
+  std::optional<RunningAtExit> _atExit;     ///< comes last and goes first, with no lock held
 };
 
 }  // namespace vuo

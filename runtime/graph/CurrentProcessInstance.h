@@ -3,11 +3,11 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 
-#include "runtime/graph/Composition.h"
+#include "platform/system/Mutex.h"
 #include "runtime/graph/EventQueue.h"
+#include "runtime/graph/Instance.h"
 #include "runtime/graph/PictureSource.h"
 
 namespace vuo {
@@ -16,12 +16,12 @@ class Execution;
 
 /// Runs a plan in this process, on a thread of its own with its own GL context, which is made there
 /// too. An event that does not end, or a GPU that hangs, holds the thread and whoever waits for it.
-class LocalComposition : public Composition {
+class CurrentProcessInstance : public Instance {
  public:
   /// `forHost`, which may be null, outlives the composition.
-  LocalComposition(Plan plan, std::string folder, CompositionListener& listener,
-                   PictureSource* forHost = nullptr);
-  ~LocalComposition() override;
+  CurrentProcessInstance(Plan plan, std::string folder, InstanceListener& listener,
+                         PictureSource* forHost = nullptr);
+  ~CurrentProcessInstance() override;
 
   void start() override;
   void setValue(std::size_t input, json_object* value) override;
@@ -46,13 +46,13 @@ class LocalComposition : public Composition {
 
   const Plan _plan;
   const std::string _folder;
-  CompositionListener& _listener;
+  InstanceListener& _listener;
   PictureSource* const _forHost;
   EventQueue _queue;
   std::promise<void> _end;
   const std::shared_future<void> _ended{_end.get_future()};
-  std::mutex _joinLock;  ///< held while joining the thread; taken before no other lock
-  std::thread _thread;
+  platform::Mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
+  std::thread _thread GUARDED_BY(_joinLock);
 };
 
 }  // namespace vuo

@@ -1,4 +1,4 @@
-#include "runtime/runner/CompositionRunner.h"
+#include "runtime/runner/InstanceRunner.h"
 
 #include <unistd.h>
 
@@ -35,17 +35,16 @@ std::string asText(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-CompositionRunner::CompositionRunner(const PublishedPorts& published,
-                                     const MakeComposition& makeComposition,
-                                     std::string fileToDelete)
+InstanceRunner::InstanceRunner(const PublishedPorts& published, const MakeInstance& makeInstance,
+                               std::string fileToDelete)
     : _fileToDelete(std::move(fileToDelete)),
       _inputs(portsNamed(namesOf(published.inputs))),
       _outputs(portsNamed(namesOf(published.outputs))),
       _current(_outputs.size()),
       _outputNames(std::make_shared<const std::vector<std::string>>(namesOf(published.outputs))),
       _events(std::make_shared<OpenEvents>([this](auto waited) { isOverdue(waited); })),
-      _composition(makeComposition(*this)),
-      _cancelling(new Cancelling{{}, _composition.get(), _events}) {
+      _instance(makeInstance(*this)),
+      _cancelling(new Cancelling{{}, _instance.get(), _events}) {
   _events->setPatience(defaultPatience);
   _atExit.emplace([this] {
     stop();
@@ -53,96 +52,107 @@ CompositionRunner::CompositionRunner(const PublishedPorts& published,
   });
 }
 
-CompositionRunner::~CompositionRunner() {
+InstanceRunner::~InstanceRunner() {
   _atExit.reset();
   setDelegate(nullptr);
   _events->stopWatching();
   stop();
   waitUntilStopped();
   {
-    std::lock_guard hold(_cancelling->lock);
-    _cancelling->composition = nullptr;
+    platform::LockGuard hold(_cancelling->lock);
+    _cancelling->instance = nullptr;
   }
-  _composition = nullptr;
+  _instance = nullptr;
   if (!_fileToDelete.empty()) unlink(_fileToDelete.c_str());
 }
 
-void CompositionRunner::setDelegate(VuoRunnerDelegate* delegate) {
-  std::lock_guard hold(_delegateLock);
+void InstanceRunner::setDelegate(VuoRunnerDelegate* delegate) {
+  platform::LockGuard hold(_delegateLock);
   _delegate = delegate;
 }
 
-void CompositionRunner::setWatcher(std::weak_ptr<Watcher> watcher) {
-  std::lock_guard hold(_lifeLock);
+void InstanceRunner::setWatcher(std::weak_ptr<Watcher> watcher) {
+  platform::LockGuard hold(_lifeLock);
   _watcher = std::move(watcher);
 }
 
-void CompositionRunner::setPatience(Patience patience) {
+void InstanceRunner::setPatience(Patience patience) {
   _events->setPatience(patience);
 }
 
-/// One that can't even be asked for is lost like one that does not come up.
-void CompositionRunner::start() {
+/// One that can't even be asked for is lost like one that does not come up. Where there is no
+/// memory for it, nor perhaps for telling, the caller hears of that.
+void InstanceRunner::start() {
   std::string fault;
   {
-    std::lock_guard hold(_lifeLock);
+    platform::LockGuard hold(_lifeLock);
     State expected = State::NotStarted;
     if (!_state.compare_exchange_strong(expected, State::Running))
       throw std::runtime_error("The runner was started before");
-    _events->starting();
     try {
-      _composition->start();
-      return;
-    } catch (const std::exception& raised) {
-      fault = raised.what();
+      _events->starting();
+      fault = faultOfStart();
+    } catch (const std::bad_alloc&) {
+      _state = State::Ended;
+      _events->end("");
+      throw;
     }
   }
-  contactLost(fault);
+  if (!fault.empty()) contactLost(fault);
 }
 
-void CompositionRunner::stop() {
-  std::lock_guard hold(_lifeLock);
+std::string InstanceRunner::faultOfStart() try {
+  _instance->start();
+  return "";
+} catch (const std::bad_alloc&) {
+  throw;
+} catch (const std::exception& raised) {
+  return raised.what();
+}
+
+void InstanceRunner::stop() {
+  platform::LockGuard hold(_lifeLock);
   _state = State::Ended;
-  _composition->stop();
+  _instance->stop();
   _events->end("");
 }
 
-void CompositionRunner::waitUntilStopped() {
-  _composition->waitUntilStopped();
+void InstanceRunner::waitUntilStopped() {
+  _instance->waitUntilStopped();
 }
 
-VuoRunner::Port* CompositionRunner::getPublishedInputPortWithName(std::string name) {
+VuoRunner::Port* InstanceRunner::getPublishedInputPortWithName(std::string name) {
   requireRunning();
   return portNamed(_inputs, name);
 }
 
-VuoRunner::Port* CompositionRunner::getPublishedOutputPortWithName(std::string name) {
+VuoRunner::Port* InstanceRunner::getPublishedOutputPortWithName(std::string name) {
   requireRunning();
   return portNamed(_outputs, name);
 }
 
-void CompositionRunner::setPublishedInputPortValue(Port* port, json_object* value) {
+void InstanceRunner::setPublishedInputPortValue(Port* port, json_object* value) {
   requireRunning();
-  _composition->setValue(indexOf(_inputs, port), value);
+  _instance->setValue(indexOf(_inputs, port), value);
 }
 
-void CompositionRunner::firePublishedInputPortEvent(Port* port) {
+void InstanceRunner::firePublishedInputPortEvent(Port* port) {
   requireRunning();
   fire({indexOf(_inputs, port)});
 }
 
-void CompositionRunner::firePublishedInputPortEvent() {
+void InstanceRunner::firePublishedInputPortEvent() {
   requireRunning();
   fire(allInputs());
 }
 
 /// An event that comes too late is ended like those that waited.
-std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent(EventTag tag) {
+std::shared_ptr<VuoRunner::Event> InstanceRunner::firePublishedInputPortEvent(EventTag tag) {
   if (_state == State::NotStarted) requireRunning();
   const auto event = _events->begin(tag);
   if (_state == State::Ended) return std::make_shared<EventHandle>(event, _cancelling);
   try {
-    if (!_composition->fire(allInputs(), event->number, true)) drop(event->number);
+    if (!_instance->fire(allInputs(), event->number, true)) drop(event->number);
   } catch (...) {
     _events->finish(event->number);
     throw;
@@ -150,76 +160,76 @@ std::shared_ptr<VuoRunner::Event> CompositionRunner::firePublishedInputPortEvent
   return std::make_shared<EventHandle>(event, _cancelling);
 }
 
-void CompositionRunner::fire(std::vector<std::size_t> inputs) {
+void InstanceRunner::fire(std::vector<std::size_t> inputs) {
   const EventNumber number = _events->begin();
   try {
-    if (!_composition->fire(std::move(inputs), number, false)) drop(number);
+    if (!_instance->fire(std::move(inputs), number, false)) drop(number);
   } catch (...) {
     _events->finish(number);
     throw;
   }
 }
 
-void CompositionRunner::drop(EventNumber number) {
+void InstanceRunner::drop(EventNumber number) {
   if (const auto event = _events->finish(number).event) event->dropped();
 }
 
-std::vector<std::size_t> CompositionRunner::allInputs() const {
+std::vector<std::size_t> InstanceRunner::allInputs() const {
   std::vector<std::size_t> all(_inputs.size());
   std::iota(all.begin(), all.end(), std::size_t{0});
   return all;
 }
 
-std::optional<std::chrono::steady_clock::time_point> CompositionRunner::oldestEventSince() const {
+std::optional<std::chrono::steady_clock::time_point> InstanceRunner::oldestEventSince() const {
   return _events->oldestTaggedSince();
 }
 
-std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::getPublishedOutputs() const {
+std::shared_ptr<const VuoRunner::Outputs> InstanceRunner::getPublishedOutputs() const {
   requireRunning();
   return snapshot();
 }
 
-std::string CompositionRunner::lossDescription() const {
-  std::lock_guard hold(_valuesLock);
+std::string InstanceRunner::lossDescription() const {
+  platform::LockGuard hold(_valuesLock);
   return _loss;
 }
 
-json_object* CompositionRunner::getPublishedOutputPortValue(Port* port) {
+json_object* InstanceRunner::getPublishedOutputPortValue(Port* port) {
   requireRunning();
   const std::size_t output = indexOf(_outputs, port);
   Value value;
   {
-    std::lock_guard hold(_valuesLock);
+    platform::LockGuard hold(_valuesLock);
     value = _current[output].value;
   }
   return jsonFromValue(value).release();
 }
 
-void CompositionRunner::requireRunning() const {
+void InstanceRunner::requireRunning() const {
   if (_state == State::NotStarted) throw std::runtime_error("The composition was not started");
   if (_state == State::Ended) throw std::runtime_error("The composition has ended");
 }
 
-VuoRunner::Port* CompositionRunner::portNamed(const Ports& ports, const std::string& name) {
+VuoRunner::Port* InstanceRunner::portNamed(const Ports& ports, const std::string& name) {
   const auto found = std::find_if(ports.begin(), ports.end(),
                                   [&](const auto& port) { return port->getName() == name; });
   return found != ports.end() ? found->get() : nullptr;
 }
 
-std::size_t CompositionRunner::indexOf(const Ports& ports, const Port* wanted) {
+std::size_t InstanceRunner::indexOf(const Ports& ports, const Port* wanted) {
   const auto found = std::find_if(ports.begin(), ports.end(),
                                   [&](const auto& port) { return port.get() == wanted; });
   if (found == ports.end()) throw std::runtime_error("The port is none of this runner's");
   return static_cast<std::size_t>(found - ports.begin());
 }
 
-void CompositionRunner::started() {
+void InstanceRunner::started() {
   _events->started();
   tellWatcher([](Watcher& watcher) { watcher.cameUp(); });
 }
 
 /// All values of an event are there before anybody hears of it.
-void CompositionRunner::eventFinished(EventReport& report) {
+void InstanceRunner::eventFinished(EventReport& report) {
   const bool wasRun = report.outcome == EventReport::Outcome::Run;
   if (wasRun && !std::exchange(_hasReported, true)) RunningAtExit::driverIsComplete();
   std::vector<std::string> summaries;
@@ -253,8 +263,8 @@ void CompositionRunner::eventFinished(EventReport& report) {
 }
 
 /// The former values leave in the report, to be given up without the lock.
-void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
-  std::lock_guard hold(_valuesLock);
+void InstanceRunner::keepValues(EventReport& report, EventTag tag) {
+  platform::LockGuard hold(_valuesLock);
   for (OutputReport& output : report.outputs) {
     OutputState& current = _current[output.output];
     if (!output.sentData && output.fault.empty()) continue;
@@ -265,47 +275,52 @@ void CompositionRunner::keepValues(EventReport& report, EventTag tag) {
   }
 }
 
-std::shared_ptr<const VuoRunner::Outputs> CompositionRunner::snapshot() const {
-  std::lock_guard hold(_valuesLock);
+std::shared_ptr<const VuoRunner::Outputs> InstanceRunner::snapshot() const {
+  platform::LockGuard hold(_valuesLock);
   return std::make_shared<OutputSnapshot>(_outputNames, _current);
 }
 
 /// What can't be ended is told of.
-void CompositionRunner::isOverdue(OpenEvents::Clock::duration waited) {
-  if (!_composition->giveUp("it was not done with an event, or with coming up, for " +
-                            asText(waited)))
+void InstanceRunner::isOverdue(OpenEvents::Clock::duration waited) {
+  if (!_instance->giveUp("it was not done with an event, or with coming up, for " + asText(waited)))
     tellWatcher([&](Watcher& watcher) { watcher.isOverdue(waited); });
 }
 
-void CompositionRunner::eventDropped(std::size_t input) {
+void InstanceRunner::eventDropped(std::size_t input) {
   tellDelegate([&](VuoRunnerDelegate& delegate) {
     delegate.receivedTelemetryEventDropped(_inputs[input].get());
   });
 }
 
-void CompositionRunner::failed(const std::string& message) {
+void InstanceRunner::failed(const std::string& message) {
   tellDelegate([&](VuoRunnerDelegate& delegate) { delegate.receivedTelemetryError(message); });
 }
 
-void CompositionRunner::contactLost(const std::string& how) {
+/// Waits for memory with no lock held and only for telling, of which it can be relieved; without
+/// any, the reason goes untold.
+void InstanceRunner::contactLost(const std::string& how) {
+  const auto copy = [&] { return how; };
+  std::string loss = platform::orNothing(copy), told = platform::orNothing(copy);
   {
-    std::lock_guard hold(_valuesLock);
+    platform::LockGuard hold(_valuesLock);
     if (_state == State::Ended) return;
-    platform::withMemory([&] { _loss = how; });  // there for whoever finds that it has ended
+    _loss = std::move(loss);  // there for whoever finds that it has ended
     _state = State::Ended;
   }
-  platform::withMemory([&] { _events->end(how); });
-  tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
+  _events->end(std::move(told));
+  platform::withMemory([&] {
+    tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
+  });
 }
 
 template <typename Call>
-void CompositionRunner::tellDelegate(Call call) {
-  std::lock_guard hold(_delegateLock);
+void InstanceRunner::tellDelegate(Call call) {
+  platform::LockGuard hold(_delegateLock);
   if (_delegate != nullptr) call(*_delegate);
 }
 
 template <typename Call>
-void CompositionRunner::tellWatcher(Call call) {
+void InstanceRunner::tellWatcher(Call call) {
   if (const auto watcher = _watcher.lock()) call(*watcher);
 }
 

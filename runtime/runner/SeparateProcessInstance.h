@@ -3,13 +3,13 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <variant>
 #include <vector>
 
+#include "platform/system/Mutex.h"
 #include "runtime/graph/EventBacklog.h"
 #include "runtime/process/ChildProcess.h"
 #include "runtime/runner/PlayerContact.h"
@@ -18,12 +18,12 @@ namespace vuo {
 
 /// A composition that runs in a process of its own. One thread here starts the process, takes in
 /// what it reports, and hands over what it was too slow to take at once. Nobody else waits for it.
-class RemoteComposition : public Composition,
-                          public std::enable_shared_from_this<RemoteComposition> {
+class SeparateProcessInstance : public Instance,
+                                public std::enable_shared_from_this<SeparateProcessInstance> {
  public:
-  RemoteComposition(platform::FileDescriptor artefact, ContainedProgram player,
-                    PublishedPorts ports, CompositionListener& listener);
-  ~RemoteComposition() override;
+  SeparateProcessInstance(platform::FileDescriptor artefact, ContainedProgram player,
+                          PublishedPorts ports, InstanceListener& listener);
+  ~SeparateProcessInstance() override;
 
   void start() override;
   void setValue(std::size_t input, json_object* value) override;
@@ -59,22 +59,22 @@ class RemoteComposition : public Composition,
   const platform::FileDescriptor _artefact;
   ContainedProgram _player;
   const PublishedPorts _ports;
-  CompositionListener& _listener;
+  InstanceListener& _listener;
   std::unique_ptr<PlayerContact> _contact;  ///< null where there was none to be had
   platform::FileDescriptor _playersEnd;     ///< until the player has it
   platform::FileDescriptor _wake;           ///< readable when the thread here has something to do
   std::atomic<bool> _stopping = false;
   std::atomic<bool> _gone = false;
 
-  std::mutex _lossLock;  ///< guards the field below; no lock is taken inside it
-  std::string _loss;     ///< why contact is lost, where that is known
+  platform::Mutex _lossLock;                ///< no lock is taken inside it
+  std::string _loss GUARDED_BY(_lossLock);  ///< why contact is lost, where that is known
 
-  std::mutex _backlogLock;  ///< guards the fields below, and keeps events in order; then _contact's
-  Backlog _backlog;
-  bool _handsOver = false;  ///< an event that is no longer in the backlog
+  platform::Mutex _backlogLock;  ///< keeps events in order; taken before _contact's
+  Backlog _backlog GUARDED_BY(_backlogLock);
+  bool _handsOver GUARDED_BY(_backlogLock) = false;  ///< an event that is no longer in the backlog
 
-  std::mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
-  std::thread _thread;
+  platform::Mutex _joinLock;  ///< held while starting and joining the thread; taken before no other
+  std::thread _thread GUARDED_BY(_joinLock);
   // Of the thread:
   std::unique_ptr<ChildProcess> _process;
   std::optional<std::chrono::steady_clock::time_point> _lastWordsEnd;  ///< once it has ended

@@ -40,9 +40,9 @@ struct EventReport {
 };
 
 /// Told what happens, on a thread of the composition, one call at a time.
-class CompositionListener {
+class InstanceListener {
  public:
-  virtual ~CompositionListener() = default;
+  virtual ~InstanceListener() = default;
   /// The composition has come up. At most once, as the first call.
   virtual void started() = 0;
   /// An event has been run, or it is sure that it will not be. Told of every event that was fired,
@@ -58,9 +58,9 @@ class CompositionListener {
 
 /// Any thread may call any operation. Ports are named by their places in the lists of the plan.
 /// Nothing runs any more when the destructor has returned.
-class Composition {
+class Instance {
  public:
-  virtual ~Composition() = default;
+  virtual ~Instance() = default;
   /// Lets the composition come up, and does not wait for that: the listener is told of it, or why
   /// it failed. Values and events may follow at once. To be called once.
   virtual void start() = 0;

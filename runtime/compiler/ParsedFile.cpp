@@ -1,4 +1,4 @@
-#include "runtime/compiler/CompositionFile.h"
+#include "runtime/compiler/ParsedFile.h"
 
 #include <graphviz/cgraph.h>
 
@@ -127,7 +127,7 @@ DotOutline::Attribute NodeStatement::placesOf(const std::string& key) const {
                                           : found->second;
 }
 
-CompositionFile compositionFileFromText(const std::string& text) {
+ParsedFile parsedFile(const std::string& text) {
   if (text.find('\0') != text.npos) throw std::runtime_error("the file is no text");
   const DotOutline outline = outlineOf(text);
 

@@ -1,4 +1,4 @@
-#include "runtime/graph/LocalComposition.h"
+#include "runtime/graph/CurrentProcessInstance.h"
 
 #include <pthread.h>
 
@@ -9,20 +9,21 @@
 
 namespace vuo {
 
-LocalComposition::LocalComposition(Plan plan, std::string folder, CompositionListener& listener,
-                                   PictureSource* forHost)
+CurrentProcessInstance::CurrentProcessInstance(Plan plan, std::string folder,
+                                               InstanceListener& listener, PictureSource* forHost)
     : _plan(std::move(plan)), _folder(std::move(folder)), _listener(listener), _forHost(forHost) {}
 
-LocalComposition::~LocalComposition() {
+CurrentProcessInstance::~CurrentProcessInstance() {
   stop();
   waitUntilStopped();
 }
 
-void LocalComposition::start() {
-  _thread = std::thread(&LocalComposition::live, this);
+void CurrentProcessInstance::start() {
+  platform::LockGuard hold(_joinLock);
+  _thread = std::thread(&CurrentProcessInstance::live, this);
 }
 
-void LocalComposition::live() {
+void CurrentProcessInstance::live() {
   pthread_setname_np(pthread_self(), "vuo composition");
   try {
     play();
@@ -32,7 +33,7 @@ void LocalComposition::live() {
   _end.set_value();
 }
 
-void LocalComposition::play() {
+void CurrentProcessInstance::play() {
   const auto group = ShareGroup::current();
   const auto context = group->createContext();
   const platform::GLCurrent current(*context);
@@ -42,7 +43,7 @@ void LocalComposition::play() {
   serveEvents(execution);
 }
 
-void LocalComposition::serveEvents(Execution& execution) {
+void CurrentProcessInstance::serveEvents(Execution& execution) {
   while (auto work = _queue.next()) try {
       for (const auto& [input, count] : work->drops)
         for (std::size_t i = 0; i < count; ++i) _listener.eventDropped(input);
@@ -53,7 +54,7 @@ void LocalComposition::serveEvents(Execution& execution) {
 }
 
 /// The event's end is reported whatever happens in it.
-void LocalComposition::runEvent(Execution& execution, Event event) {
+void CurrentProcessInstance::runEvent(Execution& execution, Event event) {
   EventReport report{event.number, EventReport::Outcome::Run, {}};
   try {
     report = execution.run(std::move(event));
@@ -64,7 +65,7 @@ void LocalComposition::runEvent(Execution& execution, Event event) {
 }
 
 /// That there is no memory to tell it changes nothing.
-void LocalComposition::tellOf(const std::exception& fault) {
+void CurrentProcessInstance::tellOf(const std::exception& fault) {
   try {
     _listener.failed(fault.what());
   } catch (const std::exception&) {
@@ -72,32 +73,32 @@ void LocalComposition::tellOf(const std::exception& fault) {
   }
 }
 
-void LocalComposition::setValue(std::size_t input, json_object* value) {
+void CurrentProcessInstance::setValue(std::size_t input, json_object* value) {
   setValue(input, valueFromJson(_plan.publishedInputs.at(input).type, value));
 }
 
-void LocalComposition::setValue(std::size_t input, Value value) {
+void CurrentProcessInstance::setValue(std::size_t input, Value value) {
   _queue.set(input, std::move(value));
 }
 
-bool LocalComposition::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
+bool CurrentProcessInstance::fire(std::vector<std::size_t> inputs, EventNumber number, bool asked) {
   return _queue.fire(std::move(inputs), number, asked);
 }
 
-bool LocalComposition::cancel(EventNumber number) {
+bool CurrentProcessInstance::cancel(EventNumber number) {
   return _queue.cancel(number);
 }
 
-void LocalComposition::stop() {
+void CurrentProcessInstance::stop() {
   _queue.end();
 }
 
-void LocalComposition::waitUntilStopped() {
-  std::lock_guard hold(_joinLock);
+void CurrentProcessInstance::waitUntilStopped() {
+  platform::LockGuard hold(_joinLock);
   if (_thread.joinable()) _thread.join();
 }
 
-bool LocalComposition::hasStoppedWithin(std::chrono::milliseconds patience) {
+bool CurrentProcessInstance::hasStoppedWithin(std::chrono::milliseconds patience) {
   return _ended.wait_for(patience) == std::future_status::ready;
 }
 

@@ -27,14 +27,13 @@ struct CableStatement {
   Place place;
 };
 
-struct CompositionFile {
+struct ParsedFile {
   std::vector<NodeStatement> nodes;  ///< in the order of their first mention
   std::vector<CableStatement> cables;
 };
 
-/// Reads the text of a composition file. Throws std::runtime_error, a FaultAt where the place
-/// is known. One call at
-/// a time, because the parser underneath has one state per process.
-CompositionFile compositionFileFromText(const std::string& text);
+/// Reads the text of a composition file. Throws std::runtime_error, a FaultAt where the place is
+/// known. One call at a time, because the parser underneath has one state per process.
+ParsedFile parsedFile(const std::string& text);
 
 }  // namespace vuo

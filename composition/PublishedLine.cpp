@@ -1,4 +1,4 @@
-#include "composition/CompositionLine.h"
+#include "composition/PublishedLine.h"
 
 #include <algorithm>
 #include <iterator>

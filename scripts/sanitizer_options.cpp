@@ -1,0 +1,18 @@
+// What the sanitizers are to do, built into each program: a contained one could not be told by its
+// environment or read it from a file. They look for these by name.
+extern "C" {
+
+__attribute__((visibility("default"))) const char* __ubsan_default_options() {
+  return "halt_on_error=1:print_stacktrace=1";
+}
+
+__attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
+  // Mesa's software driver is not built with the sanitizer, which therefore does not see how the
+  // driver's threads agree: what they hand each other it takes for races, and a lock of theirs that
+  // it has not seen being made for misuse.
+  return "race:swrast_dri.so\n"
+         "race:libgallium\n"
+         "mutex:swrast_dri.so\n";
+}
+
+}  // extern "C"

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# scripts/tidy.sh [FILE...]: lets clang-tidy look at all code, or at these files, with the checks of
+# .clang-tidy.
+set -euo pipefail
+. "$(dirname "$0")/prepare.sh"
+
+install_packages view test bench clang fuzz tidy
+cmake --preset tidy >/dev/null
+[ $# -gt 0 ] || mapfile -t files < <(git ls-files '*.cpp')
+printf '%s\0' "${@:-${files[@]}}" |
+  xargs -0 -n 2 -P "$(nproc)" clang-tidy --quiet -p build/tidy 2> >(grep -v 'warnings generated' >&2 || true)
