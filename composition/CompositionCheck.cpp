@@ -38,7 +38,8 @@ std::vector<CompositionFault> checkComposition(const std::string& path) {
     });
   };
   std::vector<CompositionFault> unread;
-  for (const auto& problem : ZQVuoComposition::initWithPath(path)->problems()) {
+  const auto composition = ZQVuoComposition::initWithPath(path);
+  for (const auto& problem : composition->problems()) {
     const auto advice = adviceOn(problem.kind);
     if (advice && (!advice->empty() || !isToldOf(problem.line)))
       unread.push_back({path, problem.line, 1, true, problem.text + *advice});

@@ -6,7 +6,7 @@ _brannow() {
   local command= word
   for word in "${words[@]:1:cword-1}"; do
     case $word in
-      view | render | filter | describe | cache) command=$word && break ;;
+      view | render | filter | describe | check | cache) command=$word && break ;;
     esac
   done
 
@@ -25,7 +25,7 @@ _brannow() {
     view) options="$scene --input" ;;
     render) options="$pictures --frames --realtime" ;;
     filter) options="$pictures --input" ;;
-    describe) options='--json --help' ;;
+    describe | check) options='--json --help' ;;
     cache) options='--json --cache --help' ;;
     *) options='--help --version' ;;
   esac
@@ -36,6 +36,6 @@ _brannow() {
   elif [[ $command ]]; then
     _filedir vuo
   else
-    COMPREPLY=($(compgen -W 'view render filter describe cache' -- "$cur"))
+    COMPREPLY=($(compgen -W 'view render filter describe check cache' -- "$cur"))
   fi
 } && complete -F _brannow brannow

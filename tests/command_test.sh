@@ -63,6 +63,14 @@ sed '2s/^/ /' broken.vuo >indented.vuo
 [ $? -eq 2 ] && grep -q '^indented.vuo:2: PublishedInputs' err && grep -q '"line":2' out ||
   fail 'a problem has a line'
 
+"$brannow" check "$compositions"/*.vuo >out && [ ! -s out ] || fail 'the samples are in order'
+"$brannow" check indented.vuo text.vuo "$tiles" >out
+[ $? -eq 1 ] && grep -q '^indented.vuo:2:1: warning: ' out && grep -q '^text.vuo:' out ||
+  fail 'what is wrong has a place'
+"$brannow" check --json indented.vuo "$tiles" >out
+[ $? -eq 2 ] && [ "$(wc -l <out)" -eq 2 ] && grep -q '"line":2,"column":1,"severity":"warning"' out ||
+  fail 'warnings are no errors'
+
 for mode in '' --in-process; do
   # shellcheck disable=SC2086
   "$brannow" render "$tiles" --size 160x90 -o "tiles$mode.png" $mode >out 2>err ||

@@ -19,6 +19,7 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 #include <sys/pidfd.h>
 }
 
+#include "Brannow/CompositionCheck.h"
 #include "platform/system/FileDescriptor.h"
 #include "runtime/HelperFolder.h"
 #include "runtime/VuoArtefact.h"
@@ -105,56 +106,113 @@ TEST_F(CompilerTest, EveryFaultSaysWhereAndWhat) {
   const struct {
     std::string body, where, what;
   } cases[] = {
-      {"A [\n", "line 3", "syntax error"},
-      {"/* never closed", "line 3", "comment"},
-      {"A;\n} digraph H {", "line 3", "text after the end"},
-      {"A -> { B C }\n", "line 2", "no groups"},
-      {"A, B -> C\n", "line 2", "one port at each end"},
-      {sum + sum, "line 3: node \"S\"", "declared twice, first in line 2"},
-      {inputs + sum + "S:result -> T:x\n", "node \"T\"", "not declared"},
-      {"\nN [type=\"vuo.magic\"]\n", "line 3: node \"N\"", "unknown type \"vuo.magic\""},
-      {"N [type=\"vuo.shader\"]\n", "line 2: node \"N\"", "no attribute \"shader\""},
-      {"N [type=\"vuo.shader\" shader=\"none.frag\"]\n", "node \"N\"", "no file"},
-      {"N [type=\"vuo.shader\" shader=\"old.frag\"]\n", "old.frag", "#version 330 core"},
-      {"N [type=\"vuo.shader\" shader=\"rect.frag\"]\n", "rect.frag: \"r\"", "sampler2DRect"},
-      {"N [type=\"vuo.shader\" shader=\"broken.frag\"]\n", "broken.frag:4", "'nothing'"},
+      {"A [\n", "test.vuo:3:1", "syntax error at }"},
+      {"N [type=vuo.expression expression=\"1\"]\n", "test.vuo:2:12", "needs quotation marks"},
+      {"N [type=\"vuo.expression\" expression=\"1]\n", "test.vuo:2:37", "has no \" at its end"},
+      {"/* never closed", "test.vuo:3:1", "the graph has no }"},
+      {"A;\n} digraph H {", "test.vuo:3:3", "text after the end"},
+      {"A -> { B C }\n", "test.vuo:2:6", "no groups"},
+      {"A, B -> C\n", "test.vuo:2:2", "one port at each end"},
+      {sum + sum, "test.vuo:3:1", "\"S\" is declared twice, first in line 2"},
+      {inputs + sum + "S:result -> T:x\n", "test.vuo:4:13", "node \"T\": is used but not declared"},
+      {"\nN [type=\"vuo.magic\"]\n", "test.vuo:3:4", "unknown type \"vuo.magic\""},
+      {"N [type=\"vuo.shadre\"]\n", "test.vuo:2:4", "did you mean \"vuo.shader\"?"},
+      {"N [type=\"vuo.shader\"]\n", "test.vuo:2:1", "no attribute \"shader\""},
+      {"N [type=\"vuo.shader\" shadr=\"plain.frag\"]\n", "test.vuo:2:1", "\"shadr\" looks as if"},
+      {"N [type=\"vuo.shader\" shader=\"none.frag\"]\n", "test.vuo:2:29", "no file"},
+      {"N [type=\"vuo.shader\" shader=\"old.frag\"]\n", "old.frag:1:1", "#version 330 core"},
+      {"N [type=\"vuo.shader\" shader=\"rect.frag\"]\n", "rect.frag:3:23", "sampler2DRect"},
+      {"N [type=\"vuo.shader\" shader=\"broken.frag\"]\n", "broken.frag:4:7", "'nothing'"},
       {"N [type=\"vuo.shader\" shader=\"two.frag\"]\n", "two.frag", "exactly one \"out vec4\""},
-      {"N [type=\"vuo.shader\" shader=\"vec3.frag\"]\n", "vec3.frag: \"v\"", "no port carries"},
-      {"N [type=\"vuo.shader\" shader=\"nogreeting.frag\"]\n", "\"uv\"", "in vec2 uv"},
+      {"N [type=\"vuo.shader\" shader=\"vec3.frag\"]\n", "vec3.frag:3:14", "no port carries"},
+      {"N [type=\"vuo.shader\" shader=\"nogreeting.frag\"]\n", "nogreeting.frag:2:9", "in vec2 uv"},
       {"N [type=\"vuo.shader\" shader=\"endless.frag\"]\n", "endless.frag", "longer than"},
-      {"N [type=\"vuo.shader\" shader=\"plain.frag\"]\n", "input \"image\"", "needs a cable"},
-      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gian=\"1\"]\n", "node \"N\"",
-       "no input \"gian\""},
-      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gain=\"much\"]\n", "input \"gain\"",
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\"]\n", "test.vuo:2:1",
+       "input \"image\" needs a cable"},
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gian=\"1\"]\n", "test.vuo:2:42",
+       "did you mean \"gain\"?"},
+      {"N [type=\"vuo.shader\" shader=\"plain.frag\" _gain=\"much\"]\n", "test.vuo:2:42",
        "\"much\" is no number"},
-      {"N [type=\"vuo.image.file\" file=\"none.png\"]\n", "node \"N\"", "no file"},
-      {"N [type=\"vuo.image.file\" file=\"fake.png\"]\n", "node \"N\"", "no PNG"},
-      {"N [type=\"vuo.expression\" expression=\"1 + * 2\"]\n", "node \"N\"", "expression"},
-      {"N [type=\"vuo.expression\" expression=\"1, 2\"]\n", "node \"N\"", "several results"},
-      {sum, "node \"S\"", "\"x\" in the expression has neither a cable nor a value"},
-      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>a\"];\n", "port \"a\"", "has no type"},
-      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>|<a>\" _a_type=\"VuoReal\"];\n", "line 2",
-       "two ports with the name \"a\""},
-      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>\" _a_type=\"VuoNumber\"];\n", "port \"a\"",
-       "unknown type \"VuoNumber\""},
+      {"N [type=\"vuo.image.file\" file=\"none.png\"]\n", "test.vuo:2:31", "no file"},
+      {"N [type=\"vuo.image.file\" file=\"fake.png\"]\n", "test.vuo:2:31", "no PNG"},
+      {"N [type=\"vuo.expression\" expression=\"1 + * 2\"]\n", "test.vuo:2:37", "at position 4"},
+      {"N [type=\"vuo.expression\" expression=\"1, 2\"]\n", "test.vuo:2:37", "several results"},
+      {"N [type=\"vuo.expression\" expression=\"sine(x)\" _x=\"1\"]\n", "test.vuo:2:37",
+       "no function \"sine\"; did you mean \"sin\"?"},
+      {sum, "test.vuo:2:1", "\"x\" in the expression has neither a cable nor a value"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>a\"];\n", "test.vuo:2:32", "has no type"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>|<a>\" _a_type=\"VuoReal\"];\n",
+       "test.vuo:2:32", "port \"a\": there are two"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>\" _a_type=\"VuoRael\"];\n", "test.vuo:2:46",
+       "unknown type \"VuoRael\"; did you mean \"VuoReal\"?"},
+      {"PublishedInputs [type=\"vuo.in\" label=\"I|<a>\" _a_type=\"VuoReal\" _a=\"one\"];\n",
+       "test.vuo:2:64", "\"one\" is no number"},
       {inputs + std::string(outputs) + "PublishedInputs:color -> PublishedOutputs:out;\n",
-       "cable PublishedInputs:color -> PublishedOutputs:out", "VuoColor does not fit a VuoReal"},
-      {inputs + sum + "PublishedInputs:b -> S:x;\n", "cable PublishedInputs:b -> S:x",
-       "no output \"b\"; it has a, color"},
-      {inputs + sum + "PublishedInputs:a -> S:y;\n", "cable", "no input \"y\"; it has x"},
-      {inputs + sum + "PublishedInputs:a -> S;\n", "cable", "does not name a port"},
-      {inputs + sum + "PublishedInputs:a -> S:x;\nPublishedInputs:a -> S:x;\n", "cable",
+       "test.vuo:4:1", "VuoColor does not fit a VuoReal"},
+      {inputs + sum + "PublishedInputs:colour -> S:x;\n", "test.vuo:4:1",
+       "no output \"colour\"; it has a, color; did you mean \"color\"?"},
+      {inputs + sum + "PublishedInputs:a -> S:y;\n", "test.vuo:4:1", "no input \"y\"; it has x"},
+      {inputs + sum + "PublishedInputs:a -> S;\n", "test.vuo:4:1", "does not name a port"},
+      {inputs + sum + "PublishedInputs:a - S:x;\n", "test.vuo:4:19", "a cable is written"},
+      {inputs + sum + "PublishedInputs:a -> S:x;\nPublishedInputs:a -> S:x;\n", "test.vuo:5:1",
        "another cable brings data"},
-      {inputs + sum + "PublishedInputs:a -> S:x [event=yes];\n", "cable", "neither true nor false"},
+      {inputs + sum + "PublishedInputs:a -> S:x [event=yes];\n", "test.vuo:4:1",
+       "neither true nor false"},
       {"A [type=\"vuo.expression\" expression=\"x\"];\nB [type=\"vuo.expression\" "
        "expression=\"x\"];\nA:result -> B:x;\nB:result -> A:x;\n",
-       "A -> B -> A", "cycle"},
+       "test.vuo:2:1", "cycle: A -> B -> A"},
   };
   for (const auto& [body, where, what] : cases)
-    EXPECT_THAT(faultIn(body), AllOf(HasSubstr(at("test.vuo")), HasSubstr(where), HasSubstr(what)))
-        << body;
+    EXPECT_THAT(faultIn(body), AllOf(HasSubstr(at(where) + ": "), HasSubstr(what))) << body;
   EXPECT_THAT(faultOf([] { VuoCompiler().compileComposition("/nowhere/x.vuo", "/nowhere/x.bc"); }),
               HasSubstr("/nowhere/x.vuo: there is no such file"));
+}
+
+/// Not the first fault alone, and none that only follows from another. What hosts can't read, and
+/// what runs but does not do what was meant, is a warning.
+TEST_F(CompilerTest, ACheckTellsAllThatIsWrong) {
+  write("many.frag",
+        "#version 330 core\nout vec4 p;\nuniform float a[2];\nuniform mat4 m;\n"
+        "void main() { p = m * vec4(a[0]); }\n");
+  const auto check = [&](const std::string& text) {
+    write("test.vuo", text);
+    std::string found;
+    for (const auto& fault : brannow::checkComposition(at("test.vuo")))
+      found += descriptionOf(fault).substr(_folder.path.size() + 1) + "\n";
+    return found;
+  };
+  const std::string node =
+      "[type=\"vuo.shader\" shader=\"many.frag\" _width=\"1\" _height=\"1\"];\n";
+  EXPECT_EQ(
+      check("\xef\xbb\xbf"
+            "digraph G {\nA " +
+            node + "B " + node +
+            "C [type=\"vuo.expression\" expression=\"x + y\" _z=\"1\" _w=\"2\"];\n"
+            "A:image -> D:image;\nC:result -> A:gain;\n}\n"),
+      "test.vuo:1:1: the file begins with a byte order mark; save it as UTF-8 without one\n"
+      "test.vuo:4:45: node \"C\": input \"z\": there is no such input to give a value to\n"
+      "test.vuo:4:52: node \"C\": input \"w\": there is no such input to give a value to\n"
+      "test.vuo:5:12: node \"D\": is used but not declared with a \"type\"\n"
+      "many.frag:3:15: \"a\" is an array, which no port can carry\n"
+      "many.frag:4:14: \"m\" has the type mat4, which no port carries; take float, int, bool, "
+      "vec2, vec4 or sampler2D\n");
+  const std::string head = "PublishedInputs [type=\"vuo.in\" ";
+  EXPECT_EQ(
+      check("digraph G {\n" + head +
+            "label=\"I|<widht>|<title>\" _widht_type=\"VuoReal\" _title_type=\"VuoText\" "
+            "_title=\"two words\"];\n  " +
+            outputs +
+            "PublishedInputs:widht -> "
+            "PublishedOutputs:out;\n}\n"),
+      "test.vuo:2:58: warning: port \"widht\" is none that hosts know; did you mean "
+      "\"width\"?\n"
+      "test.vuo:2:1: warning: \"_title\" is cut at a space and reads as \"two\"; hosts read it "
+      "up to the first space, so write it without one\n"
+      "test.vuo:3:96: warning: output \"picture\" has no cable, so nothing ever comes out of "
+      "it; write NODE:PORT -> PublishedOutputs:picture\n"
+      "test.vuo:3:1: warning: PublishedOutputs is not read: its line begins with white space; "
+      "begin the line with the node's name\n");
+  EXPECT_EQ(check("digraph G {\n}\n"), "");
 }
 
 TEST_F(CompilerTest, HostileTextIsAFaultAndLeavesNothingBehind) {
@@ -247,7 +305,7 @@ TEST_F(CompilerTest, ShadersMadeToBreakACompilerAreFaults) {
   };
   for (const auto& [body, what] : cases) {
     write("x.frag", shaderHead + body);
-    EXPECT_THAT(faultIn(shaderNode), AllOf(HasSubstr("line 2: node \"N\""), HasSubstr(what)))
+    EXPECT_THAT(faultIn(shaderNode), AllOf(HasSubstr(at("x.frag:")), HasSubstr(what)))
         << body.substr(0, 60);
   }
   write("x.frag", "#version 330 core\n" + std::string("#define IN uniform float\n") +

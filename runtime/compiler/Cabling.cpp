@@ -87,6 +87,14 @@ const std::vector<int>& Cabling::find(const Ends& ends, const std::string& node,
   return indices->second;
 }
 
+void Cabling::requireSource(const CableStatement& statement) const {
+  find(_sources, statement.fromNode, statement.fromPort, "output");
+}
+
+void Cabling::requireTarget(const CableStatement& statement) const {
+  find(_targets, statement.toNode, statement.toPort, "input");
+}
+
 void Cabling::connect(const CableStatement& statement) {
   const int from = find(_sources, statement.fromNode, statement.fromPort, "output").front();
   const std::vector<int>& to = find(_targets, statement.toNode, statement.toPort, "input");

@@ -18,6 +18,9 @@ class Cabling {
   /// Adds one cable. Throws std::runtime_error when an end does not exist, the types do not fit or
   /// the input has its data already.
   void connect(const CableStatement& statement);
+  /// Throws std::runtime_error when that end does not exist.
+  void requireSource(const CableStatement& statement) const;
+  void requireTarget(const CableStatement& statement) const;
 
  private:
   struct End {

@@ -16,7 +16,7 @@ void forEachCable(std::vector<Port>& inputs, Function function) {
 }
 
 /// Walks upstream among the nodes that never became free, until one comes again.
-std::string cycleIn(Plan& plan, const std::vector<int>& waitingFor) {
+std::vector<int> cycleIn(Plan& plan, const std::vector<int>& waitingFor) {
   const auto blocked = [&](int node) { return waitingFor[node] > 0; };
   int node = 0;
   while (!blocked(node)) ++node;
@@ -34,11 +34,17 @@ std::string cycleIn(Plan& plan, const std::vector<int>& waitingFor) {
   std::reverse(path.begin(), path.end());
   std::rotate(path.begin(), std::min_element(path.begin(), path.end()), path.end());
 
+  return path;
+}
+
+[[noreturn]] void throwCycle(const Plan& plan, const std::vector<int>& path) {
   constexpr std::size_t mostNames = 16;
   std::string names;
   for (std::size_t i = 0; i < std::min(path.size(), mostNames); ++i)
     names += plan.nodes[path[i]].name + " -> ";
-  return names + (path.size() > mostNames ? "… -> " : "") + plan.nodes[path[0]].name;
+  const std::string& first = plan.nodes[path[0]].name;
+  throw CycleFault(first, "the cables form a cycle: " + names +
+                              (path.size() > mostNames ? "… -> " : "") + first);
 }
 
 std::vector<int> executionOrder(Plan& plan) {
@@ -61,8 +67,7 @@ std::vector<int> executionOrder(Plan& plan) {
     for (const int node : downstream[order.back()])
       if (--waitingFor[node] == 0) free.push(node);
   }
-  if (order.size() < count)
-    throw std::runtime_error("the cables form a cycle: " + cycleIn(plan, waitingFor));
+  if (order.size() < count) throwCycle(plan, cycleIn(plan, waitingFor));
   return order;
 }
 

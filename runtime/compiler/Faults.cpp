@@ -64,7 +64,9 @@ void Faults::addWarning(Place place, const std::string& what) {
 
 message::FaultList Faults::take() {
   std::stable_sort(_list.faults.begin(), _list.faults.end(), [](const auto& a, const auto& b) {
-    return std::tie(a.file, a.line, a.column) < std::tie(b.file, b.line, b.column);
+    const bool noColumn[] = {a.column == 0, b.column == 0};
+    return std::tie(a.file, a.line, noColumn[0], a.column) <
+           std::tie(b.file, b.line, noColumn[1], b.column);
   });
   return std::exchange(_list, {});
 }
@@ -73,7 +75,7 @@ std::optional<std::string> nearestOf(const std::string& written,
                                      const std::vector<std::string>& names) {
   constexpr std::size_t longest = 64, most = 1000;
   if (written.empty() || written.size() > longest) return std::nullopt;
-  std::size_t least = std::max<std::size_t>(written.size() / 3, 1) + 1;
+  std::size_t least = std::min(std::max<std::size_t>(written.size() / 3, 1) + 1, written.size());
   std::optional<std::string> nearest;
   for (std::size_t i = 0; i < std::min(names.size(), most); ++i) {
     if (names[i].size() > longest || names[i] == written) continue;

@@ -51,7 +51,7 @@ class Faults {
   }
 
   bool areErrors() const { return _errors > 0; }
-  /// The composition's own first, each file's by their places.
+  /// The composition's own first, each file's by their lines.
   message::FaultList take();
 
  private:

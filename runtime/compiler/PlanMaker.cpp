@@ -57,7 +57,11 @@ class PlanMaker {
     if (_faults.areErrors()) return {};
     warnOfOpenOutputs();
     warnOfNearNames();
-    _faults.about({}, "", [&] { orderNodes(_plan); });
+    try {
+      orderNodes(_plan);
+    } catch (const CycleFault& fault) {
+      _faults.add(placeOfNode(fault.node), fault.what());
+    }
     return std::move(_plan);
   }
 
@@ -75,12 +79,16 @@ class PlanMaker {
     if (!isRight) _wrongNodes.insert(statement.name);
   }
 
-  /// What ends at a node that is wrong itself is left alone.
+  /// Of a cable to or from a node that is wrong itself, only the other end is looked at.
   void connect(Cabling& cabling, const CableStatement& cable) {
-    if (_wrongNodes.contains(cable.fromNode) || _wrongNodes.contains(cable.toNode))
-      _isCut.insert(cable.toNode);
-    else if (!_faults.about(cable.place, titleOf(cable), [&] { cabling.connect(cable); }))
-      _isCut.insert(cable.toNode);
+    const bool hasSource = !_wrongNodes.contains(cable.fromNode);
+    const bool hasTarget = !_wrongNodes.contains(cable.toNode);
+    const bool isRight = _faults.about(cable.place, titleOf(cable), [&] {
+      if (hasSource && hasTarget) return cabling.connect(cable);
+      if (hasSource) cabling.requireSource(cable);
+      if (hasTarget) cabling.requireTarget(cable);
+    });
+    if (!isRight || !hasSource || !hasTarget) _isCut.insert(cable.toNode);
   }
 
   void settleInputs() {

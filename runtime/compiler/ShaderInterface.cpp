@@ -28,13 +28,14 @@ FaultAt faultOf(const std::string& source, const std::string& line) {
   return {number > 0 ? placeOf(source, word, number) : Place{}, what};
 }
 
-/// What the checker calls errors, without its count of them.
+/// What the checker calls errors, without what it says of itself.
 std::vector<FaultAt> faultsIn(const std::string& log, const std::string& source) {
   const std::string mark = "ERROR: ";
   std::vector<FaultAt> faults;
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);)
-    if (line.starts_with(mark) && line.find("No code generated") == line.npos)
+    if (line.starts_with(mark) && line.find("No code generated") == line.npos &&
+        line.find("compilation terminated") == line.npos)
       faults.push_back(faultOf(source, line.substr(mark.size())));
   if (faults.empty()) faults.push_back({{}, "the shader can't be compiled"});
   return faults;
