@@ -260,6 +260,9 @@ bool VuoRunner::canRun(const std::string&) {
   return !theScript.refusesArtefacts;
 }
 
+std::vector<brannow::CompositionFault> VuoCompiler::faultsOf(const std::string&) {
+  return {};
+}
 VuoCompiler::VuoCompiler() = default;
 VuoCompiler::~VuoCompiler() = default;
 
