@@ -7,7 +7,6 @@
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/SystemLog.h"
-#include "platform/system/WithMemory.h"
 #include "scene/Guarded.h"
 
 namespace {
@@ -42,11 +41,15 @@ void VuoGLScene::State::RunnerContact::runnerDelegateLostContactWithComposition(
 }
 
 void VuoGLScene::State::RunnerContact::cameUp() {
-  if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) platform::withMemory([&] { tellRunning(); });
+  if ((_progress.fetch_or(kCameUp) & kInstalled) != 0) isRunning();
 }
 
 void VuoGLScene::State::RunnerContact::installed() {
-  if ((_progress.fetch_or(kInstalled) & kCameUp) != 0) tellRunning();
+  if ((_progress.fetch_or(kInstalled) & kCameUp) != 0) isRunning();
+}
+
+void VuoGLScene::State::RunnerContact::isRunning() {
+  if (const auto ours = _scene.lock()) ours->_state->_setRunning(load);
 }
 
 void VuoGLScene::State::RunnerContact::isOverdue(std::chrono::nanoseconds waited) {
@@ -60,7 +63,7 @@ void VuoGLScene::State::RunnerContact::isOverdue(std::chrono::nanoseconds waited
 }
 
 void VuoGLScene::State::RunnerContact::hasCaughtUp() {
-  platform::withMemory([&] { tellRunning(); });
+  if (_progress == (kCameUp | kInstalled)) isRunning();
 }
 
 void VuoGLScene::State::RunnerContact::tellRunning(std::string message) {

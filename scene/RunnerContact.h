@@ -35,7 +35,8 @@ class VuoGLScene::State::RunnerContact : public VuoGLSceneProtocol,
 
  private:
   static constexpr unsigned kCameUp = 1, kInstalled = 2;
-  void tellRunning(std::string message = "");
+  void isRunning();
+  void tellRunning(std::string message);
 
   const std::weak_ptr<VuoGLScene> _scene;
   const std::weak_ptr<VuoRunner> _runner;

@@ -125,7 +125,37 @@ void VuoGLScene::State::_setStatus(VuoSceneStatus newStatus, std::uint64_t load)
     }
     if (statusesToTell.empty()) return;
   }
-  // Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
+  _tellStatusSoon();
+}
+
+/// The composition of that load has come up, or gets on again. Its runner may be waited for by who
+/// has no memory: only telling needs some, and what can't be told now is told with the next status.
+void VuoGLScene::State::_setRunning(std::uint64_t load) {
+  constexpr const char* kName = "-[VuoGLScene status]";
+  {
+    platform::LockGuard hold(statusLock);
+    if (load < statusLoad) return;
+    statusLoad = load;
+    if (status.state == VuoSceneStatus::State::Running && status.message.empty()) return;
+    status.state = VuoSceneStatus::State::Running;
+    status.message.clear();
+  }
+  bool isNoted = false;
+  const auto tell = [&] {
+    if (!isNoted) _noteStatusToTell();
+    isNoted = true;
+    _tellStatusSoon();
+  };
+  if (!guarded(kName, tell)) guarded(kName, tell);
+}
+
+void VuoGLScene::State::_noteStatusToTell() {
+  platform::LockGuard hold(statusLock);
+  if (!deleted) statusesToTell.push_back(statusHandler ? std::optional(status) : std::nullopt);
+}
+
+/// Without the lock, for which the main queue's thread would have to wait as soon as it wakes up.
+void VuoGLScene::State::_tellStatusSoon() {
   platform::MainQueue::shared().async([weak = scene.weak_from_this()] {
     if (const auto alive = weak.lock()) alive->_state->_tellStatus();
   });

@@ -37,6 +37,9 @@ struct VuoGLScene::State {
   void appTerminateNotification();
   void _unloadForGood() EXCLUDES(runnerLock);
   void _setStatus(VuoSceneStatus newStatus, std::uint64_t load) EXCLUDES(statusLock);
+  void _setRunning(std::uint64_t load) EXCLUDES(statusLock);
+  void _noteStatusToTell() EXCLUDES(statusLock);
+  void _tellStatusSoon();
   void _tellStatus() EXCLUDES(statusLock);
 
   // --- a load: the file, the cache's answer, the runner; and how a runner goes
