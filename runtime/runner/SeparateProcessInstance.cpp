@@ -81,9 +81,11 @@ void SeparateProcessInstance::startThread() {
   if (_stopping) return;
   try {
     _thread = std::thread(&SeparateProcessInstance::live, this);
-  } catch (const std::system_error& fault) {
+  } catch (const std::exception& fault) {
     _gone = true;
-    _listener.contactLost(std::string("There is no thread left for the player: ") + fault.what());
+    _listener.contactLost(platform::orNothing([&] {
+      return std::string("There is no thread left for the player: ") + fault.what();
+    }));
   }
 }
 
