@@ -59,6 +59,9 @@ void makeThread() {
   } catch (const std::system_error& fault) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     throw std::runtime_error(std::string("There is no thread left: ") + fault.what());
+  } catch (...) {
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    throw;
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
