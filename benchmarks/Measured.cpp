@@ -6,9 +6,10 @@
 #include <cstdio>
 #include <memory>
 
+#include "platform/system/JsonOwner.h"
+
 void print(const Row& row, const Figures& figures) {
-  const std::unique_ptr<json_object, decltype(&json_object_put)> line(json_object_new_object(),
-                                                                      json_object_put);
+  const platform::JsonOwner line(json_object_new_object());
   const auto add = [&](const char* key, json_object* value) {
     json_object_object_add(line.get(), key, value);
   };

@@ -24,11 +24,11 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
 
 Process::Process(const std::vector<std::string>& command,
                  const std::vector<std::string>& settings) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
+  int ends[2], itsInput[2];
+  if (pipe2(ends, O_CLOEXEC) != 0 || pipe2(itsInput, O_CLOEXEC) != 0) std::abort();
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, itsInput[0], STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
 
@@ -43,14 +43,21 @@ Process::Process(const std::vector<std::string>& command,
   }
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
+  close(itsInput[0]);
   _output = ends[0];
+  _input = itsInput[1];
 }
 
 Process::~Process() {
+  close(_input);
   close(_output);
   if (_pid < 0) return;
   kill(_pid, SIGKILL);
   wait();
+}
+
+void Process::write(char byte) {
+  if (::write(_input, &byte, 1) != 1) std::abort();
 }
 
 bool Process::read(void* bytes, std::size_t count) {

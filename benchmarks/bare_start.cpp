@@ -1,5 +1,6 @@
-// The limit for a start in a process of its own: a program that draws one frame with nothing but
-// OpenGL, says so and ends.  bench-bare-start SHADER WIDTH HEIGHT
+// The limit for a process of its own: a program that draws one frame with nothing but OpenGL and
+// says so, and does the same again for each byte that comes on its standard input.
+//   bench-bare-start SHADER WIDTH HEIGHT
 #include <unistd.h>
 
 #include <cstdlib>
@@ -13,6 +14,7 @@ int main(int count, char** arguments) {
   if (!root) return 1;
   BareLoop bare(*root, textOf(arguments[1]), std::atoi(arguments[2]), std::atoi(arguments[3]));
   bare.drawAndCarry(1);
-  const bool told = ::write(STDOUT_FILENO, "!", 1) == 1;
-  _exit(told ? 0 : 1);
+  char asked;
+  while (::write(STDOUT_FILENO, "!", 1) == 1 && ::read(STDIN_FILENO, &asked, 1) == 1) bare.draw(1);
+  _exit(0);
 }

@@ -15,6 +15,7 @@
 #include "Brannow/MainQueue.h"
 #include "benchmarks/BareLoop.h"
 #include "benchmarks/Measured.h"
+#include "benchmarks/Process.h"
 #include "benchmarks/Session.h"
 #include "runtime/VuoSharing.h"
 
@@ -42,8 +43,11 @@ int parentOf(const fs::path& folder) {
 /// This process and those that it has started.
 std::vector<std::string> processFolders() {
   std::vector<std::string> folders{"/proc/self"};
-  for (const auto& entry : fs::directory_iterator("/proc"))
-    if (parentOf(entry.path()) == getpid()) folders.push_back(entry.path());
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename();
+    const bool isProcess = name.find_first_not_of("0123456789") == name.npos;
+    if (isProcess && parentOf(entry.path()) == getpid()) folders.push_back(entry.path());
+  }
   return folders;
 }
 
@@ -126,6 +130,44 @@ Subject bareLoops(const Session& session, int count, Size size, bool carried) {
                 });
 }
 
+/// The least that pictures can cost which are drawn where nobody who waits can be held: each loop
+/// has a thread or a process, which is asked for each frame. No picture is brought anywhere.
+Subject askedLoops(const Session& session, int count, Size size, bool newProcess) {
+  const std::string name = std::to_string(count) + " bare loops, each asked in a ";
+  const std::string shader = benchComposition("waves.frag");
+  if (newProcess) {
+    const auto processes = std::make_shared<std::vector<std::unique_ptr<Process>>>();
+    const auto await = [](Process& process) {
+      char drawn;
+      if (!process.read(&drawn, 1)) std::abort();
+    };
+    for (int i = 0; i < count; ++i) {
+      processes->push_back(std::make_unique<Process>(std::vector<std::string>{
+          fs::read_symlink("/proc/self/exe").parent_path() / "bench-bare-start", shader,
+          std::to_string(size.width), std::to_string(size.height)}));
+      await(*processes->back());
+    }
+    return inTurn(name + "process", count, [=] {
+      for (const auto& process : *processes) {
+        process->write('?');
+        await(*process);
+      }
+    });
+  }
+  struct Loop {
+    Loop(const Session& session, const std::string& shader, Size size)
+        : bare(session.context(), shader, size.width, size.height), asked(bare) {}
+    BareLoop bare;
+    AskedBareLoop asked;
+  };
+  const auto loops = std::make_shared<std::vector<std::unique_ptr<Loop>>>();
+  for (int i = 0; i < count; ++i)
+    loops->push_back(std::make_unique<Loop>(session, textOf(shader), size));
+  return inTurn(name + "thread", count, [=] {
+    for (const auto& loop : *loops) loop->asked.draw(1);
+  });
+}
+
 void costOfFrames(const Session& session, bool newProcess) {
   std::map<int, Scenes> scenes;
   std::vector<Subject> subjects;
@@ -138,8 +180,15 @@ void costOfFrames(const Session& session, bool newProcess) {
   for (const int count : {64, 1}) subjects.push_back(bareLoops(session, count, kSmall, false));
   subjects[4].mostTimes = 1.25;
   if (newProcess) subjects.push_back(bareLoops(session, 64, kSmall, true));
+  subjects.push_back(askedLoops(session, 64, kSmall, newProcess));
   compare({"frame of one of many scenes at " + kSmall.text() + ", " + mode(newProcess), "ms"},
           subjects, kRounds);
+  Subject bare = bareLoops(session, 64, kSmall, false);
+  bare.mostTimes = 1.25;
+  compare({"frame of one of 64 scenes at " + kSmall.text() +
+               ", asked first and taken afterwards, " + mode(newProcess),
+           "ms"},
+          {inTurn("64 scenes", 64, [&all = scenes[64]] { askAllThenTake(all); }), bare}, kRounds);
 }
 
 /// What a host gains that asks all its layers before it takes the first picture.

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "platform/system/JsonOwner.h"
 
-using Json = std::unique_ptr<json_object, decltype(&json_object_put)>;
+namespace {
 
 struct Spread {
   double low, median, high;  ///< the quartiles
@@ -122,8 +122,8 @@ std::string line(const Row& row, const Subject& subject) {
               target);
 }
 
-Json jsonOf(const Row& row, const Subject& subject) {
-  Json object(json_object_new_object(), json_object_put);
+platform::JsonOwner jsonOf(const Row& row, const Subject& subject) {
+  platform::JsonOwner object(json_object_new_object());
   const auto number = [&](const char* key, std::optional<double> value) {
     if (value) json_object_object_add(object.get(), key, json_object_new_double(*value));
   };
@@ -149,7 +149,7 @@ Json jsonOf(const Row& row, const Subject& subject) {
 }
 
 bool writeJson(const std::vector<Row>& rows, const char* file) {
-  const Json all(json_object_new_array(), json_object_put);
+  const platform::JsonOwner all(json_object_new_array());
   for (const Row& row : rows)
     for (const Subject& subject : row.subjects)
       json_object_array_add(all.get(), jsonOf(row, subject).release());
@@ -161,7 +161,7 @@ bool writeJson(const std::vector<Row>& rows, const char* file) {
 int main(int count, char** arguments) {
   std::vector<Row> rows;
   for (std::string text; std::getline(std::cin, text);) {
-    const Json object(json_tokener_parse(text.c_str()), json_object_put);
+    const platform::JsonOwner object(json_tokener_parse(text.c_str()));
     if (object) add(rows, object.get());
   }
   std::cout << line("", "median", "quartiles", "ratio", "target");

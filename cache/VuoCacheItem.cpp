@@ -2,13 +2,11 @@
 
 #include <charconv>
 #include <cstdio>
-#include <functional>
 
 #include "platform/system/Bundle.h"
 #include "platform/system/FileSystem.h"
-#include "platform/system/Mutex.h"
+#include "platform/system/LockedValues.h"
 #include "platform/system/PropertyList.h"
-#include "platform/system/SpinLock.h"
 #include "platform/system/WithMemory.h"
 
 namespace {
@@ -63,71 +61,55 @@ bool exists(const VuoCacheItem::Text& path) {
   return platform::itemExists(*path);
 }
 
+struct Values {
+  VuoCacheItem::Text vuoFilePath;
+  VuoCacheItem::Date modDate;
+  VuoCacheItem::Text cachedDylibPath;
+  VuoCacheItem::Text cachedExePath;
+  VuoCacheItem::Text appPathWhenExeCompiled;
+};
+
 }  // namespace
 
-struct VuoCacheItem::Fields {
-  struct Values {
-    Text vuoFilePath;
-    Date modDate;
-    Text cachedDylibPath;
-    Text cachedExePath;
-    Text appPathWhenExeCompiled;
-  };
-
-  template <class Field>
-  Field read(Field Values::*field) const {
-    platform::LockGuard hold(lock);
-    return std::invoke(field, values);
-  }
-  template <class Field>
-  void write(Field Values::*field, std::type_identity_t<Field> value) {
-    platform::LockGuard hold(lock);
-    // The old value goes after the lock has been released.
-    std::swap(std::invoke(field, values), value);
-  }
-
-  // Held for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock lock;
-  Values values GUARDED_BY(lock);
-};
+struct VuoCacheItem::Fields : platform::LockedValues<Values> {};
 
 VuoCacheItem::VuoCacheItem() : _fields(std::make_unique<Fields>()) {}
 
 VuoCacheItem::~VuoCacheItem() = default;
 
 VuoCacheItem::Text VuoCacheItem::vuoFilePath() const {
-  return _fields->read(&Fields::Values::vuoFilePath);
+  return _fields->read(&Values::vuoFilePath);
 }
 void VuoCacheItem::setVuoFilePath(Text path) {
-  _fields->write(&Fields::Values::vuoFilePath, std::move(path));
+  _fields->write(&Values::vuoFilePath, std::move(path));
 }
 
 VuoCacheItem::Date VuoCacheItem::modDate() const {
-  return _fields->read(&Fields::Values::modDate);
+  return _fields->read(&Values::modDate);
 }
 void VuoCacheItem::setModDate(Date date) {
-  _fields->write(&Fields::Values::modDate, date);
+  _fields->write(&Values::modDate, date);
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedDylibPath() const {
-  return _fields->read(&Fields::Values::cachedDylibPath);
+  return _fields->read(&Values::cachedDylibPath);
 }
 void VuoCacheItem::setCachedDylibPath(Text path) {
-  _fields->write(&Fields::Values::cachedDylibPath, std::move(path));
+  _fields->write(&Values::cachedDylibPath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::cachedExePath() const {
-  return _fields->read(&Fields::Values::cachedExePath);
+  return _fields->read(&Values::cachedExePath);
 }
 void VuoCacheItem::setCachedExePath(Text path) {
-  _fields->write(&Fields::Values::cachedExePath, std::move(path));
+  _fields->write(&Values::cachedExePath, std::move(path));
 }
 
 VuoCacheItem::Text VuoCacheItem::appPathWhenExeCompiled() const {
-  return _fields->read(&Fields::Values::appPathWhenExeCompiled);
+  return _fields->read(&Values::appPathWhenExeCompiled);
 }
 void VuoCacheItem::setAppPathWhenExeCompiled(Text path) {
-  _fields->write(&Fields::Values::appPathWhenExeCompiled, std::move(path));
+  _fields->write(&Values::appPathWhenExeCompiled, std::move(path));
 }
 
 std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text cachedDylib,
@@ -135,9 +117,11 @@ std::shared_ptr<VuoCacheItem> VuoCacheItem::initWithVuoFile(Text vuoFile, Text c
                                                             Text appPathWhenCompiled) {
   auto item = platform::orNothing([] { return std::make_shared<VuoCacheItem>(); });
   if (!item) return nullptr;
-  platform::LockGuard hold(item->_fields->lock);
-  item->_fields->values = {std::move(vuoFile), modDate, std::move(cachedDylib),
-                           std::move(cachedExe), std::move(appPathWhenCompiled)};
+  item->setVuoFilePath(std::move(vuoFile));
+  item->setModDate(modDate);
+  item->setCachedDylibPath(std::move(cachedDylib));
+  item->setCachedExePath(std::move(cachedExe));
+  item->setAppPathWhenExeCompiled(std::move(appPathWhenCompiled));
   return item;
 }
 

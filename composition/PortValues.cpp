@@ -1,5 +1,7 @@
 #include "composition/PortValues.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -77,18 +79,24 @@ Value pointFrom(const std::string& text, const LineAttributes& attributes, const
   return parts ? shared(ZQVuoPoint{(*parts)[0], (*parts)[1]}) : nullptr;
 }
 
+constexpr std::pair<const char*, ZQVuoPortType> kTypes[] = {
+    {"VuoImage", ZQVuoPortType_Image},     {"VuoReal", ZQVuoPortType_Real},
+    {"VuoInteger", ZQVuoPortType_Integer}, {"VuoColor", ZQVuoPortType_Color},
+    {"VuoBoolean", ZQVuoPortType_Boolean}, {"VuoPoint2d", ZQVuoPortType_Point2D},
+    {"VuoText", ZQVuoPortType_Text}};
+
 }  // namespace
 
 ZQVuoPortType portTypeNamed(std::string_view typeName) {
-  constexpr std::pair<std::string_view, ZQVuoPortType> kTypes[] = {
-      {"VuoImage", ZQVuoPortType_Image},     {"VuoReal", ZQVuoPortType_Real},
-      {"VuoInteger", ZQVuoPortType_Integer}, {"VuoColor", ZQVuoPortType_Color},
-      {"VuoBoolean", ZQVuoPortType_Boolean}, {"VuoPoint2d", ZQVuoPortType_Point2D},
-      {"VuoText", ZQVuoPortType_Text}};
-  for (const auto& [name, type] : kTypes) {
-    if (name == typeName) return type;
-  }
-  return ZQVuoPortType_Undefined;
+  const auto* const found = std::ranges::find(
+      kTypes, typeName, [](const auto& named) { return std::string_view(named.first); });
+  return found != std::end(kTypes) ? found->second : ZQVuoPortType_Undefined;
+}
+
+const char* nameOfPortType(ZQVuoPortType type) {
+  const auto* const found =
+      std::ranges::find(kTypes, type, [](const auto& named) { return named.second; });
+  return found != std::end(kTypes) ? found->first : nullptr;
 }
 
 const char* fillPortValues(ZQVuoCompositionPort& port, const LineAttributes& attributes) {

@@ -1,11 +1,9 @@
 #include "Brannow/ZQVuoCompositionPort.h"
 
 #include <atomic>
-#include <functional>
 #include <utility>
 
-#include "platform/system/Mutex.h"
-#include "platform/system/SpinLock.h"
+#include "platform/system/LockedValues.h"
 #include "platform/system/WithMemory.h"
 
 /// A port's fields are the port itself, in one piece of memory: a file may publish thousands.
@@ -19,23 +17,9 @@ struct ZQVuoCompositionPort::Fields : ZQVuoCompositionPort {
     std::optional<double> stepVal;
   };
 
-  template <class Field>
-  Field read(Field Values::*field) const {
-    platform::LockGuard hold(valueLock);
-    return std::invoke(field, values);
-  }
-  template <class Field>
-  void write(Field Values::*field, std::type_identity_t<Field> value) {
-    platform::LockGuard hold(valueLock);
-    // The old value goes after the lock has been released.
-    std::swap(std::invoke(field, values), value);
-  }
-
   const std::string portName;
   const ZQVuoPortType portType;
-  // Held for the length of one copy; nothing is taken under it.
-  mutable platform::SpinLock valueLock;
-  Values values GUARDED_BY(valueLock);
+  platform::LockedValues<Values> values;
   std::atomic<bool> wantsUI{false};
 };
 
@@ -64,32 +48,32 @@ ZQVuoPortType ZQVuoCompositionPort::portType() const {
   return fields().portType;
 }
 std::optional<double> ZQVuoCompositionPort::minVal() const {
-  return fields().read(&Fields::Values::minVal);
+  return fields().values.read(&Fields::Values::minVal);
 }
 std::optional<double> ZQVuoCompositionPort::maxVal() const {
-  return fields().read(&Fields::Values::maxVal);
+  return fields().values.read(&Fields::Values::maxVal);
 }
 ZQVuoCompositionPort::Value ZQVuoCompositionPort::defaultVal() const {
-  return fields().read(&Fields::Values::defaultVal);
+  return fields().values.read(&Fields::Values::defaultVal);
 }
 std::optional<double> ZQVuoCompositionPort::stepVal() const {
-  return fields().read(&Fields::Values::stepVal);
+  return fields().values.read(&Fields::Values::stepVal);
 }
 bool ZQVuoCompositionPort::wantsUI() const {
   return fields().wantsUI.load(std::memory_order_relaxed);
 }
 
 void ZQVuoCompositionPort::setMinVal(std::optional<double> minVal) {
-  fields().write(&Fields::Values::minVal, minVal);
+  fields().values.write(&Fields::Values::minVal, minVal);
 }
 void ZQVuoCompositionPort::setMaxVal(std::optional<double> maxVal) {
-  fields().write(&Fields::Values::maxVal, maxVal);
+  fields().values.write(&Fields::Values::maxVal, maxVal);
 }
 void ZQVuoCompositionPort::setDefaultVal(Value defaultVal) {
-  fields().write(&Fields::Values::defaultVal, std::move(defaultVal));
+  fields().values.write(&Fields::Values::defaultVal, std::move(defaultVal));
 }
 void ZQVuoCompositionPort::setStepVal(std::optional<double> stepVal) {
-  fields().write(&Fields::Values::stepVal, stepVal);
+  fields().values.write(&Fields::Values::stepVal, stepVal);
 }
 void ZQVuoCompositionPort::setWantsUI(bool wantsUI) {
   fields().wantsUI.store(wantsUI, std::memory_order_relaxed);

@@ -7,8 +7,9 @@
 #include <string>
 
 #include "Brannow/VuoCache.h"
-#include "host/Files.h"
 #include "host/HostSession.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/JsonOwner.h"
 
 namespace {
 
@@ -32,16 +33,18 @@ struct Row {
 };
 
 void printJson(const Row& row) {
-  json_object* line = json_object_new_object();
-  json_object_object_add(line, "kind", json_object_new_string(row.kind.c_str()));
-  json_object_object_add(line, "composition", json_object_new_string(row.composition.c_str()));
-  json_object_object_add(line, "artefact", json_object_new_string(row.artefact.c_str()));
-  json_object_object_add(line, "fresh", json_object_new_boolean(row.fresh));
-  json_object_object_add(line, "valid", json_object_new_boolean(row.valid));
+  const platform::JsonOwner line(json_object_new_object());
+  const auto add = [&line](const char* key, json_object* value) {
+    json_object_object_add(line.get(), key, value);
+  };
+  add("kind", json_object_new_string(row.kind.c_str()));
+  add("composition", json_object_new_string(row.composition.c_str()));
+  add("artefact", json_object_new_string(row.artefact.c_str()));
+  add("fresh", json_object_new_boolean(row.fresh));
+  add("valid", json_object_new_boolean(row.valid));
   std::cout << json_object_to_json_string_ext(
-                   line, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE)
+                   line.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE)
             << "\n";
-  json_object_put(line);
 }
 
 void printRow(const Row& row) {
@@ -63,10 +66,10 @@ int listCache(const std::string& cacheFolder, bool json) {
 int clearCache(const std::string& cacheFolder) {
   const LogSilencer silencer;
   const std::string folder = VuoCache::folderForSavePath(cacheFolder);
-  const bool existed = isFolder(folder);
+  const bool existed = platform::isFolder(folder);
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);
   VuoCache::clearCache();
-  if (fileExists(folder)) {
+  if (platform::itemExists(folder)) {
     std::cerr << "brannow: can't move " << folder << " away\n";
     return 1;
   }

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/ShortestDigits.h"
+#include "platform/system/JsonOwner.h"
 
 namespace {
 
@@ -98,14 +99,11 @@ json_object* roles(const ZQVuoComposition& composition) {
   return object;
 }
 
-/// The text of `object`, which is given up.
-std::string textOf(json_object* object) {
+std::string textOf(const platform::JsonOwner& object) {
   std::size_t length = 0;
   const char* text = json_object_to_json_string_length(
-      object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
-  std::string result(text, length);
-  json_object_put(object);
-  return result;
+      object.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
+  return {text, length};
 }
 
 /// One object at a time: a tree of all ports would take many times the room of its text.
@@ -114,7 +112,7 @@ std::string listOf(const Entries& entries, ToJson toJson) {
   std::string list;
   for (const auto& entry : entries) {
     list += list.empty() ? "[" : ",";
-    list += textOf(toJson(entry));
+    list += textOf(platform::JsonOwner(toJson(entry)));
   }
   return list.empty() ? "[]" : list + "]";
 }
@@ -122,11 +120,11 @@ std::string listOf(const Entries& entries, ToJson toJson) {
 }  // namespace
 
 std::string describeJson(const ZQVuoComposition& composition) {
-  json_object* object = json_object_new_object();
-  json_object_object_add(object, "path", json(composition.path()));
-  json_object_object_add(object, "fileName", json(composition.fileName()));
-  json_object_object_add(object, "protocol", json(composition.protocol()));
-  json_object_object_add(object, "roles", roles(composition));
+  const platform::JsonOwner object(json_object_new_object());
+  json_object_object_add(object.get(), "path", json(composition.path()));
+  json_object_object_add(object.get(), "fileName", json(composition.fileName()));
+  json_object_object_add(object.get(), "protocol", json(composition.protocol()));
+  json_object_object_add(object.get(), "roles", roles(composition));
   std::string line = textOf(object);
   line.pop_back();  // the lists go in front of the closing brace
   const auto portJson = [](const ZQVuoComposition::Port& port) { return json(*port); };

@@ -1,7 +1,8 @@
 #include "host/FrameRate.h"
 
-#include <charconv>
 #include <numeric>
+
+#include "host/NumberFromText.h"
 
 namespace {
 
@@ -10,11 +11,8 @@ constexpr std::int64_t kMost = 1'000'000'000'000'000;
 constexpr std::size_t kMostDecimals = 9;
 
 std::optional<std::int64_t> wholeNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const auto end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  const bool isWhole = result.ec == std::errc() && result.ptr == end;
-  return isWhole && number >= 0 && number <= kMost ? std::optional(number) : std::nullopt;
+  const auto number = numberFromText<std::int64_t>(text);
+  return number && *number >= 0 && *number <= kMost ? number : std::nullopt;
 }
 
 /// "29.97" as 2997 hundredths.

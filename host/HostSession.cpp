@@ -12,7 +12,7 @@
 #include "Brannow/Log.h"
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
-#include "host/Files.h"
+#include "platform/system/FileSystem.h"
 
 LogSilencer::LogSilencer() {
   brannow::setLogSink([](const std::string&) {});
@@ -75,5 +75,5 @@ std::string pathForCache(const std::string& file) {
 std::string defaultCacheFolder() {
   const char* folder = std::getenv("XDG_CACHE_HOME");
   if (folder && *folder == '/') return std::string(folder) + "/brannow";
-  return withHomeFolder("~/.cache/brannow");
+  return platform::expandTilde("~/.cache/brannow");
 }

@@ -1,10 +1,9 @@
 #include "host/Picture.h"
 
-#include <png.h>
-
 #include <string_view>
 
-#include "host/Files.h"
+#include "platform/system/FileSystem.h"
+#include "platform/system/PngImage.h"
 
 namespace host {
 namespace {
@@ -14,20 +13,12 @@ constexpr std::size_t kLongestSide = 16384;
 constexpr std::size_t kBytesPerPixel = 4;
 constexpr std::size_t kLargestFile = std::size_t{1} << 30;
 
-/// libpng's record of one picture, freed whichever way its user leaves.
-struct PngImage : png_image {
-  PngImage() : png_image{} { version = PNG_IMAGE_VERSION; }
-  ~PngImage() { png_image_free(this); }
-  PngImage(const PngImage&) = delete;
-  PngImage& operator=(const PngImage&) = delete;
-};
-
 bool isReasonable(std::size_t width, std::size_t height) {
   return width > 0 && width <= kLongestSide && height > 0 && height <= kLongestSide;
 }
 
 /// The PNG file's bytes; empty on failure, with libpng's message in the image.
-std::string encoded(const ZQPixels& pixels, PngImage& image) {
+std::string encoded(const ZQPixels& pixels, platform::PngImage& image) {
   image.width = static_cast<png_uint_32>(pixels.width);
   image.height = static_cast<png_uint_32>(pixels.height);
   image.format = PNG_FORMAT_RGBA;
@@ -42,13 +33,13 @@ std::string encoded(const ZQPixels& pixels, PngImage& image) {
 }  // namespace
 
 std::optional<ZQPixels> readPicture(const std::string& path, std::string& error) {
-  std::string reason;
-  const auto file = wholeFile(path, kLargestFile, reason);
+  platform::ReadFailure failure;
+  const auto file = platform::readFile(path, kLargestFile, &failure);
   if (!file) {
-    error = path + ": can't be read as a PNG picture: " + reason;
+    error = path + ": can't be read as a PNG picture: " + failure.text;
     return std::nullopt;
   }
-  PngImage image;
+  platform::PngImage image;
   if (!png_image_begin_read_from_memory(&image, file->data(), file->size())) {
     error = path + ": can't be read as a PNG picture: " + image.message;
     return std::nullopt;
@@ -58,10 +49,9 @@ std::optional<ZQPixels> readPicture(const std::string& path, std::string& error)
         path + ": the picture is larger than " + std::to_string(kLongestSide) + " pixels a side";
     return std::nullopt;
   }
-  image.format = PNG_FORMAT_RGBA;
   ZQPixels pixels{image.width, image.height, {}};
   pixels.rgba.resize(pixels.width * pixels.height * kBytesPerPixel);
-  if (!png_image_finish_read(&image, nullptr, pixels.rgba.data(), 0, nullptr)) {
+  if (!image.readPixels(pixels.rgba.data(), false)) {
     error = path + ": the PNG picture is damaged: " + image.message;
     return std::nullopt;
   }
@@ -74,14 +64,14 @@ bool writePicture(const ZQPixels& pixels, const std::string& path, std::string& 
     error = path + ": there is no picture to write";
     return false;
   }
-  PngImage image;
+  platform::PngImage image;
   const std::string file = encoded(pixels, image);
   if (file.empty()) {
     error = path + ": the picture can't be encoded: " + image.message;
     return false;
   }
   std::string reason;
-  if (writeWholeFile(path, file, reason)) return true;
+  if (platform::writeFileAtomically(path, file, &reason)) return true;
   error = path + ": " + reason;
   return false;
 }

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include "host/Files.h"
 #include "host/FramePattern.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -61,13 +61,13 @@ bool isPictureName(const std::string& name) {
 }
 
 std::vector<std::string> picturesNamed(const std::string& input) {
-  if (isFolder(input)) return picturesIn(input);
+  if (platform::isFolder(input)) return picturesIn(input);
   if (!hasFrameNumber(input)) return {input};
   std::vector<std::string> files;
-  int number = fileExists(frameFile(input, 0, 1)) ? 0 : 1;
+  int number = platform::itemExists(frameFile(input, 0, 1)) ? 0 : 1;
   for (;; ++number) {
     const std::string file = frameFile(input, number, 1);
-    if (!fileExists(file)) return files;
+    if (!platform::itemExists(file)) return files;
     files.push_back(file);
   }
 }

@@ -1,8 +1,7 @@
 #include "host/PixelSize.h"
 
-#include <charconv>
-
 #include "host/Failure.h"
+#include "host/NumberFromText.h"
 #include "host/ShortestDigits.h"
 
 namespace {
@@ -10,11 +9,8 @@ namespace {
 /// 0 when the text is no sensible number of pixels.
 int pixelsFrom(const std::string& text) {
   constexpr int kMost = 1'000'000;  // what can be drawn is for the driver to say
-  int pixels = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, pixels);
-  const bool isWhole = result.ec == std::errc() && result.ptr == end;
-  return isWhole && pixels > 0 && pixels <= kMost ? pixels : 0;
+  const int pixels = numberFromText<int>(text).value_or(0);
+  return pixels > 0 && pixels <= kMost ? pixels : 0;
 }
 
 }  // namespace

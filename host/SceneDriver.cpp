@@ -6,7 +6,6 @@
 #include <iostream>
 
 #include "host/DrawingLimit.h"
-#include "host/Files.h"
 #include "host/Picture.h"
 #include "host/PixelSize.h"
 #include "host/ProblemText.h"
@@ -14,6 +13,7 @@
 #include "host/StandardOutput.h"
 #include "host/StopSignals.h"
 #include "host/ValueText.h"
+#include "platform/system/FileSystem.h"
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
@@ -97,7 +97,8 @@ void SceneDriver::parseInputs() {
 }
 
 void SceneDriver::load() {
-  const std::string name = _options.output.value_or(fileNameOf(_options.file) + ".png");
+  const std::string name =
+      _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
   _sink = name == "-" ? videoToStandardOutput(_options.format, _rate) : pictureFiles(name);
   compile();
   // What it draws at its start nobody sees, so that is as little as can be.

@@ -49,7 +49,7 @@ int stopDescriptor() {
 }
 
 AtStopSignal::AtStopSignal(std::function<void()> work)
-    : _over(eventfd(0, EFD_CLOEXEC)), _waiting([over = _over, work = std::move(work)] {
+    : _over(eventfd(0, EFD_CLOEXEC)), _waiting([over = _over.get(), work = std::move(work)] {
         pollfd events[] = {{descriptor(), POLLIN, 0}, {over, POLLIN, 0}};
         while (::poll(events, 2, -1) < 0) {
         }
@@ -57,7 +57,6 @@ AtStopSignal::AtStopSignal(std::function<void()> work)
       }) {}
 
 AtStopSignal::~AtStopSignal() {
-  signalEvent(_over);
+  signalEvent(_over.get());
   _waiting.join();
-  ::close(_over);
 }

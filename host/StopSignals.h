@@ -3,6 +3,8 @@
 #include <functional>
 #include <thread>
 
+#include "platform/system/FileDescriptor.h"
+
 /// From now on SIGINT and SIGTERM only leave a note.
 void catchStopSignals();
 
@@ -22,6 +24,6 @@ class AtStopSignal {
   AtStopSignal& operator=(const AtStopSignal&) = delete;
 
  private:
-  int _over;  // an event descriptor: the object goes
+  platform::FileDescriptor _over;  // an event descriptor: the object goes
   std::thread _waiting;
 };

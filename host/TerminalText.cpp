@@ -1,6 +1,6 @@
 #include "host/TerminalText.h"
 
-#include "host/Files.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ bool continuesCharacter(char c) {
 }
 
 std::string terminalText(std::string_view text) {
-  const bool isText = isUtf8(text);
+  const bool isText = platform::isValidUtf8(text);
   std::string result;
   while (!text.empty()) {
     std::size_t length = 1;

@@ -5,24 +5,16 @@
 #include <optional>
 #include <vector>
 
+#include "host/NumberFromText.h"
 #include "host/ShortestDigits.h"
 
 namespace {
-
-template <class Number>
-std::optional<Number> wholeTextAs(std::string_view text) {
-  Number number{};
-  const auto end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
-}
 
 std::optional<std::vector<double>> numberList(std::string_view text) {
   std::vector<double> numbers;
   for (;;) {
     const auto comma = text.find(',');
-    const auto number = wholeTextAs<double>(text.substr(0, comma));
+    const auto number = numberFromText<double>(text.substr(0, comma));
     if (!number) return std::nullopt;
     numbers.push_back(*number);
     if (comma == std::string_view::npos) return numbers;
@@ -97,9 +89,9 @@ std::shared_ptr<const ZQVuoPortValue> valueFromText(const std::string& text, ZQV
                                                     std::string& problem) {
   switch (type) {
     case ZQVuoPortType_Real:
-      return valueOr(wholeTextAs<double>(text), "a number", problem);
+      return valueOr(numberFromText<double>(text), "a number", problem);
     case ZQVuoPortType_Integer:
-      return valueOr(wholeTextAs<std::int64_t>(text), "a whole number", problem);
+      return valueOr(numberFromText<std::int64_t>(text), "a whole number", problem);
     case ZQVuoPortType_Boolean:
       return valueOr(truthFromText(text), "true or false", problem);
     case ZQVuoPortType_Color:

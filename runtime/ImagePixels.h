@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <memory>
 
+#include "platform/system/SharedMemory.h"
 #include "runtime/RuntimeExport.h"
 #include "runtime/VuoImage.h"
-#include "runtime/transport/SharedMemory.h"
 
 namespace vuo {
 
@@ -15,6 +15,6 @@ BRANNOW_RUNTIME std::size_t pixelBytes(std::uint64_t width, std::uint64_t height
 
 /// The image's pixels as they are now. Reads the texture back on the calling thread. Throws
 /// std::runtime_error when that fails.
-std::unique_ptr<SharedMemory> sharedPixelsOf(VuoImage image);
+std::unique_ptr<platform::SharedMemory> sharedPixelsOf(VuoImage image);
 
 }  // namespace vuo

@@ -113,12 +113,8 @@ Value valueFromJson(Type type, json_object* json) {
   doesNotFit(type);
 }
 
-void PutJson::operator()(json_object* value) const {
-  json_object_put(value);
-}
-
-JsonOwner jsonFromValue(const Value& value) {
-  return JsonOwner(std::visit(JsonMaker(), value));
+platform::JsonOwner jsonFromValue(const Value& value) {
+  return platform::JsonOwner(std::visit(JsonMaker(), value));
 }
 
 Value converted(const Value& value, Type type) {

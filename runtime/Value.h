@@ -5,8 +5,8 @@
 #include <string>
 #include <variant>
 
+#include "platform/system/JsonOwner.h"
 #include "runtime/ImageRef.h"
-#include "runtime/JsonOwner.h"
 #include "runtime/RuntimeExport.h"
 #include "runtime/VuoPlan.h"
 #include "runtime/VuoValues.h"
@@ -21,7 +21,7 @@ using Value = std::variant<std::monostate, ImageRef, double, std::int64_t, VuoCo
 /// does not fit. A JSON null is an image port's absent image.
 BRANNOW_RUNTIME Value valueFromJson(Type type, json_object* json);
 /// The JSON value for a host; null for a port without a value and for an absent image.
-JsonOwner jsonFromValue(const Value& value);
+platform::JsonOwner jsonFromValue(const Value& value);
 
 /// The value as a port of the type takes it from a cable: numbers and truth values turn into each
 /// other (toward zero, to the nearest end of the range), anything else that does not fit into the

@@ -38,8 +38,9 @@ std::size_t vuo::pixelBytes(std::uint64_t width, std::uint64_t height) {
   return width * height * 4;
 }
 
-std::unique_ptr<vuo::SharedMemory> vuo::sharedPixelsOf(VuoImage image) {
-  auto pixels = std::make_unique<SharedMemory>(pixelBytes(image->pixelsWide, image->pixelsHigh));
+std::unique_ptr<platform::SharedMemory> vuo::sharedPixelsOf(VuoImage image) {
+  auto pixels =
+      std::make_unique<platform::SharedMemory>(pixelBytes(image->pixelsWide, image->pixelsHigh));
   bool read = false;
   ShareGroup::current()->withContext([&] { read = readPixels(image, pixels->bytes()); });
   if (!read) throw std::runtime_error("The image's texture can't be read");

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/system/JsonOwner.h"
+
 namespace vuo {
 namespace {
 
@@ -67,11 +69,6 @@ json_object* jsonOf(const Node& node) {
 }
 
 // ---- reading
-
-struct PutJson {
-  void operator()(json_object* object) const { json_object_put(object); }
-};
-using JsonOwner = std::unique_ptr<json_object, PutJson>;
 
 [[noreturn]] void notAPlan(const std::string& why) {
   throw std::runtime_error("This is no compiled composition: " + why + ".");
@@ -152,7 +149,7 @@ std::optional<Type> typeNamed(const std::string& name) {
 }
 
 std::string serialized(const Plan& plan) {
-  const JsonOwner object(json_object_new_object());
+  const platform::JsonOwner object(json_object_new_object());
   json_object_object_add(object.get(), "composition", jsonOf(plan.compositionName));
   json_object_object_add(object.get(), "inputs", jsonOf(plan.publishedInputs));
   json_object_object_add(object.get(), "nodes",
@@ -162,7 +159,7 @@ std::string serialized(const Plan& plan) {
 }
 
 Plan planFromText(const std::string& text) {
-  const JsonOwner object(json_tokener_parse(text.c_str()));
+  const platform::JsonOwner object(json_tokener_parse(text.c_str()));
   if (!object) notAPlan("it is no JSON");
   Plan plan{textMember(object.get(), "composition"),
             listMember<Port>(object.get(), "inputs", portOf),

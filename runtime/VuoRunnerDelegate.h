@@ -17,8 +17,8 @@ class VuoRunnerDelegate {
   virtual void receivedTelemetryEventDropped(VuoRunner::Port* port) = 0;
   /// A node could not do its work; the composition goes on.
   virtual void receivedTelemetryError(std::string message) = 0;
-  /// The composition did not come up, or it is gone without having been asked to stop. At most
-  /// once; perhaps before `start` has returned.
+  /// The composition did not come up, or it is gone without having been asked to stop. Once;
+  /// perhaps before `start` has returned. Told again when it raises std::bad_alloc.
   virtual void lostContactWithComposition() = 0;
 };
 

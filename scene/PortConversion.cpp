@@ -1,6 +1,7 @@
 #include "scene/PortConversion.h"
 
 #include "Brannow/VuoBufferPoolAdditions.h"
+#include "composition/PortValues.h"
 #include "runtime/VuoRunnerCocoa.h"
 #include "runtime/VuoValues.h"
 #include "scene/Retained.h"
@@ -25,26 +26,6 @@ json_object* jsonForColor(const ZQVuoColor& color) {
 json_object* jsonForPoint(const ZQVuoPoint& point) {
   return VuoPoint2d_getJson(
       VuoPoint2d_make(static_cast<float>(point.x), static_cast<float>(point.y)));
-}
-
-/// The runtime's name of a type whose values are host objects; null for the others.
-const char* runtimeTypeName(ZQVuoPortType type) {
-  switch (type) {
-    case ZQVuoPortType_Real:
-      return "VuoReal";
-    case ZQVuoPortType_Integer:
-      return "VuoInteger";
-    case ZQVuoPortType_Color:
-      return "VuoColor";
-    case ZQVuoPortType_Boolean:
-      return "VuoBoolean";
-    case ZQVuoPortType_Point2D:
-      return "VuoPoint2d";
-    case ZQVuoPortType_Text:
-      return "VuoText";
-    default:
-      return nullptr;
-  }
 }
 
 ZQBufferRef allocBufferForImageValue(json_object* value) {
@@ -86,11 +67,11 @@ JsonValue jsonForImage(VuoImage image, bool interprocess) {
 }
 
 bool isServedOutputType(ZQVuoPortType type) {
-  return type == ZQVuoPortType_Image || runtimeTypeName(type) != nullptr;
+  return nameOfPortType(type) != nullptr;
 }
 
 VuoOutput outputFromJson(json_object* value, ZQVuoPortType type) {
   if (!value || !isServedOutputType(type)) return {};
   if (type == ZQVuoPortType_Image) return {allocBufferForImageValue(value), nullptr};
-  return {nullptr, VuoRunnerCocoa::cocoaObjectWithVuoValue(value, runtimeTypeName(type))};
+  return {nullptr, VuoRunnerCocoa::cocoaObjectWithVuoValue(value, nameOfPortType(type))};
 }

@@ -4,7 +4,6 @@
 
 #include "platform/system/Dispatch.h"
 #include "platform/system/FileSystem.h"
-#include "platform/system/WithMemory.h"
 #include "scene/Guarded.h"
 
 ZQVuoRunnerDelegate::ZQVuoRunnerDelegate(const std::shared_ptr<VuoGLSceneProtocol>& scene)
@@ -29,9 +28,7 @@ void ZQVuoRunnerDelegate::receivedTelemetryPublishedOutputPortUpdated(VuoRunner:
 void ZQVuoRunnerDelegate::lostContactWithComposition() {
   if (!_sceneHolder || !_sceneHolder->object()) return;
   // The task has its own hold on the weak reference: this bridge may be gone when it runs.
-  platform::withMemory([this] {
-    platform::MainQueue::shared().after(std::chrono::nanoseconds(10'000), [holder = _sceneHolder] {
-      if (const auto scene = holder->object()) scene->runnerDelegateLostContactWithComposition();
-    });
+  platform::MainQueue::shared().after(std::chrono::nanoseconds(10'000), [holder = _sceneHolder] {
+    if (const auto scene = holder->object()) scene->runnerDelegateLostContactWithComposition();
   });
 }

@@ -19,8 +19,8 @@ extern "C" {  // the header of glibc 2.36 does not say so itself
 
 #include "Brannow/ZQBufferPool.h"
 #include "platform/system/FileDescriptor.h"
+#include "platform/system/JsonOwner.h"
 #include "platform/system/Mutex.h"
-#include "runtime/JsonOwner.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoHeap.h"
@@ -151,7 +151,7 @@ class Running {
   }
 
   void set(const std::string& input, json_object* value) {
-    const vuo::JsonOwner owner(value);
+    const platform::JsonOwner owner(value);
     runner->setPublishedInputPortValue(runner->getPublishedInputPortWithName(input), value);
   }
   void fire(const std::string& input) {

@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "Brannow/BrannowStringAdditions.h"
-#include "host/Files.h"
 #include "host/FramePattern.h"
+#include "platform/system/FileSystem.h"
 
 namespace fs = std::filesystem;
 
@@ -127,10 +127,11 @@ void FileChooser::drawButtons(float scale) {
 /// A folder is gone into; a file or a numbered pattern is the answer.
 void FileChooser::choose(const std::string& typed) {
   if (typed.empty()) return;
-  const std::string path = (fs::path(_folder) / withHomeFolder(typed)).lexically_normal().string();
-  if (isFolder(path)) {
+  const std::string path =
+      (fs::path(_folder) / platform::expandTilde(typed)).lexically_normal().string();
+  if (platform::isFolder(path)) {
     enter(path);
-  } else if (fileExists(path) || (_request.takesFolders && hasFrameNumber(path))) {
+  } else if (platform::itemExists(path) || (_request.takesFolders && hasFrameNumber(path))) {
     answer(path);
   } else {
     _problem = "no such file";

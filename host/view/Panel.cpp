@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "host/Files.h"
 #include "host/view/InputControls.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ void clipped(const std::string& text, float width) {
   if (ImGui::CalcTextSize(text.c_str()).x > width) {
     while (!shown.empty() && tooWide()) {
       do shown.pop_back();
-      while (!isUtf8(shown));
+      while (!platform::isValidUtf8(shown));
     }
     shown += "…";
   }
@@ -103,7 +103,7 @@ void Panel::drawHead() {
   const float button = ImGui::CalcTextSize("Open…").x + 2 * ImGui::GetStyle().FramePadding.x;
   const float room = ImGui::GetContentRegionAvail().x;
   ImGui::AlignTextToFramePadding();
-  clipped(fileNameOf(player.file()), room - button - 16 * _scale);
+  clipped(platform::lastPathComponent(player.file()), room - button - 16 * _scale);
   ImGui::SameLine(ImGui::GetCursorPosX() + room - button);
   if (ImGui::Button("Open…")) {
     _chooser.open(
@@ -165,7 +165,7 @@ void Panel::drawFilterInput() {
   const float button = ImGui::CalcTextSize("Choose…").x + 2 * ImGui::GetStyle().FramePadding.x;
   const float room = ImGui::GetContentRegionAvail().x;
   ImGui::AlignTextToFramePadding();
-  clipped(input.name().empty() ? input.description() : fileNameOf(input.name()),
+  clipped(input.name().empty() ? input.description() : platform::lastPathComponent(input.name()),
           room - button - 16 * _scale);
   ImGui::SameLine(ImGui::GetCursorPosX() + room - button);
   if (ImGui::Button("Choose…")) {
@@ -231,7 +231,7 @@ void Panel::drawFile(const ZQVuoComposition::Port& port) {
     const ZQVuoPortValue value = _state.values.current(*port);
     if (value.stringValue()) file = *value.stringValue();
   }
-  const std::string label = file.empty() ? "Choose…" : fileNameOf(file);
+  const std::string label = file.empty() ? "Choose…" : platform::lastPathComponent(file);
   if (ImGui::Button((label + "##file").c_str(), {ImGui::GetContentRegionAvail().x, 0})) {
     _chooser.open({"Choose " + std::string(isImage ? "a picture" : "a text file") + " for " +
                        port->portName(),

@@ -10,9 +10,9 @@
 #include <string_view>
 
 #include "host/Failure.h"
-#include "host/Files.h"
 #include "host/view/DesktopScale.h"
 #include "host/view/ViewStyle.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -183,7 +183,7 @@ void ViewWindow::makeFont(float pixelsPerUnit) {
   io.FontGlobalScale = 1 / pixelsPerUnit;
   const float size = std::round(kFontSize * _scale * pixelsPerUnit);
   io.Fonts->Clear();
-  if (fileExists(kFont)) {
+  if (platform::itemExists(kFont)) {
     io.Fonts->AddFontFromFileTTF(kFont, size, nullptr, kLetters);
   } else {
     ImFontConfig config;

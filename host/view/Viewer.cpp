@@ -8,9 +8,9 @@
 
 #include "Brannow/Alert.h"
 #include "host/Failure.h"
-#include "host/Files.h"
 #include "host/Picture.h"
 #include "host/view/AlertDialog.h"
+#include "platform/system/FileSystem.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ std::string freePictureName(const std::string& compositionFile) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
     const std::string file = name + "-" + digits + ".png";
-    if (!fileExists(file)) return file;
+    if (!platform::itemExists(file)) return file;
   }
 }
 
@@ -59,7 +59,7 @@ std::string notAnswering(const ScenePlayer& player) {
   if (!since) return "";
   const auto waiting = std::chrono::steady_clock::now() - *since;
   if (waiting < kLongWithoutAnAnswer) return "";
-  return fileNameOf(player.file()) + " has not been answering for " +
+  return platform::lastPathComponent(player.file()) + " has not been answering for " +
          std::to_string(std::chrono::floor<std::chrono::seconds>(waiting).count()) + " s";
 }
 
@@ -229,7 +229,7 @@ void Viewer::started() {
     _startedFile = _player.file();
     _values.clear();
     _state.outputs.clear();
-    _window.setTitle(fileNameOf(_startedFile) + " - brannow");
+    _window.setTitle(platform::lastPathComponent(_startedFile) + " - brannow");
   }
   _set = _values.request();
   _isOutdated = true;
@@ -312,7 +312,7 @@ void Viewer::drawLostContact() {
                ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove |
                    ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoSavedSettings);
   ImGui::TextColored({1, 0.6F, 0.45F, 1}, "Lost contact with %s",
-                     fileNameOf(player.file()).c_str());
+                     platform::lastPathComponent(player.file()).c_str());
   const std::string& how = player.problem();
   ImGui::TextUnformatted((how.empty() ? "It has ended." : "It has ended: " + how + ".").c_str());
   ImGui::TextUnformatted("The last picture stays.");

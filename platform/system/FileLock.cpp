@@ -11,9 +11,9 @@
 namespace platform {
 namespace {
 
-int openLockFile(const std::string& file) {
+FileDescriptor openLockFile(const std::string& file) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  return open(file.c_str(), kFlags, S_IRUSR | S_IWUSR);
+  return FileDescriptor(open(file.c_str(), kFlags, S_IRUSR | S_IWUSR));
 }
 
 /// Locks of the open file, not of the process: they hold between threads as well, and nothing but
@@ -54,20 +54,12 @@ std::optional<FileLock> FileLock::tryOnce(const std::string& file, std::uint64_t
 std::optional<FileLock> FileLock::acquire(const std::string& file, std::uint64_t byte,
                                           int command) {
   for (;;) {
-    const int descriptor = openLockFile(file);
-    if (descriptor < 0) return std::nullopt;
-    FileLock lock(descriptor);
+    FileDescriptor opened = openLockFile(file);
     struct stat status {};
-    if (fstat(descriptor, &status) != 0 || !isOwnFile(status)) return std::nullopt;
-    if (!lockByte(descriptor, byte, command)) return std::nullopt;
-    if (stillNames(file, status)) return lock;
+    if (!opened || fstat(opened.get(), &status) != 0 || !isOwnFile(status)) return std::nullopt;
+    if (!lockByte(opened.get(), byte, command)) return std::nullopt;
+    if (stillNames(file, status)) return FileLock(std::move(opened));
   }
-}
-
-FileLock::FileLock(FileLock&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
-
-FileLock::~FileLock() {
-  if (_descriptor >= 0) close(_descriptor);
 }
 
 }  // namespace platform

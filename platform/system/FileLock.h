@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
+
+#include "platform/system/FileDescriptor.h"
 
 namespace platform {
 
@@ -18,15 +21,13 @@ class FileLock {
   /// None also when somebody else holds it.
   static std::optional<FileLock> tryOnce(const std::string& file, std::uint64_t byte);
 
-  FileLock(FileLock&& other) noexcept;
-  FileLock& operator=(FileLock&&) = delete;
-  ~FileLock();
+  FileLock(FileLock&&) = default;
 
  private:
-  explicit FileLock(int descriptor) : _descriptor(descriptor) {}
+  explicit FileLock(FileDescriptor locked) : _locked(std::move(locked)) {}
   static std::optional<FileLock> acquire(const std::string& file, std::uint64_t byte, int command);
 
-  int _descriptor;
+  FileDescriptor _locked;
 };
 
 }  // namespace platform

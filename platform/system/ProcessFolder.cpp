@@ -8,6 +8,7 @@
 #include <string>
 #include <system_error>
 
+#include "platform/system/FileDescriptor.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/Mutex.h"
 
@@ -20,23 +21,21 @@ constexpr const char* kPrefix = "brannow-process-";
 constexpr const char* kNone = "/dev/null/none";  // at which nothing can be
 
 /// An open folder that is locked for as long as its process lives, so that others can tell whether
-/// it does. -1 when another process holds the lock.
-int openLocked(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
-  close(descriptor);
-  return -1;
+/// it does. None when another process holds the lock.
+FileDescriptor openLocked(const std::string& folder) {
+  FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const bool isLocked = opened && flock(opened.get(), LOCK_EX | LOCK_NB) == 0;
+  return isLocked ? std::move(opened) : FileDescriptor();
 }
 
 void removeThoseOfKilledProcesses(const fs::path& parent) {
   forEachNameIn(parent.string(), [&](const std::string_view name) {
     if (!name.starts_with(kPrefix)) return;
     const std::string folder = (parent / name).string();
-    const int descriptor = isOwnRealFolder(folder) ? openLocked(folder) : -1;
-    if (descriptor < 0) return;
+    const FileDescriptor locked = isOwnRealFolder(folder) ? openLocked(folder) : FileDescriptor();
+    if (!locked) return;
     std::error_code ignored;
     fs::remove_all(folder, ignored);
-    close(descriptor);
   });
 }
 
@@ -51,7 +50,7 @@ std::string makeLockedFolder() {
   for (int left = kTries; left > 0; --left) {
     std::string path = (parent / kPrefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) break;
-    if (openLocked(path) >= 0 && isOwnRealFolder(path)) return path;
+    if (openLocked(path).release() >= 0 && isOwnRealFolder(path)) return path;
     rmdir(path.c_str());
   }
   return {};

@@ -10,6 +10,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/system/FileDescriptor.h"
 #include "platform/system/FileSystem.h"
 
 namespace platform {
@@ -39,16 +40,11 @@ class OpenFile {
   /// A FIFO or a device would keep the caller waiting, here or in `read`, or be changed by reading.
   explicit OpenFile(const std::string& path)
       : _descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {}
-  ~OpenFile() {
-    if (_descriptor >= 0) close(_descriptor);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
 
   /// None, and the reason in `why`, when it can't be read.
   std::optional<std::string> contents(std::size_t atMost, ReadFailure& why) const {
     struct stat status {};
-    if (_descriptor < 0 || fstat(_descriptor, &status) != 0)
+    if (!_descriptor || fstat(_descriptor.get(), &status) != 0)
       return refusal(why, errno, std::strerror(errno));
     if (!S_ISREG(status.st_mode)) return refusal(why, EINVAL, "it is no regular file");
     if (std::cmp_greater(status.st_size, atMost)) return refusal(why, EFBIG, tooLarge(atMost));
@@ -77,12 +73,12 @@ class OpenFile {
   }
   ssize_t readSome(char* bytes, std::size_t room) const {
     ssize_t count;
-    do count = read(_descriptor, bytes, room);
+    do count = read(_descriptor.get(), bytes, room);
     while (count < 0 && errno == EINTR);
     return count;
   }
 
-  const int _descriptor;
+  const FileDescriptor _descriptor;
 };
 
 }  // namespace

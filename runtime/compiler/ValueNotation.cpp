@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "platform/system/JsonOwner.h"
+
 namespace vuo {
 namespace {
 
@@ -92,8 +94,8 @@ std::string pointConstant(const std::string& text) {
 }
 
 std::string textConstant(const std::string& text) {
-  const std::unique_ptr<json_object, decltype(&json_object_put)> value(
-      json_object_new_string_len(text.data(), static_cast<int>(text.size())), json_object_put);
+  const platform::JsonOwner value(
+      json_object_new_string_len(text.data(), static_cast<int>(text.size())));
   return json_object_to_json_string_ext(value.get(), JSON_C_TO_STRING_PLAIN);
 }
 

@@ -38,29 +38,25 @@ FileRules::FileRules() {
                            : version >= 4 ? offsetof(landlock::Ruleset, scopes)
                                           : offsetof(landlock::Ruleset, network);
   _restricted = rules.files;
-  _rules = static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, size, 0));
-  if (_rules < 0) failed("Landlock");
-}
-
-FileRules::~FileRules() {
-  close(_rules);
+  _rules = platform::FileDescriptor(
+      static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, size, 0)));
+  if (!_rules) failed("Landlock");
 }
 
 void FileRules::allow(const std::string& path, std::uint64_t access) {
-  const int file = open(path.c_str(), O_PATH | O_CLOEXEC);
-  if (file < 0) return;
+  const platform::FileDescriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!file) return;
   struct stat status {};
-  if (fstat(file, &status) != 0) failed(path);
+  if (fstat(file.get(), &status) != 0) failed(path);
   access &= _restricted;
   if (!S_ISDIR(status.st_mode)) access &= ofFiles;
-  const landlock_path_beneath_attr rule{access, file};
-  const long added = syscall(SYS_landlock_add_rule, _rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
-  close(file);
-  if (added != 0) failed(path);
+  const landlock_path_beneath_attr rule{access, file.get()};
+  if (syscall(SYS_landlock_add_rule, _rules.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0)
+    failed(path);
 }
 
 void FileRules::enforce() const {
-  if (syscall(SYS_landlock_restrict_self, _rules, 0) != 0) failed("Landlock");
+  if (syscall(SYS_landlock_restrict_self, _rules.get(), 0) != 0) failed("Landlock");
 }
 
 void readNothingBut(const std::vector<std::string>& paths) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/system/FileDescriptor.h"
+
 namespace vuo {
 
 /// What a thread, and the threads and programs that it starts, may do with files: nothing but what
@@ -17,9 +19,6 @@ class FileRules {
       LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
 
   FileRules();
-  ~FileRules();
-  FileRules(const FileRules&) = delete;
-  FileRules& operator=(const FileRules&) = delete;
 
   /// A file, or a folder with all that lies below it. Nothing happens where there is nothing of
   /// that name.
@@ -28,7 +27,7 @@ class FileRules {
 
  private:
   std::uint64_t _restricted;
-  int _rules;
+  platform::FileDescriptor _rules;
 };
 
 /// For a contained program: from now on this thread reads these files and folders, and uses no

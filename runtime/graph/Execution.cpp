@@ -16,7 +16,8 @@ const Cable* dataCable(const Port& input) {
 }
 
 Value constantOf(const Port& port) {
-  const JsonOwner json(port.constant.empty() ? nullptr : json_tokener_parse(port.constant.c_str()));
+  const platform::JsonOwner json(port.constant.empty() ? nullptr
+                                                       : json_tokener_parse(port.constant.c_str()));
   return json ? valueFromJson(port.type, json.get()) : converted(Value(), port.type);
 }
 

@@ -1,11 +1,10 @@
 #include "runtime/graph/ImageFileNode.h"
 
-#include <png.h>
-
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 
+#include "platform/system/PngImage.h"
 #include "runtime/ImagePixels.h"
 #include "runtime/NamedFile.h"
 #include "runtime/graph/Canvas.h"
@@ -19,29 +18,21 @@ class PngReader {
   PngReader(const std::string& folder, const std::string& name)
       : _name(name), _file(fdopen(openNamedFile(folder, name).release(), "rb")) {
     if (!_file) throw std::runtime_error(_name + " can't be read");
-    _image.version = PNG_IMAGE_VERSION;
     if (!png_image_begin_read_from_stdio(&_image, _file.get())) fail();
-    _image.format = PNG_FORMAT_RGBA;
   }
-  ~PngReader() { png_image_free(&_image); }
-  PngReader(const PngReader&) = delete;
-  PngReader& operator=(const PngReader&) = delete;
 
   std::uint64_t width() const { return _image.width; }
   std::uint64_t height() const { return _image.height; }
 
   std::vector<std::uint8_t> pixels() {
     std::vector<std::uint8_t> pixels(pixelBytes(width(), height()));
-    const auto bottomRowFirst = -static_cast<png_int_32>(width() * 4);
-    if (!png_image_finish_read(&_image, nullptr, pixels.data(), bottomRowFirst, nullptr)) fail();
+    if (!_image.readPixels(pixels.data(), true)) fail();
     return pixels;
   }
 
  private:
-  [[noreturn]] void fail() {
-    const std::string why = _image.message;
-    png_image_free(&_image);
-    throw std::runtime_error(_name + " can't be read: " + why);
+  [[noreturn]] void fail() const {
+    throw std::runtime_error(_name + " can't be read: " + _image.message);
   }
 
   struct Close {
@@ -50,7 +41,7 @@ class PngReader {
 
   const std::string _name;
   const std::unique_ptr<std::FILE, Close> _file;
-  png_image _image{};
+  platform::PngImage _image;
 };
 
 }  // namespace

@@ -109,7 +109,7 @@ void Player::handle(const message::InputTexture& picture) {
 ImageRef Player::upload(const message::InputPicture& picture) {
   if (!_memory) throw std::runtime_error("There is no descriptor left for a picture");
   const auto& [input, width, height] = picture;
-  const SharedMemory pixels(std::move(_memory), pixelBytes(width, height));
+  const auto pixels = receivedPicture(std::move(_memory), pixelBytes(width, height));
   if (!_uploader) _uploader = std::make_unique<TextureUploader>(PictureBudget::ofAScene());
   return _uploader->upload(width, height, pixels.bytes());
 }

@@ -296,17 +296,21 @@ void InstanceRunner::failed(const std::string& message) {
   tellDelegate([&](VuoRunnerDelegate& delegate) { delegate.receivedTelemetryError(message); });
 }
 
+/// Waits for memory with no lock held and only for telling, of which it can be relieved; without
+/// any, the reason goes untold.
 void InstanceRunner::contactLost(const std::string& how) {
-  std::string loss;
-  platform::withMemory([&] { loss = how; });
+  const auto copy = [&] { return how; };
+  std::string loss = platform::orNothing(copy), told = platform::orNothing(copy);
   {
     platform::LockGuard hold(_valuesLock);
     if (_state == State::Ended) return;
     _loss = std::move(loss);  // there for whoever finds that it has ended
     _state = State::Ended;
   }
-  platform::withMemory([&] { _events->end(how); });
-  tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
+  _events->end(std::move(told));
+  platform::withMemory([&] {
+    tellDelegate([](VuoRunnerDelegate& delegate) { delegate.lostContactWithComposition(); });
+  });
 }
 
 template <typename Call>

@@ -70,17 +70,17 @@ OpenEvents::Finished OpenEvents::finish(EventNumber number) {
   return finished;
 }
 
-void OpenEvents::end(const std::string& how) {
+void OpenEvents::end(std::string how) {
   std::map<EventNumber, Open> open;
   {
     platform::LockGuard hold(_lock);
     if (_ended) return;
-    _how = how;
+    _how = platform::orNothing([&] { return how; });
     _ended = true;
     open.swap(_open);
   }
   for (const auto& [number, item] : open)
-    if (item.event) item.event->ended(how);
+    if (item.event) item.event->ended(platform::orNothing([&] { return how; }));
 }
 
 std::optional<OpenEvents::Clock::time_point> OpenEvents::oldestTaggedSince() const {

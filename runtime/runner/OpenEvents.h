@@ -37,7 +37,7 @@ class OpenEvents : public std::enable_shared_from_this<OpenEvents> {
   };
   Finished finish(EventNumber number);
   /// Nothing more will be finished: whoever waits for an event is told how the composition ended.
-  void end(const std::string& how);
+  void end(std::string how);
 
   std::optional<Clock::time_point> oldestTaggedSince() const;
   /// How long the composition may be at one thing; none: as long as it takes.

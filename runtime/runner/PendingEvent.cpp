@@ -55,8 +55,8 @@ void PendingEvent::dropped() {
   finish(State::Dropped, nullptr, "");
 }
 
-void PendingEvent::ended(const std::string& how) {
-  finish(State::Ended, nullptr, how);
+void PendingEvent::ended(std::string how) {
+  finish(State::Ended, nullptr, std::move(how));
 }
 
 void PendingEvent::finish(State state, std::shared_ptr<const VuoRunner::Outputs> outputs,

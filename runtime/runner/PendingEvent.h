@@ -57,7 +57,7 @@ class PendingEvent {
   /// One of these is to be called, once; they wake whoever waits.
   void done(std::shared_ptr<const VuoRunner::Outputs> outputs);
   void dropped();
-  void ended(const std::string& how);
+  void ended(std::string how);
 
  private:
   void finish(State state, std::shared_ptr<const VuoRunner::Outputs> outputs, std::string how);

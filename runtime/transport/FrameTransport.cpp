@@ -32,6 +32,12 @@ struct HandBack {
 
 }  // namespace
 
+platform::SharedMemory receivedPicture(platform::FileDescriptor memory, std::size_t size) try {
+  return platform::SharedMemory(std::move(memory), size);
+} catch (const platform::NoSharedMemory&) {
+  throw ProtocolError("it sent a descriptor of something else than a picture's memory");
+}
+
 FrameSender::FrameSender(MessageSocket& socket, std::size_t mostPerEvent)
     : _socket(socket), _memory(mostPerEvent + spareBuffers), _buffers(_memory.size()) {}
 
@@ -70,10 +76,10 @@ std::size_t FrameSender::firstFreeBuffer() const {
 }
 
 void FrameSender::makeLargeEnough(std::size_t buffer, std::size_t size) {
-  std::unique_ptr<SharedMemory>& memory = _memory[buffer];
+  std::unique_ptr<platform::SharedMemory>& memory = _memory[buffer];
   if (memory && memory->size() >= size) return;
   memory = nullptr;
-  auto larger = std::make_unique<SharedMemory>(size);
+  auto larger = std::make_unique<platform::SharedMemory>(size);
   const message::Buffer announced{static_cast<std::uint32_t>(buffer), size};
   if (!_socket.send(encoded(message::ToHost(announced)), larger->descriptor(), forEver))
     throw std::runtime_error("The host is gone");
@@ -115,7 +121,8 @@ void FrameReceiver::handle(const message::Buffer& announced, platform::FileDescr
   }
   try {
     buffer.share = PictureBudget::reserve(_budget, announced.size);
-    buffer.memory = std::make_unique<SharedMemory>(std::move(memory), announced.size);
+    buffer.memory.reset(
+        new platform::SharedMemory(receivedPicture(std::move(memory), announced.size)));
   } catch (const ProtocolError&) {
     throw;
   } catch (const std::runtime_error& fault) {

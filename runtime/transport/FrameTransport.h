@@ -6,12 +6,16 @@
 #include <vector>
 
 #include "platform/system/Mutex.h"
+#include "platform/system/SharedMemory.h"
 #include "runtime/textures/TextureUploader.h"
 #include "runtime/transport/MessageSocket.h"
 #include "runtime/transport/Messages.h"
-#include "runtime/transport/SharedMemory.h"
 
 namespace vuo {
+
+/// The memory of a picture that the other end sent, readable. Throws ProtocolError when it is none
+/// of at least that size, and another std::runtime_error when it can't be mapped.
+platform::SharedMemory receivedPicture(platform::FileDescriptor memory, std::size_t size);
 
 /// The player's end. Frames are sent on the composition's thread, with its context current.
 class FrameSender {
@@ -39,8 +43,9 @@ class FrameSender {
   void release(std::size_t buffer, bool isLost);
 
   MessageSocket& _socket;
-  std::vector<std::unique_ptr<SharedMemory>> _memory;  ///< by buffer; of the composition's thread
-  platform::Mutex _lock;                               ///< no lock is taken inside it
+  std::vector<std::unique_ptr<platform::SharedMemory>>
+      _memory;            ///< by buffer; of the composition's thread
+  platform::Mutex _lock;  ///< no lock is taken inside it
   platform::ConditionVariable _changed;
   std::vector<Whereabouts> _buffers GUARDED_BY(_lock);
   bool _closed GUARDED_BY(_lock) = false;
@@ -63,7 +68,7 @@ class FrameReceiver {
 
  private:
   struct Buffer {
-    std::unique_ptr<SharedMemory> memory;  ///< null where there was no room for it
+    std::unique_ptr<platform::SharedMemory> memory;  ///< null where there was no room for it
     PictureBudget::Share share;
     std::size_t size = 0;
     std::string fault;  ///< why there was none

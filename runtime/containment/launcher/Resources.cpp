@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "platform/system/FileDescriptor.h"
 #include "runtime/containment/launcher/Order.h"
 
 namespace vuo {
@@ -36,10 +37,9 @@ rlim_t halfOfTheThreads() {
 
 /// The first to be ended when the system's memory runs short, whoever has used it up.
 void offerToTheKernel() {
-  const int file = open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
-  if (file < 0) return;  // where there is no /proc
-  if (write(file, "1000", 4) < 0) failed("oom_score_adj");
-  close(file);
+  const platform::FileDescriptor file(open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+  if (!file) return;  // where there is no /proc
+  if (write(file.get(), "1000", 4) < 0) failed("oom_score_adj");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "runtime/transport/SharedMemory.h"
+#include "platform/system/SharedMemory.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -6,9 +6,7 @@
 
 #include <stdexcept>
 
-#include "runtime/transport/Codec.h"
-
-namespace vuo {
+namespace platform {
 
 SharedMemory::SharedMemory(std::size_t size)
     : _descriptor(memfd_create("vuo picture", MFD_CLOEXEC | MFD_ALLOW_SEALING)), _size(size) {
@@ -18,13 +16,13 @@ SharedMemory::SharedMemory(std::size_t size)
   map(_descriptor.get(), PROT_READ | PROT_WRITE);
 }
 
-SharedMemory::SharedMemory(platform::FileDescriptor descriptor, std::size_t size) : _size(size) {
+SharedMemory::SharedMemory(FileDescriptor descriptor, std::size_t size) : _size(size) {
   struct stat status {};
   // Reading memory that its maker can cut off would end this process.
   const int seals = fcntl(descriptor.get(), F_GET_SEALS);
   if (seals < 0 || !(seals & F_SEAL_SHRINK) || fstat(descriptor.get(), &status) != 0 ||
       static_cast<std::size_t>(status.st_size) < size)
-    throw ProtocolError("it sent a descriptor of something else than a picture's memory");
+    throw NoSharedMemory("The descriptor is that of something else than shared memory");
   map(descriptor.get(), PROT_READ);
 }
 
@@ -37,4 +35,4 @@ SharedMemory::~SharedMemory() {
   munmap(_bytes, _size);
 }
 
-}  // namespace vuo
+}  // namespace platform

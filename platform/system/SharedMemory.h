@@ -1,10 +1,16 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
 
 #include "platform/system/FileDescriptor.h"
 
-namespace vuo {
+namespace platform {
+
+/// What was handed over is no memory that can be mapped safely.
+struct NoSharedMemory : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 /// Memory that two processes map. It has no name and never changes its size.
 class SharedMemory {
@@ -12,9 +18,9 @@ class SharedMemory {
   /// New memory, writable. Throws std::runtime_error when there is none.
   explicit SharedMemory(std::size_t size);
   /// Memory that another process made, readable; the descriptor is closed at once. Throws
-  /// ProtocolError when it is smaller than `size` or could be made smaller later, and another
+  /// NoSharedMemory when it is smaller than `size` or could be made smaller later, and another
   /// std::runtime_error when it can't be mapped.
-  SharedMemory(platform::FileDescriptor descriptor, std::size_t size);
+  SharedMemory(FileDescriptor descriptor, std::size_t size);
   ~SharedMemory();
   SharedMemory(const SharedMemory&) = delete;
   SharedMemory& operator=(const SharedMemory&) = delete;
@@ -24,16 +30,16 @@ class SharedMemory {
   /// What another process is given; none for memory that was received or handed over.
   int descriptor() const { return _descriptor.get(); }
   /// Closes the descriptor once the other process has it.
-  void handedOver() { _descriptor = platform::FileDescriptor(); }
+  void handedOver() { _descriptor = FileDescriptor(); }
   /// The same as the caller's own.
-  platform::FileDescriptor releaseDescriptor() { return std::move(_descriptor); }
+  FileDescriptor releaseDescriptor() { return std::move(_descriptor); }
 
  private:
   void map(int descriptor, int protection);
 
-  platform::FileDescriptor _descriptor;
+  FileDescriptor _descriptor;
   std::size_t _size;
   void* _bytes;
 };
 
-}  // namespace vuo
+}  // namespace platform
