@@ -22,7 +22,7 @@ class HelpText : public CLI::Formatter {
   HelpText() { column_width(32); }
 
   std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string text = option->get_option_text();
+    const std::string& text = option->get_option_text();
     return text.empty() ? text : " " + text;
   }
 

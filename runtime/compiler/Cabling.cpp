@@ -18,7 +18,7 @@ bool fits(Type from, Type to) {
 }
 
 bool isEventOnly(const CableStatement& statement) {
-  if (statement.event != "" && statement.event != "true" && statement.event != "false")
+  if (!statement.event.empty() && statement.event != "true" && statement.event != "false")
     throw std::runtime_error("event is \"" + statement.event + "\", neither true nor false");
   return statement.event == "true";
 }

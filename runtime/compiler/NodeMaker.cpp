@@ -90,8 +90,9 @@ void NodeMaker::setConstants(Node& node, const NodeStatement& statement) {
                                didYouMean(name, names));
   };
   bool areRight = true;
-  for (auto [key, value] : statement.attributes) {
+  for (const auto& [key, written] : statement.attributes) {
     if (!key.starts_with('_')) continue;
+    std::string value = written;
     std::erase(value, '"');
     const std::string name = key.substr(1);
     areRight &= _faults.about(

@@ -40,6 +40,6 @@ struct ContainedProgram {
 /// Starts it, with no signal blocked or handled, in a process group of its own, and returns the
 /// number of the process when the program has begun: some milliseconds. The caller waits for its
 /// end. Any thread, which need not live on. Throws std::runtime_error when it can't be started.
-pid_t launch(const ContainedProgram& program);
+pid_t launch(const ContainedProgram& order);
 
 }  // namespace vuo

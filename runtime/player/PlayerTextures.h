@@ -17,7 +17,7 @@ class PlayerTextures : public PictureSource {
   PlayerTextures();
 
   // The thread that listens. What the host can't say throws ProtocolError.
-  void handle(message::Texture& texture, platform::FileDescriptor memory);
+  void handle(message::Texture& said, platform::FileDescriptor memory);
   void handle(const message::TextureGone& gone);
   void giveBack(const std::vector<std::uint32_t>& lent);
   /// The picture that lies in the input's texture.

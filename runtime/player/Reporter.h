@@ -31,7 +31,7 @@ class Reporter : public InstanceListener {
   void eventDropped(std::size_t) override {}
 
  private:
-  message::Report reportOf(OutputReport& report);
+  message::Report reportOf(OutputReport& output);
   void putPicture(const ImageRef& image, message::Report& report);
   void send(const message::ToHost& message);
   void sendBytes(const std::string& bytes);

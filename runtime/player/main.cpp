@@ -36,7 +36,8 @@ int main(int count, char** arguments) {
     auto* player =
         new vuo::Player(platform::FileDescriptor(vuo::playerSocket), planGiven(), arguments[1]);
     const bool toldToStop = player->serve();
-    while (outlivesHost && !toldToStop) pause();
+    if (outlivesHost && !toldToStop)
+      for (;;) pause();
     player->stop();
   } catch (const std::exception& fault) {
     std::fprintf(stderr, "%s\n", fault.what());

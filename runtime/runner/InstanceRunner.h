@@ -58,7 +58,7 @@ class InstanceRunner final : public VuoRunner, private InstanceListener {
   std::string faultOfStart();
   void requireRunning() const;
   static Port* portNamed(const Ports& ports, const std::string& name);
-  static std::size_t indexOf(const Ports& ports, const Port* port);
+  static std::size_t indexOf(const Ports& ports, const Port* wanted);
   std::vector<std::size_t> allInputs() const;
   void fire(std::vector<std::size_t> inputs);
   void drop(EventNumber number);

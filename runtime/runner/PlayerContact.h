@@ -95,7 +95,7 @@ class PlayerContact {
   void handle(const message::Fault& fault, platform::FileDescriptor);
   void handle(const message::TextureTaken& taken, platform::FileDescriptor);
   void leave(std::uint32_t texture);
-  OutputReport reportOf(message::Report& report);
+  OutputReport reportOf(message::Report& said);
   void keepText(OutputReport& report);
   void requireReady() const;
   void countAside();

@@ -150,7 +150,7 @@ ImageRef TexturePool::newImage(std::uint64_t width, std::uint64_t height) {
   }
   const std::uint32_t name = loan->texture.front().name;
   ImageRef image(VuoImage_makeClientOwned(name, GL_RGBA8, width, height, giveBack, loan.get()));
-  loan.release();
+  (void)loan.release();  // the image's now
   return image;
 }
 

@@ -58,7 +58,7 @@ class FrameReceiver {
                 std::shared_ptr<PictureBudget> budget);
 
   /// Throws ProtocolError when the player may have no such buffer.
-  void handle(const message::Buffer& buffer, platform::FileDescriptor memory);
+  void handle(const message::Buffer& announced, platform::FileDescriptor memory);
   /// The image of a frame, complete on the GPU; what it lay in goes back to the player. Throws
   /// ProtocolError when the frame makes no sense, and another std::runtime_error when there is no
   /// room for it in the budget or on the machine.
