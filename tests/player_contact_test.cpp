@@ -20,7 +20,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using platform::FileDescriptor;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using vuo::Type;

@@ -244,15 +244,16 @@ VuoImage makeImage(std::uint64_t width, std::uint64_t height, std::uint32_t targ
 using scripted::called;
 using scripted::theScript;
 
-VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string path, std::string folder,
-                                                             bool, bool) {
-  called("newSeparate", path, folder);
+VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executablePath,
+                                                             std::string sourceDirectory, bool,
+                                                             bool) {
+  called("newSeparate", executablePath, sourceDirectory);
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
-VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string path,
-                                                                std::string folder, bool) {
-  called("newInProcess", path, folder);
+VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dylibPath,
+                                                                std::string sourceDirectory, bool) {
+  called("newInProcess", dylibPath, sourceDirectory);
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
@@ -359,17 +360,17 @@ VuoPoint2d VuoPoint2d_make(float x, float y) {
 }
 
 // A text is kept in the place of an image's record, so that its references are counted alike.
-VuoText VuoText_make(const char* text) {
-  void* context = ::strdup(text);
+VuoText VuoText_make(const char* utf8) {
+  void* context = ::strdup(utf8);
   const auto image = scripted::newImage(
       0, 0, 0, 0, 0, [](VuoImage freed) { std::free(freed->freeCallbackContext); }, context);
   return reinterpret_cast<VuoText>(image);
 }
 
-json_object* VuoText_getJson(VuoText text) {
+json_object* VuoText_getJson(VuoText value) {
   called("textJson");
   if (!theScript.yieldsJson) return nullptr;
-  const auto* record = reinterpret_cast<const VuoImageRecord*>(text);
+  const auto* record = reinterpret_cast<const VuoImageRecord*>(value);
   return json_object_new_string(static_cast<const char*>(record->freeCallbackContext));
 }
 
