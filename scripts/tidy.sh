@@ -6,6 +6,6 @@ set -euo pipefail
 
 install_packages view test bench clang fuzz tidy
 cmake --preset tidy >/dev/null
-[ $# -gt 0 ] || mapfile -t files < <(git ls-files '*.cpp')
+[ $# -gt 0 ] || mapfile -t files < <(find . -path ./build -prune -o -name '*.cpp' -print)
 printf '%s\0' "${@:-${files[@]}}" |
   xargs -0 -n 2 -P "$(nproc)" clang-tidy --quiet -p build/tidy 2> >(grep -v 'warnings generated' >&2 || true)
