@@ -83,9 +83,8 @@ void SeparateProcessInstance::startThread() {
     _thread = std::thread(&SeparateProcessInstance::live, this);
   } catch (const std::exception& fault) {
     _gone = true;
-    _listener.contactLost(platform::orNothing([&] {
-      return std::string("There is no thread left for the player: ") + fault.what();
-    }));
+    _listener.contactLost(platform::orNothing(
+        [&] { return std::string("There is no thread left for the player: ") + fault.what(); }));
   }
 }
 
