@@ -39,6 +39,7 @@ std::vector<CompositionFault> checkComposition(const std::string& path) {
   };
   std::vector<CompositionFault> unread;
   const auto composition = ZQVuoComposition::initWithPath(path);
+  if (!composition) return faults;  // there is no memory for it
   for (const auto& problem : composition->problems()) {
     const auto advice = adviceOn(problem.kind);
     if (advice && (!advice->empty() || !isToldOf(problem.line)))

@@ -161,8 +161,14 @@ void VuoGLScene::State::_tellStatusSoon() {
   });
 }
 
+/// What a handler causes meanwhile waits for its own turn in the main queue.
 void VuoGLScene::State::_tellStatus() {
-  for (;;) {
+  std::size_t waiting;
+  {
+    platform::LockGuard hold(statusLock);
+    waiting = statusesToTell.size();
+  }
+  for (; waiting > 0; --waiting) {
     std::shared_ptr<const StatusHandler> handler;
     std::optional<VuoSceneStatus> told;
     {

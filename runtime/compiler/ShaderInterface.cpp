@@ -181,12 +181,12 @@ ShaderInterface interfaceOf(const std::string& source) {
 
   Shader first(source);
   const auto preprocessed = first.preprocessed();
-  if (!preprocessed) return {{}, faultsIn(first.log(), source)};
+  if (!preprocessed) return {faultsIn(first.log(), source), {}};
   if (!isVersion330Core(*preprocessed))
-    return {{}, {{{1, 1}, "the shader does not begin with \"#version 330 core\""}}};
-  if (hasLongStatement(*preprocessed)) return {{}, {{{}, "a statement is longer than 16 KiB"}}};
+    return {{{{1, 1}, "the shader does not begin with \"#version 330 core\""}}, {}};
+  if (hasLongStatement(*preprocessed)) return {{{{}, "a statement is longer than 16 KiB"}}, {}};
   Shader second(source);
-  if (!second.isRight()) return {{}, faultsIn(second.log(), source)};
+  if (!second.isRight()) return {faultsIn(second.log(), source), {}};
   ShaderInterface interface;
   takeVariables(source, *preprocessed, interface);
   return interface;

@@ -13,8 +13,9 @@ namespace vuo {
 void prepareShaderCheck();
 
 struct ShaderInterface {
-  std::vector<Port> uniforms;   ///< in the order of their declarations, without values
-  std::vector<FaultAt> faults;  ///< all of use only where there is none
+  std::vector<FaultAt> faults;
+  /// In the order of their declarations, without values. Of use where there is no fault.
+  std::vector<Port> uniforms;
 };
 
 /// Checks a fragment shader as a driver would. Any thread.

@@ -83,7 +83,7 @@ void InstanceRunner::setPatience(Patience patience) {
 /// One that can't even be asked for is lost like one that does not come up. Where there is no
 /// memory for it, nor perhaps for telling, the caller hears of that.
 void InstanceRunner::start() {
-  std::string fault;
+  std::optional<std::string> fault;
   {
     platform::LockGuard hold(_lifeLock);
     State expected = State::NotStarted;
@@ -98,12 +98,12 @@ void InstanceRunner::start() {
       throw;
     }
   }
-  if (!fault.empty()) contactLost(fault);
+  if (fault) contactLost(*fault);
 }
 
-std::string InstanceRunner::faultOfStart() try {
+std::optional<std::string> InstanceRunner::faultOfStart() try {
   _instance->start();
-  return "";
+  return std::nullopt;
 } catch (const std::bad_alloc&) {
   throw;
 } catch (const std::exception& raised) {

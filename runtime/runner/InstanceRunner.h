@@ -55,7 +55,7 @@ class InstanceRunner final : public VuoRunner, private InstanceListener {
   void failed(const std::string& message) override;
   void contactLost(const std::string& how) override;
 
-  std::string faultOfStart();
+  std::optional<std::string> faultOfStart();
   void requireRunning() const;
   static Port* portNamed(const Ports& ports, const std::string& name);
   static std::size_t indexOf(const Ports& ports, const Port* wanted);
