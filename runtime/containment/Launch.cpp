@@ -29,7 +29,8 @@ class SpawnSettings {
     const int end = firstDescriptor + static_cast<int>(descriptors.size());
     // From copies beyond the targets, since a target may be the number of another descriptor here.
     for (const int descriptor : descriptors) {
-      _copies.emplace_back(fcntl(descriptor, F_DUPFD_CLOEXEC, end));
+      // Owned before the list has room for it, of which there may be none.
+      _copies.push_back(platform::FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, end)));
       if (!_copies.back()) throw std::runtime_error("There is no descriptor left for a process");
     }
     posix_spawn_file_actions_init(&actions);
