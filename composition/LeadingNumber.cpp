@@ -3,9 +3,10 @@
 #include <charconv>
 #include <limits>
 
+#include "composition/WhiteSpace.h"
+
 namespace {
 
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 constexpr std::string_view kDigits = "0123456789";
 
 std::size_t countDigits(std::string_view text) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "composition/PublishedLine.h"
+#include "composition/WhiteSpace.h"
 
 namespace {
 

@@ -21,7 +21,7 @@ std::string keyFor(const std::string& portName, const char* suffix = "") {
 }
 
 std::string whatReads(const std::string& key, std::string_view text) {
-  return quoted(key) + " is " + quoted(text);
+  return inQuotes(key) + " is " + inQuotes(text);
 }
 
 double numberFrom(std::string_view text, const LineAttributes& attributes, const std::string& key) {

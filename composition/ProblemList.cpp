@@ -15,7 +15,7 @@ void ProblemList::addNotUtf8(std::size_t line, std::size_t byteOffset) {
                        "not UTF-8 text: byte " + std::to_string(byteOffset) + " is wrong"});
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   constexpr std::size_t kLongest = 60;
   const auto beginsCharacter = [](char c) {
     return (static_cast<unsigned char>(c) & 0xC0) != 0x80;

@@ -24,4 +24,4 @@ class ProblemList {
 };
 
 /// A name or value of the file between quotes, its end left out where it is long.
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);

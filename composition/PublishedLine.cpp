@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "composition/WhiteSpace.h"
+
 namespace {
 
 /// Only these keys are ever asked for.
@@ -94,7 +96,7 @@ std::optional<std::string> LineAttributes::value(std::string_view key) const {
   std::string clean = withoutQuotes(raw);
   if (end != std::string_view::npos && isCut(raw)) {
     _problems->add(ZQVuoProblemKind::ValueCutAtSpace,
-                   quoted(key) + " is cut at a space and reads as " + quoted(clean));
+                   inQuotes(key) + " is cut at a space and reads as " + inQuotes(clean));
   }
   return clean;
 }

@@ -10,9 +10,6 @@
 
 enum class PublishedKind { Inputs, Outputs };
 
-/// What the compiler skips between names.
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
-
 /// The name of the node that publishes ports of this kind.
 std::string_view nodeName(PublishedKind kind);
 

@@ -60,9 +60,10 @@ class PortMaker {
 
   void tellOfType(const std::string& name, const std::optional<std::string>& typeName) const {
     using Kind = ZQVuoProblemKind;
-    _attributes.problems().add(typeName ? Kind::PortTypeUnknown : Kind::PortTypeMissing,
-                               "the port " + quoted(name) + " is left out: its type is " +
-                                   (typeName ? quoted(*typeName) + ", which is none" : "missing"));
+    _attributes.problems().add(
+        typeName ? Kind::PortTypeUnknown : Kind::PortTypeMissing,
+        "the port " + inQuotes(name) + " is left out: its type is " +
+            (typeName ? inQuotes(*typeName) + ", which is none" : "missing"));
   }
 
   static ZQVuoComposition::Port copyOf(const ZQVuoCompositionPort& port) {
@@ -84,7 +85,7 @@ void tellOfNodeType(PublishedKind kind, const std::optional<std::string>& type,
   using Kind = ZQVuoProblemKind;
   problems.add(type ? Kind::NodeTypeUnknown : Kind::NodeTypeMissing,
                std::string(nodeName(kind)) + " is not read: its type is " +
-                   (type ? quoted(*type) : "missing") + " and should be " + quoted(expected));
+                   (type ? inQuotes(*type) : "missing") + " and should be " + inQuotes(expected));
 }
 
 ZQVuoComposition::Port firstNamed(const ZQVuoComposition::PortList& ports,

@@ -1,11 +1,10 @@
 #include "host/CheckCommand.h"
 
-#include <json-c/json.h>
-
 #include <iostream>
 
 #include "Brannow/CompositionCheck.h"
 #include "host/HostSession.h"
+#include "host/JsonText.h"
 #include "host/TerminalText.h"
 
 namespace {
@@ -13,22 +12,18 @@ namespace {
 constexpr int kCannotRun = 1;
 constexpr int kWarnings = 2;
 
-json_object* json(const std::string& text) {
-  return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
-}
-
 json_object* json(std::size_t number) {
   return number > 0 ? json_object_new_int64(static_cast<std::int64_t>(number)) : nullptr;
 }
 
 json_object* json(const brannow::CompositionFault& fault) {
   json_object* object = json_object_new_object();
-  json_object_object_add(object, "file", json(fault.file));
+  json_object_object_add(object, "file", jsonText(fault.file));
   json_object_object_add(object, "line", json(fault.line));
   json_object_object_add(object, "column", json(fault.column));
   json_object_object_add(object, "severity",
                          json_object_new_string(fault.isWarning ? "warning" : "error"));
-  json_object_object_add(object, "text", json(fault.what));
+  json_object_object_add(object, "text", jsonText(fault.what));
   return object;
 }
 
@@ -37,7 +32,7 @@ std::string jsonLine(const std::string& file,
   json_object* object = json_object_new_object();
   json_object* list = json_object_new_array();
   for (const auto& fault : faults) json_object_array_add(list, json(fault));
-  json_object_object_add(object, "path", json(file));
+  json_object_object_add(object, "path", jsonText(file));
   json_object_object_add(object, "faults", list);
   const std::string line = json_object_to_json_string_ext(
       object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);

@@ -1,16 +1,15 @@
 #include "host/DescribeJson.h"
 
-#include <json-c/json.h>
-
 #include <cmath>
 
+#include "host/JsonText.h"
 #include "host/ShortestDigits.h"
 #include "platform/system/JsonOwner.h"
 
 namespace {
 
 json_object* json(const std::string& text) {
-  return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+  return jsonText(text);
 }
 
 json_object* json(double number) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-using Row = std::array<std::string, 8>;
+using PortRow = std::array<std::string, 8>;
 constexpr std::size_t kLongestText = 60;
 
 std::size_t columnsOf(std::string_view text) {
@@ -72,7 +72,7 @@ const char* kindOf(const ZQVuoComposition& composition) {
   return "neither image filter nor image generator";
 }
 
-Row rowFor(const ZQVuoComposition& composition, const ZQVuoComposition::Port& port) {
+PortRow rowFor(const ZQVuoComposition& composition, const ZQVuoComposition::Port& port) {
   const char* type = ZQVuoPortTypeDescription(port->portType());
   return {shownBriefly(port->portName()), type ? type : "",
           shownValue(port->minVal()),     shownValue(port->maxVal()),
@@ -80,13 +80,13 @@ Row rowFor(const ZQVuoComposition& composition, const ZQVuoComposition::Port& po
           port->wantsUI() ? "yes" : "",   roleOf(composition, port)};
 }
 
-std::string aligned(const std::vector<Row>& rows) {
-  std::array<std::size_t, std::tuple_size_v<Row>> widths{};
-  for (const Row& row : rows) {
+std::string aligned(const std::vector<PortRow>& rows) {
+  std::array<std::size_t, std::tuple_size_v<PortRow>> widths{};
+  for (const PortRow& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
   std::string text;
-  for (const Row& row : rows) {
+  for (const PortRow& row : rows) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i)
       line += "  " + row[i] + std::string(widths[i] - columnsOf(row[i]), ' ');
@@ -98,7 +98,7 @@ std::string aligned(const std::vector<Row>& rows) {
 std::string section(const char* title, const ZQVuoComposition& composition,
                     const ZQVuoComposition::PortList& ports) {
   if (ports.empty()) return std::string(title) + ": none\n";
-  std::vector<Row> rows{{"Name", "Type", "Min", "Max", "Default", "Step", "Control", "Role"}};
+  std::vector<PortRow> rows{{"Name", "Type", "Min", "Max", "Default", "Step", "Control", "Role"}};
   for (const auto& port : ports) rows.push_back(rowFor(composition, port));
   return std::string(title) + ":\n" + aligned(rows);
 }

@@ -11,7 +11,7 @@ namespace platform {
 namespace {
 
 /// That a thread can be had again is told by nobody.
-constexpr std::chrono::milliseconds kUntilThereMayBeAThread{1};
+constexpr std::chrono::milliseconds kUntilNextTry{1};
 
 }  // namespace
 
@@ -46,14 +46,14 @@ void DelayedTasks::tryAgain() {
     _triesAgain = !hasThread();
     if (!_triesAgain) return;
   }
-  std::this_thread::sleep_for(kUntilThereMayBeAThread);
+  std::this_thread::sleep_for(kUntilNextTry);
   MainQueue::shared().async([this] { tryAgain(); });
 }
 
 void DelayedTasks::waitForThread() {
   for (UniqueLock hold(_lock); !_waiting.empty() && !hasThread(); hold.lock()) {
     hold.unlock();
-    std::this_thread::sleep_for(kUntilThereMayBeAThread);
+    std::this_thread::sleep_for(kUntilNextTry);
   }
 }
 

@@ -6,13 +6,10 @@
 #include <stdexcept>
 
 #include "runtime/compiler/Faults.h"
+#include "runtime/compiler/Word.h"
 
 namespace vuo {
 namespace {
-
-bool isWord(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
-}
 
 /// The parser takes a name in front of a bracket for a variable, and the bracket for a mistake.
 void checkFunctions(const mu::Parser& parser, const std::string& expression) {

@@ -7,6 +7,8 @@
 #include <tuple>
 #include <utility>
 
+#include "runtime/compiler/Word.h"
+
 namespace vuo {
 namespace {
 
@@ -31,10 +33,6 @@ std::size_t distance(const std::string& a, const std::string& b) {
     last = std::exchange(row, next);
   }
   return row.back();
-}
-
-bool isWord(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
 }
 
 bool standsAlone(std::string_view text, std::size_t at, std::size_t length) {

@@ -6,20 +6,18 @@
 #include <set>
 #include <string_view>
 
+#include "runtime/compiler/Word.h"
+
 namespace vuo {
 namespace {
 
 using Tokens = std::vector<std::string>;
 constexpr const char* body = "{}";
 
-bool isWord(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
-}
-
 /// Words and single signs; directives that are left are skipped.
-class Scanner {
+class ShaderScanner {
  public:
-  explicit Scanner(std::string_view text) : _rest(text) {}
+  explicit ShaderScanner(std::string_view text) : _rest(text) {}
 
   std::string next() {
     for (;; _rest.remove_prefix(1)) {
@@ -40,7 +38,7 @@ class Scanner {
 
 /// The next statement outside of functions, with `body` for what stands between braces; none at the
 /// end. The body of a function ends it like a semicolon.
-std::optional<Tokens> nextStatement(Scanner& scanner) {
+std::optional<Tokens> nextStatement(ShaderScanner& scanner) {
   Tokens statement;
   int depth = 0;
   for (std::string token = scanner.next(); !token.empty(); token = scanner.next()) {
@@ -140,7 +138,7 @@ void parseVariables(Reader reader, std::vector<ShaderVariable>& variables) {
 
 std::vector<ShaderVariable> declarationsIn(const std::string& preprocessed) {
   std::vector<ShaderVariable> variables;
-  Scanner scanner(preprocessed);
+  ShaderScanner scanner(preprocessed);
   while (const auto statement = nextStatement(scanner))
     parseVariables(Reader(*statement), variables);
   return variables;
