@@ -30,17 +30,18 @@ struct Compiled {
 };
 
 /// What is wrong with a composition. `file` is as the composition names it, empty for itself.
-struct Fault {
+struct CompileFault {
   std::string file;
   std::int32_t line = 0, column = 0;  ///< counted from 1, 0 where there is none
   bool isWarning = false;
   std::string what;
   static constexpr auto members =
-      std::tuple(&Fault::file, &Fault::line, &Fault::column, &Fault::isWarning, &Fault::what);
+      std::tuple(&CompileFault::file, &CompileFault::line, &CompileFault::column,
+                 &CompileFault::isWarning, &CompileFault::what);
 };
 
 struct FaultList {
-  std::vector<Fault> faults;
+  std::vector<CompileFault> faults;
   static constexpr auto members = std::tuple(&FaultList::faults);
 };
 

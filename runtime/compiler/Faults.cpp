@@ -47,7 +47,7 @@ int charactersIn(std::string_view text) {
 
 }  // namespace
 
-void Faults::keep(message::Fault fault) {
+void Faults::keep(message::CompileFault fault) {
   if (_list.faults.size() < mostKept) _list.faults.push_back(std::move(fault));
 }
 

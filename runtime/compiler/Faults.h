@@ -55,7 +55,7 @@ class Faults {
   message::FaultList take();
 
  private:
-  void keep(message::Fault fault);
+  void keep(message::CompileFault fault);
 
   int _errors = 0;
   message::FaultList _list;

@@ -81,7 +81,8 @@ std::string contentsOf(const platform::FileDescriptor& file) {
   return count == status.st_size ? contents : std::string();
 }
 
-brannow::CompositionFault faultFrom(const message::Fault& fault, const std::string& composition) {
+brannow::CompositionFault faultFrom(const message::CompileFault& fault,
+                                    const std::string& composition) {
   const auto folder = std::filesystem::path(composition).parent_path();
   return {fault.file.empty() ? composition : (folder / fault.file).string(),
           static_cast<std::size_t>(std::max(fault.line, 0)),
@@ -105,7 +106,7 @@ CompiledPlan compiledPlan(const std::string& compositionPath) {
   try {
     const auto left = decoded<message::Result>(contentsOf(result.output));
     bool isOfUse = true;
-    for (const message::Fault& fault : left.faults.faults) {
+    for (const message::CompileFault& fault : left.faults.faults) {
       plan.faults.push_back(faultFrom(fault, compositionPath));
       isOfUse = isOfUse && fault.isWarning;
     }
