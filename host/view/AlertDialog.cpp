@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr const char* kPopup = "##alert";
+constexpr const char* kAlert = "##alert";
 
 /// Enter presses the first button, Escape the last one.
 std::optional<std::size_t> pressedKey(const std::vector<SDL_Keycode>& keys, std::size_t buttons) {
@@ -42,7 +42,7 @@ std::optional<std::size_t> drawAlert(const brannow::Alert& alert,
   ImGui::SetNextWindowSizeConstraints({width, 0}, {width, room.y * 0.75F});
   ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, {18 * scale, 16 * scale});
   if (ImGui::BeginPopupModal(
-          kPopup, nullptr,
+          kAlert, nullptr,
           ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoResize)) {
     ImGui::TextColored({1, 0.78F, 0.35F, 1}, "%s", alert.messageText.c_str());
     ImGui::Separator();
@@ -68,7 +68,7 @@ std::size_t runAlertDialog(ViewWindow& window, const brannow::Alert& alert,
   while (!pressed && !window.closeRequested()) {
     window.beginFrame();
     drawBackground();
-    if (!ImGui::IsPopupOpen(kPopup)) ImGui::OpenPopup(kPopup);
+    if (!ImGui::IsPopupOpen(kAlert)) ImGui::OpenPopup(kAlert);
     pressed = drawAlert(alert, buttons, window.scale());
     window.endFrame();
     const auto now = ViewWindow::Clock::now();

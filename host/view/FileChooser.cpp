@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kPopup = "##choose a file";
+constexpr const char* kChooser = "##choose a file";
 
 std::string lowerCase(std::string text) {
   for (char& c : text) {
@@ -64,13 +64,13 @@ bool FileChooser::fits(const std::string& name) const {
 }
 
 void FileChooser::draw(float scale) {
-  if (_opens) ImGui::OpenPopup(kPopup);
+  if (_opens) ImGui::OpenPopup(kChooser);
   const ImVec2 room = ImGui::GetMainViewport()->Size;
   const ImVec2 size{std::min(520 * scale, room.x * 0.9F), std::min(400 * scale, room.y * 0.9F)};
   ImGui::SetNextWindowSize(size);
   ImGui::SetNextWindowPos({room.x / 2, room.y / 2}, ImGuiCond_Always, {0.5F, 0.5F});
   if (ImGui::BeginPopupModal(
-          kPopup, nullptr,
+          kChooser, nullptr,
           ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoResize)) {
     ImGui::TextUnformatted(_request.title.c_str());
     ImGui::TextDisabled("%s", _folder.c_str());
