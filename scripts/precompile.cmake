@@ -1,25 +1,41 @@
-# The standard library's headers, read once for everything instead of once for each file. Programs
-# and libraries are compiled as different kinds of code, so there are two of it. <filesystem> is not
-# among them: its std::quoted would be taken for ours.
-set(headers <algorithm> <chrono> <condition_variable> <fstream> <functional> <iostream> <map>
-  <memory> <mutex> <optional> <set> <sstream> <string> <thread> <variant> <vector>)
+# The standard library's headers, read once for everything instead of once for each file, and for the
+# tests those of theirs too. Programs and libraries are compiled as different kinds of code.
+set(headers <algorithm> <chrono> <condition_variable> <filesystem> <fstream> <functional> <iomanip>
+  <iostream> <map> <memory> <mutex> <optional> <set> <sstream> <string> <thread> <variant> <vector>)
 file(WRITE ${PROJECT_BINARY_DIR}/precompiled.cpp "")
-foreach(kind library program)
+set(kinds library program)
+if(BRANNOW_BUILD_TESTS)
+  list(APPEND kinds test)
+endif()
+foreach(kind ${kinds})
   add_library(precompiled_${kind} OBJECT ${PROJECT_BINARY_DIR}/precompiled.cpp)
   target_precompile_headers(precompiled_${kind} PRIVATE ${headers})
   target_compile_options(precompiled_${kind} PRIVATE -pthread)
   # What everything is linked with is compiled with it too.
-  set_target_properties(precompiled_${kind} PROPERTIES LINK_LIBRARIES "")
+  set_target_properties(precompiled_${kind} PROPERTIES LINK_LIBRARIES "" UNITY_BUILD OFF)
+  if(NOT kind STREQUAL library)
+    set_target_properties(precompiled_${kind} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+    target_compile_options(precompiled_${kind} PRIVATE -fPIE)
+  endif()
 endforeach()
-set_target_properties(precompiled_program PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-target_compile_options(precompiled_program PRIVATE -fPIE)
+if(BRANNOW_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  target_precompile_headers(precompiled_test PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+  set_target_properties(precompiled_test PROPERTIES LINK_LIBRARIES GTest::gmock)
+endif()
 
 # use_precompiled FOLDER: for all targets there and below.
 function(use_precompiled folder)
   get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
   foreach(target ${targets})
     get_target_property(type ${target} TYPE)
-    if(type STREQUAL EXECUTABLE)
+    get_target_property(libraries ${target} LINK_LIBRARIES)
+    get_target_property(visibility ${target} CXX_VISIBILITY_PRESET)
+    if(NOT visibility STREQUAL CMAKE_CXX_VISIBILITY_PRESET)
+      continue()
+    elseif(type STREQUAL EXECUTABLE AND "GTest::gmock" IN_LIST libraries)
+      target_precompile_headers(${target} REUSE_FROM precompiled_test)
+    elseif(type STREQUAL EXECUTABLE)
       target_precompile_headers(${target} REUSE_FROM precompiled_program)
     elseif(type MATCHES "^(OBJECT|SHARED|MODULE)_LIBRARY$" AND NOT target MATCHES ^precompiled)
       target_precompile_headers(${target} REUSE_FROM precompiled_library)
