@@ -153,14 +153,29 @@ VuoCache::Item VuoCache::fetchCachedExeForVuoFileSynchronously(const Path& path)
 }
 
 std::optional<std::string> VuoCache::compileFailureForVuoFile(const std::string& path) {
-  const auto cache = globalCacheFor("+[VuoCache compileFailureForVuoFile:]");
-  if (!cache) return std::nullopt;
+  const auto compile = State::_lastCompile(path, "+[VuoCache compileFailureForVuoFile:]");
   std::optional<std::string> text;
   guarded("+[VuoCache compileFailureForVuoFile:]", [&] {
-    platform::ReadHold hold(cache->_state->_compileFailures);
-    if (const auto failure = cache->_state->_compileFailures.objectForKey(path)) text = *failure;
+    if (compile) text = compile->failure;
   });
   return text;
+}
+
+std::optional<VuoCache::Compile> VuoCache::lastCompileForVuoFile(const std::string& path) {
+  const auto compile = State::_lastCompile(path, "+[VuoCache lastCompileForVuoFile:]");
+  std::optional<Compile> copy;
+  guarded("+[VuoCache lastCompileForVuoFile:]", [&] {
+    if (compile) copy = *compile;
+  });
+  return copy;
+}
+
+std::shared_ptr<const VuoCache::Compile> VuoCache::State::_lastCompile(const std::string& path,
+                                                                       const char* operation) {
+  const auto cache = globalCacheFor(operation);
+  if (!cache) return nullptr;
+  platform::ReadHold hold(cache->_state->_lastCompiles);
+  return cache->_state->_lastCompiles.objectForKey(path);
 }
 
 void VuoCache::fetchCachedDylibForVuoFile(const Path& path, Completion callBlockWhenDone) {

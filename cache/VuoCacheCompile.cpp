@@ -10,8 +10,7 @@
 
 namespace {
 
-void compileAndLink(const VuoCompileJob& job) {
-  VuoCompiler compiler;
+void compileAndLink(VuoCompiler& compiler, const VuoCompileJob& job) {
   compiler.compileComposition(job.compositionPath, job.bitcodePath);
   if (job.isDylib) {
     compiler.linkCompositionToCreateDynamicLibrary(job.bitcodePath, job.artefactPath,
@@ -24,15 +23,21 @@ void compileAndLink(const VuoCompileJob& job) {
 
 }  // namespace
 
-std::optional<std::string> compileArtefact(const VuoCompileJob& job) {
+std::optional<std::string> compileArtefact(const VuoCompileJob& job,
+                                           std::vector<std::string>& filesNamed) {
+  std::optional<std::string> errorText;
   try {
-    compileAndLink(job);
-  } catch (const std::runtime_error& error) {
-    return error.what();
+    VuoCompiler compiler;
+    try {
+      compileAndLink(compiler, job);
+    } catch (const std::runtime_error& error) {
+      errorText = error.what();
+    }
+    filesNamed = compiler.filesNamed();
   } catch (...) {
-    return "";
+    errorText = "";
   }
-  return std::nullopt;
+  return errorText;
 }
 
 std::string compileFailureText(const std::string& compositionPath, const std::string& errorText) {
@@ -53,12 +58,13 @@ void queueCompileAlert(const std::string& failureText) {
 std::optional<std::string> VuoCache::State::_compileUnchanged(const Kind& kind,
                                                               const std::string& path,
                                                               std::string& artefactPath,
-                                                              VuoCacheItem::Date& modDate) {
+                                                              VuoCacheItem::Date& modDate,
+                                                              std::vector<std::string>& files) {
   constexpr int kTries = 3;
   const int terminations = _terminations;
   for (int left = kTries; left > 0 && _terminations == terminations; --left) {
     VuoCacheItem::Date before;
-    if (auto errorText = _compile(kind, path, artefactPath, before)) return errorText;
+    if (auto errorText = _compile(kind, path, artefactPath, before, files)) return errorText;
     modDate = platform::modificationTime(path);
     if (!modDate || modDate == before) return std::nullopt;
   }
@@ -69,7 +75,8 @@ std::optional<std::string> VuoCache::State::_compileUnchanged(const Kind& kind,
 /// `modDate` becomes the file's when its turn to be compiled has come.
 std::optional<std::string> VuoCache::State::_compile(const Kind& kind, const std::string& path,
                                                      std::string& artefactPath,
-                                                     VuoCacheItem::Date& modDate) {
+                                                     VuoCacheItem::Date& modDate,
+                                                     std::vector<std::string>& files) {
   platform::createFolders(platform::deletingLastPathComponent(_cacheFolder()));
   const auto alone = _lockComposition(_cacheFolder(), *_hashThisString(path), true);
   platform::UniqueLock hold(_compilerSynchLock);
@@ -79,7 +86,7 @@ std::optional<std::string> VuoCache::State::_compile(const Kind& kind, const std
   if (!platform::itemExists(folder) && _makeCacheFolder()) platform::createFolders(folder);
   artefactPath = _artefactPath(kind, path);
   if (alone) platform::removeUnfinished(artefactPath);
-  auto errorText = compileArtefact({path, _bitcodePath(path), artefactPath, kind.isDylib});
+  auto errorText = compileArtefact({path, _bitcodePath(path), artefactPath, kind.isDylib}, files);
   if (!errorText && modDate) platform::setModificationTime(artefactPath, *modDate);
   return errorText;
 }

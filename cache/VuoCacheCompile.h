@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Where the steps of one compile read and write.
 struct VuoCompileJob {
@@ -13,8 +14,9 @@ struct VuoCompileJob {
 };
 
 /// Compiles and links. None on success, else the text for the user, which is empty when the runtime
-/// raised something without a message.
-std::optional<std::string> compileArtefact(const VuoCompileJob& job);
+/// raised something without a message. `filesNamed` takes the files that the composition names.
+std::optional<std::string> compileArtefact(const VuoCompileJob& job,
+                                           std::vector<std::string>& filesNamed);
 
 /// What the user is told about a failed compile.
 std::string compileFailureText(const std::string& compositionPath, const std::string& errorText);

@@ -11,13 +11,16 @@ VuoCache::Item VuoCache::State::_fetchSynchronously(const Kind& kind, const Path
 
   std::string artefactPath;
   VuoCacheItem::Date modDate;
-  if (const auto errorText = _compileUnchanged(kind, *path, artefactPath, modDate)) {
-    const auto failure = std::make_shared<const std::string>(compileFailureText(*path, *errorText));
-    _compileFailures.lockSetObject(failure, *path);
-    queueCompileAlert(*failure);
+  Compile compile;
+  compile.began = std::chrono::steady_clock::now();
+  const auto errorText = _compileUnchanged(kind, *path, artefactPath, modDate, compile.files);
+  compile.took = std::chrono::steady_clock::now() - compile.began;
+  if (errorText) compile.failure = compileFailureText(*path, *errorText);
+  _lastCompiles.lockSetObject(std::make_shared<const Compile>(compile), *path);
+  if (errorText) {
+    queueCompileAlert(*compile.failure);
     return nullptr;
   }
-  _compileFailures.lockSetObject(nullptr, *path);
 
   const auto shared = [](std::string text) {
     return std::make_shared<const std::string>(std::move(text));

@@ -91,13 +91,16 @@ struct VuoCache::State : std::enable_shared_from_this<State> {
   // --- a compile, on the calling thread
 
   Item _fetchSynchronously(const Kind& kind, const Path& path);
+  static std::shared_ptr<const Compile> _lastCompile(const std::string& path,
+                                                     const char* operation);
   std::optional<std::string> _compileUnchanged(const Kind& kind, const std::string& path,
                                                std::string& artefactPath,
-                                               VuoCacheItem::Date& modDate)
+                                               VuoCacheItem::Date& modDate,
+                                               std::vector<std::string>& files)
       EXCLUDES(_compilerSynchLock);
   std::optional<std::string> _compile(const Kind& kind, const std::string& path,
-                                      std::string& artefactPath, VuoCacheItem::Date& modDate)
-      EXCLUDES(_compilerSynchLock);
+                                      std::string& artefactPath, VuoCacheItem::Date& modDate,
+                                      std::vector<std::string>& files) EXCLUDES(_compilerSynchLock);
   void _waitForTurnToCompile(platform::UniqueLock& hold) REQUIRES(_compilerSynchLock);
 
   // --- the queue
@@ -118,7 +121,7 @@ struct VuoCache::State : std::enable_shared_from_this<State> {
   mutable std::atomic<bool> _refusalLogged{false};
   MutLockDict<VuoCacheItem> _dylibCacheItems;
   MutLockDict<VuoCacheItem> _exeCacheItems;
-  MutLockDict<const std::string> _compileFailures;  // by path, null after a success
+  MutLockDict<const Compile> _lastCompiles;  // by path
   // Its lock is taken before a table's own, never after one.
   MutLockArray<std::shared_ptr<VuoCacheQueueEntry>> _compilerQueueEntries;
   std::shared_ptr<platform::DispatchQueue> _compilerQueue;

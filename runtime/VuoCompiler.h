@@ -35,6 +35,9 @@ class VuoCompiler {
   /// process of this user's replaces it, nothing else is lost. One that is a day old is removed.
   void compileComposition(std::string compositionPath, std::string bitcodePath);
 
+  /// The files that the composition named which this object compiled last, also where that failed.
+  const std::vector<std::string>& filesNamed() const { return _filesNamed; }
+
   /// Makes a file that the runtime runs inside this process, from what this object compiled to
   /// `bitcodePath`. It is flushed to the disk and appears at `libraryPath` whole, in place of an
   /// older one that may still be running.
@@ -50,4 +53,5 @@ class VuoCompiler {
   const std::string& planMadeAs(const std::string& bitcodePath) const;
 
   std::map<std::string, std::string> _plans;  ///< by the path that each was compiled to
+  std::vector<std::string> _filesNamed;
 };

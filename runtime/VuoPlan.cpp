@@ -35,6 +35,14 @@ json_object* arrayOf(const std::vector<Item>& items, Function jsonOfItem) {
   return array;
 }
 
+json_object* jsonOf(const SourceFile& file) {
+  json_object* object = json_object_new_object();
+  json_object_object_add(object, "name", jsonOf(file.name));
+  json_object_object_add(object, "modified", json_object_new_int64(file.state.modified));
+  json_object_object_add(object, "size", json_object_new_int64(file.state.size));
+  return object;
+}
+
 json_object* jsonOf(const Cable& cable) {
   json_object* object = json_object_new_object();
   json_object_object_add(object, "node", json_object_new_int(cable.source.node));
@@ -97,6 +105,12 @@ std::vector<Item> listMember(json_object* object, const char* key, Function item
   return items;
 }
 
+SourceFile fileOf(json_object* object) {
+  return {textMember(object, "name"),
+          {json_object_get_int64(member(object, "modified", json_type_int)),
+           json_object_get_int64(member(object, "size", json_type_int))}};
+}
+
 Cable cableOf(json_object* object) {
   return {{json_object_get_int(member(object, "node", json_type_int)),
            json_object_get_int(member(object, "port", json_type_int))},
@@ -115,6 +129,12 @@ Node nodeOf(json_object* object) {
   if (!kind) notAPlan("a node is of an unknown kind");
   return {textMember(object, "name"), *kind, listMember<Port>(object, "inputs", portOf),
           listMember<Port>(object, "outputs", portOf), textMember(object, "body")};
+}
+
+platform::JsonOwner parsed(const std::string& text) {
+  platform::JsonOwner object(json_tokener_parse(text.c_str()));
+  if (!object) notAPlan("it is no JSON");
+  return object;
 }
 
 bool exists(const Source& source, const Plan& plan, std::size_t nodesBefore) {
@@ -148,25 +168,39 @@ std::optional<Type> typeNamed(const std::string& name) {
   return enumNamed<Type>(name, typeNames);
 }
 
+/// The files stand on a line of their own, ahead of the rest.
 std::string serialized(const Plan& plan) {
+  const platform::JsonOwner files(json_object_new_object());
+  json_object_object_add(files.get(), "files",
+                         arrayOf(plan.files, [](const SourceFile& file) { return jsonOf(file); }));
   const platform::JsonOwner object(json_object_new_object());
   json_object_object_add(object.get(), "composition", jsonOf(plan.compositionName));
   json_object_object_add(object.get(), "inputs", jsonOf(plan.publishedInputs));
   json_object_object_add(object.get(), "nodes",
                          arrayOf(plan.nodes, [](const Node& node) { return jsonOf(node); }));
   json_object_object_add(object.get(), "outputs", jsonOf(plan.publishedOutputs));
-  return json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
+  const auto lineOf = [](const platform::JsonOwner& json) {
+    return std::string(json_object_to_json_string_ext(json.get(), JSON_C_TO_STRING_PLAIN));
+  };
+  return lineOf(files) + "\n" + lineOf(object);
 }
 
 Plan planFromText(const std::string& text) {
-  const platform::JsonOwner object(json_tokener_parse(text.c_str()));
-  if (!object) notAPlan("it is no JSON");
-  Plan plan{textMember(object.get(), "composition"),
-            listMember<Port>(object.get(), "inputs", portOf),
-            listMember<Node>(object.get(), "nodes", nodeOf),
-            listMember<Port>(object.get(), "outputs", portOf)};
+  Plan plan;
+  plan.files = filesInPlan(text);
+  const platform::JsonOwner object = parsed(text.substr(text.find('\n') + 1));
+  plan.compositionName = textMember(object.get(), "composition");
+  plan.publishedInputs = listMember<Port>(object.get(), "inputs", portOf);
+  plan.nodes = listMember<Node>(object.get(), "nodes", nodeOf);
+  plan.publishedOutputs = listMember<Port>(object.get(), "outputs", portOf);
   checkSources(plan);
   return plan;
+}
+
+std::vector<SourceFile> filesInPlan(const std::string& text) {
+  const std::size_t end = text.find('\n');
+  if (end == text.npos) notAPlan("it is cut off");
+  return listMember<SourceFile>(parsed(text.substr(0, end)).get(), "files", fileOf);
 }
 
 }  // namespace vuo

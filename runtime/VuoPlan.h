@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "runtime/SourceFile.h"
+
 namespace vuo {
 
 enum class Type { Image, Real, Integer, Color, Boolean, Point2d, Text };
@@ -54,10 +56,13 @@ struct Plan {
   std::vector<Port> publishedInputs;
   std::vector<Node> nodes;  ///< a node stands behind every node that it depends on
   std::vector<Port> publishedOutputs;
+  std::vector<SourceFile> files{};  ///< what it was made from beside the composition itself
 };
 
 /// The plan as text, and back. Reading throws std::runtime_error when the text is no plan.
 std::string serialized(const Plan& plan);
 Plan planFromText(const std::string& text);
+/// The plan's files alone, for less than all of it costs.
+std::vector<SourceFile> filesInPlan(const std::string& text);
 
 }  // namespace vuo

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 struct json_object;
 class VuoRunnerDelegate;
@@ -99,9 +100,16 @@ class VuoRunner {
                                                               std::string sourceDirectory,
                                                               bool deleteDylib);
 
-  /// Whether that is the file of a compiled composition, undamaged and of this version of the
-  /// runtime. Where it is not, compiling the composition again helps. Reads the file.
-  static bool canRun(const std::string& artefactPath);
+  /// The file of a compiled composition, before it is run.
+  struct Artefact {
+    /// It is there, undamaged and of this version of the runtime, and the files that the
+    /// composition names are still those that it was made from. Where not, compiling the
+    /// composition again helps, or tells what is wrong.
+    bool canRun = false;
+    std::vector<std::string> files;  ///< those, in `sourceDirectory`, as far as it can be read
+  };
+  /// Reads the artefact, and asks the file system once for each of the files.
+  static Artefact artefactAt(const std::string& artefactPath, const std::string& sourceDirectory);
 
   /// Stops the composition if it still runs.
   virtual ~VuoRunner() = default;

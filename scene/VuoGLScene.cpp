@@ -57,6 +57,17 @@ std::shared_ptr<ZQVuoComposition> VuoGLScene::comp() const {
   return _state->comp;
 }
 
+std::vector<std::string> VuoGLScene::sourceFiles() const try {
+  std::shared_ptr<const std::vector<std::string>> files;
+  {
+    platform::LockGuard hold(_state->propLock);
+    files = _state->sourceFiles;
+  }
+  return files ? *files : std::vector<std::string>();
+} catch (const std::bad_alloc&) {
+  return {};
+}
+
 VuoGLScene::Path VuoGLScene::filePath() const try {
   if (_state->deleted) return std::nullopt;
   platform::LockGuard hold(_state->propLock);

@@ -138,6 +138,8 @@ void VuoGLScene::State::_fetch(const Request& request) {
 void VuoGLScene::State::_itemFetched(const std::shared_ptr<VuoCacheItem>& item,
                                      const Request& request) {
   if (!item) {
+    auto compile = VuoCache::lastCompileForVuoFile(request.path);
+    _noteFiles(compile ? std::move(compile->files) : std::vector<std::string>(), request);
     _setStatus(failedStatus(request.path, whyNotFetched(request.path)), request.load);
   } else if (_mustCompileAgain(item, request)) {
     VuoCache::discardCachedItem(item);
@@ -149,13 +151,26 @@ void VuoGLScene::State::_itemFetched(const std::shared_ptr<VuoCacheItem>& item,
   }
 }
 
-/// Whether this load wants an artefact that is missing or damaged, and has not had it compiled yet.
+/// Whether this load wants an artefact that is missing, damaged or made from files that are others
+/// by now, and has not had it compiled yet.
 bool VuoGLScene::State::_mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item,
                                           const Request& request) {
   const auto artefact = request.newProcess ? item->cachedExePath() : item->cachedDylibPath();
-  if (request.isSecond || !artefact || VuoRunner::canRun(*artefact)) return false;
+  if (!artefact) return false;
+  auto [canRun, files] =
+      VuoRunner::artefactAt(*artefact, platform::deletingLastPathComponent(request.path));
+  return _noteFiles(std::move(files), request) && !canRun && !request.isSecond;
+}
+
+/// False for a load that another one has overtaken.
+bool VuoGLScene::State::_noteFiles(std::vector<std::string> named, const Request& request) {
+  named.insert(named.begin(), request.path);
+  std::shared_ptr<const std::vector<std::string>> files =
+      std::make_shared<const std::vector<std::string>>(std::move(named));
   platform::LockGuard hold(propLock);
-  return loads == request.load;
+  if (loads != request.load) return false;
+  sourceFiles.swap(files);
+  return true;
 }
 
 /// Replaces description, path and load time as one step, and numbers the load. 0, with nothing

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Brannow/VuoCacheItem.h"
 #include "Brannow/VuoGLScene.h"
@@ -54,6 +55,7 @@ struct VuoGLScene::State {
   void _fetch(const Request& request) EXCLUDES(runnerLock, propLock);
   void _itemFetched(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
   bool _mustCompileAgain(const std::shared_ptr<VuoCacheItem>& item, const Request& request);
+  bool _noteFiles(std::vector<std::string> named, const Request& request) EXCLUDES(propLock);
   void _cachedItemAvailable(const std::shared_ptr<VuoCacheItem>& item);
   Running _startRunner(const std::shared_ptr<VuoCacheItem>& item, const std::string& artefact,
                        const std::string& source, bool newProcess, std::uint64_t load,
@@ -101,6 +103,8 @@ struct VuoGLScene::State {
   // comp, filePath and loadDate change together.
   std::shared_ptr<ZQVuoComposition> comp GUARDED_BY(propLock);
   std::optional<std::string> filePath GUARDED_BY(propLock);
+  // The composition and what the last load found it to name; stays when it is unloaded.
+  std::shared_ptr<const std::vector<std::string>> sourceFiles GUARDED_BY(propLock);
   ZQSize size GUARDED_BY(propLock);
   VuoGLSceneDelegate* delegate GUARDED_BY(propLock) = nullptr;
   std::optional<std::chrono::system_clock::time_point> loadDate GUARDED_BY(propLock);

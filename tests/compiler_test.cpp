@@ -424,7 +424,9 @@ TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
 TEST_F(CompilerTest, APlanThatIsWrongInItselfIsRefused) {
   vuo::Plan wild = planOf("digraph G {\n" + std::string(inputs) + "}");
   wild.publishedOutputs = {{"out", vuo::Type::Real, "", {{{0, 0}, false}}}};
-  for (const std::string& bad : {vuo::serialized(wild), std::string("{}"), std::string("[")})
+  for (const std::string& bad :
+       {vuo::serialized(wild), std::string("{}"), std::string("["),
+        std::string("{\"files\":[{}]}\n{}"), std::string("{\"files\":[]}\n[")})
     EXPECT_THAT(faultOf([&] { vuo::planFromText(bad); }), HasSubstr("no compiled composition"));
 }
 
@@ -526,6 +528,40 @@ TEST_F(CompilerTest, BitcodeIsRemovedWhenItIsADayOld) {
   }
   VuoCompiler().compileComposition(at("test.vuo"), at("0123456789ABCDEF0123456789ABCDEF.bc"));
   for (const auto& file : files) EXPECT_EQ(fs::exists(at(file.name)), !file.goes) << file.name;
+}
+
+TEST_F(CompilerTest, NamesTheFilesThatItReadAlsoWhereOneIsWrong) {
+  const std::string rest =
+      "P [type=\"vuo.image.file\" file=\"p.png\"];\n"
+      "A [type=\"vuo.shader\" shader=\"plain.frag\"];\nP:image -> A:image;\n"
+      "B [type=\"vuo.shader\" shader=\"plain.frag\"];\nP:image -> B:image;\n";
+  const vuo::Plan plan = planOf("digraph G {\n" + rest + "}\n");
+  ASSERT_EQ(plan.files.size(), 2u);
+  EXPECT_EQ(plan.files[0].name, "p.png");
+  EXPECT_EQ(plan.files[1].name, "plain.frag");
+  EXPECT_TRUE(vuo::areUnchanged(plan.files, _folder.path));
+  for (const vuo::SourceFile& file : plan.files) {
+    const std::vector<vuo::SourceFile> one{file};
+    const timespec time = modificationTimeOf(at(file.name));
+    setModificationTime(at(file.name), {time.tv_sec, time.tv_nsec ^ 1});
+    EXPECT_FALSE(vuo::areUnchanged(one, _folder.path)) << "another date";
+    setModificationTime(at(file.name), time);
+    EXPECT_TRUE(vuo::areUnchanged(one, _folder.path));
+    fs::resize_file(at(file.name), fs::file_size(at(file.name)) - 1);
+    setModificationTime(at(file.name), time);
+    EXPECT_FALSE(vuo::areUnchanged(one, _folder.path)) << "another size";
+    fs::remove(at(file.name));
+    EXPECT_FALSE(vuo::areUnchanged(one, _folder.path)) << "gone";
+    fs::create_directory(at(file.name));
+    EXPECT_FALSE(vuo::areUnchanged(one, _folder.path)) << "a folder";
+  }
+
+  write("faulty.vuo",
+        "digraph G {\n" + rest + "C [type=\"vuo.shader\" shader=\"none.frag\"];\n}\n");
+  VuoCompiler compiler;
+  EXPECT_NE(faultOf([&] { compiler.compileComposition(at("faulty.vuo"), at("test.bc")); }),
+            "no fault");
+  EXPECT_THAT(compiler.filesNamed(), ElementsAre(at("none.frag"), at("p.png"), at("plain.frag")));
 }
 
 TEST_F(CompilerTest, ALinkReplacesTheArtefactWhole) {

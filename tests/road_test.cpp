@@ -65,6 +65,39 @@ class Road : public testing::TestWithParam<bool> {
   std::shared_ptr<VuoGLScene> scene;
 };
 
+TEST_P(Road, ReadsTheShaderThatIsThereAtEachLoad) {
+  const std::string shader = folder.path + "/s.frag", source = kShader;
+  const auto lastCompile = [&] { return VuoCache::lastCompileForVuoFile(file)->began; };
+  const auto load = [&] {
+    scene->useFile(file);
+    return scene->status().message;
+  };
+  EXPECT_EQ(load(), "");
+  const auto first = lastCompile();
+  EXPECT_EQ(load(), "");
+  EXPECT_EQ(lastCompile(), first) << "nothing has changed";
+  EXPECT_THAT(firstPixel(picture()), testing::ElementsAre(255, 0, 0, 255));
+
+  std::filesystem::rename(
+      folder.write("new.frag", source.substr(0, source.find("tint; }")) + "tint.bgra; }\n"),
+      shader);
+  EXPECT_TRUE(VuoCache::isCachedExeAvailableForVuoFile(file) ||
+              VuoCache::isCachedDylibAvailableForVuoFile(file));
+  EXPECT_EQ(load(), "");
+  EXPECT_THAT(firstPixel(picture()), testing::ElementsAre(0, 0, 255, 255));
+
+  std::filesystem::remove(shader);
+  EXPECT_THAT(load(), testing::HasSubstr("there is no file " + shader));
+  EXPECT_FALSE(scene->readyToRender());
+  EXPECT_THAT(scene->sourceFiles(), testing::ElementsAre(file, shader));
+  folder.write("s.frag", source + "nonsense");
+  EXPECT_THAT(load(), testing::HasSubstr(shader + ":5"));
+  EXPECT_THAT(scene->sourceFiles(), testing::ElementsAre(file, shader));
+  folder.write("s.frag", source);
+  EXPECT_EQ(load(), "");
+  EXPECT_THAT(firstPixel(picture()), testing::ElementsAre(255, 0, 0, 255));
+}
+
 TEST_P(Road, ShowsTheFileAsItIsAtEachLoad) {
   scene->useFile(file, true);
   serveMainQueueUntil([&] { return scene->readyToRender(); });

@@ -1,6 +1,7 @@
 // The process-wide cache of compiled compositions.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -44,7 +45,8 @@ class BRANNOW_API VuoCache {
   /// path. Work that is queued on the old cache still completes, unsaved.
   static void clearCache();
 
-  /// Whether a fetch would be served without compiling. Never waits for a compile.
+  /// Whether a fetch would be served without compiling: by the composition's own date. A scene also
+  /// compiles where a shader or picture has changed. Never waits for a compile.
   static bool isCachedDylibAvailableForVuoFile(const Path& path);
   static bool isCachedExeAvailableForVuoFile(const Path& path);
 
@@ -58,6 +60,18 @@ class BRANNOW_API VuoCache {
   /// Why the last compile of the composition failed: the text that its alert shows. None when it
   /// succeeded or there was none since the cache was made.
   static std::optional<std::string> compileFailureForVuoFile(const std::string& path);
+
+  /// What came of a compile.
+  struct Compile {
+    std::chrono::steady_clock::time_point began;
+    std::chrono::nanoseconds took{};     ///< with the wait for its turn
+    std::optional<std::string> failure;  ///< the text that its alert shows; none on success
+    /// The shaders and pictures that the composition names, each as its folder and the name, also
+    /// those that are missing. As far as the compile came.
+    std::vector<std::string> files;
+  };
+  /// The last compile of the composition since the cache was made; none when there was none.
+  static std::optional<Compile> lastCompileForVuoFile(const std::string& path);
 
   /// Returns at once. Later `callBlockWhenDone` is called once on the main queue with a record, or
   /// with null when the file is missing or the compile failed. Compiles run one at a time in the

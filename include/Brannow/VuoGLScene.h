@@ -68,9 +68,9 @@ class BRANNOW_API VuoGLScene : public VuoGLSceneProtocol,
   // --- the composition file. The cache knows it by the path as it is given: absolute paths.
 
   /// Loads `path` on the calling thread: reads it, compiles it where the cache has no fresh
-  /// artefact, and asks for its start, which it does not wait for. None unloads. Whatever ran
-  /// before is stopped in the background. When the compile fails the scene stays without a
-  /// composition
+  /// artefact or where a shader or picture that it names has changed since, and asks for its start,
+  /// which it does not wait for. None unloads. Whatever ran before is stopped in the background.
+  /// When the compile fails the scene stays without a composition
   /// (`readyToRender` is false); one that does not come up is unloaded again. `status` tells.
   void useFile(const Path& path);
   /// With `async` the compile runs in the background and the start is asked for on the main queue,
@@ -82,6 +82,11 @@ class BRANNOW_API VuoGLScene : public VuoGLSceneProtocol,
   /// The description of the current file; null without one.
   std::shared_ptr<ZQVuoComposition> comp() const;
   Path filePath() const;
+  /// What the last load read, as paths: the composition, then the shaders and pictures that it
+  /// names. Those that are missing or faulty are there too, so that a host can watch for what is to
+  /// be mended. Complete when `status` is no longer `Loading`; stays when the scene is unloaded;
+  /// empty before the first load.
+  std::vector<std::string> sourceFiles() const;
   /// Whether the next load runs the composition in a process of its own (the default) or inside
   /// this one. To be changed before a load, not while one is under way, which then fails.
   bool runnerNewProcess() const;

@@ -49,7 +49,8 @@ struct FaultList {
 struct Result {
   FaultList faults;
   std::string artefact;
-  static constexpr auto members = std::tuple(&Result::faults, &Result::artefact);
+  std::vector<std::string> files;  ///< that the composition names, as it names them
+  static constexpr auto members = std::tuple(&Result::faults, &Result::artefact, &Result::files);
 };
 
 }  // namespace message

@@ -120,8 +120,7 @@ void NodeMaker::makeImageFile(Node& node, const NodeStatement& statement) {
   node.body = requiredAttribute(statement, "file");
   node.outputs = {{"image", Type::Image, "", {}}};
   const auto look = [&] {
-    if (!isPng(openNamedFile(_folder, node.body)))
-      throw std::runtime_error(node.body + " is no PNG picture");
+    if (!isPng(opened(node.body))) throw std::runtime_error(node.body + " is no PNG picture");
   };
   if (!_faults.about(statement.placesOf("file").value, "node \"" + node.name + "\": ", look))
     throw FaultsNoted();
@@ -148,13 +147,27 @@ const NodeMaker::Shader& NodeMaker::shaderNamed(const std::string& name) {
 
 NodeMaker::Shader NodeMaker::shaderIn(const std::string& name) {
   Shader shader;
-  shader.source = textOf(openNamedFile(_folder, name), name, longestShader);
+  shader.source = textOf(opened(name), name, longestShader);
   if (shader.source.find('\0') != std::string::npos) throw std::runtime_error(name + " is no text");
   ShaderInterface interface = interfaceOf(shader.source);
   for (const FaultAt& fault : interface.faults) _faults.addIn(name, fault.place, fault.what());
   shader.isRight = interface.faults.empty();
   shader.uniforms = std::move(interface.uniforms);
   return shader;
+}
+
+/// A file that is named again keeps the state of its first time: a plan with both is out of date.
+platform::FileDescriptor NodeMaker::opened(const std::string& name) {
+  const auto [state, isFirst] = _files.emplace(name, FileState());
+  platform::FileDescriptor file = openNamedFile(_folder, name);
+  if (isFirst) state->second = settledStateOf(file);
+  return file;
+}
+
+std::vector<SourceFile> NodeMaker::files() const {
+  std::vector<SourceFile> files;
+  for (const auto& [name, state] : _files) files.push_back({name, state});
+  return files;
 }
 
 void settleOpenInputs(Node& node) {

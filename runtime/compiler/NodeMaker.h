@@ -21,6 +21,9 @@ class NodeMaker {
   /// FaultsNoted where it has noted what is wrong.
   Node nodeFrom(const NodeStatement& statement);
 
+  /// The files that the nodes so far have named, each once, also those that can't be read.
+  std::vector<SourceFile> files() const;
+
  private:
   struct Shader {
     std::string source;
@@ -34,10 +37,12 @@ class NodeMaker {
   void setConstants(Node& node, const NodeStatement& statement);
   const Shader& shaderNamed(const std::string& name);
   Shader shaderIn(const std::string& name);
+  platform::FileDescriptor opened(const std::string& name);
 
   std::string _folder;
   Faults& _faults;
-  std::map<std::string, Shader> _shaders;  ///< by file name: many nodes may share one
+  std::map<std::string, Shader> _shaders;   ///< by file name: many nodes may share one
+  std::map<std::string, FileState> _files;  ///< by name
   std::size_t _bodyBytes = 0;
 };
 

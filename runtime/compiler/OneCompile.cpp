@@ -53,6 +53,7 @@ std::string resultFor(const std::string& composition) {
   faults.about({}, "", [&] {
     try {
       const Plan plan = planOfComposition(composition, faults);
+      for (const SourceFile& file : plan.files) result.files.push_back(file.name);
       if (!faults.areErrors()) result.artefact = artefactOf(serialized(plan));
     } catch (const std::bad_alloc&) {
       throw std::runtime_error("it needs too much memory to be compiled");

@@ -65,6 +65,8 @@ class PlanMaker {
     return std::move(_plan);
   }
 
+  std::vector<SourceFile> files() const { return _nodes.files(); }
+
  private:
   void add(const NodeStatement& statement) {
     _statements.emplace(statement.name, &statement);
@@ -149,7 +151,9 @@ Plan planOfComposition(const std::string& path, Faults& faults) {
       text.erase(0, byteOrderMark.size());
     }
     const ParsedFile file = parsedFile(text);
-    plan = PlanMaker(file, std::filesystem::path(path).parent_path(), faults).plan();
+    PlanMaker maker(file, std::filesystem::path(path).parent_path(), faults);
+    plan = maker.plan();
+    plan.files = maker.files();
     plan.compositionName = std::filesystem::path(path).filename();
   });
   return plan;

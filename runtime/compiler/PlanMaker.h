@@ -9,7 +9,7 @@
 namespace vuo {
 
 /// Reads, resolves, checks and orders the composition in the file at `path`. Goes on behind what is
-/// wrong, to find the rest. The plan is of use where no fault is an error.
+/// wrong, to find the rest. The plan is of use where no fault is an error, its files in any case.
 Plan planOfComposition(const std::string& path, Faults& faults);
 
 }  // namespace vuo

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "runtime/SourceFile.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/compiler/CompilerProtocol.h"
 #include "runtime/compiling/CompilerProcess.h"
@@ -81,10 +82,13 @@ std::string contentsOf(const platform::FileDescriptor& file) {
   return count == status.st_size ? contents : std::string();
 }
 
+std::string besideComposition(const std::string& composition, const std::string& name) {
+  return pathOf(name, std::filesystem::path(composition).parent_path());
+}
+
 brannow::CompositionFault faultFrom(const message::CompileFault& fault,
                                     const std::string& composition) {
-  const auto folder = std::filesystem::path(composition).parent_path();
-  return {fault.file.empty() ? composition : (folder / fault.file).string(),
+  return {fault.file.empty() ? composition : besideComposition(composition, fault.file),
           static_cast<std::size_t>(std::max(fault.line, 0)),
           static_cast<std::size_t>(std::max(fault.column, 0)), fault.isWarning,
           shortened(fault.what)};
@@ -105,6 +109,8 @@ CompiledPlan compiledPlan(const std::string& compositionPath) {
   }
   try {
     const auto left = decoded<message::Result>(contentsOf(result.output));
+    for (const std::string& name : left.files)
+      plan.files.push_back(besideComposition(compositionPath, name));
     bool isOfUse = true;
     for (const message::CompileFault& fault : left.faults.faults) {
       plan.faults.push_back(faultFrom(fault, compositionPath));

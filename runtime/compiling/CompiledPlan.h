@@ -10,6 +10,7 @@ namespace vuo {
 struct CompiledPlan {
   std::string text;  ///< of use where no fault is an error
   std::vector<brannow::CompositionFault> faults;
+  std::vector<std::string> files;  ///< that the composition names, in its folder
 };
 
 /// What the compiler program makes of the composition in that file; how that program ended, where

@@ -44,6 +44,7 @@ std::vector<brannow::CompositionFault> VuoCompiler::faultsOf(const std::string& 
 void VuoCompiler::compileComposition(std::string compositionPath, std::string bitcodePath) {
   _plans.erase(bitcodePath);
   vuo::CompiledPlan plan = vuo::compiledPlan(compositionPath);
+  _filesNamed = std::move(plan.files);
   if (const std::string errors = errorsAmong(plan.faults); !errors.empty())
     throw std::runtime_error(errors);
   vuo::leaveBitcode(bitcodePath, vuo::artefactOf(plan.text));

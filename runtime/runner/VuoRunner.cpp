@@ -23,14 +23,14 @@ std::string fileToDelete(const std::string& artefact, bool really) {
   return really ? artefact : std::string();
 }
 
-struct Artefact {
+struct OpenArtefact {
   platform::FileDescriptor file;
   std::string plan;
 };
 
-Artefact opened(const std::string& path) {
-  Artefact artefact{platform::FileDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)),
-                    {}};
+OpenArtefact opened(const std::string& path) {
+  OpenArtefact artefact{
+      platform::FileDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)), {}};
   if (!artefact.file) throw std::runtime_error(path + " can't be opened: " + std::strerror(errno));
   try {
     artefact.plan = vuo::planTextIn(artefact.file.get());
@@ -64,7 +64,7 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              std::string sourceDirectory,
                                                              bool outliveHost,
                                                              bool deleteExecutable) {
-  Artefact artefact = opened(executablePath);
+  OpenArtefact artefact = opened(executablePath);
   vuo::ContainedProgram player = playerOf(executablePath, sourceDirectory);
   player.endsWithHost = !outliveHost;
   if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
@@ -90,11 +90,16 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
       fileToDelete(dylibPath, deleteDylib));
 }
 
-bool VuoRunner::canRun(const std::string& artefactPath) {
+VuoRunner::Artefact VuoRunner::artefactAt(const std::string& artefactPath,
+                                          const std::string& sourceDirectory) {
+  Artefact artefact;
   try {
-    opened(artefactPath);
-    return true;
+    const auto files = vuo::filesInPlan(opened(artefactPath).plan);
+    for (const vuo::SourceFile& file : files)
+      artefact.files.push_back(vuo::pathOf(file.name, sourceDirectory));
+    artefact.canRun = vuo::areUnchanged(files, sourceDirectory);
   } catch (const std::exception&) {
-    return false;
+    // Whatever is wrong with it, it can't be run.
   }
+  return artefact;
 }

@@ -257,8 +257,8 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
   return theScript.yieldsRunner ? new scripted::Runner : nullptr;
 }
 
-bool VuoRunner::canRun(const std::string&) {
-  return !theScript.refusesArtefacts;
+VuoRunner::Artefact VuoRunner::artefactAt(const std::string&, const std::string&) {
+  return {!theScript.refusesArtefacts, {}};
 }
 
 std::vector<brannow::CompositionFault> VuoCompiler::faultsOf(const std::string&) {
