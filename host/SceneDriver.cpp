@@ -15,7 +15,6 @@
 #include "host/ValueText.h"
 #include "platform/system/FileSystem.h"
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
 namespace {
@@ -100,32 +99,27 @@ void SceneDriver::load() {
   const std::string name =
       _options.output.value_or(platform::lastPathComponent(_options.file) + ".png");
   _sink = name == "-" ? videoToStandardOutput(_options.format, _rate) : pictureFiles(name);
-  compile();
   // What it draws at its start nobody sees, so that is as little as can be.
   _scene = VuoGLScene::initWithSize(1, 1);
   _scene->setRunnerNewProcess(!_options.inProcess);
   _scene->setEventPatience(std::nullopt);
-  _scene->useFile(pathForCache(_options.file));
+  const std::string file = pathForCache(_options.file);
+  const auto start = Clock::now();
+  _scene->useFile(file);
+  tellHowLoaded(file, start);
   const VuoSceneStatus status = _session.awaitLoad(*_scene);
   if (status.state != VuoSceneStatus::State::Running) {
     throw Failure{"can't run " + _options.file + ": " + status.message};
   }
 }
 
-/// Fetched ahead of the scene, so that the time that is told is the compiler's alone.
-void SceneDriver::compile() {
-  const std::string file = pathForCache(_options.file);
-  const bool cached = _options.inProcess ? VuoCache::isCachedDylibAvailableForVuoFile(file)
-                                         : VuoCache::isCachedExeAvailableForVuoFile(file);
-  const auto start = Clock::now();
-  const auto item = _options.inProcess ? VuoCache::fetchCachedDylibForVuoFileSynchronously(file)
-                                       : VuoCache::fetchCachedExeForVuoFileSynchronously(file);
-  if (!item) {
-    throw Failure{"can't compile " + _options.file + "\n" +
-                  VuoCache::compileFailureForVuoFile(file).value_or("")};
-  }
-  const auto took = std::chrono::round<std::chrono::milliseconds>(Clock::now() - start);
-  say(cached ? "from the cache" : "compiled in " + std::to_string(took.count()) + " ms");
+/// Says whether it was compiled; throws Failure where that failed.
+void SceneDriver::tellHowLoaded(const std::string& file, Clock::time_point start) {
+  const auto compile = VuoCache::lastCompileForVuoFile(file);
+  if (!compile || compile->began < start) return say("from the cache");
+  if (compile->failure) throw Failure{"can't compile " + _options.file + "\n" + *compile->failure};
+  const auto took = std::chrono::round<std::chrono::milliseconds>(compile->took);
+  say("compiled in " + std::to_string(took.count()) + " ms");
 }
 
 void SceneDriver::run(const Requests& requests, const std::function<bool()>& isReady, int count) {

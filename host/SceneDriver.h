@@ -2,6 +2,7 @@
 // picture after the other.
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -51,7 +52,7 @@ class SceneDriver {
   /// The time of frame `index`, from 1.
   double timeOf(int index) const { return _options.start + _rate.timeOf(index); }
 
-  /// Compiles the composition, says so, and starts it.
+  /// Compiles the composition where that is needed, says so, and starts it.
   void load();
 
   /// What a frame is to be of; none when there are no more frames.
@@ -64,6 +65,7 @@ class SceneDriver {
   void run(const Requests& requests, const std::function<bool()>& isReady, int count);
 
  private:
+  using Clock = std::chrono::steady_clock;
   struct Asked {
     int index;
     std::shared_ptr<VuoPendingFrame> frame;
@@ -71,7 +73,7 @@ class SceneDriver {
 
   void parseInputs();
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
-  void compile();
+  void tellHowLoaded(const std::string& file, Clock::time_point start);
   bool ask(const Requests& requests);
   std::optional<VuoFrame> collect(const Asked& asked, int count);
   VuoFrame waitFor(const Asked& asked, int count);

@@ -85,14 +85,20 @@ cmp tiles.png tiles--in-process.png || fail 'both modes give the same picture'
   cmp -s tiles.png again.png || fail 'a second run compiles nothing'
 cp "$compositions"/tiles.* .
 stamp=$(stat -c %y tiles.vuo)
-for expected in compiled 'from the cache' touch compiled restore compiled 'from the cache'; do
+for expected in compiled 'from the cache' touch compiled restore compiled 'from the cache' \
+  save compiled 'from the cache'; do
   case $expected in
     touch) touch tiles.vuo ;;
+    save) cp tiles.frag saved && mv saved tiles.frag ;;
     restore) touch -d "$stamp" tiles.vuo ;;
     *) "$brannow" render tiles.vuo --size 16x9 -o t.png >out 2>err && grep -q "^$expected" out ||
       fail "says $expected" ;;
   esac
 done
+rm tiles.frag
+if "$brannow" render tiles.vuo -o t.png >out 2>err; then fail 'needs its shader'; fi
+grep -q "can't compile tiles.vuo" err && grep -q 'there is no file .*tiles.frag' err ||
+  fail 'says that the shader is gone'
 "$brannow" cache list --json >out 2>err
 [ "$(grep -c '"fresh":true,"valid":true' out)" -ge 3 ] || fail 'lists what is in the cache'
 plistutil -i cache/brannow/VuoCache/vuoExeData.plist >out 2>err &&

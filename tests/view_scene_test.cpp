@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "Brannow/Brannow.h"
@@ -15,6 +17,7 @@
 #include "host/view/InputValues.h"
 #include "host/view/ScenePlayer.h"
 #include "platform/system/Alert.h"
+#include "platform/system/FileSystem.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -91,6 +94,9 @@ class View : public testing::Test {
     EXPECT_TRUE(host::writePicture({1, 1, {red, 0, 0, 255}}, folder.path + "/" + name, problem));
     return folder.path + "/" + name;
   }
+  std::string read(const std::string& name) const {
+    return *platform::readFile(folder.path + "/" + name, 10000);
+  }
   /// Written later than anything before, however fast.
   void rewrite(const std::string& contents) {
     folder.write("level.vuo", contents);
@@ -105,16 +111,16 @@ class View : public testing::Test {
 };
 
 TEST_F(View, APlayerCompilesStartsAndTellsHow) {
-  ScenePlayer player({4, 4}, true);
+  ScenePlayer player(true);
   int starts = 0;
-  player.setWhenStarted([&] { ++starts; });
+  player.setWhenStarted([&](const ZQBufferRef&) { ++starts; });
   EXPECT_EQ(player.state(), State::Empty);
   player.open(file);
-  EXPECT_EQ(player.stateText(), "compiling…");
+  EXPECT_EQ(player.stateText(), "loading…");
   awaitState(player, State::Running);
   EXPECT_THAT(player.stateText(), testing::StartsWith("compiled in "));
   player.reload();
-  EXPECT_EQ(player.state(), State::Compiling);
+  EXPECT_EQ(player.state(), State::Loading);
   EXPECT_TRUE(player.pictures()) << "what ran goes on meanwhile";
   awaitState(player, State::Running);
   EXPECT_EQ(player.stateText(), "from the cache");
@@ -122,7 +128,7 @@ TEST_F(View, APlayerCompilesStartsAndTellsHow) {
 }
 
 TEST_F(View, AnEditIsLoadedAndABrokenOneLeavesWhatRan) {
-  ScenePlayer player({4, 4}, false);
+  ScenePlayer player(false);
   player.open(file);
   awaitState(player, State::Running);
   rewrite(composition("0.5", "nowhere.frag"));
@@ -134,12 +140,53 @@ TEST_F(View, AnEditIsLoadedAndABrokenOneLeavesWhatRan) {
   rewrite(composition("0.75"));
   awaitState(player, State::Running);
   EXPECT_EQ(player.composition()->inputPortNamed("level")->defaultVal()->doubleValue(), 0.75);
+  EXPECT_EQ(player.problem(), "");
+}
+
+TEST_F(View, AShaderThatIsEditedTakesThePlaceOfTheOneBeforeWithItsFirstPicture) {
+  ScenePlayer player(true);
+  std::vector<int> firstPictures;
+  player.setFirstRequest([] {
+    VuoFrameRequest request;
+    request.values["level"] = std::make_shared<const ZQVuoPortValue>(0.4);
+    return request;
+  });
+  player.setWhenStarted([&](const ZQBufferRef& first) { firstPictures.push_back(redOf(first)); });
+  player.open(file);
+  awaitState(player, State::Running);
+  const auto before = player.pictures();
+  const std::string shader = read("s.frag");
+  const auto swapped = [&](const char* one, const char* other) {
+    std::string edited = shader;
+    return edited.replace(edited.find(one), std::strlen(one), other);
+  };
+
+  folder.write("s.frag", swapped("level, 0", "level / 2.0, 0"));
+  await(player, [&] { return firstPictures.size() == 2; });
+  EXPECT_THAT(firstPictures, ElementsAre(-1, 51)) << "with the values that are set";
+  EXPECT_NE(player.pictures(), before);
+  EXPECT_THAT(player.stateText(), testing::StartsWith("compiled in "));
+
+  const auto running = player.pictures();
+  folder.write("s.frag", swapped("level, 0", "levels, 0"));
+  awaitState(player, State::Failed);
+  EXPECT_THAT(player.problem(), testing::HasSubstr("s.frag:4:28: 'levels'"));
+  EXPECT_EQ(player.pictures(), running);
+  std::filesystem::remove(folder.path + "/s.frag");
+  await(player, [&] { return player.problem().find("there is no file") != std::string::npos; });
+  EXPECT_EQ(player.pictures(), running);
+  EXPECT_EQ(redOf(player.scene().renderFrame({}, std::nullopt).buffer), 51);
+
+  folder.write("s.frag", shader);
+  awaitState(player, State::Running);
+  EXPECT_EQ(player.problem(), "");
+  EXPECT_EQ(firstPictures.back(), 102);
 }
 
 TEST_F(View, OnlyTheLastOfSeveralSwitchesCounts) {
-  ScenePlayer player({4, 4}, true);
+  ScenePlayer player(true);
   int starts = 0;
-  player.setWhenStarted([&] { ++starts; });
+  player.setWhenStarted([&](const ZQBufferRef&) { ++starts; });
   player.open(file);
   player.setNewProcess(false);
   player.setNewProcess(true);
@@ -153,7 +200,7 @@ TEST_F(View, OnlyTheLastOfSeveralSwitchesCounts) {
 }
 
 TEST_F(View, LostContactIsNoticedAndLoadedAgain) {
-  ScenePlayer player({4, 4}, true);
+  ScenePlayer player(true);
   player.open(file);
   awaitState(player, State::Running);
   // What the scene does when its process is gone, at the same moment in the main queue's order.
@@ -167,7 +214,7 @@ TEST_F(View, LostContactIsNoticedAndLoadedAgain) {
 }
 
 TEST_F(View, ValuesOutliveAReloadAndGoBackToTheDefault) {
-  ScenePlayer player({4, 4}, true);
+  ScenePlayer player(true);
   InputValues values;
   player.open(file);
   awaitState(player, State::Running);
@@ -186,7 +233,7 @@ TEST_F(View, ValuesOutliveAReloadAndGoBackToTheDefault) {
 }
 
 TEST_F(View, WhatIsSetIsInTheNextFrameWhicheverJobTakesItsPlace) {
-  ScenePlayer player({4, 4}, true);
+  ScenePlayer player(true);
   player.open(file);
   awaitState(player, State::Running);
   FrameMaker maker;
@@ -203,26 +250,23 @@ TEST_F(View, WhatIsSetIsInTheNextFrameWhicheverJobTakesItsPlace) {
     });
   };
   // A filter's input that has nothing yet: its values wait for the frame that is asked for at last.
-  maker.ask({player.pictures(), [](bool) { return FilterInput::Frame(); }, levels(0.2)});
+  maker.ask({player.pictures(), [](double) { return FilterInput::Frame(); }, levels(0.2)});
   finish();
   EXPECT_FALSE(frames.back().made.frame.buffer);
-  for (const bool timeStands : {true, true, false})
-    maker.ask({player.pictures(), {}, {}, timeStands, true});
+  for (int i = 0; i < 3; ++i) maker.ask({player.pictures(), {}, {}, true});
   finish();
   EXPECT_EQ(redOf(frames.back().made.frame.buffer), 51);
   EXPECT_THAT(*frames.back().outputs, ElementsAre(Pair("back", "0.2")));
 
-  const auto time = frames.back().made.frame.time;
-  maker.ask({player.pictures(), {}, levels(0.6), true});
+  maker.ask({player.pictures(), {}, levels(0.6)});
   finish();
   EXPECT_EQ(frames.back().made.frame.answer, VuoFrame::Answer::Fresh);
-  EXPECT_EQ(frames.back().made.frame.time, time) << "in a pause";
   EXPECT_EQ(redOf(frames.back().made.frame.buffer), 153);
 }
 
 TEST_F(View, AFilterTakesPicturesSequencesAndGenerators) {
   FilterInput input(*_globalZQBufferPool, {4, 4}, false);
-  const auto red = [&input] { return redOf(input.frames()(false).picture); };
+  const auto red = [&input](double time = 0) { return redOf(input.frames()(time).picture); };
   EXPECT_GT(red(), 0) << "a test card";
   input.choose(picture("one.png", 10));
   EXPECT_EQ(red(), 10);
@@ -233,8 +277,9 @@ TEST_F(View, AFilterTakesPicturesSequencesAndGenerators) {
   picture("many/b.png", 30);
   input.choose(folder.path + "/many");
   EXPECT_EQ(input.description(), "2 pictures");
-  serveUntil([&] { return red() == 30; });
-  serveUntil([&] { return red() == 20; });
+  EXPECT_EQ(red(0.05), 30);
+  EXPECT_EQ(red(0.09), 20);
+  EXPECT_EQ(red(-0.01), 30);
 
   EXPECT_THROW(input.choose(folder.path + "/none.png"), Failure);
   EXPECT_THROW(input.choose(folder.path + "/none.vuo"), Failure);

@@ -93,9 +93,10 @@ void writeAt(const std::string& file, int second) {
 }
 
 TEST(FileWatch, SeesEachChangeOnceItHasSettled) {
-  const std::string file = testing::TempDir() + "watched.vuo";
+  const std::string file = testing::TempDir() + "watched.vuo", other = file + ".frag";
   writeAt(file, 1);
-  FileWatch watch(file);
+  platform::removeFile(other);
+  FileWatch watch({file, other});
   FileWatch::Clock::time_point now{};
   EXPECT_FALSE(watch.changed(now += 1s));
   writeAt(file, 2);
@@ -103,13 +104,20 @@ TEST(FileWatch, SeesEachChangeOnceItHasSettled) {
   EXPECT_FALSE(watch.changed(now += 1s));
   EXPECT_TRUE(watch.changed(now += 1s));
   EXPECT_FALSE(watch.changed(now += 1s));
+
   platform::removeFile(file);
   EXPECT_FALSE(watch.changed(now += 1s));
+  EXPECT_FALSE(watch.changed(now += 100ms)) << "it may be about to be replaced";
+  EXPECT_TRUE(watch.changed(now += 1s));
   EXPECT_FALSE(watch.changed(now += 1s));
+  writeAt(other, 3);
+  EXPECT_FALSE(watch.changed(now += 1s));
+  watch.follow({other, file + ".png"});
+  EXPECT_TRUE(watch.changed(now += 1s)) << "of a file that was watched before";
   writeAt(file, 3);
   EXPECT_FALSE(watch.changed(now += 1s));
-  EXPECT_TRUE(watch.changed(now += 1s));
-  platform::removeFile(file);
+  EXPECT_FALSE(watch.changed(now += 1s)) << "of one that is watched no more";
+  for (const std::string& left : {file, other}) platform::removeFile(left);
 }
 
 }  // namespace

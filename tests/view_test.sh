@@ -82,10 +82,23 @@ shows second.png 'loads a file again that has changed'
 
 sed -i 's/tiles.frag/nowhere.frag/' tiles.vuo
 within 30 grep -q nowhere.frag said || fail 'says what does not compile'
-xdotool key Return
 shows second.png 'goes on with what ran before'
 sed -i 's/nowhere.frag/tiles.frag/; s/_seed="8"/_seed="7"/' tiles.vuo
 shows first.png 'loads the mended file'
+
+cp tiles.frag whole.frag
+sed -i 's/\(pixel = .*\);/\1.brga;/' tiles.frag
+render third.png
+if cmp -s first.png third.png; then fail 'another shader is another picture'; fi
+shows third.png 'loads a shader that has changed'
+sed -i 's/pixel = /pixels = /' tiles.frag
+within 30 grep -q "tiles.frag:.*pixels" said || fail 'says what is wrong with a shader'
+shows third.png 'goes on with the shader before'
+rm tiles.frag
+within 30 grep -q 'there is no file .*tiles.frag' said || fail 'says that a shader is gone'
+shows third.png 'goes on without the shader'
+mv whole.frag tiles.frag
+shows first.png 'loads the shader that is back'
 
 within 30 only_one_player || fail 'ends the composition that ran before'
 old_player=$(player)

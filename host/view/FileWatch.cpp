@@ -1,29 +1,46 @@
 #include "host/view/FileWatch.h"
 
-#include <system_error>
+#include <sys/stat.h>
+
+#include <utility>
 
 namespace {
 
-constexpr std::chrono::milliseconds kBetweenLooks{200};
-
-std::optional<std::filesystem::file_time_type> modificationTime(const std::string& path) {
-  std::error_code error;
-  const auto time = std::filesystem::last_write_time(path, error);
-  return error ? std::nullopt : std::optional(time);
-}
+constexpr std::chrono::milliseconds kBetweenLooks{15};
+constexpr std::chrono::milliseconds kUntilGone{500};
 
 }  // namespace
 
-FileWatch::FileWatch(std::string path)
-    : _path(std::move(path)), _known(modificationTime(_path)), _lastSeen(_known) {}
+std::optional<FileWatch::State> FileWatch::stateOf(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return State{status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size, status.st_ino};
+}
+
+void FileWatch::follow(const std::vector<std::string>& paths) {
+  auto former = std::exchange(_files, {});
+  for (const std::string& path : paths) {
+    if (auto known = former.extract(path)) {
+      _files.insert(std::move(known));
+    } else {
+      const auto state = stateOf(path);
+      _files.try_emplace(path, File{state, state});
+    }
+  }
+}
 
 bool FileWatch::changed(Clock::time_point now) {
   if (now < _nextLook) return false;
   _nextLook = now + kBetweenLooks;
-  const auto seen = modificationTime(_path);
-  const bool isSettled = seen == _lastSeen;
-  _lastSeen = seen;
-  if (!isSettled || !seen || seen == _known) return false;
-  _known = seen;
-  return true;
+  bool isAny = false;
+  for (auto& [path, file] : _files) {
+    const auto state = stateOf(path);
+    const bool isSettled = state == file.seen;
+    if (!isSettled) file.seenSince = now;
+    file.seen = state;
+    if (!isSettled || state == file.told || (!state && now - file.seenSince < kUntilGone)) continue;
+    file.told = state;
+    isAny = true;
+  }
+  return isAny;
 }

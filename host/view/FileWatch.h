@@ -1,24 +1,38 @@
 #pragma once
 
 #include <chrono>
-#include <filesystem>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
-/// Notices when a file has been written. Asks the file system a few times a second at most.
+/// Notices when one of some files has been written, by whatever way, or is gone. Asks the file
+/// system some sixty times a second at most.
 class FileWatch {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit FileWatch(std::string path);
-  const std::string& path() const { return _path; }
-  /// True once after each change, when the file has kept its modification time from one look to the
-  /// next, so that a file is not read half-written. A file that is gone has not changed.
+  explicit FileWatch(const std::vector<std::string>& paths = {}) { follow(paths); }
+  /// From now on these. What has changed of those that were watched before is still told.
+  void follow(const std::vector<std::string>& paths);
+  /// True once after each change, when a file has stayed the same from one look to the next, so
+  /// that none is read half-written. One that is gone may be about to be replaced: that takes
+  /// longer.
   bool changed(Clock::time_point now);
 
  private:
-  std::string _path;
-  std::optional<std::filesystem::file_time_type> _known;
-  std::optional<std::filesystem::file_time_type> _lastSeen;
-  Clock::time_point _nextLook;
+  struct State {
+    std::int64_t seconds, nanoseconds, size;
+    std::uint64_t number;
+    bool operator==(const State&) const = default;
+  };
+  struct File {
+    std::optional<State> told, seen;
+    Clock::time_point seenSince{};
+  };
+  static std::optional<State> stateOf(const std::string& path);
+
+  std::map<std::string, File> _files;
+  Clock::time_point _nextLook{};
 };

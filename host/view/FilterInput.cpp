@@ -60,29 +60,29 @@ class FilterInput::Frames {
  public:
   virtual ~Frames() = default;
   /// The generator is null while none runs.
-  virtual Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size,
-                     bool timeStands) = 0;
+  virtual Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size, double time) = 0;
 };
 
 class FilterInput::Still : public Frames {
  public:
   explicit Still(ZQBufferRef picture) : _picture(std::move(picture)) {}
-  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, bool) override { return {_picture}; }
+  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, double) override { return {_picture}; }
 
  private:
   const ZQBufferRef _picture;
 };
 
-/// Goes round by the clock; a picture that can't be read is passed over.
+/// Goes round with the time; a picture that can't be read is passed over.
 class FilterInput::Sequence : public Frames {
  public:
   Sequence(ZQBufferPool& pool, std::vector<std::string> files, ZQBufferRef first)
       : _pool(pool), _files(std::move(files)), _shown{std::move(first)} {}
 
-  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, bool timeStands) override {
-    const double seconds = std::chrono::duration<double>(Clock::now() - _start).count();
-    const auto index = static_cast<std::size_t>(seconds * kPicturesPerSecond) % _files.size();
-    if (index != _index && !timeStands) show(index);
+  Frame next(const std::shared_ptr<PictureStream>&, ZQSize, double time) override {
+    const auto count = static_cast<std::int64_t>(_files.size());
+    const auto turn = static_cast<std::int64_t>(std::floor(time * kPicturesPerSecond)) % count;
+    const auto index = static_cast<std::size_t>(turn < 0 ? turn + count : turn);
+    if (index != _index) show(index);
     return _shown;
   }
 
@@ -98,19 +98,18 @@ class FilterInput::Sequence : public Frames {
 
   ZQBufferPool& _pool;
   const std::vector<std::string> _files;
-  const Clock::time_point _start = Clock::now();
   std::size_t _index = 0;
   Frame _shown;
 };
 
 class FilterInput::Generated : public Frames {
  public:
-  Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size,
-             bool timeStands) override {
+  Frame next(const std::shared_ptr<PictureStream>& generator, ZQSize size, double time) override {
     if (!generator) return {_picture};
     VuoFrameRequest request;
+    request.time = time;
     request.size = size;
-    const auto made = generator->next(request, timeStands, kWaitForGenerator);
+    const auto made = generator->next(request, kWaitForGenerator);
     if (made.frame.buffer) _picture = made.frame.buffer;
     return {_picture, made.frame.answer != VuoFrame::Answer::Late, made.problem()};
   }
@@ -136,7 +135,7 @@ void FilterInput::choose(const std::string& name) {
 void FilterInput::chooseTestCard() {
   _frames = std::make_shared<Still>(_pool.allocBufferWithPixels(testCard()));
   _generator.reset();
-  _watch.reset();
+  _watch.follow({});
   _name.clear();
   _description = "test card";
 }
@@ -146,10 +145,11 @@ void FilterInput::choosePictures(const std::string& name) {
   if (files.empty()) throw Failure{name + ": no picture there"};
   auto first = bufferWithPicture(_pool, files.front());
   _generator.reset();
-  _watch.reset();
+  _watch.follow({});
   if (files.size() == 1) {
     _description = "picture";
-    _watch.emplace(files.front());
+    _file = files.front();
+    _watch.follow(files);
     _frames = std::make_shared<Still>(std::move(first));
   } else {
     _description = std::to_string(files.size()) + " pictures";
@@ -161,10 +161,15 @@ void FilterInput::chooseGenerator(const std::string& file) {
   const auto composition = ZQVuoComposition::initWithPath(file);
   if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator))
     throw Failure{firstProblem(*composition, "is no image generator")};
-  _watch.reset();
+  _watch.follow({});
   _frames = std::make_shared<Generated>();
-  _generator = std::make_unique<ScenePlayer>(_size, _newProcess);
-  _generator->setWhenStarted([this] { _whenChanged(); });
+  _generator = std::make_unique<ScenePlayer>(_newProcess);
+  _generator->setFirstRequest([this] {
+    VuoFrameRequest request;
+    request.size = _size;
+    return request;
+  });
+  _generator->setWhenStarted([this](const ZQBufferRef&) { _whenChanged(); });
   _generator->open(file);
 }
 
@@ -179,9 +184,9 @@ void FilterInput::setNewProcess(bool newProcess) {
 
 void FilterInput::poll() {
   if (_generator) _generator->poll();
-  if (!_watch || !_watch->changed(Clock::now())) return;
+  if (!_watch.changed(Clock::now())) return;
   try {
-    _frames = std::make_shared<Still>(bufferWithPicture(_pool, _watch->path()));
+    _frames = std::make_shared<Still>(bufferWithPicture(_pool, _file));
     _whenChanged();
   } catch (const Failure&) {
     // Half a picture: the rest of it is a change as well.
@@ -191,5 +196,5 @@ void FilterInput::poll() {
 FilterInput::Source FilterInput::frames() {
   if (!_frames) chooseTestCard();
   return [frames = _frames, generator = _generator ? _generator->pictures() : nullptr,
-          size = _size](bool timeStands) { return frames->next(generator, size, timeStands); };
+          size = _size](double time) { return frames->next(generator, size, time); };
 }

@@ -17,9 +17,8 @@ class FilterInput {
     bool isLatest = true;   ///< false while a newer one is being drawn
     std::string problem{};  ///< why there is no newer one
   };
-  /// Gives one frame after the other, on one thread at a time. While the time stands they are the
-  /// same, unless something else has changed.
-  using Source = std::function<Frame(bool timeStands)>;
+  /// Gives the frame of a time in seconds, on one thread at a time.
+  using Source = std::function<Frame(double time)>;
 
   FilterInput(ZQBufferPool& pool, ZQSize size, bool newProcess);
   ~FilterInput();
@@ -58,7 +57,8 @@ class FilterInput {
   std::string _name;
   std::string _description;
   std::function<void()> _whenChanged = [] {};
-  std::optional<FileWatch> _watch;
+  std::string _file;  // of a single picture
+  FileWatch _watch;
   std::unique_ptr<ScenePlayer> _generator;
   std::shared_ptr<Frames> _frames;
 };

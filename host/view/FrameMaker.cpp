@@ -68,14 +68,15 @@ FrameMaker::Frame FrameMaker::made(Job& job) {
   Frame frame;
   frame.pictures = job.pictures;
   if (job.input) {
-    auto input = job.input(job.timeStands);
+    auto input = job.input(job.request.time.value_or(0));
     frame.isFinal = input.isLatest;
     frame.problem = std::move(input.problem);
     if (!input.picture) return frame;
+    frame.input = input.picture;
     job.request.image = std::move(input.picture);
   }
   addWhatWasSet(job);
-  frame.made = job.pictures->next(std::move(job.request), job.timeStands, std::nullopt);
+  frame.made = job.pictures->next(job.request, std::nullopt);
   const VuoFrame& answer = frame.made.frame;
   if (auto problem = frame.made.problem(); !problem.empty()) frame.problem = std::move(problem);
   if (job.wantsOutputs && answer.outputs) frame.outputs = job.pictures->outputs(answer);

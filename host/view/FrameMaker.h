@@ -18,8 +18,7 @@ class FrameMaker {
   struct Job {
     std::shared_ptr<PictureStream> pictures;
     FilterInput::Source input;  ///< of a filter; none for a generator
-    VuoFrameRequest request;    ///< the size, and what the user has set since the last job
-    bool timeStands = false;
+    VuoFrameRequest request;    ///< time, size, and what the user has set since the last job
     bool wantsOutputs = false;
   };
   struct Frame {
@@ -28,6 +27,7 @@ class FrameMaker {
     bool isFinal = true;  ///< false when the same job would give another picture by and by
     std::string problem;  ///< why there is no picture, as far as a node is to blame
     std::optional<PictureStream::OutputTexts> outputs;
+    ZQBufferRef input;  ///< of a filter: what it was given
   };
 
   FrameMaker();

@@ -60,6 +60,29 @@ void clipped(const std::string& text, float width) {
   if (shown != text) tooltip(text);
 }
 
+/// Why it did not load, with the files that lie beside the composition by their names alone. As
+/// many lines as leave the controls their room; the whole of it in a tooltip.
+void problemOf(const ScenePlayer& player) {
+  constexpr std::size_t longest = 600;
+  const std::string& problem = player.problem();
+  if (problem.empty()) return;
+  const std::string folder = platform::deletingLastPathComponent(player.file()) + "/";
+  std::string text = problem;
+  for (std::size_t at = text.find(folder); at != text.npos; at = text.find(folder, at))
+    text.erase(at, folder.size());
+  if (text.size() > longest) {
+    text.resize(longest);
+    while (!platform::isValidUtf8(text)) text.pop_back();
+    text += "…";
+  }
+  ImGui::PushStyleColor(ImGuiCol_Text, kBad);
+  ImGui::PushTextWrapPos(0);
+  ImGui::TextUnformatted(text.c_str());
+  ImGui::PopTextWrapPos();
+  ImGui::PopStyleColor();
+  tooltip(problem);
+}
+
 /// A button for each label, all of one width, in one row; the index of the one that was pressed.
 int buttonRow(std::initializer_list<const char*> labels) {
   const float gap = ImGui::GetStyle().ItemSpacing.x;
@@ -116,7 +139,7 @@ void Panel::drawHead() {
     ImGui::SameLine(0, ImGui::CalcTextSize(" ").x);
   }
   ImGui::TextColored(colorOf(player.state()), "%s", player.stateText().c_str());
-  if (!player.problem().empty()) tooltip(player.problem());
+  problemOf(player);
 }
 
 void Panel::drawMode() {
@@ -138,12 +161,12 @@ void Panel::drawFrames() {
   const float longest = times.empty() ? 0 : *std::max_element(times.begin(), times.end());
   ImGui::SetNextItemWidth(-1);
   ImGui::PlotLines("##frames", times.data(), static_cast<int>(times.size()), 0,
-                   _state.isPaused ? "paused" : text, 0, std::max(20.0F, longest * 2),
+                   _state.clock.isPaused() ? "paused" : text, 0, std::max(20.0F, longest * 2),
                    {ImGui::GetContentRegionAvail().x, 48 * _scale});
 }
 
 void Panel::drawButtons() {
-  switch (buttonRow({_state.isPaused ? "Play" : "Pause", "Save", "Full", "Reload"})) {
+  switch (buttonRow({_state.clock.isPaused() ? "Play" : "Pause", "Save", "Full", "Reload"})) {
     case 0:
       return _actions.togglePause();
     case 1:
@@ -176,8 +199,7 @@ void Panel::drawFilterInput() {
                    [this](const std::string& name) { _actions.chooseInput(name); }});
   }
   if (!input.name().empty()) ImGui::TextDisabled("%s", input.description().c_str());
-  if (input.generator() && !input.generator()->problem().empty())
-    tooltip(input.generator()->problem());
+  if (input.generator()) problemOf(*input.generator());
 }
 
 void Panel::drawInputs() {

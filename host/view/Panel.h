@@ -8,6 +8,7 @@
 #include "host/view/FrameHistory.h"
 #include "host/view/InputValues.h"
 #include "host/view/ScenePlayer.h"
+#include "host/view/ShowClock.h"
 
 /// What the user can ask for.
 class ViewActions {
@@ -32,7 +33,7 @@ struct ViewState {
   InputValues& values;
   FrameHistory& history;
   PictureStream::OutputTexts outputs;
-  bool isPaused = false;
+  ShowClock clock;
 };
 
 class Panel {

@@ -40,13 +40,11 @@ std::string PictureStream::Made::problem() const {
 PictureStream::PictureStream(std::shared_ptr<VuoGLScene> scene)
     : _scene(std::move(scene)), _composition(_scene->comp()) {}
 
-PictureStream::Made PictureStream::next(VuoFrameRequest request, bool timeStands,
+PictureStream::Made PictureStream::next(const VuoFrameRequest& request,
                                         VuoGLScene::Patience longest) {
   if (!_asked) {
-    if (timeStands) request.time = _time;
     _askedAt = Clock::now();
     _asked = _scene->askForFrame(request);
-    _time = _asked->time();
   }
   VuoFrame frame = _scene->takeFrame(_asked, longest);
   if (frame.answer != VuoFrame::Answer::Late) _asked.reset();

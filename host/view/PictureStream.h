@@ -26,9 +26,8 @@ class PictureStream {
     std::string problem() const;
   };
 
-  /// Asks for a frame, unless the one before is still being drawn, and waits for the answer. While
-  /// the time stands, the frame has that of the one before.
-  Made next(VuoFrameRequest request, bool timeStands, VuoGLScene::Patience longest);
+  /// Asks for a frame, unless the one before is still being drawn, and waits for the answer.
+  Made next(const VuoFrameRequest& request, VuoGLScene::Patience longest);
   /// The names of the published outputs with their values in the frame as texts.
   OutputTexts outputs(const VuoFrame& frame) const;
 
@@ -37,5 +36,4 @@ class PictureStream {
   const std::shared_ptr<ZQVuoComposition> _composition;
   std::shared_ptr<VuoPendingFrame> _asked;  // null when nothing is on its way
   Clock::time_point _askedAt;
-  std::optional<double> _time;  // of the last frame that was asked for
 };

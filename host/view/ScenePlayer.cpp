@@ -2,28 +2,43 @@
 
 #include <algorithm>
 
+#include "Brannow/VuoCache.h"
 #include "host/HostSession.h"
 
 using Clock = std::chrono::steady_clock;
 
-ScenePlayer::ScenePlayer(ZQSize size, bool newProcess)
-    : _scene(VuoGLScene::initWithSize(std::max(1.0, size.width), std::max(1.0, size.height))),
-      _newProcess(newProcess) {
-  _scene->setStatusHandler([this](const VuoSceneStatus&) { noticeStatus(); });
+namespace {
+
+/// Nobody waits for the first picture of what takes the place of a composition that owes one for
+/// longer.
+constexpr std::chrono::seconds kStuck{1};
+
+/// What a composition draws before its first request nobody sees, so that is as little as can be.
+std::shared_ptr<VuoGLScene> newScene() {
+  return VuoGLScene::initWithSize(1, 1);
 }
 
+}  // namespace
+
+ScenePlayer::ScenePlayer(bool newProcess) : _scene(newScene()), _newProcess(newProcess) {}
+
 ScenePlayer::~ScenePlayer() {
+  end();
+}
+
+void ScenePlayer::end() {
+  dropNext();
   _scene->prepareToBeDeleted();
 }
 
 void ScenePlayer::open(const std::string& file) {
   _file = pathForCache(file);
-  _watch.emplace(_file);
-  compile();
+  _watch.follow({_file});
+  load();
 }
 
 void ScenePlayer::reload() {
-  if (!_file.empty()) open(_file);
+  if (!_file.empty()) load();
 }
 
 void ScenePlayer::setNewProcess(bool newProcess) {
@@ -33,92 +48,92 @@ void ScenePlayer::setNewProcess(bool newProcess) {
 }
 
 void ScenePlayer::poll() {
-  if (_watch && _watch->changed(Clock::now())) reload();
-}
-
-/// What the scene says now: while a change was on its way, something else may have been started.
-void ScenePlayer::noticeStatus() {
-  const auto status = _scene->status();
-  if (status.state == VuoSceneStatus::State::Lost && _pictures) {
-    lost(status.message);
-  } else if (status.state == VuoSceneStatus::State::Running && _isStarting) {
-    _isStarting = false;
-    started();
-  } else if (status.state == VuoSceneStatus::State::Failed && _isStarting) {
-    _isStarting = false;
-    notStarted(status.message);
-  }
+  if (_watch.changed(Clock::now())) reload();
+  if (_next) pollNext();
+  if (!_pictures) return;
+  const VuoSceneStatus status = _scene->status();
+  if (status.state != VuoSceneStatus::State::Running) lost(status.message);
 }
 
 void ScenePlayer::lost(const std::string& how) {
   _pictures.reset();
-  if (_state == State::Compiling) return;
+  if (_state == State::Loading) return;
   _state = State::LostContact;
   _problem = how;
 }
 
-void ScenePlayer::compile() {
-  _state = State::Compiling;
-  _problem.clear();
-  _fromCache = _newProcess ? VuoCache::isCachedExeAvailableForVuoFile(_file)
-                           : VuoCache::isCachedDylibAvailableForVuoFile(_file);
-  _compileStart = Clock::now();
-  _awaited = std::make_shared<int>();
-  auto whenDone = [this, awaited = std::weak_ptr(_awaited)](const VuoCache::Item& item) {
-    if (awaited.lock()) compiled(item);
-  };
-  _newProcess ? VuoCache::fetchCachedExeForVuoFile(_file, whenDone)
-              : VuoCache::fetchCachedDylibForVuoFile(_file, whenDone);
+void ScenePlayer::load() {
+  dropNext();
+  _state = State::Loading;
+  _loadStart = Clock::now();
+  _next = newScene();
+  _next->setRunnerNewProcess(_newProcess);
+  _next->useFile(_file, true);
 }
 
-void ScenePlayer::compiled(const VuoCache::Item& item) {
-  _awaited.reset();
-  _compileTime = std::chrono::round<std::chrono::milliseconds>(Clock::now() - _compileStart);
-  if (item) {
-    start();
-  } else {
-    fail(VuoCache::compileFailureForVuoFile(_file).value_or(_file + " can't be read"));
+void ScenePlayer::pollNext() {
+  const VuoSceneStatus status = _next->status();
+  if (const auto files = _next->sourceFiles(); !files.empty()) _watch.follow(files);
+  switch (status.state) {
+    case VuoSceneStatus::State::Loading:
+      return;
+    case VuoSceneStatus::State::Running:
+      return prepareFirstPicture();
+    default:
+      return fail(status.message);
   }
 }
 
-/// Loads on this thread: the artefact is in the cache by now. The scene's status tells the rest.
-void ScenePlayer::start() {
-  _pictures.reset();
-  _scene->setRunnerNewProcess(_newProcess);
-  _isStarting = true;
-  _scene->useFile(_file, false);
-  noticeStatus();
+void ScenePlayer::prepareFirstPicture() {
+  if (!_nextPictures) _nextPictures = std::make_shared<PictureStream>(_next);
+  if (!_pictures) return show({});
+  const auto first = _nextPictures->next(_firstRequest(), std::chrono::nanoseconds(0)).frame;
+  if (first.answer == VuoFrame::Answer::Late && !isStuck()) return;
+  if (first.reason == VuoFrame::Reason::NodeFailed) return fail(first.message);
+  show(first.answer == VuoFrame::Answer::Late ? ZQBufferRef() : first.buffer);
 }
 
-/// Another compile may have begun meanwhile.
-void ScenePlayer::started() {
-  if (!_awaited) _state = State::Running;
+bool ScenePlayer::isStuck() const {
+  const auto since = _scene->oldestRequestSince();
+  return since && Clock::now() - *since > kStuck;
+}
+
+void ScenePlayer::show(const ZQBufferRef& firstPicture) {
+  _scene->prepareToBeDeleted();
+  _scene = std::move(_next);
+  _pictures = std::move(_nextPictures);
   _composition = _scene->comp();
-  _pictures = std::make_shared<PictureStream>(_scene);
-  if (_whenStarted) _whenStarted();
-}
-
-void ScenePlayer::notStarted(const std::string& why) {
-  _scene->useFile(std::nullopt);
-  if (_awaited) return;
-  fail(why);
-  if (_whenNotStarted) _whenNotStarted(why);
+  _state = State::Running;
+  _problem.clear();
+  const auto compile = VuoCache::lastCompileForVuoFile(_file);
+  _howMade = "from the cache";
+  if (compile && compile->began >= _loadStart) {
+    const auto took = std::chrono::round<std::chrono::milliseconds>(compile->took);
+    _howMade = "compiled in " + std::to_string(took.count()) + " ms";
+  }
+  if (_whenStarted) _whenStarted(firstPicture);
 }
 
 void ScenePlayer::fail(const std::string& problem) {
+  dropNext();
   _state = State::Failed;
   _problem = problem;
+}
+
+void ScenePlayer::dropNext() {
+  if (_next) _next->prepareToBeDeleted();
+  _next.reset();
+  _nextPictures.reset();
 }
 
 std::string ScenePlayer::stateText() const {
   switch (_state) {
     case State::Empty:
       return "nothing loaded";
-    case State::Compiling:
-      return _fromCache ? "starting…" : "compiling…";
+    case State::Loading:
+      return "loading…";
     case State::Running:
-      return _fromCache ? "from the cache"
-                        : "compiled in " + std::to_string(_compileTime.count()) + " ms";
+      return _howMade;
     case State::Failed:
       return _pictures ? "failed; the previous version runs" : "failed";
     case State::LostContact:

@@ -6,15 +6,14 @@
 #include <iostream>
 #include <utility>
 
-#include "Brannow/Alert.h"
 #include "host/Failure.h"
 #include "host/Picture.h"
-#include "host/view/AlertDialog.h"
 #include "platform/system/FileSystem.h"
 
 namespace {
 
-constexpr std::chrono::milliseconds kIdleTick{200};
+constexpr std::chrono::milliseconds kIdleTick{50};
+constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr std::chrono::seconds kLongWithoutAnAnswer{1};
@@ -74,35 +73,28 @@ std::optional<std::string> whyNotShown(const std::string& file) {
 Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& session)
     : _window(window),
       _session(session),
-      _player(window.pixels(), !options.inProcess),
+      _player(!options.inProcess),
       _input(session.pool(), window.pixels(), !options.inProcess),
-      _state{_player, _input, _values, _history, {}, false},
+      _state{_player, _input, _values, _history, {}, ShowClock(0, false)},
       _panel(_state, *this, _chooser),
       _size(window.pixels()) {
-  brannow::setAlertPresenter([this](const brannow::Alert& alert) {
-    std::cerr << "brannow: " << alert.informativeText << std::endl;
-    return runAlertDialog(_window, alert, [this] { drawPictureAndPanel(); });
-  });
-  _player.setWhenStarted([this] { started(); });
-  _player.setWhenNotStarted([this](const std::string& problem) { notice(problem); });
+  _player.setFirstRequest([this] { return firstRequest(); });
+  _player.setWhenStarted([this](const ZQBufferRef& firstPicture) { started(firstPicture); });
   _input.setWhenChanged([this] { _isOutdated = true; });
   if (options.input) _input.choose(*options.input);
   open(options.file);
 }
 
 Viewer::~Viewer() {
-  brannow::setAlertPresenter([](const brannow::Alert&) { return std::size_t{0}; });
   // Ends the wait for frames that are being drawn.
-  _player.scene().prepareToBeDeleted();
-  if (_input.generator()) _input.generator()->scene().prepareToBeDeleted();
+  _player.end();
+  if (_input.generator()) _input.generator()->end();
 }
 
 void Viewer::run() {
   while (!_window.closeRequested()) {
     waitForNextTick();
-    _session.runMainQueue();
-    _player.poll();
-    _input.poll();
+    serve();
     followSize();
     showFrames();
     askForFrame();
@@ -111,14 +103,33 @@ void Viewer::run() {
   _window.hide();  // what runs may take its time to end
 }
 
+void Viewer::serve() {
+  for (const auto& alert : _session.runMainQueue())
+    std::cerr << "brannow: " << alert << std::endl;  // the panel shows it, too
+  _player.poll();
+  _input.poll();
+}
+
 /// A little faster than the display, which sets the pace itself where it can. While nothing moves
 /// only what the user does brings a new frame soon.
 void Viewer::waitForNextTick() {
   const auto period = _window.displayPeriod() * 19 / 20;
-  const bool isIdle = _player.state() != ScenePlayer::State::Compiling &&
-                      (isStill() || !_player.pictures() || _window.isHidden());
   _nextTick = std::max(_nextTick + period, Clock::now());
+  if (_player.state() == ScenePlayer::State::Loading) return serveUntilNextTick();
+  const bool isIdle = isStill() || !_player.pictures() || _window.isHidden();
   handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
+}
+
+/// A load takes several turns of the main queue, none of which is to wait for a tick. Keys get a
+/// frame of their own.
+void Viewer::serveUntilNextTick() {
+  for (auto turn = Clock::now(); turn < _nextTick && !_window.closeRequested();) {
+    turn = std::min(turn + kLoadingTurn, _nextTick);
+    const WindowEvents events = _window.waitForEvents(turn, turn);
+    handle(events);
+    if (!events.keys.empty()) return;
+    serve();
+  }
 }
 
 void Viewer::handle(const WindowEvents& events) {
@@ -223,18 +234,30 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
   _isOutdated = true;
 }
 
+/// What takes the place of a composition goes on as that one did, with the same in front of it.
+VuoFrameRequest Viewer::firstRequest() const {
+  const bool goesOn = _startedFile == _player.file();
+  VuoFrameRequest request = goesOn ? _values.request() : VuoFrameRequest();
+  request.time = goesOn ? _state.clock.now() : 0;
+  request.size = _size;
+  request.image = _filtered;
+  return request;
+}
+
 /// What was set for one composition is nothing to another one.
-void Viewer::started() {
+void Viewer::started(const ZQBufferRef& firstPicture) {
   if (_startedFile != _player.file()) {
     _startedFile = _player.file();
     _values.clear();
     _state.outputs.clear();
+    _history.clear();
+    _state.clock.restart();
     _window.setTitle(platform::lastPathComponent(_startedFile) + " - brannow");
   }
   _set = _values.request();
   _isOutdated = true;
   _problem.clear();
-  _history.clear();
+  if (firstPicture) _picture = firstPicture;
 }
 
 void Viewer::followSize() {
@@ -250,6 +273,7 @@ void Viewer::showFrames() {
     if (frame.pictures != _player.pictures()) continue;
     auto& [answer, took] = frame.made;
     if (answer.buffer) _picture = std::move(answer.buffer);
+    _filtered = std::move(frame.input);
     if (answer.answer == VuoFrame::Answer::Fresh) _history.add(Clock::now(), took);
     if (frame.outputs) _state.outputs = std::move(*frame.outputs);
     if (!frame.isFinal) _isOutdated = true;
@@ -258,13 +282,13 @@ void Viewer::showFrames() {
 }
 
 void Viewer::askForFrame() {
-  if (!_player.pictures() || (_state.isPaused && !_isOutdated)) return;
+  if (!_player.pictures() || (_state.clock.isPaused() && !_isOutdated)) return;
   const auto now = Clock::now();
   FrameMaker::Job job{_player.pictures(),
                       {},
                       std::exchange(_set, {}),
-                      _state.isPaused,
-                      _state.isPaused || now >= _nextOutputs};
+                      _state.clock.isPaused() || now >= _nextOutputs};
+  job.request.time = _state.clock.now();
   job.request.size = _size;
   if (isFilter()) job.input = _input.frames();
   if (job.wantsOutputs) _nextOutputs = now + kBetweenOutputs;

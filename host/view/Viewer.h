@@ -34,7 +34,7 @@ class Viewer : private ViewActions {
   void open(const std::string& file) override;
   void reload() override;
   void setNewProcess(bool newProcess) override;
-  void togglePause() override { _state.isPaused = !_state.isPaused; }
+  void togglePause() override { _state.clock.setPaused(!_state.clock.isPaused()); }
   void savePicture() override;
   void toggleFullScreen() override { _window.toggleFullScreen(); }
   void chooseInput(const std::string& name) override;
@@ -42,16 +42,19 @@ class Viewer : private ViewActions {
   void setImage(const ZQVuoCompositionPort& port, const std::string& file) override;
   void backToDefault(const ZQVuoCompositionPort& port) override;
 
+  void serve();
   void waitForNextTick();
+  void serveUntilNextTick();
   void handle(const WindowEvents& events);
   void press(SDL_Keycode key);
   void drop(const std::string& path);
-  void started();
+  VuoFrameRequest firstRequest() const;
+  void started(const ZQBufferRef& firstPicture);
   void followSize();
   void showFrames();
   void askForFrame();
   bool isFilter() const;
-  bool isStill() const { return _state.isPaused && !_isOutdated && !_maker.isBusy(); }
+  bool isStill() const { return _state.clock.isPaused() && !_isOutdated && !_maker.isBusy(); }
   std::string trouble() const;
   void draw();
   void drawPictureAndPanel();
@@ -72,6 +75,7 @@ class Viewer : private ViewActions {
   std::string _startedFile;  // whose values and pictures these are
   VuoFrameRequest _set;      // what the user has given it since the last frame was asked for
   ZQBufferRef _picture;
+  ZQBufferRef _filtered;    // what a filter was given for it
   bool _isOutdated = true;  // a pause lets through what has been started, set or chosen
   std::string _problem;     // of the last frame
   ZQSize _size;
