@@ -48,8 +48,9 @@ void ScenePlayer::setNewProcess(bool newProcess) {
 }
 
 void ScenePlayer::poll() {
-  if (_watch.changed(Clock::now())) reload();
+  if (_watch.changed(Clock::now())) _isOutdated = true;
   if (_next) pollNext();
+  if (!_next && _isOutdated) reload();  // one load after the other, however often a file is saved
   if (!_pictures) return;
   const VuoSceneStatus status = _scene->status();
   if (status.state != VuoSceneStatus::State::Running) lost(status.message);
@@ -64,6 +65,7 @@ void ScenePlayer::lost(const std::string& how) {
 
 void ScenePlayer::load() {
   dropNext();
+  _isOutdated = false;
   _state = State::Loading;
   _loadStart = Clock::now();
   _next = newScene();

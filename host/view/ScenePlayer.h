@@ -72,6 +72,7 @@ class ScenePlayer {
   FileWatch _watch;
   std::function<VuoFrameRequest()> _firstRequest = [] { return VuoFrameRequest(); };
   WhenStarted _whenStarted;
+  bool _isOutdated = false;  // a file has changed since the last load began
   State _state = State::Empty;
   std::string _problem;
   std::string _howMade;

@@ -115,7 +115,10 @@ void Viewer::serve() {
 void Viewer::waitForNextTick() {
   const auto period = _window.displayPeriod() * 19 / 20;
   _nextTick = std::max(_nextTick + period, Clock::now());
-  if (_player.state() == ScenePlayer::State::Loading) return serveUntilNextTick();
+  const auto isLoading = [](const ScenePlayer* player) {
+    return player && player->state() == ScenePlayer::State::Loading;
+  };
+  if (isLoading(&_player) || isLoading(_input.generator())) return serveUntilNextTick();
   const bool isIdle = isStill() || !_player.pictures() || _window.isHidden();
   handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
 }
