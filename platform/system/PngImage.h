@@ -15,9 +15,11 @@ struct PngImage : png_image {
   PngImage& operator=(const PngImage&) = delete;
 
   /// Reads the pixels of a picture that is begun, as 8-bit red, green, blue and alpha, to where
-  /// there is room for width × height × 4 bytes. False when the picture is damaged.
+  /// there is room for width × height × 4 bytes. What names no gamma is taken for sRGB, whatever
+  /// its depth. False when the picture is damaged.
   bool readPixels(std::uint8_t* rgba, bool bottomRowFirst) {
     format = PNG_FORMAT_RGBA;
+    flags |= PNG_IMAGE_FLAG_16BIT_sRGB;  // else 16 bits would be linear light
     const auto rowBytes = static_cast<png_int_32>(PNG_IMAGE_ROW_STRIDE(*this));
     return png_image_finish_read(this, nullptr, rgba, bottomRowFirst ? -rowBytes : rowBytes,
                                  nullptr) != 0;
