@@ -1,12 +1,14 @@
 #include "host/FrameSink.h"
 
 #include <iostream>
+#include <optional>
 
 #include "host/Failure.h"
 #include "host/FramePattern.h"
 #include "host/Picture.h"
 #include "host/PictureSequence.h"
 #include "host/StandardOutput.h"
+#include "host/Y4mHeader.h"
 #include "host/Yuv.h"
 
 namespace {
@@ -40,37 +42,55 @@ void put(const Bytes& bytes) {
 
 class VideoStream : public FrameSink {
  public:
-  VideoStream(VideoFormat format, FrameRate rate) : _format(format), _rate(rate) {}
-
   std::string write(const ZQPixels& picture, int index, int) override {
-    if (index == 1) begin(picture);
-    if (picture.width != _width || picture.height != _height) {
-      throw Failure{"frame " + std::to_string(index) + " is " + sizeText(picture) +
-                    ", and the video is not"};
+    const std::string size = sizeText(picture);
+    if (index == 1) {
+      _size = size;
+      begin(picture);
     }
-    if (_format == VideoFormat::Y4m) {
-      put(std::string("FRAME\n"));
-      put(yuv444From(picture));
-    } else {
-      put(picture.rgba);
-    }
+    const std::string frame = "frame " + std::to_string(index);
+    if (size != _size) throw Failure{frame + " is " + size + ", and the video is not"};
+    putFrame(picture);
     flushStandardOutput();
-    return "frame " + std::to_string(index) + "  " + sizeText(picture);
+    return frame + "  " + size;
+  }
+
+ protected:
+  virtual void begin(const ZQPixels&) {}
+  virtual void putFrame(const ZQPixels& picture) = 0;
+
+ private:
+  std::string _size;
+};
+
+class RgbaVideo : public VideoStream {
+  void putFrame(const ZQPixels& picture) override { put(picture.rgba); }
+};
+
+class Y4mVideo : public VideoStream {
+ public:
+  explicit Y4mVideo(FrameRate rate) : _rate(rate) {}
+
+  std::string loss() override {
+    if (_isLossTold || !_planes->hadAlpha()) return {};
+    _isLossTold = true;
+    return "the picture is transparent in places, which this video can't hold: its colors are "
+           "kept, its alpha is not (--format rgba has both)";
   }
 
  private:
-  void begin(const ZQPixels& picture) {
-    _width = picture.width;
-    _height = picture.height;
-    if (_format != VideoFormat::Y4m) return;
-    put("YUV4MPEG2 W" + std::to_string(_width) + " H" + std::to_string(_height) + " F" +
-        _rate.text() + " Ip A1:1 C444\n");
+  void begin(const ZQPixels& picture) override {
+    _planes.emplace(picture.width, picture.height);
+    put(y4mHeaderLine(picture.width, picture.height, _rate));
+  }
+  void putFrame(const ZQPixels& picture) override {
+    put(std::string("FRAME\n"));
+    put(_planes->planesOf(picture));
   }
 
-  const VideoFormat _format;
   const FrameRate _rate;
-  std::size_t _width = 0;
-  std::size_t _height = 0;
+  std::optional<YuvFromPicture> _planes;
+  bool _isLossTold = false;
 };
 
 }  // namespace
@@ -85,5 +105,6 @@ std::unique_ptr<FrameSink> pictureFiles(std::string pattern) {
 }
 
 std::unique_ptr<FrameSink> videoToStandardOutput(VideoFormat format, FrameRate rate) {
-  return std::make_unique<VideoStream>(format, rate);
+  if (format == VideoFormat::Rgba) return std::make_unique<RgbaVideo>();
+  return std::make_unique<Y4mVideo>(rate);
 }

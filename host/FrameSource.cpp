@@ -1,17 +1,13 @@
 #include "host/FrameSource.h"
 
-#include <cstdlib>
-#include <sstream>
-
 #include "host/Failure.h"
 #include "host/Picture.h"
 #include "host/StandardInput.h"
 #include "host/StopSignals.h"
+#include "host/Y4mHeader.h"
 #include "host/Yuv.h"
 
 namespace {
-
-constexpr std::size_t kLongestSide = 16384;
 
 class Pictures : public FrameSource {
  public:
@@ -36,14 +32,14 @@ class VideoStream : public FrameSource {
   bool isReady() const override { return _input.isReady(); }
 
  protected:
-  /// Empty at the end of the input; a part of what was asked for is a failure.
-  std::vector<std::uint8_t> readWhole(std::size_t size) {
-    auto bytes = _input.read(size);
-    if (stopSignal() != 0) return {};
+  /// False at the end of the input; a part of what was asked for is a failure.
+  bool readWhole(std::size_t size, std::vector<std::uint8_t>& bytes) {
+    _input.read(size, bytes);
+    if (stopSignal() != 0) return false;
     if (!bytes.empty() && bytes.size() != size) {
       throw Failure{"the video ends in the middle of a frame"};
     }
-    return bytes;
+    return !bytes.empty();
   }
 
   StandardInput _input;
@@ -54,8 +50,8 @@ class RgbaStream : public VideoStream {
   RgbaStream(std::size_t width, std::size_t height) : _width(width), _height(height) {}
 
   std::optional<ZQPixels> next() override {
-    ZQPixels picture{_width, _height, readWhole(4 * _width * _height)};
-    if (picture.rgba.empty()) return std::nullopt;
+    ZQPixels picture{_width, _height, {}};
+    if (!readWhole(4 * _width * _height, picture.rgba)) return std::nullopt;
     return picture;
   }
 
@@ -68,54 +64,23 @@ constexpr std::size_t kLongestLine = 4096;
 
 class Y4mStream : public VideoStream {
  public:
-  Y4mStream() {
-    std::istringstream head(_input.readLine(kLongestLine));
-    std::string word;
-    head >> word;
-    if (word != "YUV4MPEG2") throw Failure{"standard input is no YUV4MPEG2 video"};
-    while (head >> word) parseParameter(word[0], word.substr(1));
-    if (_layout.width == 0 || _layout.height == 0) throw Failure{"the video names no size"};
-    if (_layout.width > kLongestSide || _layout.height > kLongestSide) {
-      throw Failure{"the video's frames are larger than " + std::to_string(kLongestSide) +
-                    " pixels a side"};
-    }
-  }
+  Y4mStream() : _header(y4mHeaderFrom(_input.readLine(kLongestLine))), _pictures(_header.layout) {}
 
   std::optional<ZQPixels> next() override {
     if (_input.hasEnded()) return std::nullopt;
     const std::string line = _input.readLine(kLongestLine);
     if (stopSignal() != 0) return std::nullopt;
     if (!line.starts_with("FRAME")) throw Failure{"the video has something between its frames"};
-    const auto planes = readWhole(_layout.frameSize());
+    if (readWhole(_header.layout.frameSize(), _planes)) return _pictures.pictureOf(_planes);
     if (stopSignal() != 0) return std::nullopt;
-    if (planes.empty()) throw Failure{"the video ends in the middle of a frame"};
-    return pictureFromYuv(planes, _layout);
+    throw Failure{"the video ends in the middle of a frame"};
   }
-  std::optional<FrameRate> rate() const override { return _rate; }
+  std::optional<FrameRate> rate() const override { return _header.rate; }
 
  private:
-  void parseParameter(char name, const std::string& value) {
-    if (name == 'W') _layout.width = std::strtoull(value.c_str(), nullptr, 10);
-    if (name == 'H') _layout.height = std::strtoull(value.c_str(), nullptr, 10);
-    if (name == 'F') _rate = FrameRate::fromText(value);
-    if (name == 'C') parseChroma(value);
-    if (name == 'X' && value == "COLORRANGE=FULL") _layout.isFullRange = true;
-  }
-
-  void parseChroma(const std::string& value) {
-    if (value == "mono") {
-      _layout.hasChroma = false;
-    } else if (value == "444") {
-      _layout.chromaAcross = _layout.chromaDown = 1;
-    } else if (value == "422") {
-      _layout.chromaDown = 1;
-    } else if (value != "420" && value != "420jpeg" && value != "420mpeg2" && value != "420paldv") {
-      throw Failure{"a video in C" + value + " is not understood; 8 bits in 420, 422 or 444 are"};
-    }
-  }
-
-  YuvLayout _layout;
-  std::optional<FrameRate> _rate;
+  const Y4mHeader _header;
+  PictureFromYuv _pictures;
+  std::vector<std::uint8_t> _planes;
 };
 
 }  // namespace

@@ -24,7 +24,7 @@ class FrameSource {
 };
 
 std::unique_ptr<FrameSource> picturesFrom(std::vector<std::string> files);
-/// Video on standard input: YUV4MPEG2 with 8 bits, or bare RGBA pixels of the given size. Throws
-/// Failure when it is neither.
+/// Video on standard input: YUV4MPEG2 with 8 or 10 bits, or bare RGBA pixels of the given size.
+/// Throws Failure when it is neither.
 std::unique_ptr<FrameSource> videoFromStandardInput(VideoFormat format, std::size_t width,
                                                     std::size_t height);

@@ -185,6 +185,7 @@ void SceneDriver::write(const VuoFrame& frame, int index, int count) {
   _session.pool().readPixels(*frame.buffer, _pixels);
   const std::string line = _sink->write(_pixels, index, count);
   if (_options.output != "-") say(line);
+  if (const auto loss = _sink->loss(); !loss.empty()) say(line + ": " + loss);
   for (const auto& name : _options.printed) say(name + " = " + printedOutput(name, frame));
   _progress.show(index, count);
 }

@@ -49,18 +49,20 @@ bool StandardInput::hasEnded() {
   return !fill();
 }
 
-std::vector<std::uint8_t> StandardInput::read(std::size_t size) {
-  std::vector<std::uint8_t> taken(size);
-  std::size_t got = std::min(size, _bytes.size() - _next);
-  std::copy_n(_bytes.begin() + static_cast<std::ptrdiff_t>(_next), got, taken.begin());
-  _next += got;
-  while (got < size && !_ended) {
-    const std::size_t count = readSome(taken.data() + got, size - got);
-    _ended = count == 0;
+void StandardInput::read(std::size_t size, std::vector<std::uint8_t>& taken) {
+  constexpr std::size_t kFirst = 1 << 20;
+  std::size_t got = 0;
+  while (got < size && fill()) {
+    // Whoever says how much will come may lie, so there is never much more room than has come.
+    if (got == taken.size()) taken.resize(std::max(kFirst, 2 * got));
+    taken.resize(std::min(size, taken.size()));
+    const auto waiting = _bytes.begin() + static_cast<std::ptrdiff_t>(_next);
+    const std::size_t count = std::min(taken.size() - got, _bytes.size() - _next);
+    std::copy_n(waiting, count, taken.begin() + static_cast<std::ptrdiff_t>(got));
+    _next += count;
     got += count;
   }
   taken.resize(got);
-  return taken;
 }
 
 std::string StandardInput::readLine(std::size_t longest) {

@@ -9,8 +9,9 @@
 /// when the input can't be read.
 class StandardInput {
  public:
-  /// Reads `size` bytes; fewer only at the end of the input.
-  std::vector<std::uint8_t> read(std::size_t size);
+  /// Reads `size` bytes into `taken`, whose memory is used again; fewer only at the end of the
+  /// input.
+  void read(std::size_t size, std::vector<std::uint8_t>& taken);
   /// Reads to the next line's end, which is left out, or to the end of the input; no more than
   /// `longest` bytes.
   std::string readLine(std::size_t longest);

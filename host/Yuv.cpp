@@ -1,57 +1,147 @@
 #include "host/Yuv.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
-std::uint8_t clipped(int value) {
-  return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+using Format = zimgxx::zimage_format;
+
+/// The length that is a whole number of chroma samples, as libzimg wants it.
+unsigned whole(std::size_t chroma, unsigned halved) {
+  return static_cast<unsigned>(chroma << halved);
 }
 
-/// Red, green and blue from y, u and v, in units of 1/256.
-struct Matrix {
-  int black, y, redV, greenU, greenV, blueU;
-};
-constexpr Matrix kVideoRange{16, 298, 409, -100, -208, 516};
-constexpr Matrix kFullRange{0, 256, 359, -88, -183, 454};
+zimg_chroma_location_e locationOf(YuvLayout::Siting siting) {
+  switch (siting) {
+    case YuvLayout::Siting::Center:
+      return ZIMG_CHROMA_CENTER;
+    case YuvLayout::Siting::TopLeft:
+      return ZIMG_CHROMA_TOP_LEFT;
+    case YuvLayout::Siting::Left:
+      break;
+  }
+  return ZIMG_CHROMA_LEFT;
+}
 
-void putPixel(std::uint8_t* rgba, const Matrix& m, int y, int u, int v) {
-  const int light = m.y * (y - m.black) + 128;
-  rgba[0] = clipped((light + m.redV * v) >> 8);
-  rgba[1] = clipped((light + m.greenU * u + m.greenV * v) >> 8);
-  rgba[2] = clipped((light + m.blueU * u) >> 8);
-  rgba[3] = 255;
+Format yuvFormat(const YuvLayout& layout) {
+  Format format;
+  format.width = whole(layout.chromaWidth(), layout.chromaAcross);
+  format.height = whole(layout.chromaHeight(), layout.chromaDown);
+  format.pixel_type = layout.depth > 8 ? ZIMG_PIXEL_WORD : ZIMG_PIXEL_BYTE;
+  format.depth = layout.depth;
+  format.color_family = layout.hasChroma ? ZIMG_COLOR_YUV : ZIMG_COLOR_GREY;
+  format.subsample_w = layout.chromaAcross;
+  format.subsample_h = layout.chromaDown;
+  format.chroma_location = locationOf(layout.siting);
+  format.matrix_coefficients = layout.isBt709() ? ZIMG_MATRIX_BT709 : ZIMG_MATRIX_ST170_M;
+  format.pixel_range = layout.isFullRange ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
+  return format;
+}
+
+Format rgbFormat(const YuvLayout& layout) {
+  Format format = yuvFormat(layout);
+  format.pixel_type = ZIMG_PIXEL_BYTE;
+  format.depth = 8;
+  format.color_family = ZIMG_COLOR_RGB;
+  format.subsample_w = format.subsample_h = 0;
+  format.chroma_location = ZIMG_CHROMA_LEFT;
+  format.matrix_coefficients = ZIMG_MATRIX_RGB;
+  format.pixel_range = ZIMG_RANGE_FULL;
+  return format;
+}
+
+/// The result has all bits that every pixel's alpha has.
+std::uint8_t split(const std::uint8_t* rgba, std::uint8_t* r, std::uint8_t* g, std::uint8_t* b,
+                   std::size_t count) {
+  std::uint8_t alpha = 255;
+  for (std::size_t i = 0; i < count; ++i) {
+    r[i] = rgba[4 * i];
+    g[i] = rgba[4 * i + 1];
+    b[i] = rgba[4 * i + 2];
+    alpha &= rgba[4 * i + 3];
+  }
+  return alpha;
+}
+
+void join(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* rgba,
+          std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    rgba[4 * i] = r[i];
+    rgba[4 * i + 1] = g[i];
+    rgba[4 * i + 2] = b[i];
+    rgba[4 * i + 3] = 255;
+  }
+}
+
+/// Copies the samples from `left` to `right` of a line that has `length`, and goes on with its last
+/// one.
+void copyLine(const std::uint8_t* line, std::uint8_t* to, std::size_t left, std::size_t right,
+              std::size_t length, std::size_t sampleSize) {
+  const std::size_t end = std::min(right, length);
+  if (left < end)
+    std::memcpy(to + left * sampleSize, line + left * sampleSize, (end - left) * sampleSize);
+  for (std::size_t i = std::max(left, end); i < right; ++i)
+    std::memcpy(to + i * sampleSize, line + (length - 1) * sampleSize, sampleSize);
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> yuv444From(const ZQPixels& picture) {
-  const std::size_t count = picture.width * picture.height;
-  std::vector<std::uint8_t> planes(3 * count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const int r = picture.rgba[4 * i], g = picture.rgba[4 * i + 1], b = picture.rgba[4 * i + 2];
-    planes[i] = clipped(((66 * r + 129 * g + 25 * b + 128) >> 8) + 16);
-    planes[count + i] = clipped(((-38 * r - 74 * g + 112 * b + 128) >> 8) + 128);
-    planes[2 * count + i] = clipped(((112 * r - 94 * g - 18 * b + 128) >> 8) + 128);
-  }
-  return planes;
+YuvFromPicture::YuvFromPicture(std::size_t width, std::size_t height)
+    : _layout{.width = width, .height = height},
+      _graph(rgbFormat(_layout), yuvFormat(_layout)),
+      _planes(_layout.frameSize()) {}
+
+const std::vector<std::uint8_t>& YuvFromPicture::planesOf(const ZQPixels& picture) {
+  std::uint8_t alpha = 255;
+  const auto fill = [&](const ZimgGraph::Part& part) {
+    alpha &= split(&picture.rgba[4 * (part.line * picture.width + part.left)],
+                   _graph.source(0, part.line) + part.left, _graph.source(1, part.line) + part.left,
+                   _graph.source(2, part.line) + part.left, part.right - part.left);
+  };
+  const auto take = [&](const ZimgGraph::Part& part) {
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      std::memcpy(&_planes[(plane * _layout.height + part.line) * _layout.width + part.left],
+                  _graph.target(plane, part.line) + part.left, part.right - part.left);
+    }
+  };
+  _graph.run(fill, take);
+  _hadAlpha = alpha != 255;
+  return _planes;
 }
 
-ZQPixels pictureFromYuv(const std::vector<std::uint8_t>& planes, const YuvLayout& layout) {
-  ZQPixels picture{layout.width, layout.height, {}};
-  picture.rgba.resize(4 * layout.width * layout.height);
-  const std::uint8_t* const luma = planes.data();
-  const std::uint8_t* const u = luma + layout.width * layout.height;
-  const std::uint8_t* const v = u + layout.chromaWidth() * layout.chromaHeight();
-  const Matrix& matrix = layout.isFullRange ? kFullRange : kVideoRange;
-  for (std::size_t y = 0; y < layout.height; ++y) {
-    const std::size_t chromaRow = y / layout.chromaDown * layout.chromaWidth();
-    for (std::size_t x = 0; x < layout.width; ++x) {
-      const std::size_t at = y * layout.width + x;
-      const std::size_t chroma = chromaRow + x / layout.chromaAcross;
-      putPixel(&picture.rgba[4 * at], matrix, luma[at], layout.hasChroma ? u[chroma] - 128 : 0,
-               layout.hasChroma ? v[chroma] - 128 : 0);
-    }
+PictureFromYuv::PictureFromYuv(const YuvLayout& layout)
+    : _layout(layout), _graph(yuvFormat(layout), rgbFormat(layout)) {}
+
+void PictureFromYuv::fill(const std::vector<std::uint8_t>& planes, const ZimgGraph::Part& part) {
+  const std::uint8_t* plane = planes.data();
+  const std::size_t sampleSize = _layout.sampleSize();
+  for (std::size_t row = part.line; row < part.line + (1U << _layout.chromaDown); ++row) {
+    const std::size_t seen = std::min(row, _layout.height - 1);
+    copyLine(plane + seen * _layout.width * sampleSize, _graph.source(0, row), part.left,
+             part.right, _layout.width, sampleSize);
   }
+  if (!_layout.hasChroma) return;
+  plane += _layout.width * _layout.height * sampleSize;
+  const std::size_t width = _layout.chromaWidth(), row = part.line >> _layout.chromaDown;
+  const std::size_t right = (part.right + (1U << _layout.chromaAcross) - 1) >> _layout.chromaAcross;
+  for (std::size_t i = 1; i < 3; ++i) {
+    copyLine(plane + row * width * sampleSize, _graph.source(i, row),
+             part.left >> _layout.chromaAcross, right, width, sampleSize);
+    plane += width * _layout.chromaHeight() * sampleSize;
+  }
+}
+
+ZQPixels PictureFromYuv::pictureOf(const std::vector<std::uint8_t>& planes) {
+  ZQPixels picture{_layout.width, _layout.height, {}};
+  picture.rgba.resize(4 * _layout.width * _layout.height);
+  const auto take = [&](const ZimgGraph::Part& part) {
+    const std::size_t right = std::min(part.right, _layout.width);
+    if (part.line >= _layout.height || part.left >= right) return;
+    join(_graph.target(0, part.line) + part.left, _graph.target(1, part.line) + part.left,
+         _graph.target(2, part.line) + part.left,
+         &picture.rgba[4 * (part.line * _layout.width + part.left)], right - part.left);
+  };
+  _graph.run([&](const ZimgGraph::Part& part) { fill(planes, part); }, take);
   return picture;
 }

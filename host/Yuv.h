@@ -1,30 +1,43 @@
 // Between RGB pictures and the planes of a video.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "Brannow/ZQBufferPool.h"
+#include "host/YuvLayout.h"
+#include "host/ZimgGraph.h"
 
-/// Planes Y, U and V of full size, BT.601 in video range. Alpha is left out.
-std::vector<std::uint8_t> yuv444From(const ZQPixels& picture);
+/// Makes frames of a video of pictures of one size. Alpha is left out.
+class YuvFromPicture {
+ public:
+  /// Throws Failure when that can't be done.
+  YuvFromPicture(std::size_t width, std::size_t height);
 
-/// How the planes of a frame lie: 8 bits each, chroma smaller by these factors, or none.
-struct YuvLayout {
-  std::size_t width = 0;
-  std::size_t height = 0;
-  std::size_t chromaAcross = 2;
-  std::size_t chromaDown = 2;
-  bool hasChroma = true;
-  bool isFullRange = false;
+  /// Three planes of full size, 8 bits, video range. Valid until the next call.
+  const std::vector<std::uint8_t>& planesOf(const ZQPixels& picture);
+  /// Whether the last picture had a pixel that was not opaque.
+  bool hadAlpha() const { return _hadAlpha; }
 
-  std::size_t chromaWidth() const { return (width + chromaAcross - 1) / chromaAcross; }
-  std::size_t chromaHeight() const { return (height + chromaDown - 1) / chromaDown; }
-  std::size_t frameSize() const {
-    return width * height + (hasChroma ? 2 * chromaWidth() * chromaHeight() : 0);
-  }
+ private:
+  const YuvLayout _layout;
+  ZimgGraph _graph;
+  std::vector<std::uint8_t> _planes;
+  bool _hadAlpha = false;
 };
 
-/// The picture of planes that lie in this layout (BT.601), opaque.
-ZQPixels pictureFromYuv(const std::vector<std::uint8_t>& planes, const YuvLayout& layout);
+/// Makes pictures, opaque ones, of a video's frames.
+class PictureFromYuv {
+ public:
+  /// Throws Failure when that can't be done.
+  explicit PictureFromYuv(const YuvLayout& layout);
+
+  /// `planes` has the layout's frame size.
+  ZQPixels pictureOf(const std::vector<std::uint8_t>& planes);
+
+ private:
+  void fill(const std::vector<std::uint8_t>& planes, const ZimgGraph::Part& part);
+
+  const YuvLayout _layout;
+  ZimgGraph _graph;
+};
