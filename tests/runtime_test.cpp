@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cmath>
 #include <filesystem>
 #include <future>
 #include <sstream>
@@ -436,6 +437,22 @@ TEST_P(BothModes, WhatCantRunSaysWhy) {
   ended.runner->waitUntilStopped();
   EXPECT_THAT(ended.recorder.await(0), ElementsAre());
   EXPECT_THAT(childrenOf(getpid()), ElementsAre());
+}
+
+TEST_P(BothModes, AClockOfDaysIsWrappedWithoutLosingFrames) {
+  const Plan plan{"clock",
+                  {port("time", Type::Real)},
+                  {expression("mod(t, 60) + 100 * mod(-t, 8) + 1000 * floor(t / 86400)",
+                              {cabled("t", Type::Real, {{{kPublished, 0}}})})},
+                  {cabled("phase", Type::Real, {{{0, 0}}})}};
+  Running running(folder, plan, GetParam());
+  for (const double seconds : {0., 1. / 240, 59.5}) {
+    running.set("time", VuoReal_getJson(5 * 86400 + seconds));
+    running.fire("time");
+    running.recorder.await(1);
+    EXPECT_NEAR(json_object_get_double(running.value("phase")),
+                seconds + 100 * (std::ceil(seconds / 8) * 8 - seconds) + 5000, 1e-7);
+  }
 }
 
 TEST_P(BothModes, AnArtefactThatIsReplacedRunsOn) {

@@ -1,10 +1,9 @@
 #include "runtime/compiler/ExpressionInterface.h"
 
-#include <muParser.h>
-
 #include <cctype>
 #include <stdexcept>
 
+#include "runtime/ExpressionParser.h"
 #include "runtime/compiler/Faults.h"
 #include "runtime/compiler/Word.h"
 
@@ -33,7 +32,7 @@ void checkFunctions(const mu::Parser& parser, const std::string& expression) {
 
 std::vector<std::string> variablesOfExpression(const std::string& expression) {
   try {
-    mu::Parser parser;
+    ExpressionParser parser;
     checkFunctions(parser, expression);
     parser.SetExpr(expression);
     std::vector<std::string> names;

@@ -1,8 +1,8 @@
 #include "runtime/graph/ExpressionNode.h"
 
-#include <muParser.h>
-
 #include <stdexcept>
+
+#include "runtime/ExpressionParser.h"
 
 namespace vuo {
 namespace {
@@ -20,7 +20,7 @@ auto guarded(Step step) {
 }  // namespace
 
 struct ExpressionNode::Formula {
-  mu::Parser parser;
+  ExpressionParser parser;
   std::vector<double> variables;
 };
 
