@@ -5,8 +5,7 @@ out vec4 pixel;
 
 uniform int width;
 uniform int height;
-uniform float time;
-uniform float speed;
+uniform float phase;
 uniform float scale;
 uniform vec4 shade;
 uniform vec4 middle;
@@ -24,7 +23,7 @@ vec2 folded(vec2 p, float t) {
 
 void main() {
   vec2 p = (uv - 0.5) * vec2(float(width) / float(height), 1.0) * scale;
-  vec2 q = folded(p, time * speed);
+  vec2 q = folded(p, phase);
 
   float silk = 0.5 + 0.5 * sin(1.5 * q.x + 1.0 * q.y);
   float thread = 0.5 + 0.5 * sin(16.0 * q.x - 9.0 * q.y + 4.0 * silk);

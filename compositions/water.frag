@@ -4,7 +4,7 @@ in vec2 uv;
 out vec4 pixel;
 
 uniform sampler2D picture;
-uniform float time;
+uniform float phase;
 uniform float ripple;
 
 // The picture above, its reflection below the water line.
@@ -16,7 +16,7 @@ void main() {
   }
   float depth = (line - uv.y) / line;
   float far = 1.0 / (depth + 0.12);
-  float wave = sin(far * 26.0 + time * 2.1) * 0.6 + sin(far * 11.0 - time * 1.3 + uv.x * 9.0) * 0.4;
+  float wave = sin(far * 26.0 + phase * 2.1) * 0.6 + sin(far * 11.0 - phase * 1.3 + uv.x * 9.0) * 0.4;
   vec2 mirrored = vec2(uv.x + wave * ripple * 0.03 * (0.3 + depth), depth * 0.8 + wave * ripple * 0.02);
 
   vec4 reflected = texture(picture, clamp(mirrored, 0.0, 1.0));

@@ -120,6 +120,9 @@ mkdir in && cp tiles.png in/f02.PNG && cp p01.png in/f10.png && cp p02.png in/f1
 "$brannow" render "$compositions/pass_through.vuo" --set real=0.5 --print realOut -o p.png >out 2>err &&
   grep -qx 'realOut = 0.5' out || fail 'prints an output'
 
+"$brannow" render "$compositions/plasma.vuo" --size 64x36 --start 432000 --fps 60 --frames 12 -o 'days%d.png' \
+  >out 2>err && [ "$(md5sum days*.png | cut -d ' ' -f 1 | sort -u | wc -l)" -eq 12 ] ||
+  fail 'no frame is lost after five days'
 
 # Each frame of these holds one byte, made of the input's byte, the frame's number by the time, an
 # input number and an input image.
