@@ -38,7 +38,9 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 # A driver that draws where no GPU's is installed comes along.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libegl1, libopengl0, libegl-mesa0, libgl1-mesa-dri")
 # Without these two, pictures go to and from other processes through memory.
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libvulkan1, mesa-vulkan-drivers | vulkan-icd")
+# Without a font no text is set.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS
+  "libvulkan1, mesa-vulkan-drivers | vulkan-icd, fonts-dejavu-core | fonts-freefont-ttf")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
   ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_BINARY_DIR}/debian/triggers)
 

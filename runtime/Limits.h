@@ -28,6 +28,21 @@ constexpr std::size_t longestText = longestMessage - 64;
 /// All texts and faults that a composition's outputs have at one time; the host keeps them.
 constexpr std::size_t textOfAScene = std::size_t{8} << 20;
 
+// ---- text that is set as a picture
+
+/// In bytes. A screen that can be read has some hundred letters; the worst text of this length
+/// takes a fifth of a second.
+constexpr std::size_t longestSetText = std::size_t{8} << 10;
+/// All its letters side by side, in pixels: Pango counts in 1024ths of one, with 32 bits.
+constexpr double longestSetLine = 1 << 20;
+/// Of combining marks on one letter; no script stacks more, and the time grows with their square.
+constexpr int mostMarks = 30;
+constexpr std::size_t longestFontName = 256;
+/// Of what one node tells besides faults, such as fonts that are not there.
+constexpr std::size_t mostWarnings = 16;
+/// Of a text file that comes in by a published input.
+constexpr std::size_t longestTextFile = longestText;
+
 // ---- events
 
 /// Those that wait. A composition this many behind its host does not catch up with what it shows.

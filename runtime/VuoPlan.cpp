@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* typeNames[] = {"VuoImage",   "VuoReal",    "VuoInteger", "VuoColor",
                                      "VuoBoolean", "VuoPoint2d", "VuoText"};
-constexpr const char* kindNames[] = {"shader", "image file", "expression"};
+constexpr const char* kindNames[] = {"shader", "image file", "expression", "text"};
 
 template <typename Enum, std::size_t count>
 std::optional<Enum> enumNamed(const std::string& name, const char* const (&names)[count]) {

@@ -39,7 +39,7 @@ struct Port {
   std::vector<Cable> cables;
 };
 
-enum class NodeKind { Shader, ImageFile, Expression };
+enum class NodeKind { Shader, ImageFile, Expression, Text };
 
 struct Node {
   std::string name;
@@ -47,7 +47,7 @@ struct Node {
   std::vector<Port> inputs;
   std::vector<Port> outputs;
   /// Shader: the fragment shader's source. ImageFile: the file, relative to the composition's
-  /// folder. Expression: the expression's text.
+  /// folder. Expression: the expression's text. Text: nothing.
   std::string body;
 };
 

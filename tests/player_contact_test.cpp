@@ -56,6 +56,7 @@ struct Heard : vuo::InstanceListener {
     lines.push_back("dropped " + std::to_string(input));
   }
   void failed(const std::string& what) override { lines.push_back(what); }
+  void warned(const std::string& what) override { lines.push_back("warning: " + what); }
   void started() override { ++starts; }
   void contactLost(const std::string&) override { ADD_FAILURE(); }
 

@@ -1,10 +1,12 @@
 #include "runtime/compiler/NodeMaker.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string_view>
 
 #include "runtime/NamedFile.h"
+#include "runtime/TextPorts.h"
 #include "runtime/compiler/ExpressionInterface.h"
 #include "runtime/compiler/ShaderInterface.h"
 #include "runtime/compiler/TextFile.h"
@@ -40,12 +42,31 @@ bool hasData(const Port& input) {
 
 /// A picture without a size of its own takes that of the first image that goes into it.
 void checkSize(const Node& node) {
-  const bool hasImage = std::any_of(node.inputs.begin(), node.inputs.end(),
-                                    [](const Port& input) { return input.type == Type::Image; });
+  const bool hasImage = std::any_of(node.inputs.begin(), node.inputs.end(), [&](const Port& input) {
+    return input.type == Type::Image && (node.kind == NodeKind::Shader || hasData(input));
+  });
   if (!hasImage && !(hasData(node.inputs[0]) && hasData(node.inputs[1])))
     throw std::runtime_error(
         "has no image to take its size from, so \"width\" and \"height\" each need a cable or a "
         "value");
+}
+
+/// The inputs of a text that take one of a few words.
+void checkTextInput(const std::string& name, const std::string& value) {
+  const auto check = [&](const std::array<const char*, 3>& words) {
+    if (std::find(words.begin(), words.end(), value) == words.end())
+      throw std::runtime_error("\"" + value + "\" is no alignment; there are " + words[0] + ", " +
+                               words[1] + " and " + words[2]);
+  };
+  if (name == "alignment") check(horizontalAlignments);
+  if (name == "verticalAlignment") check(verticalAlignments);
+}
+
+/// In DOT a line break inside quotation marks is written as \n.
+std::string inLines(std::string text) {
+  for (std::size_t at = 0; (at = text.find("\\n", at)) != text.npos; ++at)
+    text.replace(at, 2, "\n");
+  return text;
 }
 
 }  // namespace
@@ -60,13 +81,16 @@ Node NodeMaker::nodeFrom(const NodeStatement& statement) {
     makeImageFile(node, statement);
   else if (type == "vuo.expression")
     makeExpression(node, statement);
+  else if (type == "vuo.text")
+    makeText(node, statement);
   else if (type.empty())
     throw std::runtime_error("is used but not declared with a \"type\"");
   else
-    throw FaultAt(statement.placesOf("type").name,
-                  "has the unknown type \"" + type +
-                      "\"; there are vuo.shader, vuo.image.file and vuo.expression" +
-                      didYouMean(type, {"vuo.shader", "vuo.image.file", "vuo.expression"}));
+    throw FaultAt(
+        statement.placesOf("type").name,
+        "has the unknown type \"" + type +
+            "\"; there are vuo.shader, vuo.image.file, vuo.expression and vuo.text" +
+            didYouMean(type, {"vuo.shader", "vuo.image.file", "vuo.expression", "vuo.text"}));
   setConstants(node, statement);
 
   _bodyBytes += node.body.size();
@@ -83,7 +107,9 @@ void NodeMaker::setConstants(Node& node, const NodeStatement& statement) {
       names.push_back(input.name);
       if (input.name != name) continue;
       found = true;
-      input.constant = constantFromNotation(input.type, value);
+      if (node.kind == NodeKind::Text) checkTextInput(name, value);
+      const bool hasLines = node.kind == NodeKind::Text && name == "text";
+      input.constant = constantFromNotation(input.type, hasLines ? inLines(value) : value);
     }
     if (!found)
       throw std::runtime_error("there is no such input to give a value to" +
@@ -138,6 +164,16 @@ void NodeMaker::makeExpression(Node& node, const NodeStatement& statement) {
     throw FaultsNoted();
 }
 
+void NodeMaker::makeText(Node& node, const NodeStatement& statement) {
+  if (!statement.attribute("text").empty())
+    throw FaultAt(statement.placesOf("text").name,
+                  "has an attribute \"text\"; a value for the input of that name is written _text");
+  node.kind = NodeKind::Text;
+  node.inputs = textInputs();
+  for (Port& input : node.inputs) input.constant.clear();  // a cable may bring one
+  node.outputs = {{"image", Type::Image, "", {}}};
+}
+
 /// What is wrong in a shader is told once, however many nodes name it.
 const NodeMaker::Shader& NodeMaker::shaderNamed(const std::string& name) {
   const auto known = _shaders.find(name);
@@ -170,9 +206,25 @@ std::vector<SourceFile> NodeMaker::files() const {
   return files;
 }
 
+namespace {
+
+/// Its inputs have values of their own, and the image below is no must.
+void settleText(Node& node) {
+  const std::vector<Port> untouched = textInputs();
+  for (std::size_t i = 0; i < node.inputs.size(); ++i)
+    if (!hasData(node.inputs[i])) node.inputs[i].constant = untouched[i].constant;
+}
+
+bool hasSize(const Node& node) {
+  return node.kind == NodeKind::Shader || node.kind == NodeKind::Text;
+}
+
+}  // namespace
+
 void settleOpenInputs(Node& node) {
-  if (node.kind == NodeKind::Shader) checkSize(node);
-  const std::size_t sizeInputs = node.kind == NodeKind::Shader ? 2 : 0;
+  if (hasSize(node)) checkSize(node);
+  if (node.kind == NodeKind::Text) return settleText(node);
+  const std::size_t sizeInputs = hasSize(node) ? 2 : 0;
   for (std::size_t i = sizeInputs; i < node.inputs.size(); ++i) {
     Port& input = node.inputs[i];
     if (hasData(input)) continue;

@@ -34,6 +34,7 @@ class NodeMaker {
   void makeShader(Node& node, const NodeStatement& statement);
   void makeImageFile(Node& node, const NodeStatement& statement);
   void makeExpression(Node& node, const NodeStatement& statement);
+  void makeText(Node& node, const NodeStatement& statement);
   void setConstants(Node& node, const NodeStatement& statement);
   const Shader& shaderNamed(const std::string& name);
   Shader shaderIn(const std::string& name);

@@ -27,8 +27,8 @@ std::vector<Value> constantsOf(const std::vector<Port>& ports) {
   return values;
 }
 
-std::string about(const Node& node, const std::exception& fault) {
-  return "node \"" + node.name + "\": " + fault.what();
+std::string about(const Node& node, const std::string& what) {
+  return "node \"" + node.name + "\": " + what;
 }
 
 }  // namespace
@@ -43,11 +43,13 @@ Execution::Execution(const Plan& plan, const std::string& folder, std::shared_pt
   for (const Node& node : plan.nodes) {
     try {
       RunningNode running;
-      running.work = makeNodeWork(node, folder, _canvas);
+      running.work = makeNodeWork(node, folder, _canvas, [this, &node](const std::string& what) {
+        _listener.warned(about(node, what));
+      });
       running.inputs = constantsOf(node.inputs);
       _nodes.push_back(std::move(running));
     } catch (const std::runtime_error& fault) {
-      throw std::runtime_error(plan.compositionName + ": " + about(node, fault));
+      throw std::runtime_error(plan.compositionName + ": " + about(node, fault.what()));
     }
   }
   for (const Port& output : plan.publishedOutputs)
@@ -138,7 +140,7 @@ void Execution::runNode(std::size_t index) {
     running.output = running.work->run(running.inputs);
   } catch (const std::exception& fault) {
     running.output = Value();
-    running.fault = about(node, fault);
+    running.fault = about(node, fault.what());
     _listener.failed(running.fault);
   }
   running.hasRun = true;

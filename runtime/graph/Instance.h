@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,16 @@ struct PublishedPort {
   Type type;
 };
 
+/// The input that stands for a text file: its value is a path for whoever sets it, and the file's
+/// text for the composition.
+struct PublishedTextFile {
+  std::size_t input = 0;
+  std::string folder, name;  ///< of the file that the composition names; the name may be empty
+};
+
 struct PublishedPorts {
   std::vector<PublishedPort> inputs, outputs;
+  std::optional<PublishedTextFile> textFile{};
 };
 
 /// Names an event. A composition's events are numbered from 1, in the order of firing.
@@ -51,6 +60,8 @@ class InstanceListener {
   virtual void eventFinished(EventReport& report) = 0;
   virtual void eventDropped(std::size_t input) = 0;
   virtual void failed(const std::string& message) = 0;
+  /// A node has done its work, though not quite as its author meant.
+  virtual void warned(const std::string& message) = 0;
   /// The composition did not come up, or has ended without having been asked to. At most once, as
   /// the last call.
   virtual void contactLost(const std::string& how) = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +22,8 @@ class NodeWork {
 };
 
 /// Throws std::runtime_error when the node can't work at all. Relative file names start from
-/// `folder`. The canvas outlives the result.
-std::unique_ptr<NodeWork> makeNodeWork(const Node& node, const std::string& folder, Canvas& canvas);
+/// `folder`. The canvas outlives the result, which calls `warn` as it runs.
+std::unique_ptr<NodeWork> makeNodeWork(const Node& node, const std::string& folder, Canvas& canvas,
+                                       std::function<void(const std::string&)> warn);
 
 }  // namespace vuo

@@ -2,11 +2,11 @@
 
 #include "runtime/graph/Canvas.h"
 #include "runtime/graph/NodeWork.h"
+#include "runtime/graph/PictureSize.h"
 
 namespace vuo {
 
-/// Draws a picture with a fragment shader. Its first two inputs are the picture's width and height;
-/// where they have no value, the picture is as large as the first image that goes in.
+/// Draws a picture with a fragment shader.
 class ShaderNode : public NodeWork {
  public:
   ShaderNode(const Node& node, Canvas& canvas);
@@ -18,17 +18,13 @@ class ShaderNode : public NodeWork {
     int location;
     bool isWidth, isHeight;  ///< set to the picture's size rather than to the input
   };
-  struct Size {
-    std::uint64_t width, height;
-  };
 
-  Size sizeFor(const std::vector<Value>& inputs) const;
   std::vector<ImageRef> sampleableImages(const std::vector<Value>& inputs);
-  void setUniforms(const std::vector<Value>& inputs, Size size) const;
+  void setUniforms(const std::vector<Value>& inputs, PictureSize::Size size) const;
 
   Canvas& _canvas;
+  const PictureSize _size;
   const ShaderProgram _program;
-  bool _hasWidth, _hasHeight;
   std::vector<Uniform> _uniforms;  ///< by input
 };
 

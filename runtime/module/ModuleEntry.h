@@ -7,7 +7,7 @@ namespace vuo {
 
 /// The name of the module's one entry. It changes with the interfaces that cross it, so that a
 /// runner never calls into a module of another make.
-constexpr const char* moduleEntryName = "vuoMakeInstance3";
+constexpr const char* moduleEntryName = "vuoMakeInstance4";
 
 /// Makes a composition, not yet started, that the caller destroys.
 using ModuleEntry = Instance* (*)(const Plan& plan, const std::string& folder,

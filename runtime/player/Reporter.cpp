@@ -85,8 +85,9 @@ void Reporter::contactLost(const std::string& how) {
 }
 
 /// The host takes so many with one event and no more.
-void Reporter::failed(const std::string& what) {
-  if (++_faults <= mostFaultsPerEvent) send(message::Fault{what.substr(0, longestFault)});
+void Reporter::tell(const std::string& what, bool isWarning) {
+  if (++_faults <= mostFaultsPerEvent)
+    send(message::Fault{what.substr(0, longestFault), isWarning});
 }
 
 void Reporter::send(const message::ToHost& message) {

@@ -18,7 +18,8 @@ class Reporter : public InstanceListener {
   // Any thread.
   void greet() { send(message::Greeting()); }
   void pictureTaken() { send(message::PictureTaken()); }
-  void failed(const std::string& what) override;
+  void failed(const std::string& what) override { tell(what, false); }
+  void warned(const std::string& what) override { tell(what, true); }
   /// The composition did not come up: nothing else ends it in this process.
   void contactLost(const std::string& how) override;
   bool hasLostContact() const { return _lost; }
@@ -31,6 +32,7 @@ class Reporter : public InstanceListener {
   void eventDropped(std::size_t) override {}
 
  private:
+  void tell(const std::string& what, bool isWarning);
   message::Report reportOf(OutputReport& output);
   void putPicture(const ImageRef& image, message::Report& report);
   void send(const message::ToHost& message);

@@ -9,10 +9,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/system/SystemLog.h"
 #include "platform/system/WithMemory.h"
 
 namespace vuo {
 namespace {
+
+constexpr std::size_t mostWarningsLogged = 100;
 
 std::vector<std::string> namesOf(const std::vector<PublishedPort>& published) {
   std::vector<std::string> names;
@@ -24,6 +27,11 @@ std::vector<std::unique_ptr<VuoRunner::Port>> portsNamed(const std::vector<std::
   std::vector<std::unique_ptr<VuoRunner::Port>> ports;
   for (const std::string& name : names) ports.push_back(std::make_unique<VuoRunner::Port>(name));
   return ports;
+}
+
+std::unique_ptr<TextFile> textFileOf(const PublishedPorts& published) {
+  if (!published.textFile) return nullptr;
+  return std::make_unique<TextFile>(published.textFile->folder, published.textFile->name);
 }
 
 std::string asText(std::chrono::nanoseconds time) {
@@ -40,6 +48,8 @@ InstanceRunner::InstanceRunner(const PublishedPorts& published, const MakeInstan
     : _fileToDelete(std::move(fileToDelete)),
       _inputs(portsNamed(namesOf(published.inputs))),
       _outputs(portsNamed(namesOf(published.outputs))),
+      _textInput(published.textFile ? published.textFile->input : 0),
+      _textFile(textFileOf(published)),
       _current(_outputs.size()),
       _outputNames(std::make_shared<const std::vector<std::string>>(namesOf(published.outputs))),
       _events(std::make_shared<OpenEvents>([this](auto waited) { isOverdue(waited); })),
@@ -133,7 +143,23 @@ VuoRunner::Port* InstanceRunner::getPublishedOutputPortWithName(std::string name
 
 void InstanceRunner::setPublishedInputPortValue(Port* port, json_object* value) {
   requireRunning();
-  _instance->setValue(indexOf(_inputs, port), value);
+  const std::size_t input = indexOf(_inputs, port);
+  if (_textFile && input == _textInput)
+    _textFile->choose(std::get<std::string>(valueFromJson(Type::Text, value)));
+  else
+    _instance->setValue(input, value);
+}
+
+/// What has become of the text file goes with the event, which then enters at its input too.
+void InstanceRunner::takeText(std::vector<std::size_t>& inputs) {
+  const auto change = _textFile ? _textFile->popChange() : std::nullopt;
+  if (!change) return;
+  if (!change->fault.empty())
+    warned("\"" + _inputs[_textInput]->getName() + "\": " + change->fault);
+  if (!change->text) return;
+  _instance->setValue(_textInput, jsonFromValue(*change->text).get());
+  if (std::find(inputs.begin(), inputs.end(), _textInput) == inputs.end())
+    inputs.push_back(_textInput);
 }
 
 void InstanceRunner::firePublishedInputPortEvent(Port* port) {
@@ -152,7 +178,9 @@ std::shared_ptr<VuoRunner::Event> InstanceRunner::firePublishedInputPortEvent(Ev
   const auto event = _events->begin(tag);
   if (_state == State::Ended) return std::make_shared<EventHandle>(event, _cancelling);
   try {
-    if (!_instance->fire(allInputs(), event->number, true)) drop(event->number);
+    std::vector<std::size_t> inputs = allInputs();
+    takeText(inputs);
+    if (!_instance->fire(std::move(inputs), event->number, true)) drop(event->number);
   } catch (...) {
     _events->finish(event->number);
     throw;
@@ -163,6 +191,7 @@ std::shared_ptr<VuoRunner::Event> InstanceRunner::firePublishedInputPortEvent(Ev
 void InstanceRunner::fire(std::vector<std::size_t> inputs) {
   const EventNumber number = _events->begin();
   try {
+    takeText(inputs);
     if (!_instance->fire(std::move(inputs), number, false)) drop(number);
   } catch (...) {
     _events->finish(number);
@@ -294,6 +323,11 @@ void InstanceRunner::eventDropped(std::size_t input) {
 
 void InstanceRunner::failed(const std::string& message) {
   tellDelegate([&](VuoRunnerDelegate& delegate) { delegate.receivedTelemetryError(message); });
+}
+
+/// Nobody in the host is told of these, so they go to the log, as many as anybody reads.
+void InstanceRunner::warned(const std::string& message) {
+  if (++_warnings <= mostWarningsLogged) platform::systemLog("\t\t%s", {message});
 }
 
 /// Waits for memory with no lock held and only for telling, of which it can be relieved; without

@@ -13,6 +13,7 @@
 #include "runtime/graph/Instance.h"
 #include "runtime/runner/OpenEvents.h"
 #include "runtime/runner/RunningAtExit.h"
+#include "runtime/runner/TextFile.h"
 
 namespace vuo {
 
@@ -53,6 +54,7 @@ class InstanceRunner final : public VuoRunner, private InstanceListener {
   void eventFinished(EventReport& report) override;
   void eventDropped(std::size_t input) override;
   void failed(const std::string& message) override;
+  void warned(const std::string& message) override;
   void contactLost(const std::string& how) override;
 
   std::optional<std::string> faultOfStart();
@@ -61,6 +63,7 @@ class InstanceRunner final : public VuoRunner, private InstanceListener {
   static std::size_t indexOf(const Ports& ports, const Port* wanted);
   std::vector<std::size_t> allInputs() const;
   void fire(std::vector<std::size_t> inputs);
+  void takeText(std::vector<std::size_t>& inputs);
   void drop(EventNumber number);
   void keepValues(EventReport& report, EventTag tag) EXCLUDES(_valuesLock);
   std::shared_ptr<const Outputs> snapshot() const;
@@ -72,6 +75,9 @@ class InstanceRunner final : public VuoRunner, private InstanceListener {
 
   const std::string _fileToDelete;
   const Ports _inputs, _outputs;
+  const std::size_t _textInput;               ///< of the text file
+  const std::unique_ptr<TextFile> _textFile;  ///< null where no input stands for one
+  std::atomic<std::size_t> _warnings = 0;     ///< that were told
   std::atomic<State> _state = State::NotStarted;
   platform::Mutex _lifeLock;  ///< held while starting and stopping, with no other of the runner's
 

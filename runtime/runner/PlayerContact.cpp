@@ -200,7 +200,7 @@ void PlayerContact::handle(const message::Buffer& buffer, platform::FileDescript
 void PlayerContact::handle(const message::Fault& fault, platform::FileDescriptor) {
   countAside();
   if (fault.what.size() > longestFault) throw ProtocolError("it told of a fault at great length");
-  _listener.failed(fault.what);
+  fault.isWarning ? _listener.warned(fault.what) : _listener.failed(fault.what);
 }
 
 void PlayerContact::handle(message::PictureTaken, platform::FileDescriptor) {

@@ -1,17 +1,23 @@
 #include "runtime/VuoRunner.h"
 
 #include <fcntl.h>
+#include <json-c/json.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
+#include "platform/hostbase/HostStrings.h"
+#include "platform/system/JsonOwner.h"
 #include "runtime/HelperFolder.h"
+#include "runtime/Value.h"
 #include "runtime/VuoArtefact.h"
 #include "runtime/containment/ShaderFolder.h"
 #include "runtime/runner/InstalledModule.h"
 #include "runtime/runner/InstanceRunner.h"
 #include "runtime/runner/SeparateProcessInstance.h"
+#include "runtime/text/TypesetterFiles.h"
 #include "runtime/transport/Protocol.h"
 
 using vuo::Instance;
@@ -40,19 +46,40 @@ OpenArtefact opened(const std::string& path) {
   return artefact;
 }
 
-vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan) {
+/// The first text input that is named for one, as for whoever reads the composition.
+std::optional<vuo::PublishedTextFile> textFileOf(const vuo::Plan& plan, const std::string& folder) {
+  const auto found = std::find_if(
+      plan.publishedInputs.begin(), plan.publishedInputs.end(), [](const vuo::Port& input) {
+        return input.type == vuo::Type::Text && denotesTXTFileInput(input.name);
+      });
+  if (found == plan.publishedInputs.end()) return std::nullopt;
+  const platform::JsonOwner name(json_tokener_parse(found->constant.c_str()));
+  return vuo::PublishedTextFile{
+      static_cast<std::size_t>(found - plan.publishedInputs.begin()), folder,
+      std::get<std::string>(name ? vuo::valueFromJson(vuo::Type::Text, name.get()) : "")};
+}
+
+vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan, const std::string& folder) {
   vuo::PublishedPorts ports;
   for (const vuo::Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
   for (const vuo::Port& port : plan.publishedOutputs)
     ports.outputs.push_back({port.name, port.type});
+  ports.textFile = textFileOf(plan, folder);
   return ports;
 }
 
-vuo::ContainedProgram playerOf(const std::string& artefact, const std::string& folder) {
+bool setsText(const vuo::Plan& plan) {
+  return std::any_of(plan.nodes.begin(), plan.nodes.end(),
+                     [](const vuo::Node& node) { return node.kind == vuo::NodeKind::Text; });
+}
+
+vuo::ContainedProgram playerOf(const std::string& artefact, const std::string& folder,
+                               const vuo::Plan& plan) {
   vuo::ContainedProgram player;
   player.program = vuo::helperFolder() + "/vuo-player";
   player.arguments = {folder};
-  player.readable = {folder.empty() ? "." : folder};
+  if (setsText(plan)) player.readable = vuo::filesOfTypesetter();
+  player.readable.push_back(folder.empty() ? "." : folder);
   player.ownFolder = vuo::shaderFolderOf(artefact);
   player.environment = vuo::shaderFolderVariables(player.ownFolder);
   return player;
@@ -65,10 +92,11 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              bool outliveHost,
                                                              bool deleteExecutable) {
   OpenArtefact artefact = opened(executablePath);
-  vuo::ContainedProgram player = playerOf(executablePath, sourceDirectory);
+  const vuo::Plan plan = vuo::planFromText(artefact.plan);
+  vuo::ContainedProgram player = playerOf(executablePath, sourceDirectory, plan);
   player.endsWithHost = !outliveHost;
   if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
-  const auto ports = publishedPortsOf(vuo::planFromText(artefact.plan));
+  const auto ports = publishedPortsOf(plan, sourceDirectory);
   return new vuo::InstanceRunner(
       ports,
       [&](InstanceListener& listener) {
@@ -83,7 +111,7 @@ VuoRunner* VuoRunner::newCurrentProcessRunnerFromDynamicLibrary(std::string dyli
                                                                 bool deleteDylib) {
   const vuo::Plan plan = vuo::planFromText(opened(dylibPath).plan);
   return new vuo::InstanceRunner(
-      publishedPortsOf(plan),
+      publishedPortsOf(plan, sourceDirectory),
       [&](InstanceListener& listener) {
         return std::shared_ptr<Instance>(vuo::installedModule()(plan, sourceDirectory, listener));
       },

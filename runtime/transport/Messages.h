@@ -14,7 +14,7 @@ namespace vuo {
 
 /// Raised with every change of what travels. Both ends come from one build, so another number means
 /// that files of two builds were mixed.
-constexpr std::uint32_t messageFormat = 3;
+constexpr std::uint32_t messageFormat = 4;
 
 template <>
 inline constexpr auto membersOf<VuoColor> = std::tuple(&VuoColor::r, &VuoColor::g, &VuoColor::b,
@@ -186,10 +186,11 @@ struct PictureTaken {
   static constexpr auto members = std::tuple();
 };
 
-/// A node could not do its work; the composition goes on.
+/// A node could not do its work, or, for a warning, not quite; the composition goes on.
 struct Fault {
   std::string what;
-  static constexpr auto members = std::tuple(&Fault::what);
+  bool isWarning = false;
+  static constexpr auto members = std::tuple(&Fault::what, &Fault::isWarning);
 };
 
 /// The answer to each texture, in order.
