@@ -1,6 +1,7 @@
 #include "host/HostSession.h"
 
 #include <poll.h>
+#include <syslog.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include "Brannow/Log.h"
 #include "Brannow/MainQueue.h"
 #include "Brannow/Notifications.h"
+#include "host/TerminalText.h"
 #include "platform/system/FileSystem.h"
 
 LogSilencer::LogSilencer() {
@@ -21,6 +23,19 @@ LogSilencer::LogSilencer() {
 LogSilencer::~LogSilencer() {
   brannow::setLogSink({});
 }
+
+namespace {
+
+/// Whoever has started the command reads there what a composition does otherwise than it was meant.
+void showWarning(const std::string& line) {
+  constexpr std::string_view mark = "\t\twarning: ";
+  if (line.starts_with(mark))
+    std::cerr << terminalText("brannow: warning: " + line.substr(mark.size())) << "\n";
+  else
+    syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
+}
+
+}  // namespace
 
 std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder) {
   return begin(cacheFolder, brannow::GLContext::createRoot());
@@ -41,6 +56,7 @@ std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
     alerts->push_back(alert.informativeText);
     return std::size_t{0};
   });
+  brannow::setLogSink(showWarning);
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);
   return session;
 }
@@ -50,6 +66,7 @@ HostSession::~HostSession() {
   // Compositions are still ending in the background; a program must not end under them.
   brannow::finishQueues();
   brannow::setAlertPresenter({});
+  brannow::setLogSink({});
   _globalZQBufferPool = nullptr;
 }
 

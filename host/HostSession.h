@@ -19,7 +19,7 @@ class LogSilencer {
 };
 
 /// A root GL context, the process-wide buffer pool and the configured cache. Alerts are collected
-/// instead of shown.
+/// instead of shown; of what is logged, warnings are written to standard error.
 class HostSession {
  public:
   /// With a root context of its own. Null, with a message on standard error, when this machine

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 
 #include "host/DrawingLimit.h"
@@ -66,9 +67,12 @@ std::string SceneDriver::namedInput(const std::string& text, const char* option,
 void SceneDriver::parseInputs() {
   std::string name;
   for (const auto& text : _options.assignments) {
-    const std::string rest = namedInput(text, "--set", name);
+    std::string rest = namedInput(text, "--set", name);
+    const auto port = _composition->inputPortNamed(name);
+    const bool isFile = port == _composition->runnerTxtSrcFileInputPort();
+    if (isFile && !rest.empty()) rest = std::filesystem::absolute(rest);
     std::string problem;
-    auto value = valueFromText(rest, _composition->inputPortNamed(name)->portType(), problem);
+    auto value = valueFromText(rest, port->portType(), problem);
     if (!value) throw Failure{"--set " + text + ": " + name + " " + problem};
     _values.emplace_back(name, std::move(value));
   }

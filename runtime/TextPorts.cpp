@@ -7,6 +7,7 @@ std::vector<Port> textInputs() {
           {"height", Type::Integer, "", {}},
           {"image", Type::Image, "", {}},
           {"text", Type::Text, R"("")", {}},
+          {"line", Type::Integer, "0", {}},
           {"font", Type::Text, R"("Sans")", {}},
           {"size", Type::Real, "0.1", {}},
           {"color", Type::Color, R"({"r":1,"g":1,"b":1,"a":1})", {}},

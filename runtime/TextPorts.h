@@ -15,6 +15,7 @@ struct TextInput {
     Height,
     Image,
     Text,
+    Line,
     Font,
     Size,
     Color,

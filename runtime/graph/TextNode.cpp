@@ -44,6 +44,17 @@ std::string textIn(const std::vector<Value>& inputs, std::size_t input) {
   return get<std::string>(inputs, input, Type::Text);
 }
 
+/// The line of that number, counted from 1; the whole text for 0.
+std::string lineOf(const std::string& text, std::int64_t number) {
+  if (number == 0) return text;
+  std::size_t begin = 0;
+  for (; number > 1 && begin != text.npos; --number) {
+    const std::size_t end = text.find('\n', begin);
+    begin = end == text.npos ? end : end + 1;
+  }
+  return number < 1 || begin == text.npos ? "" : text.substr(begin, text.find('\n', begin) - begin);
+}
+
 /// A part of a side in whole pixels, from -most to most.
 std::int64_t pixels(double part, std::uint64_t side, std::uint64_t most) {
   const double wanted = part * static_cast<double>(side), end = static_cast<double>(most);
@@ -100,7 +111,8 @@ TextSetting TextNode::settingFrom(const std::vector<Value>& inputs, PictureSize:
   const double part = get<double>(inputs, TextInput::Size, Type::Real);
   const auto color = get<VuoColor>(inputs, TextInput::Color, Type::Color);
   const auto box = get<VuoPoint2d>(inputs, TextInput::Box, Type::Point2d);
-  return {textIn(inputs, TextInput::Text),
+  const auto line = get<std::int64_t>(inputs, TextInput::Line, Type::Integer);
+  return {lineOf(textIn(inputs, TextInput::Text), line),
           textIn(inputs, TextInput::Font),
           std::isnan(part) ? 0 : std::clamp(part, 0.0, 1.0) * height,
           {component(color.r), component(color.g), component(color.b), component(color.a)},

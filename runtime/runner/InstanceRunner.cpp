@@ -327,7 +327,7 @@ void InstanceRunner::failed(const std::string& message) {
 
 /// Nobody in the host is told of these, so they go to the log, as many as anybody reads.
 void InstanceRunner::warned(const std::string& message) {
-  if (++_warnings <= mostWarningsLogged) platform::systemLog("\t\t%s", {message});
+  if (++_warnings <= mostWarningsLogged) platform::systemLog("\t\twarning: %s", {message});
 }
 
 /// Waits for memory with no lock held and only for telling, of which it can be relieved; without

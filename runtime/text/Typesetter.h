@@ -14,9 +14,9 @@ enum class Alignment { Start, Middle, End };
 
 /// What is to be set. The box is where the lines are broken and aligned; its sides are in pixels.
 struct TextSetting {
-  std::string text;  ///< any bytes
-  std::string font;  ///< families and style, such as "Serif, DejaVu Serif Bold Italic"
-  double size = 0;   ///< of the font, in pixels
+  std::string text;              ///< any bytes
+  std::string font;              ///< families and style, such as "Serif, DejaVu Serif Bold Italic"
+  double size = 0;               ///< of the font, in pixels
   std::array<float, 4> color{};  ///< red, green, blue, alpha
   Alignment horizontal = Alignment::Start, vertical = Alignment::Start;
   std::uint32_t width = 0, height = 0;
