@@ -2,6 +2,9 @@
 
 #include <epoxy/gl.h>
 
+#include <stdexcept>
+
+#include "runtime/textures/TextureCopy.h"
 #include "runtime/textures/TextureUploader.h"
 
 namespace vuo {
@@ -48,6 +51,35 @@ ImageRef Canvas::imageOfPixels(std::uint64_t width, std::uint64_t height, const 
 ImageRef Canvas::draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
                       const std::function<void()>& setUniforms) {
   return drawIn(newImage(width, height), program, setUniforms);
+}
+
+ImageRef Canvas::copyOf(const ImageRef& image) {
+  ImageRef copy = newImage(image->pixelsWide, image->pixelsHigh);
+  if (!copyPixels(image.get(), copy->glTextureName))
+    throw std::runtime_error("a picture can't be copied");
+  _drawn = true;
+  return copy;
+}
+
+ImageRef Canvas::filled(std::uint64_t width, std::uint64_t height,
+                        const std::array<float, 4>& color) {
+  ImageRef image = newImage(width, height);
+  glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, image->glTextureName,
+                         0);
+  glClearBufferfv(GL_COLOR, 0, color.data());
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+  _drawn = true;
+  return image;
+}
+
+void Canvas::drawPart(const ImageRef& image, const Part& part, const ShaderProgram& program,
+                      const std::function<void()>& setUniforms) {
+  glEnable(GL_SCISSOR_TEST);
+  glScissor(static_cast<GLint>(part.left), static_cast<GLint>(part.bottom),
+            static_cast<GLsizei>(part.width), static_cast<GLsizei>(part.height));
+  drawIn(image, program, setUniforms);
+  glDisable(GL_SCISSOR_TEST);
 }
 
 ImageRef Canvas::newImage(std::uint64_t width, std::uint64_t height) {

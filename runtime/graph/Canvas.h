@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -31,6 +32,16 @@ class Canvas {
   /// A new image that the program draws, once `setUniforms` has bound its images and set its
   /// uniforms.
   ImageRef draw(const ShaderProgram& program, std::uint64_t width, std::uint64_t height,
+                const std::function<void()>& setUniforms);
+  /// A new image like that one, which is a GL_TEXTURE_2D.
+  ImageRef copyOf(const ImageRef& image);
+  /// A new image of one color: red, green, blue, alpha.
+  ImageRef filled(std::uint64_t width, std::uint64_t height, const std::array<float, 4>& color);
+  /// Lets the program draw a part of an image that nobody has been given yet.
+  struct Part {
+    std::int64_t left, bottom, width, height;
+  };
+  void drawPart(const ImageRef& image, const Part& part, const ShaderProgram& program,
                 const std::function<void()>& setUniforms);
   /// The image as a sampler2D can read it: itself, a copy when its texture is a rectangle, or
   /// transparent black for no image. May draw.

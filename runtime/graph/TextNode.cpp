@@ -14,15 +14,15 @@ namespace vuo {
 namespace {
 
 /// Alpha is multiplied into the letters, and neither into the picture below nor into the one that
-/// is drawn. Where nothing is to be seen there is the letters' color, so that no other one shows
-/// when the picture is drawn at another size.
+/// is drawn. Without one below, the letters' color is also where nothing is to be seen, so that no
+/// other one shows when the picture is drawn at another size.
 constexpr const char* source = R"(#version 330 core
 in vec2 uv;
 out vec4 pixel;
 uniform sampler2D below;
 uniform sampler2D letters;
 uniform ivec2 corner;
-uniform vec4 color;
+uniform vec4 unseen;
 void main() {
   vec4 ground = texture(below, uv);
   ivec2 place = ivec2(gl_FragCoord.xy) - corner;
@@ -31,7 +31,7 @@ void main() {
   vec4 ink = isInside ? texelFetch(letters, place, 0) : vec4(0.0);
   float seen = ground.a * (1.0 - ink.a);
   float alpha = ink.a + seen;
-  pixel = vec4(alpha > 0.0 ? (ink.rgb + ground.rgb * seen) / alpha : color.rgb, alpha);
+  pixel = vec4(alpha > 0.0 ? (ink.rgb + ground.rgb * seen) / alpha : mix(ground, unseen, unseen.a).rgb, alpha);
 }
 )";
 
@@ -135,19 +135,31 @@ void TextNode::setLetters(const TextSetting& setting) {
   _setting = setting;
 }
 
+/// Only where there are letters the program has something to do, unless the picture below has
+/// another size.
 ImageRef TextNode::draw(const Drawing& drawing) {
+  const auto& [width, height] = drawing.size;
   const ImageRef below = _canvas.sampleable(drawing.below);
   const ImageRef letters = _canvas.sampleable(_lettersImage);
-  return _canvas.draw(_program, drawing.size.width, drawing.size.height, [&] {
+  const std::int64_t left = drawing.left + _letters.left, bottom = drawing.bottom + _letters.bottom;
+  const auto& [r, g, b, a] = _setting.color;
+  const auto setUniforms = [&] {
     _canvas.bind(below, 0);
     _canvas.bind(letters, 1);
     glUniform1i(_program.uniformLocation("below"), 0);
     glUniform1i(_program.uniformLocation("letters"), 1);
-    glUniform2i(_program.uniformLocation("corner"),
-                static_cast<GLint>(drawing.left + _letters.left),
-                static_cast<GLint>(drawing.bottom + _letters.bottom));
-    glUniform4fv(_program.uniformLocation("color"), 1, _setting.color.data());
-  });
+    glUniform2i(_program.uniformLocation("corner"), static_cast<GLint>(left),
+                static_cast<GLint>(bottom));
+    glUniform4f(_program.uniformLocation("unseen"), r, g, b, drawing.below ? 0 : 1);
+  };
+  if (drawing.below && (below->pixelsWide != width || below->pixelsHigh != height))
+    return _canvas.draw(_program, width, height, setUniforms);
+  const ImageRef picture =
+      drawing.below ? _canvas.copyOf(below) : _canvas.filled(width, height, {r, g, b, 0});
+  if (_lettersImage)
+    _canvas.drawPart(picture, {left, bottom, _letters.width, _letters.height}, _program,
+                     setUniforms);
+  return picture;
 }
 
 }  // namespace vuo
