@@ -30,8 +30,8 @@ constexpr std::size_t textOfAScene = std::size_t{8} << 20;
 
 // ---- text that is set as a picture
 
-/// In bytes. A screen that can be read has some hundred letters; the worst text of this length
-/// takes a fifth of a second.
+/// In bytes. A screen that can be read has some hundred letters; the worst text of this length that
+/// was tried takes a tenth of a second.
 constexpr std::size_t longestSetText = std::size_t{8} << 10;
 /// All its letters side by side, in pixels: Pango counts in 1024ths of one, with 32 bits.
 constexpr double longestSetLine = 1 << 20;

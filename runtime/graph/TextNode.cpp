@@ -22,7 +22,8 @@ out vec4 pixel;
 uniform sampler2D below;
 uniform sampler2D letters;
 uniform ivec2 corner;
-uniform vec4 unseen;
+uniform vec3 unseen;
+uniform bool hasGround;
 void main() {
   vec4 ground = texture(below, uv);
   ivec2 place = ivec2(gl_FragCoord.xy) - corner;
@@ -31,7 +32,7 @@ void main() {
   vec4 ink = isInside ? texelFetch(letters, place, 0) : vec4(0.0);
   float seen = ground.a * (1.0 - ink.a);
   float alpha = ink.a + seen;
-  pixel = vec4(alpha > 0.0 ? (ink.rgb + ground.rgb * seen) / alpha : mix(ground, unseen, unseen.a).rgb, alpha);
+  pixel = vec4(alpha > 0.0 ? (ink.rgb + ground.rgb * seen) / alpha : (hasGround ? ground.rgb : unseen), alpha);
 }
 )";
 
@@ -142,7 +143,8 @@ ImageRef TextNode::draw(const Drawing& drawing) {
   const ImageRef below = _canvas.sampleable(drawing.below);
   const ImageRef letters = _canvas.sampleable(_lettersImage);
   const std::int64_t left = drawing.left + _letters.left, bottom = drawing.bottom + _letters.bottom;
-  const auto& [r, g, b, a] = _setting.color;
+  std::array<float, 4> unseen = _setting.color;
+  unseen[3] = 0;
   const auto setUniforms = [&] {
     _canvas.bind(below, 0);
     _canvas.bind(letters, 1);
@@ -150,12 +152,13 @@ ImageRef TextNode::draw(const Drawing& drawing) {
     glUniform1i(_program.uniformLocation("letters"), 1);
     glUniform2i(_program.uniformLocation("corner"), static_cast<GLint>(left),
                 static_cast<GLint>(bottom));
-    glUniform4f(_program.uniformLocation("unseen"), r, g, b, drawing.below ? 0 : 1);
+    glUniform3fv(_program.uniformLocation("unseen"), 1, unseen.data());
+    glUniform1i(_program.uniformLocation("hasGround"), static_cast<bool>(drawing.below));
   };
   if (drawing.below && (below->pixelsWide != width || below->pixelsHigh != height))
     return _canvas.draw(_program, width, height, setUniforms);
   const ImageRef picture =
-      drawing.below ? _canvas.copyOf(below) : _canvas.filled(width, height, {r, g, b, 0});
+      drawing.below ? _canvas.copyOf(below) : _canvas.filled(width, height, unseen);
   if (_lettersImage)
     _canvas.drawPart(picture, {left, bottom, _letters.width, _letters.height}, _program,
                      setUniforms);
