@@ -55,8 +55,8 @@ class BRANNOW_API ZQVuoComposition {
   const Port& runnerTimePort() const;
   const Port& runnerImageInputPort() const;
   const Port& runnerImageOutputPort() const;
-  /// A text input named for a text file, whose path the host is to set as its value. The composition
-  /// gets the file's text, again whenever the file has changed.
+  /// A text input named for a text file, whose path the host is to set as its value. The
+  /// composition gets the file's text, again whenever the file has changed.
   const Port& runnerTxtSrcFileInputPort() const;
 
   /// The published ports in file order. The composition's own lists, not copies: a host that
