@@ -61,16 +61,20 @@ json_object* typeName(ZQVuoPortType type) {
   return name ? json_object_new_string(name) : nullptr;
 }
 
-json_object* json(const ZQVuoCompositionPort& port) {
+json_object* json(const ZQVuoCompositionPort& port, const Preset& preset) {
+  const auto value = preset.values.find(port.portName());
+  const auto file = preset.imageFiles.find(port.portName());
   json_object* object = json_object_new_object();
   json_object_object_add(object, "name", json(port.portName()));
   json_object_object_add(object, "type", typeName(port.portType()));
   json_object_object_add(object, "typeCode", json(std::int64_t{port.portType()}));
   json_object_object_add(object, "min", json(port.minVal()));
   json_object_object_add(object, "max", json(port.maxVal()));
-  json_object_object_add(object, "default", json(port.defaultVal()));
+  json_object_object_add(object, "default",
+                         json(value == preset.values.end() ? port.defaultVal() : value->second));
   json_object_object_add(object, "step", json(port.stepVal()));
   json_object_object_add(object, "wantsUI", json(port.wantsUI()));
+  if (file != preset.imageFiles.end()) json_object_object_add(object, "file", json(file->second));
   return object;
 }
 
@@ -118,7 +122,7 @@ std::string listOf(const Entries& entries, ToJson toJson) {
 
 }  // namespace
 
-std::string describeJson(const ZQVuoComposition& composition) {
+std::string describeJson(const ZQVuoComposition& composition, const Preset& preset) {
   const platform::JsonOwner object(json_object_new_object());
   json_object_object_add(object.get(), "path", json(composition.path()));
   json_object_object_add(object.get(), "fileName", json(composition.fileName()));
@@ -126,7 +130,7 @@ std::string describeJson(const ZQVuoComposition& composition) {
   json_object_object_add(object.get(), "roles", roles(composition));
   std::string line = textOf(object);
   line.pop_back();  // the lists go in front of the closing brace
-  const auto portJson = [](const ZQVuoComposition::Port& port) { return json(*port); };
+  const auto portJson = [&](const ZQVuoComposition::Port& port) { return json(*port, preset); };
   const auto problemJson = [](const ZQVuoCompositionProblem& problem) { return json(problem); };
   line += ",\"inputs\":" + listOf(composition.publishedInputPorts(), portJson);
   line += ",\"outputs\":" + listOf(composition.publishedOutputPorts(), portJson);

@@ -9,6 +9,7 @@
 #include "host/DrawingLimit.h"
 #include "host/Picture.h"
 #include "host/PixelSize.h"
+#include "host/Preset.h"
 #include "host/ProblemText.h"
 #include "host/ShortestDigits.h"
 #include "host/StandardOutput.h"
@@ -41,6 +42,7 @@ SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoCompo
       _composition(std::move(composition)),
       _session(session),
       _rate(options.rate) {
+  readInputs();
   parseInputs();
 }
 
@@ -57,13 +59,21 @@ std::string SceneDriver::namedInput(const std::string& text, const char* option,
   name = text.substr(0, equals);
   const auto port = _composition->inputPortNamed(name);
   if (!port) throw Failure{words + _composition->fileName() + " has no input " + name};
-  if (port == _composition->runnerWidthPort() || port == _composition->runnerHeightPort() ||
-      port == _composition->runnerTimePort() || port == _composition->runnerImageInputPort()) {
+  if (isTheHosts(*_composition, port)) {
     throw Failure{words + name + " follows the size, the clock or the input picture"};
   }
   return text.substr(equals + 1);
 }
 
+void SceneDriver::readInputs() {
+  if (!_options.preset) return;
+  Preset preset = readPreset(*_options.preset, *_composition);
+  _values = std::move(preset.values);
+  for (const auto& [name, file] : preset.imageFiles)
+    _images[name] = pictureIn(file, "--preset " + *_options.preset);
+}
+
+/// What is named one by one goes before what a preset says.
 void SceneDriver::parseInputs() {
   std::string name;
   for (const auto& text : _options.assignments) {
@@ -74,29 +84,33 @@ void SceneDriver::parseInputs() {
     std::string problem;
     auto value = valueFromText(rest, port->portType(), problem);
     if (!value) throw Failure{"--set " + text + ": " + name + " " + problem};
-    _values.emplace_back(name, std::move(value));
+    _values[name] = std::move(value);
   }
   for (const auto& text : _options.images) {
     const std::string rest = namedInput(text, "--image", name);
     if (_composition->inputPortNamed(name)->portType() != ZQVuoPortType_Image) {
       throw Failure{"--image " + text + ": " + name + " takes a value, not an image"};
     }
-    std::string problem;
-    const auto pixels = host::readPicture(rest, problem);
-    if (!pixels) throw Failure{"--image " + text + ": " + problem};
-    auto image = _session.pool().allocBufferWithPixels(*pixels);
-    if (!image) {
-      const ZQSize size{static_cast<double>(pixels->width), static_cast<double>(pixels->height)};
-      requireDrawable(_session.context(), size, "--image " + text);
-      throw Failure{"--image " + text + ": there is no room for the picture on the GPU"};
-    }
-    _images.emplace_back(name, std::move(image));
+    _images[name] = pictureIn(rest, "--image " + text);
   }
   for (const auto& output : _options.printed) {
     if (!_composition->outputPortNamed(output)) {
       throw Failure{"--print " + output + ": " + _composition->fileName() + " has no such output"};
     }
   }
+}
+
+ZQBufferRef SceneDriver::pictureIn(const std::string& file, const std::string& words) const {
+  std::string problem;
+  const auto pixels = host::readPicture(file, problem);
+  if (!pixels) throw Failure{words + ": " + problem};
+  auto image = _session.pool().allocBufferWithPixels(*pixels);
+  if (!image) {
+    const ZQSize size{static_cast<double>(pixels->width), static_cast<double>(pixels->height)};
+    requireDrawable(_session.context(), size, words);
+    throw Failure{words + ": there is no room for the picture on the GPU"};
+  }
+  return image;
 }
 
 void SceneDriver::load() {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,6 +24,7 @@ struct SceneOptions {
   std::optional<std::string> output;
   std::optional<std::string> size;  ///< "WxH"
   VideoFormat format = VideoFormat::Y4m;
+  std::optional<std::string> preset;     ///< a file
   std::vector<std::string> assignments;  ///< "NAME=VALUE"
   std::vector<std::string> images;       ///< "NAME=FILE.png"
   std::vector<std::string> printed;      ///< outputs whose values are shown after each frame
@@ -71,7 +73,9 @@ class SceneDriver {
     std::shared_ptr<VuoPendingFrame> frame;
   };
 
+  void readInputs();
   void parseInputs();
+  ZQBufferRef pictureIn(const std::string& file, const std::string& words) const;
   std::string namedInput(const std::string& text, const char* option, std::string& name) const;
   void tellHowLoaded(const std::string& file, Clock::time_point start);
   bool ask(const Requests& requests);
@@ -85,8 +89,8 @@ class SceneDriver {
   std::shared_ptr<ZQVuoComposition> _composition;
   HostSession& _session;
   FrameRate _rate;
-  std::vector<std::pair<std::string, VuoGLScene::Value>> _values;
-  std::vector<std::pair<std::string, ZQBufferRef>> _images;
+  std::map<std::string, VuoGLScene::Value> _values;
+  std::map<std::string, ZQBufferRef> _images;
   std::shared_ptr<VuoGLScene> _scene;
   std::deque<Asked> _asked;
   int _lastIndex = 0;

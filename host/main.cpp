@@ -42,6 +42,8 @@ int run(int argc, char** argv) {
         ->add_option("--format", options.format, "Video as y4m (YUV4MPEG2) or rgba (bare pixels)")
         ->transform(oneOf<VideoFormat>({{"y4m", VideoFormat::Y4m}, {"rgba", VideoFormat::Rgba}}));
     command->add_option("--size", options.size, "Size in pixels, as WIDTHxHEIGHT");
+    command->add_option("--preset", options.preset,
+                        "A file of inputs' values, as describe --json prints them");
     command->add_option("--set", options.assignments, "Set a published input: NAME=VALUE")
         ->allow_extra_args(false);
     command->add_option("--image", options.images, "Set a published image input: NAME=FILE.png")
@@ -100,6 +102,14 @@ int run(int argc, char** argv) {
                       "For a filter: a PNG file, a folder of them, a numbered pattern such as "
                       "in-%04d.png, or a second composition that is a generator");
   viewApp->add_option("--size", viewOptions.size, "The window's size, as WIDTHxHEIGHT");
+  viewApp->add_option("--display", viewOptions.display, "The display of the window, from 1")
+      ->check(CLI::Range(1, 64));
+  viewApp->add_flag("--fullscreen", viewOptions.isFullScreen, "Fill the display from the start");
+  viewApp->add_option("--preset", viewOptions.preset,
+                      "A file of inputs' values, as describe --json prints them");
+  viewApp->add_option("--start", viewOptions.start, "The time of the first frame, in seconds")
+      ->check(secondsFrom(-1e9, 1e9));
+  viewApp->add_flag("--paused", viewOptions.isPaused, "Wait at that time");
   viewApp->add_flag("--in-process", viewOptions.inProcess, "Run the composition in this process");
   viewApp->add_option("--cache", viewOptions.cacheFolder, "The folder for compiled compositions")
       ->capture_default_str();

@@ -15,14 +15,15 @@ _brannow() {
     --cache) _filedir -d && return ;;
     -o | --output) _filedir png && return ;;
     --input) _filedir '@(png|vuo)' && return ;;
-    --size | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
+    --preset) _filedir json && return ;;
+    --size | --display | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
   esac
 
-  local scene='--size --in-process --cache --help'
-  local pictures="$scene -o --output --format --set --image --print --fps --start --timeout"
+  local scene='--size --in-process --cache --preset --start --help'
+  local pictures="$scene -o --output --format --set --image --print --fps --timeout"
   local options
   case $command in
-    view) options="$scene --input" ;;
+    view) options="$scene --input --display --fullscreen --paused" ;;
     render) options="$pictures --frames --realtime" ;;
     filter) options="$pictures --input" ;;
     describe | check) options='--json --help' ;;

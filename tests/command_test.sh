@@ -43,6 +43,7 @@ refuses 'needs a size' render "$tiles" --size 0x9
 refuses 'has no input nothing' render "$tiles" --set nothing=1
 refuses 'NAME=VALUE' render "$tiles" --set nothing
 refuses 'follows' render "$tiles" --set width=7
+refuses 'no preset' render "$tiles" --preset "$tiles"
 refuses 'No such file or directory' render "$tiles" --size 16x9 -o "$work/no/such/folder/x.png"
 refuses 'frame-%04d.png' render "$tiles" --size 16x9 -o picture.jpg
 refuses 'no picture larger than' render "$tiles" --size 999999x9
@@ -119,6 +120,18 @@ mkdir in && cp tiles.png in/f02.PNG && cp p01.png in/f10.png && cp p02.png in/f1
   fail 'each picture of a folder is filtered, in natural order'
 "$brannow" render "$compositions/pass_through.vuo" --set real=0.5 --print realOut -o p.png >out 2>err &&
   grep -qx 'realOut = 0.5' out || fail 'prints an output'
+"$brannow" describe --json "$compositions/pass_through.vuo" |
+  sed 's/"default":0.25,/"default":0.5,/; s/"default":3,/"default":7,/; s/Hello/Bye \\u00e9/;
+       s/"x":0.25/"x":0.5/; s/"r":1,/"r":0.25,/; s/"name":"pulse"/"name":"gone"/' >preset.json
+# shellcheck disable=SC2046
+"$brannow" render "$compositions/pass_through.vuo" --preset preset.json --set integer=8 -o p.png \
+  $(printf -- ' --print %sOut' real integer boolean color point text) >out 2>err &&
+  [ "$(grep ' = ' out)" = 'realOut = 0.5
+integerOut = 8
+booleanOut = true
+colorOut = 0.25,0.5,0,1
+pointOut = 0.5,0.75
+textOut = Bye é' ] && grep -q 'has no input gone' err || fail 'a preset has values of each kind'
 
 "$brannow" render "$compositions/plasma.vuo" --size 64x36 --start 432000 --fps 60 --frames 12 -o 'days%d.png' \
   >out 2>err && [ "$(md5sum days*.png | cut -d ' ' -f 1 | sort -u | wc -l)" -eq 12 ] ||
@@ -172,8 +185,10 @@ video=(--format rgba --size 64x36 --fps 30000:1001 -o -)
 "$brannow" render clock.vuo "${video[@]}" --set add=11 >one.rgba 2>err && head -c "$size" one.rgba |
   "$brannow" filter "$compositions/invert.vuo" --input - --format rgba --size 64x36 --set strength=0 \
     -o eleven.png >out 2>err || fail 'makes a picture'
+mkdir presets && cp eleven-0001.png presets
+"$brannow" describe --json clock.vuo | sed 's/"name":"more"/&,"file":"eleven-0001.png"/' >presets/a
 for mode in '' --in-process; do
-  for inputs in '--set add=11' '--image more=eleven-0001.png'; do
+  for inputs in '--set add=11' '--image more=eleven-0001.png' '--preset presets/a'; do
     # shellcheck disable=SC2086
     "$brannow" render clock.vuo "${video[@]}" --frames 20 $inputs $mode 2>err | cmp - clock.rgba ||
       fail "each frame has its own time: $inputs $mode"

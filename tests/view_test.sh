@@ -133,4 +133,25 @@ view tiles.vuo --size 200x100
 resize 320 180
 shows first.png 'renders at the size of the window'
 closes
+
+cp "$compositions"/plasma.* .
+"$brannow" describe --json plasma.vuo | sed 's/"default":0.5,/"default":0.75,/' >preset.json
+render_at() {
+  "$brannow" render plasma.vuo --size 320x180 --preset "$1" --start "$2" -o "$3" >out 2>err ||
+    fail "renders $3"
+}
+render_at preset.json 2.5 at.png
+render_at preset.json 2.533333333333333 next.png
+if cmp -s at.png next.png; then fail 'another time is another picture'; fi
+view plasma.vuo --size 320x180 --preset preset.json --start 2.5 --paused
+shows at.png 'waits at a time, with a preset'
+xdotool key period
+shows next.png 'steps'
+xdotool key comma
+shows at.png 'and back'
+xdotool key p
+within 30 grep -q 'saved plasma-0001.json' seen || fail 'saves a preset'
+closes
+render_at plasma-0001.json 2.5 again.png
+cmp -s at.png again.png || fail 'the saved preset is that of the picture'
 exit "$failures"

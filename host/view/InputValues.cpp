@@ -1,5 +1,7 @@
 #include "host/view/InputValues.h"
 
+#include <filesystem>
+
 namespace {
 
 ZQVuoPortValue neutralValue(ZQVuoPortType type) {
@@ -51,6 +53,15 @@ void InputValues::forget(const ZQVuoCompositionPort& port) {
 void InputValues::clear() {
   _values.clear();
   _images.clear();
+}
+
+Preset InputValues::preset() const {
+  Preset preset;
+  for (const auto& [name, value] : _values)
+    preset.values[name] = std::make_shared<const ZQVuoPortValue>(value);
+  for (const auto& [name, image] : _images)
+    preset.imageFiles[name] = std::filesystem::absolute(image.file).string();
+  return preset;
 }
 
 VuoFrameRequest InputValues::request() const {

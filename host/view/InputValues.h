@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Brannow/VuoGLScene.h"
+#include "host/Preset.h"
 
 /// Kept by the ports' names, so that a composition that is started again gets them again.
 class InputValues {
@@ -23,6 +24,8 @@ class InputValues {
   void setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image);
   void forget(const ZQVuoCompositionPort& port);
   void clear();
+  /// What differs from the defaults. Pictures by their whole paths.
+  Preset preset() const;
   /// Everything, for a scene that has just started.
   VuoFrameRequest request() const;
 

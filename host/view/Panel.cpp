@@ -116,7 +116,7 @@ void Panel::draw(float scale) {
     drawFilterInput();
     drawInputs();
     drawOutputs();
-    title("Space pause   S save   F full   R reload   Tab hide");
+    title("Space pause   , . step   S save   P preset   F full   R reload   Tab hide");
   }
   ImGui::End();
 }
@@ -209,6 +209,7 @@ void Panel::drawInputs() {
   if (std::none_of(ports.begin(), ports.end(), [this](auto& port) { return hasControl(*port); }))
     return;
   title("Inputs");
+  drawPresets();
   if (!ImGui::BeginTable("inputs", 3, ImGuiTableFlags_SizingFixedFit)) return;
   ImGui::TableSetupColumn("name", ImGuiTableColumnFlags_WidthFixed, 96 * _scale);
   ImGui::TableSetupColumn("control", ImGuiTableColumnFlags_WidthStretch);
@@ -217,6 +218,21 @@ void Panel::drawInputs() {
     if (hasControl(*port)) drawInput(port);
   }
   ImGui::EndTable();
+}
+
+void Panel::drawPresets() {
+  switch (buttonRow({"Load preset…", "Save preset"})) {
+    case 0:
+      return _chooser.open({"Load a preset",
+                            _state.player.file(),
+                            {".json"},
+                            false,
+                            [this](const std::string& file) { _actions.usePreset(file); }});
+    case 1:
+      return _actions.savePreset();
+    default:
+      return;
+  }
 }
 
 bool Panel::hasControl(const ZQVuoCompositionPort& port) const {

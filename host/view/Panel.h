@@ -18,6 +18,8 @@ class ViewActions {
   virtual void reload() = 0;
   virtual void setNewProcess(bool newProcess) = 0;
   virtual void togglePause() = 0;
+  virtual void savePreset() = 0;
+  virtual void usePreset(const std::string& file) = 0;
   virtual void savePicture() = 0;
   virtual void toggleFullScreen() = 0;
   virtual void chooseInput(const std::string& name) = 0;
@@ -50,6 +52,7 @@ class Panel {
   void drawButtons();
   void drawFilterInput();
   void drawInputs();
+  void drawPresets();
   void drawInput(const ZQVuoComposition::Port& port);
   void drawFile(const ZQVuoComposition::Port& port);
   void drawBackToDefault(const ZQVuoCompositionPort& port);

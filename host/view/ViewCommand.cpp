@@ -14,7 +14,8 @@ namespace {
 void viewInWindow(const ViewOptions& options) {
   if (const auto problem = whyNotShown(options.file)) throw Failure{*problem};
   const auto size = options.size ? std::optional(sizeFromText(*options.size)) : std::nullopt;
-  ViewWindow window("brannow", size);
+  ViewWindow window("brannow", size, options.display);
+  if (options.isFullScreen) window.toggleFullScreen();
   const auto session = HostSession::begin(options.cacheFolder, brannow::GLContext::wrapCurrent());
   if (!session) throw Failure{"the window's OpenGL can't be shared"};
   Viewer(options, window, *session).run();

@@ -7,7 +7,12 @@ struct ViewOptions {
   std::string file;
   /// A PNG file, a folder of them, a numbered pattern, or a composition that is a generator.
   std::optional<std::string> input;
-  std::optional<std::string> size;  ///< "WxH"
+  std::optional<std::string> size;    ///< "WxH"
+  std::optional<std::string> preset;  ///< a file
+  double start = 0;                   ///< the time of the first frame, in seconds
+  bool isPaused = false;
+  bool isFullScreen = false;
+  int display = 0;  ///< from 1; 0 leaves it to the desktop
   bool inProcess = false;
   std::string cacheFolder;
 };

@@ -41,25 +41,36 @@ void* startSdl() {
 }
 
 /// As large as a display leaves room for, with the shape of a film.
-SDL_Point comfortableSize() {
-  const float scale = desktopScale(0);
+SDL_Point comfortableSize(int display) {
+  const float scale = desktopScale(display);
   SDL_Rect room{};
-  if (SDL_GetDisplayUsableBounds(0, &room) != 0) return {1280, 720};
+  if (SDL_GetDisplayUsableBounds(display, &room) != 0) return {1280, 720};
   const float width = std::min({1280 * scale, room.w * 0.9F, room.h * 0.85F * 16 / 9});
   return {static_cast<int>(width), static_cast<int>(width * 9 / 16)};
 }
 
-SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> size) {
+/// From 0.
+int indexOf(int display) {
+  const int count = SDL_GetNumVideoDisplays();
+  if (display > count)
+    throw Failure{"there is no display " + std::to_string(display) + ", the last one is " +
+                  std::to_string(count)};
+  return std::max(0, display - 1);
+}
+
+SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> size, int display) {
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 3);
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 3);
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_CORE);
   SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, 0);
   const SDL_Point content =
       size ? SDL_Point{static_cast<int>(size->width), static_cast<int>(size->height)}
-           : comfortableSize();
-  SDL_Window* window = SDL_CreateWindow(
-      title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, content.x, content.y,
-      SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
+           : comfortableSize(indexOf(display));
+  const int place = static_cast<int>(display > 0 ? SDL_WINDOWPOS_CENTERED_DISPLAY(indexOf(display))
+                                                 : SDL_WINDOWPOS_CENTERED);
+  SDL_Window* window =
+      SDL_CreateWindow(title.c_str(), place, place, content.x, content.y,
+                       SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
   if (!window) fail();
   return window;
 }
@@ -92,9 +103,9 @@ int millisecondsUntil(ViewWindow::Clock::time_point then) {
 
 }  // namespace
 
-ViewWindow::ViewWindow(const std::string& title, std::optional<ZQSize> size)
+ViewWindow::ViewWindow(const std::string& title, std::optional<ZQSize> size, int display)
     : _sdl(startSdl(), [](void*) { SDL_Quit(); }),
-      _window(openWindow(title, size), SDL_DestroyWindow),
+      _window(openWindow(title, size, display), SDL_DestroyWindow),
       _context(makeContext(_window.get()), SDL_GL_DeleteContext),
       _imgui(startImGui(_window.get(), _context.get()), endImGui) {
   followScale();

@@ -23,9 +23,10 @@ class ViewWindow {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// `size` is the content's, in the desktop's units; none gives one that suits the display. Throws
-  /// Failure when no window can be opened.
-  ViewWindow(const std::string& title, std::optional<ZQSize> size);
+  /// `size` is the content's, in the desktop's units; none gives one that suits the display.
+  /// Displays count from 1, and 0 leaves it to the desktop. Throws Failure when no window can be
+  /// opened.
+  ViewWindow(const std::string& title, std::optional<ZQSize> size, int display = 0);
   ~ViewWindow();
   ViewWindow(const ViewWindow&) = delete;
   ViewWindow& operator=(const ViewWindow&) = delete;

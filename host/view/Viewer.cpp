@@ -16,16 +16,17 @@ constexpr std::chrono::milliseconds kIdleTick{50};
 constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
+constexpr double kStepsPerSecond = 30;
 constexpr std::chrono::seconds kLongWithoutAnAnswer{1};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
 
-/// The first "name-0001.png" that is not taken, in the working folder.
-std::string freePictureName(const std::string& compositionFile) {
+/// The first "name-0001.png", or what else the ending is, that is not taken, in the working folder.
+std::string freeName(const std::string& compositionFile, const char* ending) {
   const std::string name = std::filesystem::path(compositionFile).stem().string();
   for (int number = 1;; ++number) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
-    const std::string file = name + "-" + digits + ".png";
+    const std::string file = name + "-" + digits + ending;
     if (!platform::itemExists(file)) return file;
   }
 }
@@ -75,13 +76,15 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
       _session(session),
       _player(!options.inProcess),
       _input(session.pool(), window.pixels(), !options.inProcess),
-      _state{_player, _input, _values, _history, {}, ShowClock(0, false)},
+      _state{_player, _input, _values, _history, {}, ShowClock(options.start, options.isPaused)},
       _panel(_state, *this, _chooser),
       _size(window.pixels()) {
   _player.setFirstRequest([this] { return firstRequest(); });
   _player.setWhenStarted([this](const ZQBufferRef& firstPicture) { started(firstPicture); });
   _input.setWhenChanged([this] { _isOutdated = true; });
   if (options.input) _input.choose(*options.input);
+  if (options.preset)
+    _presetAtStart = readPreset(*options.preset, *ZQVuoComposition::initWithPath(options.file));
   open(options.file);
 }
 
@@ -148,8 +151,14 @@ void Viewer::press(SDL_Keycode key) {
   switch (key) {
     case SDLK_SPACE:
       return togglePause();
+    case SDLK_PERIOD:
+      return step(1);
+    case SDLK_COMMA:
+      return step(-1);
     case SDLK_s:
       return savePicture();
+    case SDLK_p:
+      return savePreset();
     case SDLK_f:
       return toggleFullScreen();
     case SDLK_r:
@@ -163,6 +172,11 @@ void Viewer::press(SDL_Keycode key) {
     default:
       return;
   }
+}
+
+void Viewer::step(int frames) {
+  _state.clock.step(frames / kStepsPerSecond);
+  _isOutdated = true;
 }
 
 /// A composition is shown, anything else is a filter's input.
@@ -193,13 +207,43 @@ void Viewer::setNewProcess(bool newProcess) {
 
 void Viewer::savePicture() {
   if (!_picture) return notice("There is no picture yet");
-  const std::string file = freePictureName(_startedFile);
+  const std::string file = freeName(_startedFile, ".png");
   std::string problem;
   if (!host::writePicture(_session.pool().readPixels(*_picture), file, problem)) {
     return notice(problem);
   }
   notice("Saved " + file);
   std::cout << "saved " << file << std::endl;
+}
+
+/// Pictures by their whole paths, so that the preset may go elsewhere.
+void Viewer::savePreset() {
+  if (!_player.composition()) return notice("There is no composition yet");
+  const std::string file = freeName(_startedFile, ".json");
+  try {
+    writePreset(file, *_player.composition(), _values.preset());
+    notice("Saved " + file);
+    std::cout << "saved " << file << std::endl;
+  } catch (const Failure& failure) {
+    notice(failure.message);
+  }
+}
+
+void Viewer::usePreset(const std::string& file) {
+  if (!_player.composition()) return;
+  try {
+    use(readPreset(file, *_player.composition()));
+  } catch (const Failure& failure) {
+    notice(failure.message);
+  }
+}
+
+void Viewer::use(const Preset& preset) {
+  const auto port = [&](const std::string& name) {
+    return _player.composition()->inputPortNamed(name);
+  };
+  for (const auto& [name, value] : preset.values) setValue(*port(name), *value);
+  for (const auto& [name, file] : preset.imageFiles) setImage(*port(name), file);
 }
 
 void Viewer::chooseInput(const std::string& name) {
@@ -258,6 +302,7 @@ void Viewer::started(const ZQBufferRef& firstPicture) {
     _window.setTitle(platform::lastPathComponent(_startedFile) + " - brannow");
   }
   _set = _values.request();
+  if (const auto preset = std::exchange(_presetAtStart, std::nullopt)) use(*preset);
   _isOutdated = true;
   _problem.clear();
   if (firstPicture) _picture = firstPicture;

@@ -35,6 +35,8 @@ class Viewer : private ViewActions {
   void reload() override;
   void setNewProcess(bool newProcess) override;
   void togglePause() override { _state.clock.setPaused(!_state.clock.isPaused()); }
+  void savePreset() override;
+  void usePreset(const std::string& file) override;
   void savePicture() override;
   void toggleFullScreen() override { _window.toggleFullScreen(); }
   void chooseInput(const std::string& name) override;
@@ -47,6 +49,8 @@ class Viewer : private ViewActions {
   void serveUntilNextTick();
   void handle(const WindowEvents& events);
   void press(SDL_Keycode key);
+  void step(int frames);
+  void use(const Preset& preset);
   void drop(const std::string& path);
   VuoFrameRequest firstRequest() const;
   void started(const ZQBufferRef& firstPicture);
@@ -72,6 +76,7 @@ class Viewer : private ViewActions {
   FilterInput _input;
   ViewState _state;
   Panel _panel;
+  std::optional<Preset> _presetAtStart;
   std::string _startedFile;  // whose values and pictures these are
   VuoFrameRequest _set;      // what the user has given it since the last frame was asked for
   ZQBufferRef _picture;
