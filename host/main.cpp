@@ -107,6 +107,9 @@ int run(int argc, char** argv) {
   viewApp->add_flag("--fullscreen", viewOptions.isFullScreen, "Fill the display from the start");
   viewApp->add_option("--preset", viewOptions.preset,
                       "A file of inputs' values, as describe --json prints them");
+  viewApp->add_option("--osc", viewOptions.osc,
+                      "A UDP port of this machine for Open Sound Control messages to "
+                      "/brannow/NAME; ADDRESS:PORT to be reached from others");
   viewApp->add_option("--start", viewOptions.start, "The time of the first frame, in seconds")
       ->check(secondsFrom(-1e9, 1e9));
   viewApp->add_flag("--paused", viewOptions.isPaused, "Wait at that time");

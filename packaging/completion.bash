@@ -16,14 +16,14 @@ _brannow() {
     -o | --output) _filedir png && return ;;
     --input) _filedir '@(png|vuo)' && return ;;
     --preset) _filedir json && return ;;
-    --size | --display | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
+    --size | --display | --osc | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
   esac
 
   local scene='--size --in-process --cache --preset --start --help'
   local pictures="$scene -o --output --format --set --image --print --fps --timeout"
   local options
   case $command in
-    view) options="$scene --input --display --fullscreen --paused" ;;
+    view) options="$scene --input --display --fullscreen --osc --paused" ;;
     render) options="$pictures --frames --realtime" ;;
     filter) options="$pictures --input" ;;
     describe | check) options='--json --help' ;;

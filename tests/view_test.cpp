@@ -1,6 +1,7 @@
 // What the window decides without a window.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include "host/view/FileWatch.h"
 #include "host/view/FrameHistory.h"
 #include "host/view/NumberRange.h"
+#include "host/view/OscInput.h"
 #include "platform/system/FileSystem.h"
 
 using namespace std::chrono_literals;
@@ -21,6 +23,84 @@ NumberRange rangeOf(ZQVuoPortType type, std::optional<double> min, std::optional
   port->setMaxVal(max);
   port->setStepVal(step);
   return NumberRange(*port);
+}
+
+/// A text of an OSC packet ends with up to four zeros.
+std::string padded(std::string text) {
+  text.resize((text.size() / 4 + 1) * 4);
+  return text;
+}
+std::string bigEndian(std::uint32_t bits) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(bits >> shift);
+  return bytes;
+}
+std::string message(const std::string& address, const std::string& types,
+                    const std::string& arguments) {
+  return padded(address) + padded("," + types) + arguments;
+}
+std::string bundle(std::initializer_list<std::string> elements) {
+  std::string packet = padded("#bundle") + std::string(8, 0);
+  for (const auto& element : elements)
+    packet += bigEndian(static_cast<std::uint32_t>(element.size())) + element;
+  return packet;
+}
+std::optional<ZQVuoPortValue> valueIn(const std::string& packet, ZQVuoPortType type) {
+  const auto inputs = inputsInOscPacket(packet);
+  const auto found = inputs.find("x");
+  return found == inputs.end() ? std::nullopt : valueFromOsc(found->second, type);
+}
+
+TEST(OscInput, ValuesAreThoseOfThePortsType) {
+  const std::string half = bigEndian(std::bit_cast<std::uint32_t>(0.5F)), three = bigEndian(3);
+  const auto sent = [](const std::string& types, const std::string& arguments) {
+    return message("/brannow/x", types, arguments);
+  };
+  const struct {
+    std::string packet;
+    ZQVuoPortType type;
+    std::optional<ZQVuoPortValue> value;
+  } table[] = {
+      {sent("f", half), ZQVuoPortType_Real, 0.5},
+      {sent("i", three), ZQVuoPortType_Real, 3.0},
+      {sent("f", half), ZQVuoPortType_Integer, 0},
+      {sent("h", std::string(4, 0) + three), ZQVuoPortType_Integer, 3},
+      {sent("T", ""), ZQVuoPortType_Boolean, true},
+      {sent("i", three), ZQVuoPortType_Boolean, true},
+      {sent("fff", half + half + half), ZQVuoPortType_Color, ZQVuoColor{0.5, 0.5, 0.5, 1}},
+      {sent("ffif", half + half + three + half), ZQVuoPortType_Color, ZQVuoColor{0.5, 0.5, 3, 0.5}},
+      {sent("ff", half + half), ZQVuoPortType_Point2D, ZQVuoPoint{0.5, 0.5}},
+      {sent("s", padded("Grüße")), ZQVuoPortType_Text, "Grüße"},
+      {sent("f", half), ZQVuoPortType_Point2D, {}},
+      {sent("f", half), ZQVuoPortType_Text, {}},
+      {sent("s", padded("1")), ZQVuoPortType_Real, {}},
+      {sent("N", ""), ZQVuoPortType_Real, {}},
+      {sent("", ""), ZQVuoPortType_Real, {}},
+      {message("/other/x", "f", half), ZQVuoPortType_Real, {}},
+      {bundle({sent("f", half), bundle({sent("i", three)})}), ZQVuoPortType_Real, 3.0},
+  };
+  for (const auto& row : table)
+    EXPECT_EQ(valueIn(row.packet, row.type), row.value) << testing::PrintToString(row.packet);
+}
+
+/// What an address sanitizer sees, too.
+TEST(OscInput, PacketsMaySayAnything) {
+  const std::string good =
+      bundle({message("/brannow/x", "fsTih",
+                      bigEndian(1) + padded("text") + bigEndian(2) + std::string(8, 1)),
+              bundle({message("/brannow/x", "ff", std::string(8, 2))})});
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    const std::vector<char> begun(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(i));
+    inputsInOscPacket({begun.data(), begun.size()});
+    for (const int byte : {0, 0x7F, 0xFF, int('/'), int('s'), int('b'), int(',')}) {
+      std::vector<char> bad(good.begin(), good.end());
+      bad[i] = static_cast<char>(byte);
+      inputsInOscPacket({bad.data(), bad.size()});
+    }
+  }
+  std::string deep = message("/brannow/x", "i", bigEndian(3));
+  for (int i = 0; i < 1000; ++i) deep = bundle({deep});
+  EXPECT_EQ(valueIn(deep, ZQVuoPortType_Real), std::nullopt);
 }
 
 TEST(NumberRange, IsASliderOnlyBetweenTwoEnds) {

@@ -143,6 +143,13 @@ render_at() {
 render_at preset.json 2.5 at.png
 render_at preset.json 2.533333333333333 next.png
 if cmp -s at.png next.png; then fail 'another time is another picture'; fi
+view plasma.vuo --size 320x180 --start 2.5 --paused --osc 0
+within 30 grep -q '^listening' seen || fail 'says where it listens'
+port=$(sed -n 's/^listening to OSC on 127.0.0.1://p' seen)
+oscsend 127.0.0.1 "$port" /brannow/nothing f 1
+oscsend 127.0.0.1 "$port" /brannow/speed f 0.75
+shows at.png 'takes values from other programs'
+closes
 view plasma.vuo --size 320x180 --preset preset.json --start 2.5 --paused
 shows at.png 'waits at a time, with a preset'
 xdotool key period

@@ -9,6 +9,7 @@ struct ViewOptions {
   std::optional<std::string> input;
   std::optional<std::string> size;    ///< "WxH"
   std::optional<std::string> preset;  ///< a file
+  std::optional<std::string> osc;     ///< "PORT" or "ADDRESS:PORT"
   double start = 0;                   ///< the time of the first frame, in seconds
   bool isPaused = false;
   bool isFullScreen = false;

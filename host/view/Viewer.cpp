@@ -82,6 +82,10 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
   _player.setFirstRequest([this] { return firstRequest(); });
   _player.setWhenStarted([this](const ZQBufferRef& firstPicture) { started(firstPicture); });
   _input.setWhenChanged([this] { _isOutdated = true; });
+  if (options.osc) {
+    _osc.emplace(*options.osc);
+    std::cout << "listening to OSC on " << _osc->where() << std::endl;
+  }
   if (options.input) _input.choose(*options.input);
   if (options.preset)
     _presetAtStart = readPreset(*options.preset, *ZQVuoComposition::initWithPath(options.file));
@@ -98,6 +102,7 @@ void Viewer::run() {
   while (!_window.closeRequested()) {
     waitForNextTick();
     serve();
+    takeOsc();
     followSize();
     showFrames();
     askForFrame();
@@ -171,6 +176,18 @@ void Viewer::press(SDL_Keycode key) {
       return;
     default:
       return;
+  }
+}
+
+/// Of what the composition has no input for, or what does not suit it, nothing is said: a program
+/// may well send the same to several.
+void Viewer::takeOsc() {
+  if (!_osc || !_player.composition()) return;
+  const auto& composition = *_player.composition();
+  for (const auto& [name, arguments] : _osc->popInputs()) {
+    const auto port = composition.inputPortNamed(name);
+    if (!port || isTheHosts(composition, port)) continue;
+    if (const auto value = valueFromOsc(arguments, port->portType())) setValue(*port, *value);
   }
 }
 

@@ -11,6 +11,7 @@
 #include "host/view/FrameHistory.h"
 #include "host/view/FrameMaker.h"
 #include "host/view/InputValues.h"
+#include "host/view/OscInput.h"
 #include "host/view/Panel.h"
 #include "host/view/ScenePlayer.h"
 #include "host/view/ViewCommand.h"
@@ -50,6 +51,7 @@ class Viewer : private ViewActions {
   void handle(const WindowEvents& events);
   void press(SDL_Keycode key);
   void step(int frames);
+  void takeOsc();
   void use(const Preset& preset);
   void drop(const std::string& path);
   VuoFrameRequest firstRequest() const;
@@ -72,6 +74,7 @@ class Viewer : private ViewActions {
   InputValues _values;
   FrameHistory _history;
   FileChooser _chooser;
+  std::optional<OscInput> _osc;
   ScenePlayer _player;
   FilterInput _input;
   ViewState _state;
