@@ -17,7 +17,7 @@
 namespace {
 
 constexpr std::string_view kOurs = "/brannow/";
-constexpr std::string_view kBundle("#bundle", 8);
+constexpr std::string_view kBundle("#bundle\0", 8);
 constexpr std::size_t kBundleHead = 16, kLargestPacket = 65536;
 constexpr int kDeepestBundle = 4, kMostPackets = 256;
 
