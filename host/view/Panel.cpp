@@ -3,6 +3,8 @@
 #include <imgui.h>
 
 #include <algorithm>
+#include <cfloat>
+#include <chrono>
 #include <cstdio>
 
 #include "host/view/InputControls.h"
@@ -10,6 +12,7 @@
 
 namespace {
 
+constexpr std::chrono::seconds kLongWithoutAnAnswer{1};
 const ImVec4 kGood{0.55F, 0.85F, 0.6F, 1};
 const ImVec4 kBusy{0.95F, 0.8F, 0.4F, 1};
 const ImVec4 kBad{1, 0.45F, 0.4F, 1};
@@ -62,7 +65,7 @@ void clipped(const std::string& text, float width) {
 
 /// Why it did not load, with the files that lie beside the composition by their names alone. As
 /// many lines as leave the controls their room; the whole of it in a tooltip.
-void problemOf(const ScenePlayer& player) {
+void drawProblem(const ScenePlayer& player) {
   constexpr std::size_t longest = 600;
   const std::string& problem = player.problem();
   if (problem.empty()) return;
@@ -81,6 +84,35 @@ void problemOf(const ScenePlayer& player) {
   ImGui::PopTextWrapPos();
   ImGui::PopStyleColor();
   tooltip(problem);
+}
+
+/// Empty while it answers.
+std::string notAnswering(const ScenePlayer& player) {
+  const auto since = player.pictures() ? player.scene().oldestRequestSince() : std::nullopt;
+  if (!since) return "";
+  const auto waiting = std::chrono::steady_clock::now() - *since;
+  if (waiting < kLongWithoutAnAnswer) return "";
+  return "not answering for " +
+         std::to_string(std::chrono::floor<std::chrono::seconds>(waiting).count()) + " s";
+}
+
+/// What is the matter, and what can be done about it.
+void drawTrouble(ScenePlayer& player) {
+  const bool isLost = player.state() == ScenePlayer::State::LostContact;
+  if (isLost) ImGui::TextColored(kBad, "It has ended; its last picture stays.");
+  drawProblem(player);
+  const std::string silence = notAnswering(player);
+  if (!silence.empty()) ImGui::TextColored(kBad, "%s", silence.c_str());
+  if (!isLost && silence.empty()) return;
+  if (ImGui::Button(isLost ? "Load again" : "End it and load again", {-FLT_MIN, 0}))
+    player.reload();
+}
+
+void drawNews(const std::string& news) {
+  if (news.empty()) return;
+  ImGui::PushTextWrapPos(0);
+  ImGui::TextColored(kBusy, "%s", news.c_str());
+  ImGui::PopTextWrapPos();
 }
 
 /// A button for each label, all of one width, in one row; the index of the one that was pressed.
@@ -113,16 +145,18 @@ void Panel::draw(float scale) {
     drawMode();
     drawFrames();
     drawButtons();
+    drawNews(_state.news);
     drawFilterInput();
     drawInputs();
     drawOutputs();
-    title("Space pause   , . step   S save   P preset   F full   R reload   Tab hide");
+    title("Space pause   , . step   S save   P preset");
+    ImGui::TextDisabled("F full   R reload   Tab hide");
   }
   ImGui::End();
 }
 
 void Panel::drawHead() {
-  const ScenePlayer& player = _state.player;
+  ScenePlayer& player = _state.player;
   const float button = ImGui::CalcTextSize("Open…").x + 2 * ImGui::GetStyle().FramePadding.x;
   const float room = ImGui::GetContentRegionAvail().x;
   ImGui::AlignTextToFramePadding();
@@ -139,7 +173,7 @@ void Panel::drawHead() {
     ImGui::SameLine(0, ImGui::CalcTextSize(" ").x);
   }
   ImGui::TextColored(colorOf(player.state()), "%s", player.stateText().c_str());
-  problemOf(player);
+  drawTrouble(player);
 }
 
 void Panel::drawMode() {
@@ -199,7 +233,7 @@ void Panel::drawFilterInput() {
                    [this](const std::string& name) { _actions.chooseInput(name); }});
   }
   if (!input.name().empty()) ImGui::TextDisabled("%s", input.description().c_str());
-  if (input.generator()) problemOf(*input.generator());
+  if (input.generator()) drawTrouble(*input.generator());
 }
 
 void Panel::drawInputs() {

@@ -36,6 +36,7 @@ struct ViewState {
   FrameHistory& history;
   PictureStream::OutputTexts outputs;
   ShowClock clock;
+  std::string news{};  ///< what the user has just been told, or why there is no new picture
 };
 
 class Panel {

@@ -17,7 +17,6 @@ constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr double kStepsPerSecond = 30;
-constexpr std::chrono::seconds kLongWithoutAnAnswer{1};
 constexpr std::uint32_t kTexture2D = 0x0DE1;
 
 /// The first "name-0001.png", or what else the ending is, that is not taken, in the working folder.
@@ -51,16 +50,6 @@ void drawChecks(ImDrawList& draw, const ImVec4& place, float cell) {
       draw.AddRectFilled({x, y}, {x + cell, y + cell}, IM_COL32(50, 50, 55, 255));
   }
   draw.PopClipRect();
-}
-
-/// Empty while it answers.
-std::string notAnswering(const ScenePlayer& player) {
-  const auto since = player.scene().oldestRequestSince();
-  if (!since) return "";
-  const auto waiting = std::chrono::steady_clock::now() - *since;
-  if (waiting < kLongWithoutAnAnswer) return "";
-  return platform::lastPathComponent(player.file()) + " has not been answering for " +
-         std::to_string(std::chrono::floor<std::chrono::seconds>(waiting).count()) + " s";
 }
 
 }  // namespace
@@ -368,16 +357,11 @@ bool Viewer::isFilter() const {
 
 void Viewer::draw() {
   _window.beginFrame();
-  drawPictureAndPanel();
-  drawLostContact();
-  drawLine();
+  drawPicture();
+  _state.news = Clock::now() < _noticeEnds ? _notice : _problem;
+  if (_showsPanel) _panel.draw(_window.scale());
   _chooser.draw(_window.scale());
   _window.endFrame();
-}
-
-void Viewer::drawPictureAndPanel() {
-  drawPicture();
-  if (_showsPanel) _panel.draw(_window.scale());
 }
 
 void Viewer::drawPicture() {
@@ -389,52 +373,7 @@ void Viewer::drawPicture() {
                 {place.z, place.w}, {0, 1}, {1, 0});
 }
 
-void Viewer::drawLostContact() {
-  const bool inputIsLost =
-      _input.generator() && _input.generator()->state() == ScenePlayer::State::LostContact;
-  const bool isLost = _player.state() == ScenePlayer::State::LostContact;
-  if (!isLost && !(isFilter() && inputIsLost)) return;
-  ScenePlayer& player = isLost ? _player : *_input.generator();
-  const ImVec2 room = ImGui::GetMainViewport()->Size;
-  ImGui::SetNextWindowPos({room.x / 2, room.y / 2}, ImGuiCond_Always, {0.5F, 0.5F});
-  ImGui::Begin("##lost", nullptr,
-               ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoMove |
-                   ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoSavedSettings);
-  ImGui::TextColored({1, 0.6F, 0.45F, 1}, "Lost contact with %s",
-                     platform::lastPathComponent(player.file()).c_str());
-  const std::string& how = player.problem();
-  ImGui::TextUnformatted((how.empty() ? "It has ended." : "It has ended: " + how + ".").c_str());
-  ImGui::TextUnformatted("The last picture stays.");
-  ImGui::Spacing();
-  if (ImGui::Button("Load again", {ImGui::GetContentRegionAvail().x, 0})) player.reload();
-  ImGui::End();
-}
-
 void Viewer::notice(const std::string& text) {
   _notice = text;
   _noticeEnds = Clock::now() + kNoticeTime;
-}
-
-/// What keeps a picture from coming; empty when nothing does.
-std::string Viewer::trouble() const {
-  if (!_player.pictures()) return "";
-  if (auto text = notAnswering(_player); !text.empty()) return text;
-  const ScenePlayer* generator = isFilter() ? _input.generator() : nullptr;
-  if (generator && generator->pictures()) {
-    if (auto text = notAnswering(*generator); !text.empty()) return text;
-  }
-  return _problem;
-}
-
-/// What the user has just been told, or else what is the matter.
-void Viewer::drawLine() {
-  const std::string text = Clock::now() < _noticeEnds ? _notice : trouble();
-  if (text.empty()) return;
-  const ImVec2 room = ImGui::GetMainViewport()->Size;
-  ImGui::SetNextWindowPos({room.x / 2, room.y - 24 * _window.scale()}, ImGuiCond_Always, {0.5F, 1});
-  ImGui::Begin("##line", nullptr,
-               ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoInputs |
-                   ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing);
-  ImGui::TextUnformatted(text.c_str());
-  ImGui::End();
 }

@@ -61,12 +61,8 @@ class Viewer : private ViewActions {
   void askForFrame();
   bool isFilter() const;
   bool isStill() const { return _state.clock.isPaused() && !_isOutdated && !_maker.isBusy(); }
-  std::string trouble() const;
   void draw();
-  void drawPictureAndPanel();
   void drawPicture();
-  void drawLostContact();
-  void drawLine();
   void notice(const std::string& text);
 
   ViewWindow& _window;
