@@ -450,7 +450,8 @@ TEST_P(BothModes, AClockOfDaysIsWrappedWithoutLosingFrames) {
     running.set("time", VuoReal_getJson(5 * 86400 + seconds));
     running.fire("time");
     running.recorder.await(1);
-    EXPECT_NEAR(json_object_get_double(running.value("phase")),
+    const platform::JsonOwner phase(running.value("phase"));
+    EXPECT_NEAR(json_object_get_double(phase.get()),
                 seconds + 100 * (std::ceil(seconds / 8) * 8 - seconds) + 5000, 1e-7);
   }
 }

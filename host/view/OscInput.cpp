@@ -32,7 +32,8 @@ OscArguments::value_type argumentFrom(char type, lo_arg* argument) {
       return type == LO_TRUE;
     case LO_STRING:
     case LO_SYMBOL:
-      return std::string(&argument->s);
+      // Arguments lie at multiples of 4, where not every lo_arg may.
+      return std::string(reinterpret_cast<const char*>(argument));
     default:
       if (!lo_is_numerical_type(static_cast<lo_type>(type))) return std::monostate();
       return static_cast<double>(lo_hires_val(static_cast<lo_type>(type), argument));
