@@ -46,6 +46,7 @@ set(BRANNOW_HEADERS
   BrannowExport.h
   BrannowStringAdditions.h
   CompositionCheck.h
+  Engine.h
   GLContext.h
   GLScene.h
   Log.h

@@ -3,15 +3,31 @@
 
 #include "bridging/SharedPoolTextures.h"
 #include "platform/system/Dispatch.h"
+#include "platform/system/LockedValues.h"
 #include "platform/system/SystemLog.h"
 #include "runtime/VuoGlContext.h"
 #include "runtime/VuoSharing.h"
+#include "scene/GlobalContext.h"
 #include "scene/Guarded.h"
 #include "scene/RunnerContact.h"
 #include "scene/VuoGLSceneState.h"
 
+namespace {
+
+struct OfProcess {
+  platform::GLContextHandle context;
+};
+platform::LockedValues<OfProcess> ofProcess;
+
+}  // namespace
+
+platform::GLContextHandle globalContextHandle() {
+  return ofProcess.read(&OfProcess::context);
+}
+
 void VuoGLScene::setGlobalVuoGLContext(const std::shared_ptr<platform::GLContext>& context) {
   if (!context) return;
+  ofProcess.write(&OfProcess::context, context->handle());
   guarded("+[VuoGLScene setGlobalVuoGLContext:]",
           [&] { VuoGlContext_setGlobalRootContext(context->handle()); });
   guarded("+[VuoGLScene setGlobalVuoGLContext:]", shareTexturesOfPools);

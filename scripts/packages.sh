@@ -3,7 +3,7 @@
 set -euo pipefail
 . "$(dirname "$0")/prepare.sh"
 
-install_packages view package
+install_packages view plugins package
 build package
 mkdir -p out
 rm -f out/*.deb

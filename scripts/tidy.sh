@@ -4,7 +4,7 @@
 set -euo pipefail
 . "$(dirname "$0")/prepare.sh"
 
-install_packages view test bench clang fuzz tidy
+install_packages view plugins test bench clang fuzz tidy
 cmake --preset tidy >/dev/null
 [ $# -gt 0 ] || mapfile -t files < <(find . -path ./build -prune -o -name '*.cpp' -print)
 printf '%s\0' "${@:-${files[@]}}" |

@@ -44,6 +44,7 @@
 //   Log.h, Alert.h        where lines go, and who shows the user an alert
 //   Notifications.h       the application's end
 //   BrannowVersion.h      versions, as macros and of the loaded library
+//   Engine.h              all of the above set up for code that is not the host: plug-ins
 //   VuoContainment.h      what the kernel lacks to contain a composition's process
 //
 // Few hosts need: GLScene.h (the base of the pool), VuoGLSceneProtocol.h (what a runner reports to
@@ -118,6 +119,7 @@
 #include "Brannow/BrannowStringAdditions.h"
 #include "Brannow/BrannowVersion.h"
 #include "Brannow/CompositionCheck.h"
+#include "Brannow/Engine.h"
 #include "Brannow/GLContext.h"
 #include "Brannow/GLScene.h"
 #include "Brannow/Log.h"
