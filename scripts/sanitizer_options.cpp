@@ -12,7 +12,10 @@ __attribute__((visibility("default"))) const char* __tsan_default_suppressions()
   // it has not seen being made for misuse.
   return "race:swrast_dri.so\n"
          "race:libgallium\n"
-         "mutex:swrast_dri.so\n";
+         "mutex:swrast_dri.so\n"
+         // Likewise the threads by which Pango looks fonts up, which hand over to ours in GLib.
+         "race:PangoTypesetter.cpp\n"
+         "race:libfontconfig.so\n";
 }
 
 __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
