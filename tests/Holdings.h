@@ -51,7 +51,14 @@ struct Holdings {
   }
 };
 
+/// With the names of the threads that there are when it is told.
 inline std::ostream& operator<<(std::ostream& out, const Holdings& held) {
-  return out << held.descriptors << " descriptors, " << held.threads << " threads, "
-             << held.children << " children, " << held.textures << " textures";
+  out << held.descriptors << " descriptors, " << held.threads << " threads, " << held.children
+      << " children, " << held.textures << " textures; now";
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    out << " " << name;
+  }
+  return out;
 }
