@@ -13,7 +13,9 @@ __attribute__((visibility("default"))) const char* __tsan_default_suppressions()
   return "race:swrast_dri.so\n"
          "race:libgallium\n"
          "mutex:swrast_dri.so\n"
-         // Likewise the threads by which Pango looks fonts up, which hand over to ours in GLib.
+         // A process that ends while the drivers are being loaded finds what they free then in use.
+         "race:libvulkan_\n"
+         // The threads by which Pango looks fonts up, which hand over to ours in GLib, unseen too.
          "race:PangoTypesetter.cpp\n"
          "race:libfontconfig.so\n";
 }

@@ -10,6 +10,7 @@
 #define VK_NO_PROTOTYPES
 #include <vulkan/vulkan.h>
 
+#include "runtime/runner/RunningAtExit.h"
 #include "runtime/sharing/SealedMemory.h"
 
 namespace vuo {
@@ -71,6 +72,7 @@ VulkanMemory::Calls::Calls(const std::string& identity) {
       reinterpret_cast<PFN_vkGetInstanceProcAddr>(dlsym(loader, "vkGetInstanceProcAddr"));
   if (getInstanceProcAddr == nullptr) throw std::runtime_error("libvulkan.so.1 is not Vulkan");
   makeInstance();
+  RunningAtExit::driverIsComplete();  // that all drivers are there; what follows is waited for
   findDevice(identity);
   askForPictures();
   makeDevice();
