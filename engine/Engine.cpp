@@ -14,6 +14,8 @@
 #include "Brannow/Notifications.h"
 #include "Brannow/VuoCache.h"
 #include "engine/LoadEnd.h"
+#include "platform/system/Bundle.h"
+#include "platform/system/Digest.h"
 #include "platform/system/FileSystem.h"
 #include "platform/system/Mutex.h"
 #include "scene/GlobalContext.h"
@@ -21,11 +23,14 @@
 namespace brannow {
 namespace {
 
-/// The command's own folder for compiled compositions: what one has compiled the other need not.
+/// A program that meets the framework for the first time, or another version of its runtime, clears
+/// its folder; so each has one of its own.
 std::string cacheFolder() {
   const char* folder = std::getenv("XDG_CACHE_HOME");
-  if (folder && *folder == '/') return std::string(folder) + "/brannow";
-  return platform::expandTilde("~/.cache/brannow");
+  const bool isAbsolute = folder && *folder == '/';
+  const std::string program = platform::executablePath();
+  return (isAbsolute ? folder : platform::expandTilde("~/.cache")) + "/brannow/programs/" +
+         platform::lastPathComponent(program) + "-" + platform::md5Digits(program).substr(0, 8);
 }
 
 /// The cache knows a composition by its whole path.

@@ -1,5 +1,7 @@
 #include "runtime/runner/RunningAtExit.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <set>
@@ -10,6 +12,7 @@
 namespace vuo {
 
 struct RunningAtExit::Registry {
+  const pid_t process = ::getpid();
   platform::Mutex lock;  // held while what runs is ended; taken before every lock of a runner's
   std::set<RunningAtExit*> running GUARDED_BY(lock);
 };
@@ -20,7 +23,9 @@ RunningAtExit::Registry& RunningAtExit::registry() {
   return theRegistry;
 }
 
+/// Not in a child of a fork, which has none of the threads that would be waited for.
 void RunningAtExit::endAll() {
+  if (::getpid() != registry().process) return;
   platform::LockGuard hold(registry().lock);
   for (RunningAtExit* running : std::exchange(registry().running, {})) running->_end();
 }
