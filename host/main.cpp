@@ -5,6 +5,7 @@
 #include "host/CheckCommand.h"
 #include "host/ContainmentCommand.h"
 #include "host/DescribeCommand.h"
+#include "host/ExportCommand.h"
 #include "host/FilterCommand.h"
 #include "host/HelpText.h"
 #include "host/HostSession.h"
@@ -117,6 +118,20 @@ int run(int argc, char** argv) {
   viewApp->add_option("--cache", viewOptions.cacheFolder, "The folder for compiled compositions")
       ->capture_default_str();
   viewApp->callback([&] { status = view(viewOptions); });
+
+  ExportOptions exportOptions;
+  bool isForFrei0r = false;
+  auto* exportApp = app.add_subcommand("export", "Make a composition a plug-in of video programs");
+  exportApp->add_option("FILE", exportOptions.file, "A composition file")->required();
+  exportApp->add_flag("--frei0r", isForFrei0r, "A frei0r plug-in, as ffmpeg and MLT load them")
+      ->required();
+  exportApp->add_option("-o,--output", exportOptions.output,
+                        "The plug-in's file (default the composition's name with .so)");
+  exportApp->add_flag("--in-process", exportOptions.inProcess,
+                      "Run the composition inside the program that loads the plug-in");
+  exportApp->add_option("--template", exportOptions.templateFile,
+                        "The file to make it from (default the one that belongs to this command)");
+  exportApp->callback([&] { status = exportPlugin(exportOptions); });
 
   auto* cacheApp = app.add_subcommand("cache", "Look into the compiled compositions");
   cacheApp->require_subcommand(1);

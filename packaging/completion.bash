@@ -6,12 +6,14 @@ _brannow() {
   local command= word
   for word in "${words[@]:1:cword-1}"; do
     case $word in
-      view | render | filter | describe | check | cache) command=$word && break ;;
+      view | render | filter | describe | check | export | cache) command=$word && break ;;
     esac
   done
 
   case $prev in
     --format) COMPREPLY=($(compgen -W 'y4m rgba' -- "$cur")) && return ;;
+    -o | --output) [[ $command == export ]] && _filedir so && return ;;&
+    --template) _filedir so && return ;;
     --cache) _filedir -d && return ;;
     -o | --output) _filedir png && return ;;
     --input) _filedir '@(png|vuo)' && return ;;
@@ -27,6 +29,7 @@ _brannow() {
     render) options="$pictures --frames --realtime" ;;
     filter) options="$pictures --input" ;;
     describe | check) options='--json --help' ;;
+    export) options='--frei0r --output --in-process --template --help' ;;
     cache) options='--json --cache --help' ;;
     *) options='--help --version' ;;
   esac
@@ -37,6 +40,6 @@ _brannow() {
   elif [[ $command ]]; then
     _filedir vuo
   else
-    COMPREPLY=($(compgen -W 'view render filter describe check cache' -- "$cur"))
+    COMPREPLY=($(compgen -W 'view render filter describe check export cache' -- "$cur"))
   fi
 } && complete -F _brannow brannow

@@ -1,9 +1,10 @@
-# cpack -G DEB: three packages, each with its licence and changes as Debian wants them, and with what
+# cpack -G DEB: the packages, each with its licence and changes as Debian wants them, and with what
 # its libraries' licences ask of whoever ships them. Configured with the preset package.
 set(BRANNOW_DEB_VERSION ${PROJECT_VERSION}-1)
 set(library_package libbrannow${PROJECT_VERSION_MAJOR})
 set(development_package libbrannow-dev)
 set(command_package brannow)
+set(frei0r_package frei0r-brannow)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME brannow)
@@ -19,6 +20,9 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENTS_ALL library development)
 if(BRANNOW_BUILD_COMMAND)
   list(APPEND CPACK_COMPONENTS_ALL command)
+endif()
+if(BRANNOW_BUILD_FREI0R)
+  list(APPEND CPACK_COMPONENTS_ALL frei0r)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
@@ -59,6 +63,16 @@ describes compositions, and samples of them.")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION}), libgl1")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS fonts-dejavu-core)
+
+set(CPACK_DEBIAN_FREI0R_PACKAGE_NAME ${frei0r_package})
+set(CPACK_DEBIAN_FREI0R_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_FREI0R_DESCRIPTION "${summary} (frei0r)\n${about}\n\n\
+This package lets the command make plug-ins from compositions, which ffmpeg,\n\
+MLT and GStreamer load.")
+set(CPACK_DEBIAN_FREI0R_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_FREI0R_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION})")
+set(CPACK_DEBIAN_FREI0R_PACKAGE_RECOMMENDS ${command_package})
+
 # It is found among what is being packaged.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
 
@@ -93,6 +107,7 @@ endfunction()
 write_copyright(${library_package} glslang-dev)
 write_copyright(${development_package})
 write_copyright(${command_package} libcli11-dev libimgui-dev libstb-dev)
+write_copyright(${frei0r_package})
 
 foreach(component ${CPACK_COMPONENTS_ALL})
   install(FILES ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz

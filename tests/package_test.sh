@@ -93,7 +93,7 @@ completed() (
 brannow=$work/moved/bin/brannow share=$work/moved/share
 [ "$("$brannow" --version)" = "brannow $(<"$source/VERSION")" ] || fail 'another version'
 page=$(zcat "$share/man/man1/brannow.1.gz" | sed 's/\\-/-/g')
-for command in '' view render filter describe check 'cache list' 'cache clear'; do
+for command in '' view render filter describe check export 'cache list' 'cache clear'; do
   # shellcheck disable=SC2086
   help=$("$brannow" $command --help)
   ! grep -E 'ENUM|TEXT|INT|FLOAT|REQUIRED|Excludes' <<<"$help" || fail "not in words: $command"
