@@ -15,7 +15,7 @@ struct Unref {
 };
 using Variant = std::unique_ptr<GVariant, Unref>;
 
-GVariant* bytes(std::string_view text) {
+GVariant* arrayOf(std::string_view text) {
   return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);
 }
 
@@ -32,15 +32,15 @@ std::string bytesFromExport(const Export& contents) {
   GVariantBuilder files;
   g_variant_builder_init(&files, G_VARIANT_TYPE("a(ayay)"));
   for (const auto& file : contents.files)
-    g_variant_builder_add(&files, "(@ay@ay)", bytes(file.name), bytes(file.contents));
+    g_variant_builder_add(&files, "(@ay@ay)", arrayOf(file.name), arrayOf(file.contents));
   const Variant all(
       g_variant_ref_sink(g_variant_new(format, version, gboolean{contents.inProcess}, &files)));
   return {static_cast<const char*>(g_variant_get_data(all.get())), g_variant_get_size(all.get())};
 }
 
-std::optional<Export> exportFromBytes(std::string_view text) {
+std::optional<Export> exportFromBytes(std::string_view bytes) {
   const std::unique_ptr<GBytes, decltype(&g_bytes_unref)> copy(
-      g_bytes_new(text.data(), text.size()), g_bytes_unref);
+      g_bytes_new(bytes.data(), bytes.size()), g_bytes_unref);
   const Variant all(
       g_variant_ref_sink(g_variant_new_from_bytes(G_VARIANT_TYPE(format), copy.get(), FALSE)));
   if (!g_variant_is_normal_form(all.get())) return std::nullopt;

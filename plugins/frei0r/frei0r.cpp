@@ -47,11 +47,12 @@ void f0r_get_plugin_info(f0r_plugin_info_t* info) {
   if (const auto* plugin = Plugin::ofThisFile()) plugin->describe(*info);
 }
 
-void f0r_get_param_info(f0r_param_info_t* info, int index) {
+void f0r_get_param_info(f0r_param_info_t* info, int param_index) {
   const auto* plugin = Plugin::ofThisFile();
-  if (!plugin || index < 0 || static_cast<std::size_t>(index) >= plugin->parameters().size())
+  if (!plugin || param_index < 0 ||
+      static_cast<std::size_t>(param_index) >= plugin->parameters().size())
     return;
-  const auto& parameter = plugin->parameters()[static_cast<std::size_t>(index)];
+  const auto& parameter = plugin->parameters()[static_cast<std::size_t>(param_index)];
   *info = {parameter.name().c_str(), parameter.type(), parameter.explanation().c_str()};
 }
 
@@ -68,14 +69,14 @@ void f0r_destruct(f0r_instance_t instance) {
   delete static_cast<Instance*>(instance);
 }
 
-void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
+void f0r_set_param_value(f0r_instance_t instance, f0r_param_t param, int param_index) {
   guarded([&] {
-    static_cast<Instance*>(instance)->setParameter(static_cast<std::size_t>(index), value);
+    static_cast<Instance*>(instance)->setParameter(static_cast<std::size_t>(param_index), param);
   });
 }
 
-void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
-  static_cast<Instance*>(instance)->writeParameter(static_cast<std::size_t>(index), value);
+void f0r_get_param_value(f0r_instance_t instance, f0r_param_t param, int param_index) {
+  static_cast<Instance*>(instance)->writeParameter(static_cast<std::size_t>(param_index), param);
 }
 
 void f0r_update(f0r_instance_t instance, double time, const uint32_t* in, uint32_t* out) {

@@ -11,7 +11,7 @@ failures=0
 
 fail() {
   printf 'FAILED: %s\n' "$1"
-  cat err
+  cat "$work/err"
   failures=$((failures + 1))
 }
 
@@ -107,7 +107,7 @@ cd page || exit 1
 ffmpeg -v error -nostdin -f lavfi -i testsrc2=size=640x360:rate=25:duration=1 in.mp4
 mkdir bin && ln -s "$brannow" bin/brannow
 sed -n '/^```sh$/,/^```$/p' "$source/docs/frei0r.md" | grep -v '^```' >commands
-PATH=$PWD/bin:$PATH bash -e commands </dev/null >../err 2>&1 || fail 'the page'
+PATH=$PWD/bin:$PATH bash -ex commands </dev/null >/dev/null 2>"$work/err" || fail 'the page'
 for made in ffmpeg-{filtered,source}.mp4 melt-{filtered,source}.mp4 gstreamer-{filtered,source}.rgba; do
   [ -s $made ] || fail "the page makes $made"
 done
