@@ -97,7 +97,7 @@ for command in '' view render filter describe check export 'cache list' 'cache c
   # shellcheck disable=SC2086
   help=$("$brannow" $command --help)
   ! grep -E 'ENUM|TEXT|INT|FLOAT|REQUIRED|Excludes' <<<"$help" || fail "not in words: $command"
-  for option in $(grep -oE -- '^  (-.,)?--[a-z-]+' <<<"$help" | grep -oE -- '--.*'); do
+  for option in $(grep -oE -- '^  (-.,)?--[a-z0-9-]+' <<<"$help" | grep -oE -- '--.*'); do
     grep -q -- "$option" <<<"$page" ||
       fail "not in the man page: $command $option"
     # shellcheck disable=SC2086
