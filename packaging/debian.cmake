@@ -5,6 +5,7 @@ set(library_package libbrannow${PROJECT_VERSION_MAJOR})
 set(development_package libbrannow-dev)
 set(command_package brannow)
 set(frei0r_package frei0r-brannow)
+set(python_package python3-brannow)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME brannow)
@@ -23,6 +24,9 @@ if(BRANNOW_BUILD_COMMAND)
 endif()
 if(BRANNOW_BUILD_FREI0R)
   list(APPEND CPACK_COMPONENTS_ALL frei0r)
+endif()
+if(BRANNOW_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
@@ -72,6 +76,18 @@ MLT and GStreamer load.")
 set(CPACK_DEBIAN_FREI0R_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_FREI0R_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION})")
 set(CPACK_DEBIAN_FREI0R_PACKAGE_RECOMMENDS ${command_package})
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME ${python_package})
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "${summary} (Python 3)\n${about}\n\n\
+This package contains the module brannow for Python 3, which gives pictures of\n\
+compositions as arrays of NumPy.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+# The module is one for this version of Python alone.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION}), \
+python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/debian/python3-brannow/postinst
+  ${PROJECT_SOURCE_DIR}/packaging/debian/python3-brannow/prerm)
 
 # It is found among what is being packaged.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
@@ -106,6 +122,7 @@ function(write_copyright package)
 endfunction()
 write_copyright(${library_package} glslang-dev)
 write_copyright(${development_package})
+write_copyright(${python_package} pybind11-dev)
 write_copyright(${command_package} libcli11-dev libimgui-dev libstb-dev)
 write_copyright(${frei0r_package})
 
