@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <iostream>
 #include <utility>
 
 #include "host/Failure.h"
-#include "host/Picture.h"
+#include "host/view/FreeName.h"
 #include "platform/system/FileSystem.h"
 
 namespace {
@@ -18,17 +17,6 @@ constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr double kStepsPerSecond = 30;
 constexpr std::uint32_t kTexture2D = 0x0DE1;
-
-/// The first "name-0001.png", or what else the ending is, that is not taken, in the working folder.
-std::string freeName(const std::string& compositionFile, const char* ending) {
-  const std::string name = std::filesystem::path(compositionFile).stem().string();
-  for (int number = 1;; ++number) {
-    std::string digits = std::to_string(number);
-    digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
-    const std::string file = name + "-" + digits + ending;
-    if (!platform::itemExists(file)) return file;
-  }
-}
 
 /// The place of a picture of this size in the middle of the room, as large as fits.
 ImVec4 placeFor(ZQSize picture, ImVec2 room) {
@@ -67,7 +55,8 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
       _input(session.pool(), window.pixels(), !options.inProcess),
       _state{_player, _input, _values, _history, {}, ShowClock(options.start, options.isPaused)},
       _panel(_state, *this, _chooser),
-      _size(window.pixels()) {
+      _size(window.pixels()),
+      _saver(session.pool()) {
   _player.setFirstRequest([this] { return firstRequest(); });
   _player.setWhenStarted([this](const ZQBufferRef& firstPicture) { started(firstPicture); });
   _input.setWhenChanged([this] { _isOutdated = true; });
@@ -98,6 +87,7 @@ void Viewer::run() {
     if (!_window.isHidden()) draw();
   }
   _window.hide();  // what runs may take its time to end
+  tellWhatWasSaved(_saver.finish());
 }
 
 void Viewer::serve() {
@@ -105,6 +95,7 @@ void Viewer::serve() {
     std::cerr << "brannow: " << alert << std::endl;  // the panel shows it, too
   _player.poll();
   _input.poll();
+  tellWhatWasSaved(_saver.popResults());
 }
 
 /// A little faster than the display, which sets the pace itself where it can. While nothing moves
@@ -213,11 +204,21 @@ void Viewer::setNewProcess(bool newProcess) {
 
 void Viewer::savePicture() {
   if (!_picture) return notice("There is no picture yet");
-  const std::string file = freeName(_startedFile, ".png");
-  std::string problem;
-  if (!host::writePicture(_session.pool().readPixels(*_picture), file, problem)) {
-    return notice(problem);
+  if (!_saver.save(_picture, _startedFile)) notice("Still saving the pictures before");
+}
+
+void Viewer::tellWhatWasSaved(const std::vector<PictureSaver::Result>& results) {
+  for (const auto& result : results) {
+    if (result.problem.empty()) {
+      saved(result.file);
+    } else {
+      notice(result.problem);
+      std::cerr << "brannow: " << result.problem << std::endl;
+    }
   }
+}
+
+void Viewer::saved(const std::string& file) {
   notice("Saved " + file);
   std::cout << "saved " << file << std::endl;
 }
@@ -228,8 +229,7 @@ void Viewer::savePreset() {
   const std::string file = freeName(_startedFile, ".json");
   try {
     writePreset(file, *_player.composition(), _values.preset());
-    notice("Saved " + file);
-    std::cout << "saved " << file << std::endl;
+    saved(file);
   } catch (const Failure& failure) {
     notice(failure.message);
   }

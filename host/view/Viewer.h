@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/HostSession.h"
 #include "host/view/FileChooser.h"
@@ -13,6 +14,7 @@
 #include "host/view/InputValues.h"
 #include "host/view/OscInput.h"
 #include "host/view/Panel.h"
+#include "host/view/PictureSaver.h"
 #include "host/view/ScenePlayer.h"
 #include "host/view/ViewCommand.h"
 #include "host/view/ViewWindow.h"
@@ -63,6 +65,8 @@ class Viewer : private ViewActions {
   bool isStill() const { return _state.clock.isPaused() && !_isOutdated && !_maker.isBusy(); }
   void draw();
   void drawPicture();
+  void tellWhatWasSaved(const std::vector<PictureSaver::Result>& results);
+  void saved(const std::string& file);
   void notice(const std::string& text);
 
   ViewWindow& _window;
@@ -88,5 +92,6 @@ class Viewer : private ViewActions {
   Clock::time_point _noticeEnds;
   Clock::time_point _nextTick;
   Clock::time_point _nextOutputs;
+  PictureSaver _saver;
   FrameMaker _maker;  // ends first: it works on what stands above
 };
