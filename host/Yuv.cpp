@@ -1,11 +1,14 @@
 #include "host/Yuv.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace {
 
 using Format = zimgxx::zimage_format;
+
+constexpr std::uint8_t kBlackLuma = 16, kNoChroma = 128;
 
 /// The length that is a whole number of chroma samples, as libzimg wants it.
 unsigned whole(std::size_t chroma, unsigned halved) {
@@ -88,24 +91,49 @@ void copyLine(const std::uint8_t* line, std::uint8_t* to, std::size_t left, std:
 }  // namespace
 
 YuvFromPicture::YuvFromPicture(std::size_t width, std::size_t height)
-    : _layout{.width = width, .height = height},
-      _graph(rgbFormat(_layout), yuvFormat(_layout)),
-      _planes(_layout.frameSize()) {}
+    : _layout{.width = width, .height = height}, _planes(_layout.frameSize()) {}
+
+void YuvFromPicture::prepareFor(const ZQPixels& picture) {
+  const double zoom = std::min(static_cast<double>(_layout.width) / picture.width,
+                               static_cast<double>(_layout.height) / picture.height);
+  const auto scaled = [zoom](std::size_t length, std::size_t room) {
+    return std::clamp<std::size_t>(std::lround(length * zoom), 1, room);
+  };
+  _width = picture.width;
+  _height = picture.height;
+  _place.width = scaled(_width, _layout.width);
+  _place.height = scaled(_height, _layout.height);
+  _place.left = (_layout.width - _place.width) / 2;
+  _place.top = (_layout.height - _place.height) / 2;
+
+  Format from = rgbFormat(_layout), to = yuvFormat(_layout);
+  from.width = static_cast<unsigned>(_width);
+  from.height = static_cast<unsigned>(_height);
+  to.width = static_cast<unsigned>(_place.width);
+  to.height = static_cast<unsigned>(_place.height);
+  _graph.emplace(from, to);
+  const auto chroma = _planes.begin() + static_cast<std::ptrdiff_t>(_planes.size() / 3);
+  std::fill(_planes.begin(), chroma, kBlackLuma);
+  std::fill(chroma, _planes.end(), kNoChroma);
+}
 
 const std::vector<std::uint8_t>& YuvFromPicture::planesOf(const ZQPixels& picture) {
+  if (picture.width != _width || picture.height != _height) prepareFor(picture);
   std::uint8_t alpha = 255;
   const auto fill = [&](const ZimgGraph::Part& part) {
-    alpha &= split(&picture.rgba[4 * (part.line * picture.width + part.left)],
-                   _graph.source(0, part.line) + part.left, _graph.source(1, part.line) + part.left,
-                   _graph.source(2, part.line) + part.left, part.right - part.left);
+    alpha &=
+        split(&picture.rgba[4 * (part.line * picture.width + part.left)],
+              _graph->source(0, part.line) + part.left, _graph->source(1, part.line) + part.left,
+              _graph->source(2, part.line) + part.left, part.right - part.left);
   };
   const auto take = [&](const ZimgGraph::Part& part) {
+    const std::size_t row = _place.top + part.line, column = _place.left + part.left;
     for (std::size_t plane = 0; plane < 3; ++plane) {
-      std::memcpy(&_planes[(plane * _layout.height + part.line) * _layout.width + part.left],
-                  _graph.target(plane, part.line) + part.left, part.right - part.left);
+      std::memcpy(&_planes[(plane * _layout.height + row) * _layout.width + column],
+                  _graph->target(plane, part.line) + part.left, part.right - part.left);
     }
   };
-  _graph.run(fill, take);
+  _graph->run(fill, take);
   _hadAlpha = alpha != 255;
   return _planes;
 }

@@ -33,7 +33,20 @@ int run(int argc, char** argv) {
   checkApp->add_flag("--json", json, "One line of JSON per file");
   checkApp->callback([&] { status = check(files, json); });
 
-  const auto addSceneOptions = [](CLI::App* command, SceneOptions& options) {
+  const auto addRateOption = [](CLI::App* command, FrameRate& rate, const char* description) {
+    command->add_option_function<std::string>(
+        "--fps",
+        [&rate](const std::string& text) {
+          const auto known = FrameRate::fromText(text);
+          if (!known)
+            throw CLI::ValidationError("--fps",
+                                       "needs a rate such as 30, 29.97 or "
+                                       "30000:1001, from 0.001 to 1000");
+          rate = *known;
+        },
+        description);
+  };
+  const auto addSceneOptions = [&](CLI::App* command, SceneOptions& options) {
     options.cacheFolder = defaultCacheFolder();
     command->add_option("FILE", options.file, "A composition file")->required();
     command->add_option("-o,--output", options.output,
@@ -51,18 +64,9 @@ int run(int argc, char** argv) {
         ->allow_extra_args(false);
     command->add_option("--print", options.printed, "Show an output's value after each frame")
         ->allow_extra_args(false);
-    command->add_option_function<std::string>(
-        "--fps",
-        [&options](const std::string& text) {
-          const auto rate = FrameRate::fromText(text);
-          if (!rate)
-            throw CLI::ValidationError("--fps",
-                                       "needs a rate such as 30, 29.97 or "
-                                       "30000:1001, from 0.001 to 1000");
-          options.rate = *rate;
-        },
-        "Frames per second of the composition's time, such as 30, 29.97 or 30000:1001 (default "
-        "30)");
+    addRateOption(command, options.rate,
+                  "Frames per second of the composition's time, such as 30, 29.97 or 30000:1001 "
+                  "(default 30)");
     command->add_option("--start", options.start, "The time of the first frame, in seconds")
         ->check(secondsFrom(-1e9, 1e9));
     command
@@ -111,6 +115,10 @@ int run(int argc, char** argv) {
   viewApp->add_option("--osc", viewOptions.osc,
                       "A UDP port of this machine for Open Sound Control messages to "
                       "/brannow/NAME; ADDRESS:PORT to be reached from others");
+  viewApp->add_option("--record", viewOptions.record,
+                      "Record the picture from the start, as YUV4MPEG2 video, into a new file or "
+                      "a named pipe");
+  addRateOption(viewApp, viewOptions.recordRate, "Frames per second of recordings (default 60)");
   viewApp->add_option("--start", viewOptions.start, "The time of the first frame, in seconds")
       ->check(secondsFrom(-1e9, 1e9));
   viewApp->add_flag("--paused", viewOptions.isPaused, "Wait at that time");

@@ -1,6 +1,8 @@
 // What the window does with compositions, without the window, against the real runtime.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cmath>
 #include <cstring>
@@ -12,9 +14,11 @@
 #include "TestSupport.h"
 #include "host/Failure.h"
 #include "host/Picture.h"
+#include "host/Y4mHeader.h"
 #include "host/view/FilterInput.h"
 #include "host/view/FrameMaker.h"
 #include "host/view/InputValues.h"
+#include "host/view/Recording.h"
 #include "host/view/ScenePlayer.h"
 #include "platform/system/Alert.h"
 #include "platform/system/FileSystem.h"
@@ -262,6 +266,47 @@ TEST_F(View, WhatIsSetIsInTheNextFrameWhicheverJobTakesItsPlace) {
   finish();
   EXPECT_EQ(frames.back().made.frame.answer, VuoFrame::Answer::Fresh);
   EXPECT_EQ(redOf(frames.back().made.frame.buffer), 153);
+}
+
+/// A pipe that nobody reads for a while is a slow disk.
+TEST_F(View, ARecordingKeepsItsTimeAndTellsWhatItLost) {
+  const std::string pipe = folder.path + "/pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const platform::FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
+  constexpr int kFrames = 100, kSide = 64;
+  const auto grey = [](int level) {
+    const auto byte = static_cast<std::uint8_t>(level);
+    return _globalZQBufferPool->allocBufferWithPixels(
+        {kSide, kSide, std::vector<std::uint8_t>(4 * kSide * kSide, byte)});
+  };
+  auto now = Recording::Clock::now();
+  Recording recording(*_globalZQBufferPool, Y4mFile(pipe), {50, 1}, grey(0), now);
+  now -= 5ms;  // each picture comes a little ahead of its frame
+  for (int i = 1; i < kFrames; ++i) recording.show(grey(i), now += 20ms);
+  recording.stop(now + 10ms);
+  EXPECT_THROW(Y4mFile(folder.path + "/s.frag"), Failure) << "it is there already";
+
+  std::string video, header = y4mHeaderLine(kSide, kSide, {50, 1});
+  serveUntil([&] {
+    char bytes[65536];
+    const ssize_t count = ::read(reader.get(), bytes, sizeof bytes);
+    if (count > 0) video.append(bytes, static_cast<std::size_t>(count));
+    return recording.isDone() && count <= 0;
+  });
+  EXPECT_EQ(recording.problem(), "");
+  EXPECT_EQ(recording.seconds(), 2);
+  constexpr std::size_t kFrame = 6 + 3 * kSide * kSide;
+  ASSERT_EQ(video.size(), header.size() + kFrames * kFrame);
+  int lost = 0, level = -1;
+  for (int i = 0; i < kFrames; ++i) {
+    const auto luma = static_cast<std::uint8_t>(video[header.size() + i * kFrame + 6]);
+    EXPECT_GE(luma, level);
+    level = luma;
+    if (std::abs(luma - (16 + i * 219 / 255.)) > 0.6) ++lost;
+  }
+  EXPECT_GT(lost, kFrames / 2);
+  EXPECT_GE(recording.lost(), lost);
+  EXPECT_LE(recording.lost(), kFrames - 6);
 }
 
 TEST_F(View, AFilterTakesPicturesSequencesAndGenerators) {

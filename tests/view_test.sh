@@ -110,6 +110,21 @@ within 30 reloads || fail 'loads again after lost contact'
 shows first.png 'shows pictures again'
 closes
 
+view tiles.vuo --size 320x180 --fps 25 --record show.y4m
+shows first.png 'shows what it records'
+resize 200 150
+xdotool key v
+within 30 grep -q '^recorded show.y4m: [0-9]* frames$' seen || fail 'ends a recording'
+xdotool key v
+saves first.png # a later key than v
+closes
+grep -q '^recorded tiles-0001.y4m: [1-9]' seen || fail 'finishes a recording at the end'
+"$brannow" render tiles.vuo --size 320x180 --frames 2 --fps 25 -o - >still.y4m 2>err
+cmp -n "$(stat -c %s still.y4m)" still.y4m show.y4m || fail 'records what render writes'
+recorded="320,180,25/1,$(sed -n 's/^recorded show.y4m: \(.*\) frames/\1/p' seen)"
+[ "$(ffprobe -v error -count_frames -show_entries stream=width,height,r_frame_rate,nb_read_frames \
+  -of csv=p=0 show.y4m)" = "$recorded" ] || fail "records $recorded"
+
 cat >same.vuo <<'VUO'
 digraph Same {
 PublishedInputs [type="vuo.in" label="In|<image>image\l|<time>time\l" _image_type="VuoImage" _time_type="VuoReal"];

@@ -145,12 +145,13 @@ void Panel::draw(float scale) {
     drawMode();
     drawFrames();
     drawButtons();
+    drawRecording();
     drawNews(_state.news);
     drawFilterInput();
     drawInputs();
     drawOutputs();
     title("Space pause   , . step   S save   P preset");
-    ImGui::TextDisabled("F full   R reload   Tab hide");
+    ImGui::TextDisabled("V record   F full   R reload   Tab hide");
   }
   ImGui::End();
 }
@@ -212,6 +213,26 @@ void Panel::drawButtons() {
     default:
       return;
   }
+}
+
+void Panel::drawRecording() {
+  const Recording* recording = _state.recording;
+  const bool isStopped = recording && recording->isStopped();
+  ImGui::BeginDisabled(isStopped);
+  if (ImGui::Button(recording ? "Stop recording" : "Record", {-FLT_MIN, 0}))
+    _actions.toggleRecording();
+  ImGui::EndDisabled();
+  if (!recording) return;
+  const auto seconds = static_cast<long>(recording->seconds());
+  char text[80];
+  std::snprintf(text, sizeof text, "%s %ld:%02ld", isStopped ? "Writing" : "Recording",
+                seconds / 60, seconds % 60);
+  ImGui::TextColored(kBad, "%s", text);
+  if (recording->lost() > 0) {
+    ImGui::SameLine();
+    ImGui::TextColored(kBusy, "%lld frames lost", static_cast<long long>(recording->lost()));
+  }
+  clipped(recording->path(), ImGui::GetContentRegionAvail().x);
 }
 
 void Panel::drawFilterInput() {

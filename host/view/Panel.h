@@ -7,6 +7,7 @@
 #include "host/view/FilterInput.h"
 #include "host/view/FrameHistory.h"
 #include "host/view/InputValues.h"
+#include "host/view/Recording.h"
 #include "host/view/ScenePlayer.h"
 #include "host/view/ShowClock.h"
 
@@ -21,6 +22,7 @@ class ViewActions {
   virtual void savePreset() = 0;
   virtual void usePreset(const std::string& file) = 0;
   virtual void savePicture() = 0;
+  virtual void toggleRecording() = 0;
   virtual void toggleFullScreen() = 0;
   virtual void chooseInput(const std::string& name) = 0;
   virtual void setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) = 0;
@@ -36,6 +38,7 @@ struct ViewState {
   FrameHistory& history;
   PictureStream::OutputTexts outputs;
   ShowClock clock;
+  const Recording* recording = nullptr;  ///< null while there is none
   std::string news{};  ///< what the user has just been told, or why there is no new picture
 };
 
@@ -51,6 +54,7 @@ class Panel {
   void drawMode();
   void drawFrames();
   void drawButtons();
+  void drawRecording();
   void drawFilterInput();
   void drawInputs();
   void drawPresets();

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "host/FrameRate.h"
+
 struct ViewOptions {
   std::string file;
   /// A PNG file, a folder of them, a numbered pattern, or a composition that is a generator.
@@ -10,7 +12,9 @@ struct ViewOptions {
   std::optional<std::string> size;    ///< "WxH"
   std::optional<std::string> preset;  ///< a file
   std::optional<std::string> osc;     ///< "PORT" or "ADDRESS:PORT"
-  double start = 0;                   ///< the time of the first frame, in seconds
+  std::optional<std::string> record;  ///< a file or a named pipe
+  FrameRate recordRate{60, 1};
+  double start = 0;  ///< the time of the first frame, in seconds
   bool isPaused = false;
   bool isFullScreen = false;
   int display = 0;  ///< from 1; 0 leaves it to the desktop

@@ -56,6 +56,7 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
       _state{_player, _input, _values, _history, {}, ShowClock(options.start, options.isPaused)},
       _panel(_state, *this, _chooser),
       _size(window.pixels()),
+      _recordingRate(options.recordRate),
       _saver(session.pool()) {
   _player.setFirstRequest([this] { return firstRequest(); });
   _player.setWhenStarted([this](const ZQBufferRef& firstPicture) { started(firstPicture); });
@@ -64,6 +65,7 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
     _osc.emplace(*options.osc);
     std::cout << "listening to OSC on " << _osc->where() << std::endl;
   }
+  if (options.record) _recordingAtStart.emplace(*options.record);
   if (options.input) _input.choose(*options.input);
   if (options.preset)
     _presetAtStart = readPreset(*options.preset, *ZQVuoComposition::initWithPath(options.file));
@@ -83,10 +85,16 @@ void Viewer::run() {
     takeOsc();
     followSize();
     showFrames();
+    record();
     askForFrame();
     if (!_window.isHidden()) draw();
   }
   _window.hide();  // what runs may take its time to end
+  if (_recording) {
+    _recording->stop(Clock::now());
+    _recording->finish();
+    tellWhatWasRecorded();
+  }
   tellWhatWasSaved(_saver.finish());
 }
 
@@ -144,6 +152,8 @@ void Viewer::press(SDL_Keycode key) {
       return savePicture();
     case SDLK_p:
       return savePreset();
+    case SDLK_v:
+      return toggleRecording();
     case SDLK_f:
       return toggleFullScreen();
     case SDLK_r:
@@ -221,6 +231,48 @@ void Viewer::tellWhatWasSaved(const std::vector<PictureSaver::Result>& results) 
 void Viewer::saved(const std::string& file) {
   notice("Saved " + file);
   std::cout << "saved " << file << std::endl;
+}
+
+void Viewer::toggleRecording() {
+  if (!_recording && !_picture) return notice("There is no picture yet");
+  try {
+    if (!_recording) return record(Y4mFile(freeName(_startedFile, ".y4m")));
+  } catch (const Failure& failure) {
+    return notice(failure.message);
+  }
+  _recording->stop(Clock::now());
+}
+
+void Viewer::record(Y4mFile file) {
+  _recording.emplace(_session.pool(), std::move(file), _recordingRate, _picture, Clock::now());
+  _state.recording = &*_recording;
+}
+
+void Viewer::record() {
+  if (_recordingAtStart && _picture) {
+    record(std::move(*_recordingAtStart));
+    _recordingAtStart.reset();
+  }
+  if (!_recording) return;
+  _recording->show(_picture, Clock::now());
+  if (!_recording->isDone()) return;
+  tellWhatWasRecorded();
+  _state.recording = nullptr;
+  _recording.reset();
+}
+
+void Viewer::tellWhatWasRecorded() {
+  std::string what =
+      _recording->path() + ": " + std::to_string(_recording->writtenFrames()) + " frames";
+  if (const auto lost = _recording->lost(); lost > 0)
+    what += ", " + std::to_string(lost) + " of them lost";
+  std::string loss;
+  if (_recording->hadAlpha())
+    loss = "The picture was transparent in places, which a video can't hold: its colors are kept";
+  if (!_recording->problem().empty()) loss = _recording->problem();
+  std::cout << "recorded " << what << std::endl;
+  if (!loss.empty()) std::cerr << "brannow: " << loss << std::endl;
+  notice("Recorded " + what + (loss.empty() ? "" : "\n" + loss));
 }
 
 /// Pictures by their whole paths, so that the preset may go elsewhere.

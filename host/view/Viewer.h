@@ -15,6 +15,7 @@
 #include "host/view/OscInput.h"
 #include "host/view/Panel.h"
 #include "host/view/PictureSaver.h"
+#include "host/view/Recording.h"
 #include "host/view/ScenePlayer.h"
 #include "host/view/ViewCommand.h"
 #include "host/view/ViewWindow.h"
@@ -41,6 +42,7 @@ class Viewer : private ViewActions {
   void savePreset() override;
   void usePreset(const std::string& file) override;
   void savePicture() override;
+  void toggleRecording() override;
   void toggleFullScreen() override { _window.toggleFullScreen(); }
   void chooseInput(const std::string& name) override;
   void setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& value) override;
@@ -65,6 +67,9 @@ class Viewer : private ViewActions {
   bool isStill() const { return _state.clock.isPaused() && !_isOutdated && !_maker.isBusy(); }
   void draw();
   void drawPicture();
+  void record(Y4mFile file);
+  void record();
+  void tellWhatWasRecorded();
   void tellWhatWasSaved(const std::vector<PictureSaver::Result>& results);
   void saved(const std::string& file);
   void notice(const std::string& text);
@@ -92,6 +97,9 @@ class Viewer : private ViewActions {
   Clock::time_point _noticeEnds;
   Clock::time_point _nextTick;
   Clock::time_point _nextOutputs;
+  const FrameRate _recordingRate;
+  std::optional<Y4mFile> _recordingAtStart;  // as soon as there is a picture
+  std::optional<Recording> _recording;       // until all of it is written
   PictureSaver _saver;
   FrameMaker _maker;  // ends first: it works on what stands above
 };
