@@ -10,11 +10,12 @@
 
 /// What follows the name of an option. A flag has nothing.
 inline const std::map<std::string, std::string> argumentsOfOptions{
-    {"--cache", "DIR"},        {"--format", "y4m or rgba"},  {"--fps", "RATE"},
-    {"--frames", "N"},         {"--image", "NAME=FILE.png"}, {"--input", "IN"},
-    {"--output", "OUT"},       {"--print", "NAME"},          {"--record", "FILE"},
-    {"--set", "NAME=VALUE"},   {"--size", "WIDTHxHEIGHT"},   {"--start", "SECONDS"},
-    {"--template", "FILE.so"}, {"--timeout", "SECONDS"},
+    {"--cache", "DIR"},        {"--display", "N"},        {"--format", "y4m or rgba"},
+    {"--fps", "RATE"},         {"--frames", "N"},         {"--image", "NAME=FILE.png"},
+    {"--input", "IN"},         {"--osc", "PORT"},         {"--output", "OUT"},
+    {"--output-display", "N"}, {"--preset", "FILE"},      {"--print", "NAME"},
+    {"--record", "FILE"},      {"--set", "NAME=VALUE"},   {"--size", "WIDTHxHEIGHT"},
+    {"--start", "SECONDS"},    {"--template", "FILE.so"}, {"--timeout", "SECONDS"},
 };
 
 /// Shows that text and nothing that the parser makes up.

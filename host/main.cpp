@@ -109,6 +109,11 @@ int run(int argc, char** argv) {
   viewApp->add_option("--size", viewOptions.size, "The window's size, as WIDTHxHEIGHT");
   viewApp->add_option("--display", viewOptions.display, "The display of the window, from 1")
       ->check(CLI::Range(1, 64));
+  viewApp
+      ->add_option("--output-display", viewOptions.outputDisplay,
+                   "Fill this display with the picture alone, from 1; the window with the controls "
+                   "opens on another")
+      ->check(CLI::Range(1, 64));
   viewApp->add_flag("--fullscreen", viewOptions.isFullScreen, "Fill the display from the start");
   viewApp->add_option("--preset", viewOptions.preset,
                       "A file of inputs' values, as describe --json prints them");

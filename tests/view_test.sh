@@ -33,7 +33,8 @@ view() {
   window=$!
   within 30 focus || fail "opens a window: $*"
 }
-window_id() { xdotool search --onlyvisible --class brannow | head -1; }
+windows() { xdotool search --onlyvisible --class brannow | sort -n; }
+window_id() { windows | head -1; }
 focus() { xdotool windowfocus "$(window_id)"; }
 resize() { within 30 eval 'xdotool windowsize "$(window_id)" '"$1 $2" || fail 'resizes the window'; }
 player() { pgrep -P "$window" vuo-player; }
@@ -116,7 +117,8 @@ resize 200 150
 xdotool key v
 within 30 grep -q '^recorded show.y4m: [0-9]* frames$' seen || fail 'ends a recording'
 xdotool key v
-saves first.png # a later key than v
+"$brannow" render tiles.vuo --size 200x150 -o small.png >out 2>err
+shows small.png 'goes on beside it'
 closes
 grep -q '^recorded tiles-0001.y4m: [1-9]' seen || fail 'finishes a recording at the end'
 "$brannow" render tiles.vuo --size 320x180 --frames 2 --fps 25 -o - >still.y4m 2>err
@@ -176,4 +178,53 @@ within 30 grep -q 'saved plasma-0001.json' seen || fail 'saves a preset'
 closes
 render_at plasma-0001.json 2.5 again.png
 cmp -s at.png again.png || fail 'the saved preset is that of the picture'
+
+# Two displays of one screen, which Xvfb has not.
+cat >displays.conf <<'CONF'
+Section "ServerFlags"
+Option "AutoAddDevices" "false"
+EndSection
+Section "Device"
+Identifier "card"
+Driver "dummy"
+Option "Monitor-DUMMY0" "first"
+Option "Monitor-DUMMY1" "second"
+EndSection
+Section "Monitor"
+Identifier "first"
+Option "PreferredMode" "800x600"
+EndSection
+Section "Monitor"
+Identifier "second"
+Option "Enable" "true"
+Option "PreferredMode" "640x480"
+Option "RightOf" "first"
+EndSection
+Section "Screen"
+Identifier "screen"
+Device "card"
+DefaultDepth 24
+EndSection
+CONF
+Xorg -displayfd 3 -noreset -config "$work/displays.conf" -logfile "$work/xorg.log" -nolisten tcp \
+  -novtswitch -sharevts 3>displays 2>xorg.err &
+within 30 test -s displays || { cat xorg.err && exit 1; }
+DISPLAY=:$(cat displays)
+"$brannow" render tiles.vuo --size 640x480 -o wide.png >out 2>err
+view tiles.vuo --size 320x180 --output-display 2
+shows wide.png 'draws at the size of the other display'
+pixels_of() { ffmpeg -v error "$@" -frames:v 1 -pix_fmt rgb24 -f md5 -; }
+fills() {
+  [ "$(pixels_of -f x11grab -video_size 640x480 -i "$DISPLAY+800,0")" = "$(pixels_of -i wide.png)" ]
+}
+within 30 fills || fail 'fills the other display with the picture alone'
+xdotool windowfocus "$(windows | tail -1)" key Escape
+within 30 focus
+shows first.png 'draws at its own size again'
+if fills; then fail 'closes the output'; fi
+xdotool key o
+within 30 fills || fail 'opens the output again'
+closes
+if "$brannow" view tiles.vuo --output-display 3 2>err; then fail 'needs a display'; fi
+grep -q 'there is no display 3' err || fail 'says which display is not there'
 exit "$failures"

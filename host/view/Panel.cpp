@@ -145,13 +145,13 @@ void Panel::draw(float scale) {
     drawMode();
     drawFrames();
     drawButtons();
-    drawRecording();
+    drawForOthers();
     drawNews(_state.news);
     drawFilterInput();
     drawInputs();
     drawOutputs();
     title("Space pause   , . step   S save   P preset");
-    ImGui::TextDisabled("V record   F full   R reload   Tab hide");
+    ImGui::TextDisabled("V record   O output   F full   R reload   Tab hide");
   }
   ImGui::End();
 }
@@ -215,17 +215,23 @@ void Panel::drawButtons() {
   }
 }
 
-void Panel::drawRecording() {
+void Panel::drawForOthers() {
   const Recording* recording = _state.recording;
-  const bool isStopped = recording && recording->isStopped();
-  ImGui::BeginDisabled(isStopped);
-  if (ImGui::Button(recording ? "Stop recording" : "Record", {-FLT_MIN, 0}))
-    _actions.toggleRecording();
-  ImGui::EndDisabled();
+  switch (buttonRow({recording ? "Stop recording" : "Record",
+                     _state.hasOutput ? "Close output" : "Second screen"})) {
+    case 0:
+      _actions.toggleRecording();
+      break;
+    case 1:
+      _actions.toggleOutput();
+      break;
+    default:
+      break;
+  }
   if (!recording) return;
   const auto seconds = static_cast<long>(recording->seconds());
   char text[80];
-  std::snprintf(text, sizeof text, "%s %ld:%02ld", isStopped ? "Writing" : "Recording",
+  std::snprintf(text, sizeof text, "%s %ld:%02ld", recording->isStopped() ? "Writing" : "Recording",
                 seconds / 60, seconds % 60);
   ImGui::TextColored(kBad, "%s", text);
   if (recording->lost() > 0) {

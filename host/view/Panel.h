@@ -22,6 +22,7 @@ class ViewActions {
   virtual void savePreset() = 0;
   virtual void usePreset(const std::string& file) = 0;
   virtual void savePicture() = 0;
+  virtual void toggleOutput() = 0;
   virtual void toggleRecording() = 0;
   virtual void toggleFullScreen() = 0;
   virtual void chooseInput(const std::string& name) = 0;
@@ -38,6 +39,7 @@ struct ViewState {
   FrameHistory& history;
   PictureStream::OutputTexts outputs;
   ShowClock clock;
+  bool hasOutput = false;                ///< the picture fills another display
   const Recording* recording = nullptr;  ///< null while there is none
   std::string news{};  ///< what the user has just been told, or why there is no new picture
 };
@@ -54,7 +56,7 @@ class Panel {
   void drawMode();
   void drawFrames();
   void drawButtons();
-  void drawRecording();
+  void drawForOthers();
   void drawFilterInput();
   void drawInputs();
   void drawPresets();

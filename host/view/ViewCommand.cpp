@@ -10,11 +10,19 @@
 
 namespace {
 
+/// Not where they would be covered.
+int displayOfControls(const ViewOptions& options) {
+  if (options.display > 0 || options.outputDisplay == 0) return options.display;
+  return options.outputDisplay == 1 ? 2 : 1;
+}
+
 /// The window goes last: its context is the root of everything that the session shares.
 void viewInWindow(const ViewOptions& options) {
   if (const auto problem = whyNotShown(options.file)) throw Failure{*problem};
   const auto size = options.size ? std::optional(sizeFromText(*options.size)) : std::nullopt;
-  ViewWindow window("brannow", size, options.display);
+  if (options.display > 0 && options.display == options.outputDisplay)
+    throw Failure{"--output-display needs another display than --display"};
+  ViewWindow window("brannow", size, displayOfControls(options));
   if (options.isFullScreen) window.toggleFullScreen();
   const auto session = HostSession::begin(options.cacheFolder, brannow::GLContext::wrapCurrent());
   if (!session) throw Failure{"the window's OpenGL can't be shared"};

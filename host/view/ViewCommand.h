@@ -17,7 +17,8 @@ struct ViewOptions {
   double start = 0;  ///< the time of the first frame, in seconds
   bool isPaused = false;
   bool isFullScreen = false;
-  int display = 0;  ///< from 1; 0 leaves it to the desktop
+  int display = 0;        ///< from 1; 0 leaves it to the desktop
+  int outputDisplay = 0;  ///< of the picture alone, from 1; 0 is none
   bool inProcess = false;
   std::string cacheFolder;
 };

@@ -49,15 +49,6 @@ SDL_Point comfortableSize(int display) {
   return {static_cast<int>(width), static_cast<int>(width * 9 / 16)};
 }
 
-/// From 0.
-int indexOf(int display) {
-  const int count = SDL_GetNumVideoDisplays();
-  if (display > count)
-    throw Failure{"there is no display " + std::to_string(display) + ", the last one is " +
-                  std::to_string(count)};
-  return std::max(0, display - 1);
-}
-
 SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> size, int display) {
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 3);
   SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 3);
@@ -65,9 +56,9 @@ SDL_Window* openWindow(const std::string& title, std::optional<ZQSize> size, int
   SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, 0);
   const SDL_Point content =
       size ? SDL_Point{static_cast<int>(size->width), static_cast<int>(size->height)}
-           : comfortableSize(indexOf(display));
-  const int place = static_cast<int>(display > 0 ? SDL_WINDOWPOS_CENTERED_DISPLAY(indexOf(display))
-                                                 : SDL_WINDOWPOS_CENTERED);
+           : comfortableSize(displayIndex(display));
+  const int place = static_cast<int>(
+      display > 0 ? SDL_WINDOWPOS_CENTERED_DISPLAY(displayIndex(display)) : SDL_WINDOWPOS_CENTERED);
   SDL_Window* window =
       SDL_CreateWindow(title.c_str(), place, place, content.x, content.y,
                        SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
@@ -101,7 +92,61 @@ int millisecondsUntil(ViewWindow::Clock::time_point then) {
   return static_cast<int>(std::max<std::int64_t>(0, left.count()));
 }
 
+/// Of the window that it went to; 0 for what goes to none.
+Uint32 windowOf(const SDL_Event& event) {
+  switch (event.type) {
+    case SDL_WINDOWEVENT:
+      return event.window.windowID;
+    case SDL_KEYDOWN:
+    case SDL_KEYUP:
+      return event.key.windowID;
+    case SDL_TEXTEDITING:
+    case SDL_TEXTINPUT:
+      return event.text.windowID;
+    case SDL_MOUSEMOTION:
+      return event.motion.windowID;
+    case SDL_MOUSEBUTTONDOWN:
+    case SDL_MOUSEBUTTONUP:
+      return event.button.windowID;
+    case SDL_MOUSEWHEEL:
+      return event.wheel.windowID;
+    default:
+      return 0;
+  }
+}
+
+/// Keys do there what they do in the panel's window; Escape closes what fills a display.
+void handleElsewhere(const SDL_Event& event, WindowEvents& events) {
+  const bool isKey = event.type == SDL_KEYDOWN && event.key.repeat == 0;
+  const bool isEscape = isKey && event.key.keysym.sym == SDLK_ESCAPE;
+  if (isKey && !isEscape) events.keys.push_back(event.key.keysym.sym);
+  if (isEscape || (event.type == SDL_WINDOWEVENT && event.window.event == SDL_WINDOWEVENT_CLOSE))
+    events.closesOutput = true;
+}
+
 }  // namespace
+
+int displayIndex(int display) {
+  const int count = SDL_GetNumVideoDisplays();
+  if (display > count)
+    throw Failure{"there is no display " + std::to_string(display) + ", the last one is " +
+                  std::to_string(count)};
+  return std::max(0, display - 1);
+}
+
+ZQSize pixelsOf(SDL_Window* window) {
+  int width = 0;
+  int height = 0;
+  SDL_GL_GetDrawableSize(window, &width, &height);
+  return {static_cast<double>(width), static_cast<double>(height)};
+}
+
+std::chrono::nanoseconds displayPeriodOf(SDL_Window* window) {
+  SDL_DisplayMode mode{};
+  const int display = SDL_GetWindowDisplayIndex(window);
+  const bool known = SDL_GetCurrentDisplayMode(display, &mode) == 0 && mode.refresh_rate > 0;
+  return std::chrono::nanoseconds(1'000'000'000 / (known ? mode.refresh_rate : 60));
+}
 
 ViewWindow::ViewWindow(const std::string& title, std::optional<ZQSize> size, int display)
     : _sdl(startSdl(), [](void*) { SDL_Quit(); }),
@@ -141,7 +186,13 @@ bool ViewWindow::pollEvents(WindowEvents& events) {
   return true;
 }
 
+bool ViewWindow::isForAnother(const SDL_Event& event) const {
+  const Uint32 window = windowOf(event);
+  return window != 0 && window != SDL_GetWindowID(_window.get());
+}
+
 void ViewWindow::handle(const SDL_Event& event, WindowEvents& events) {
+  if (isForAnother(event)) return handleElsewhere(event, events);
   ImGui_ImplSDL2_ProcessEvent(&event);
   switch (event.type) {
     case SDL_QUIT:
@@ -162,6 +213,8 @@ void ViewWindow::handle(const SDL_Event& event, WindowEvents& events) {
           event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
         followScale();
       }
+      // The program is asked to quit only when its last window is closed.
+      if (event.window.event == SDL_WINDOWEVENT_CLOSE) _closeRequested = true;
       break;
     default:
       break;
@@ -240,16 +293,10 @@ bool ViewWindow::isHidden() const {
   return (SDL_GetWindowFlags(_window.get()) & (SDL_WINDOW_MINIMIZED | SDL_WINDOW_HIDDEN)) != 0;
 }
 
-ZQSize ViewWindow::pixels() const {
-  int width = 0;
-  int height = 0;
-  SDL_GL_GetDrawableSize(_window.get(), &width, &height);
-  return {static_cast<double>(width), static_cast<double>(height)};
-}
-
-std::chrono::nanoseconds ViewWindow::displayPeriod() const {
-  SDL_DisplayMode mode{};
-  const int display = SDL_GetWindowDisplayIndex(_window.get());
-  const bool known = SDL_GetCurrentDisplayMode(display, &mode) == 0 && mode.refresh_rate > 0;
-  return std::chrono::nanoseconds(1'000'000'000 / (known ? mode.refresh_rate : 60));
+std::optional<int> ViewWindow::otherDisplay() const {
+  const int own = SDL_GetWindowDisplayIndex(_window.get());
+  for (int index = 0; index < SDL_GetNumVideoDisplays(); ++index) {
+    if (index != own) return index + 1;
+  }
+  return std::nullopt;
 }

@@ -16,7 +16,14 @@
 struct WindowEvents {
   std::vector<SDL_Keycode> keys;     ///< pressed while no text was being typed
   std::vector<std::string> dropped;  ///< files and folders
+  bool closesOutput = false;         ///< the window of the picture alone is to go
 };
+
+/// From 0, of a display that counts from 1. Throws Failure when there is none.
+int displayIndex(int display);
+ZQSize pixelsOf(SDL_Window* window);
+/// How often the window's display shows a new picture.
+std::chrono::nanoseconds displayPeriodOf(SDL_Window* window);
 
 /// Belongs to the thread that makes it, where its context is current for as long as it exists.
 class ViewWindow {
@@ -42,15 +49,24 @@ class ViewWindow {
   void beginFrame();
   void endFrame();
 
+  /// The context draws into this window again.
+  void makeCurrent() { makeCurrentFor(_window.get()); }
+  /// The context draws into another window. False where it can't.
+  bool makeCurrentFor(SDL_Window* window) {
+    return SDL_GL_MakeCurrent(window, _context.get()) == 0;
+  }
+
+  /// The first display, from 1, that this window is not on; none where it is alone.
+  std::optional<int> otherDisplay() const;
+
   void hide() { SDL_HideWindow(_window.get()); }
   void toggleFullScreen();
   bool isFullScreen() const;
   /// Nobody can see the window.
   bool isHidden() const;
   /// The content's size in pixels.
-  ZQSize pixels() const;
-  /// How often the display shows a new picture.
-  std::chrono::nanoseconds displayPeriod() const;
+  ZQSize pixels() const { return pixelsOf(_window.get()); }
+  std::chrono::nanoseconds displayPeriod() const { return displayPeriodOf(_window.get()); }
   /// What lengths in the layout are multiplied with on this display.
   float scale() const { return _scale; }
 
@@ -60,6 +76,7 @@ class ViewWindow {
 
   bool pollEvents(WindowEvents& events);
   void handle(const SDL_Event& event, WindowEvents& events);
+  bool isForAnother(const SDL_Event& event) const;
   void followScale();
   void makeFont(float pixelsPerUnit);
 

@@ -1,12 +1,12 @@
 #include "host/view/Viewer.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iostream>
 #include <utility>
 
 #include "host/Failure.h"
 #include "host/view/FreeName.h"
+#include "host/view/PictureDrawing.h"
 #include "platform/system/FileSystem.h"
 
 namespace {
@@ -16,29 +16,6 @@ constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
 constexpr double kStepsPerSecond = 30;
-constexpr std::uint32_t kTexture2D = 0x0DE1;
-
-/// The place of a picture of this size in the middle of the room, as large as fits.
-ImVec4 placeFor(ZQSize picture, ImVec2 room) {
-  const auto width = static_cast<float>(picture.width);
-  const auto height = static_cast<float>(picture.height);
-  const float zoom = std::min(room.x / width, room.y / height);
-  const ImVec2 size{width * zoom, height * zoom};
-  const ImVec2 corner{std::floor((room.x - size.x) / 2), std::floor((room.y - size.y) / 2)};
-  return {corner.x, corner.y, corner.x + size.x, corner.y + size.y};
-}
-
-/// What shows through where a picture is transparent.
-void drawChecks(ImDrawList& draw, const ImVec4& place, float cell) {
-  draw.AddRectFilled({place.x, place.y}, {place.z, place.w}, IM_COL32(38, 38, 42, 255));
-  draw.PushClipRect({place.x, place.y}, {place.z, place.w}, true);
-  int row = 0;
-  for (float y = place.y; y < place.w; y += cell, ++row) {
-    for (float x = place.x + (row % 2 ? cell : 0); x < place.z; x += 2 * cell)
-      draw.AddRectFilled({x, y}, {x + cell, y + cell}, IM_COL32(50, 50, 55, 255));
-  }
-  draw.PopClipRect();
-}
 
 }  // namespace
 
@@ -69,6 +46,8 @@ Viewer::Viewer(const ViewOptions& options, ViewWindow& window, HostSession& sess
   if (options.input) _input.choose(*options.input);
   if (options.preset)
     _presetAtStart = readPreset(*options.preset, *ZQVuoComposition::initWithPath(options.file));
+  if (options.outputDisplay > 0) openOutput(options.outputDisplay);
+  followSize();
   open(options.file);
 }
 
@@ -88,7 +67,9 @@ void Viewer::run() {
     record();
     askForFrame();
     if (!_window.isHidden()) draw();
+    if (_output) _output->draw(_picture);
   }
+  closeOutput();
   _window.hide();  // what runs may take its time to end
   if (_recording) {
     _recording->stop(Clock::now());
@@ -109,13 +90,13 @@ void Viewer::serve() {
 /// A little faster than the display, which sets the pace itself where it can. While nothing moves
 /// only what the user does brings a new frame soon.
 void Viewer::waitForNextTick() {
-  const auto period = _window.displayPeriod() * 19 / 20;
+  const auto period = (_output ? _output->displayPeriod() : _window.displayPeriod()) * 19 / 20;
   _nextTick = std::max(_nextTick + period, Clock::now());
   const auto isLoading = [](const ScenePlayer* player) {
     return player && player->state() == ScenePlayer::State::Loading;
   };
   if (isLoading(&_player) || isLoading(_input.generator())) return serveUntilNextTick();
-  const bool isIdle = isStill() || !_player.pictures() || _window.isHidden();
+  const bool isIdle = isStill() || !_player.pictures() || (_window.isHidden() && !_output);
   handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
 }
 
@@ -138,6 +119,7 @@ void Viewer::handle(const WindowEvents& events) {
     for (const SDL_Keycode key : events.keys) press(key);
   }
   for (const auto& path : events.dropped) drop(path);
+  if (events.closesOutput) closeOutput();
 }
 
 void Viewer::press(SDL_Keycode key) {
@@ -156,6 +138,8 @@ void Viewer::press(SDL_Keycode key) {
       return toggleRecording();
     case SDLK_f:
       return toggleFullScreen();
+    case SDLK_o:
+      return toggleOutput();
     case SDLK_r:
       return reload();
     case SDLK_TAB:
@@ -231,6 +215,27 @@ void Viewer::tellWhatWasSaved(const std::vector<PictureSaver::Result>& results) 
 void Viewer::saved(const std::string& file) {
   notice("Saved " + file);
   std::cout << "saved " << file << std::endl;
+}
+
+void Viewer::toggleOutput() {
+  if (_output) return closeOutput();
+  const auto display = _window.otherDisplay();
+  if (!display) return notice("There is no second display");
+  try {
+    openOutput(*display);
+  } catch (const Failure& failure) {
+    notice(failure.message);
+  }
+}
+
+void Viewer::openOutput(int display) {
+  _output.emplace(_window, display);
+  _state.hasOutput = true;
+}
+
+void Viewer::closeOutput() {
+  _output.reset();
+  _state.hasOutput = false;
 }
 
 void Viewer::toggleRecording() {
@@ -367,7 +372,7 @@ void Viewer::started(const ZQBufferRef& firstPicture) {
 }
 
 void Viewer::followSize() {
-  const ZQSize size = _window.pixels();
+  const ZQSize size = _output ? _output->pixels() : _window.pixels();
   if (size == _size || size.width < 1 || size.height < 1) return;
   _size = size;
   _input.setSize(size);
@@ -409,20 +414,14 @@ bool Viewer::isFilter() const {
 
 void Viewer::draw() {
   _window.beginFrame();
-  drawPicture();
+  if (_picture)
+    drawPicture(*ImGui::GetBackgroundDrawList(), *_picture, ImGui::GetMainViewport()->Size,
+                16 * _window.scale());
+  if (_output && _output->hasMouse()) ImGui::SetMouseCursor(ImGuiMouseCursor_None);
   _state.news = Clock::now() < _noticeEnds ? _notice : _problem;
   if (_showsPanel) _panel.draw(_window.scale());
   _chooser.draw(_window.scale());
   _window.endFrame();
-}
-
-void Viewer::drawPicture() {
-  if (!_picture || _picture->target() != kTexture2D) return;
-  const ImVec4 place = placeFor(_picture->size(), ImGui::GetMainViewport()->Size);
-  ImDrawList& draw = *ImGui::GetBackgroundDrawList();
-  drawChecks(draw, place, 16 * _window.scale());
-  draw.AddImage(reinterpret_cast<ImTextureID>(std::intptr_t{_picture->name()}), {place.x, place.y},
-                {place.z, place.w}, {0, 1}, {1, 0});
 }
 
 void Viewer::notice(const std::string& text) {

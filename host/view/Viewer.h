@@ -13,6 +13,7 @@
 #include "host/view/FrameMaker.h"
 #include "host/view/InputValues.h"
 #include "host/view/OscInput.h"
+#include "host/view/OutputWindow.h"
 #include "host/view/Panel.h"
 #include "host/view/PictureSaver.h"
 #include "host/view/Recording.h"
@@ -42,6 +43,7 @@ class Viewer : private ViewActions {
   void savePreset() override;
   void usePreset(const std::string& file) override;
   void savePicture() override;
+  void toggleOutput() override;
   void toggleRecording() override;
   void toggleFullScreen() override { _window.toggleFullScreen(); }
   void chooseInput(const std::string& name) override;
@@ -66,7 +68,8 @@ class Viewer : private ViewActions {
   bool isFilter() const;
   bool isStill() const { return _state.clock.isPaused() && !_isOutdated && !_maker.isBusy(); }
   void draw();
-  void drawPicture();
+  void openOutput(int display);
+  void closeOutput();
   void record(Y4mFile file);
   void record();
   void tellWhatWasRecorded();
@@ -75,6 +78,7 @@ class Viewer : private ViewActions {
   void notice(const std::string& text);
 
   ViewWindow& _window;
+  std::optional<OutputWindow> _output;  // whose size the picture has while it is there
   HostSession& _session;
   InputValues _values;
   FrameHistory _history;
