@@ -26,14 +26,7 @@ LogSilencer::~LogSilencer() {
 
 namespace {
 
-/// Whoever has started the command reads there what a composition does otherwise than it was meant.
-void showWarning(const std::string& line) {
-  constexpr std::string_view mark = "\t\twarning: ";
-  if (line.starts_with(mark))
-    std::cerr << terminalText("brannow: warning: " + line.substr(mark.size())) << "\n";
-  else
-    syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
-}
+constexpr std::size_t kMostWarnings = 100;
 
 }  // namespace
 
@@ -56,7 +49,8 @@ std::unique_ptr<HostSession> HostSession::begin(const std::string& cacheFolder,
     alerts->push_back(alert.informativeText);
     return std::size_t{0};
   });
-  brannow::setLogSink(showWarning);
+  brannow::setLogSink(
+      [taker = session.get()](const std::string& line) { taker->takeLogLine(line); });
   VuoCache::configGlobalCacheWithSavePath(cacheFolder);
   return session;
 }
@@ -68,6 +62,28 @@ HostSession::~HostSession() {
   brannow::setAlertPresenter({});
   brannow::setLogSink({});
   _globalZQBufferPool = nullptr;
+}
+
+/// Whoever has started the command reads on standard error what a composition does otherwise than
+/// it was meant.
+void HostSession::takeLogLine(const std::string& line) {
+  constexpr std::string_view mark = "\t\twarning: ";
+  if (!line.starts_with(mark)) {
+    syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
+    return;
+  }
+  const std::string warning = line.substr(mark.size());
+  std::cerr << terminalText("brannow: warning: " + warning) << "\n";
+  platform::LockGuard hold(_warningsLock);
+  _warnings.push_back(warning);
+  if (_warnings.size() > kMostWarnings) _warnings.pop_front();
+}
+
+std::vector<std::string> HostSession::popWarnings() {
+  platform::LockGuard hold(_warningsLock);
+  const std::vector<std::string> warnings(_warnings.begin(), _warnings.end());
+  _warnings.clear();
+  return warnings;
 }
 
 std::vector<std::string> HostSession::runMainQueue() {

@@ -1,6 +1,7 @@
 // What a program sets up once before it uses scenes, and puts away at its end.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "Brannow/GLContext.h"
 #include "Brannow/VuoGLScene.h"
 #include "Brannow/ZQBufferPool.h"
+#include "platform/system/Mutex.h"
 
 /// Nothing that the framework logs goes to the system log while it exists.
 class LogSilencer {
@@ -37,12 +39,18 @@ class HostSession {
   std::vector<std::string> runMainQueue();
   /// The same until the scene's load has come to its end, one way or the other.
   VuoSceneStatus awaitLoad(const VuoGLScene& scene);
+  /// The latest warnings since the last call. Forgets them.
+  std::vector<std::string> popWarnings();
 
  private:
   HostSession() = default;
+  void takeLogLine(const std::string& line);
+
   std::shared_ptr<brannow::GLContext> _context;
   std::unique_ptr<ZQBufferPool> _pool;
   std::vector<std::string> _alerts;
+  platform::Mutex _warningsLock;
+  std::deque<std::string> _warnings GUARDED_BY(_warningsLock);
 };
 
 /// The file's whole path: the cache knows a composition by nothing else.

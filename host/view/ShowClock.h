@@ -11,6 +11,8 @@ class ShowClock {
   }
 
   double now() const { return _isPaused ? _time : _time + sinceThen(); }
+  /// What it restarts at.
+  double start() const { return _start; }
   bool isPaused() const { return _isPaused; }
 
   void setPaused(bool isPaused) { set(now(), isPaused); }

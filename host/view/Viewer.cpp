@@ -82,6 +82,7 @@ void Viewer::run() {
 void Viewer::serve() {
   for (const auto& alert : _session.runMainQueue())
     std::cerr << "brannow: " << alert << std::endl;  // the panel shows it, too
+  warn(_session.popWarnings());
   _player.poll();
   _input.poll();
   tellWhatWasSaved(_saver.popResults());
@@ -348,7 +349,7 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
 VuoFrameRequest Viewer::firstRequest() const {
   const bool goesOn = _startedFile == _player.file();
   VuoFrameRequest request = goesOn ? _values.request() : VuoFrameRequest();
-  request.time = goesOn ? _state.clock.now() : 0;
+  request.time = goesOn ? _state.clock.now() : _state.clock.start();
   request.size = _size;
   request.image = _filtered;
   return request;
@@ -422,6 +423,13 @@ void Viewer::draw() {
   if (_showsPanel) _panel.draw(_window.scale());
   _chooser.draw(_window.scale());
   _window.endFrame();
+}
+
+void Viewer::warn(const std::vector<std::string>& warnings) {
+  if (warnings.empty()) return;
+  const std::size_t more = warnings.size() - 1;
+  notice(warnings.front() +
+         (more > 0 ? "\n… and " + std::to_string(more) + " more on standard error" : ""));
 }
 
 void Viewer::notice(const std::string& text) {

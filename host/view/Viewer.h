@@ -75,6 +75,7 @@ class Viewer : private ViewActions {
   void tellWhatWasRecorded();
   void tellWhatWasSaved(const std::vector<PictureSaver::Result>& results);
   void saved(const std::string& file);
+  void warn(const std::vector<std::string>& warnings);
   void notice(const std::string& text);
 
   ViewWindow& _window;
