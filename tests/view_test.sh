@@ -146,6 +146,23 @@ shows second.png 'filters pictures inside the process'
 resize 200 150
 shows second.png "keeps the pictures' own size"
 closes
+sed 's/image -> Same/second -> Same/; s/|<time>/|<second>second\\l&/; s/ _time/ _second_type="VuoImage"&/' \
+  same.vuo >two.vuo
+"$brannow" describe --json two.vuo | sed 's/"name":"second"/&,"file":"chosen.png"/' >two.json
+cp first.png chosen.png
+view two.vuo --size 320x180 --preset two.json --paused
+shows first.png 'shows a chosen picture'
+cp second.png chosen.png
+shows second.png 'reads a chosen picture again, in a pause'
+closes
+cp "$compositions"/lower_third.* .
+view lower_third.vuo --size 320x180 --paused
+for text in Ada Grace; do
+  echo "$text" >lower_third.txt
+  "$brannow" render lower_third.vuo --size 320x180 -o "$text.png" >out 2>err
+  shows "$text.png" "reads the text $text, in a pause"
+done
+closes
 view tiles.vuo --size 200x100
 resize 320 180
 shows first.png 'renders at the size of the window'

@@ -41,8 +41,18 @@ void InputValues::set(const ZQVuoCompositionPort& port, ZQVuoPortValue value) {
   _values.insert_or_assign(port.portName(), std::move(value));
 }
 
-void InputValues::setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image) {
-  _images.insert_or_assign(port.portName(), Image{std::move(file), std::move(image)});
+void InputValues::setImage(const ZQVuoCompositionPort& port, std::string file, FileWatch watch,
+                           ZQBufferRef image) {
+  _images.insert_or_assign(port.portName(),
+                           Image{std::move(file), std::move(watch), std::move(image)});
+}
+
+std::vector<std::string> InputValues::popChangedImages(FileWatch::Clock::time_point now) {
+  std::vector<std::string> names;
+  for (auto& [name, image] : _images) {
+    if (image.watch.changed(now)) names.push_back(name);
+  }
+  return names;
 }
 
 void InputValues::forget(const ZQVuoCompositionPort& port) {

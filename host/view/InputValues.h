@@ -5,9 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Brannow/VuoGLScene.h"
 #include "host/Preset.h"
+#include "host/view/FileWatch.h"
 
 /// Kept by the ports' names, so that a composition that is started again gets them again.
 class InputValues {
@@ -21,7 +23,12 @@ class InputValues {
   std::string imageFile(const ZQVuoCompositionPort& port) const;
 
   void set(const ZQVuoCompositionPort& port, ZQVuoPortValue value);
-  void setImage(const ZQVuoCompositionPort& port, std::string file, ZQBufferRef image);
+  /// `file` was watched since before the image was read from it.
+  void setImage(const ZQVuoCompositionPort& port, std::string file, FileWatch watch,
+                ZQBufferRef image);
+  /// The names of the ports whose pictures' files have changed since the last call. Asks the file
+  /// system as often as `FileWatch` does.
+  std::vector<std::string> popChangedImages(FileWatch::Clock::time_point now);
   void forget(const ZQVuoCompositionPort& port);
   void clear();
   /// What differs from the defaults. Pictures by their whole paths.
@@ -32,6 +39,7 @@ class InputValues {
  private:
   struct Image {
     std::string file;
+    FileWatch watch;
     ZQBufferRef buffer;
   };
   std::map<std::string, ZQVuoPortValue> _values;

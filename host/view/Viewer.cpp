@@ -1,6 +1,7 @@
 #include "host/view/Viewer.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <utility>
 
@@ -15,6 +16,8 @@ constexpr std::chrono::milliseconds kIdleTick{50};
 constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
+/// What reads a text file looks at it twice, ten times a second, when there is a frame to be drawn.
+constexpr std::chrono::milliseconds kTextSettles{250};
 constexpr double kStepsPerSecond = 30;
 
 }  // namespace
@@ -62,6 +65,7 @@ void Viewer::run() {
     waitForNextTick();
     serve();
     takeOsc();
+    rereadChosenFiles();
     followSize();
     showFrames();
     record();
@@ -323,17 +327,42 @@ void Viewer::setValue(const ZQVuoCompositionPort& port, const ZQVuoPortValue& va
   _values.set(port, value);
   _set.values[port.portName()] = std::make_shared<const ZQVuoPortValue>(value);
   _isOutdated = true;
+  followTextFile();
 }
 
 void Viewer::setImage(const ZQVuoCompositionPort& port, const std::string& file) {
   try {
+    FileWatch watch({file});
     auto image = bufferWithPicture(_session.pool(), file);
     _set.images[port.portName()] = image;
     _isOutdated = true;
-    _values.setImage(port, file, std::move(image));
+    _values.setImage(port, file, std::move(watch), std::move(image));
   } catch (const Failure& failure) {
     notice(failure.message);
   }
+}
+
+/// The one that the text comes from, whoever has named it.
+void Viewer::followTextFile() {
+  std::vector<std::string> files;
+  if (const auto port = _player.composition()->runnerTxtSrcFileInputPort()) {
+    const ZQVuoPortValue value = _values.current(*port);
+    const auto* name = value.stringValue();
+    const auto folder = std::filesystem::path(_startedFile).parent_path();
+    if (name && !name->empty()) files.push_back((folder / *name).string());
+  }
+  _textFile.follow(files);
+}
+
+/// A file that can't be read leaves what was read of it before. During a pause, too.
+void Viewer::rereadChosenFiles() {
+  const auto now = Clock::now();
+  for (const auto& name : _values.popChangedImages(now)) {
+    if (const auto port = _player.composition()->inputPortNamed(name))
+      setImage(*port, _values.imageFile(*port));
+  }
+  if (_textFile.changed(now)) _textSettles = now + kTextSettles;
+  if (now < _textSettles) _isOutdated = true;
 }
 
 /// An image can't be taken back: only a composition that starts again is without it.
@@ -343,6 +372,7 @@ void Viewer::backToDefault(const ZQVuoCompositionPort& port) {
   const ZQVuoPortValue value = _values.current(port);
   _set.values[port.portName()] = std::make_shared<const ZQVuoPortValue>(value);
   _isOutdated = true;
+  followTextFile();
 }
 
 /// What takes the place of a composition goes on as that one did, with the same in front of it.
@@ -367,6 +397,7 @@ void Viewer::started(const ZQBufferRef& firstPicture) {
   }
   _set = _values.request();
   if (const auto preset = std::exchange(_presetAtStart, std::nullopt)) use(*preset);
+  followTextFile();
   _isOutdated = true;
   _problem.clear();
   if (firstPicture) _picture = firstPicture;

@@ -58,6 +58,8 @@ class Viewer : private ViewActions {
   void press(SDL_Keycode key);
   void step(int frames);
   void takeOsc();
+  void followTextFile();
+  void rereadChosenFiles();
   void use(const Preset& preset);
   void drop(const std::string& path);
   VuoFrameRequest firstRequest() const;
@@ -85,6 +87,8 @@ class Viewer : private ViewActions {
   FrameHistory _history;
   FileChooser _chooser;
   std::optional<OscInput> _osc;
+  FileWatch _textFile;
+  Clock::time_point _textSettles;
   ScenePlayer _player;
   FilterInput _input;
   ViewState _state;
