@@ -160,12 +160,11 @@ ViewWindow::~ViewWindow() = default;
 
 WindowEvents ViewWindow::waitForEvents(Clock::time_point earliest, Clock::time_point latest) {
   WindowEvents events;
-  bool any = false;
   do {
-    if (!SDL_WaitEventTimeout(nullptr, millisecondsUntil(any ? earliest : latest))) continue;
-    any = true;
+    if (!SDL_WaitEventTimeout(nullptr, millisecondsUntil(events.any ? earliest : latest))) continue;
+    events.any = true;
     if (!pollEvents(events)) break;
-  } while (!_closeRequested && Clock::now() < (any ? earliest : latest));
+  } while (!_closeRequested && Clock::now() < (events.any ? earliest : latest));
   return events;
 }
 

@@ -16,6 +16,7 @@
 struct WindowEvents {
   std::vector<SDL_Keycode> keys;     ///< pressed while no text was being typed
   std::vector<std::string> dropped;  ///< files and folders
+  bool any = false;                  ///< something happened, of whatever kind
   bool closesOutput = false;         ///< the window of the picture alone is to go
 };
 

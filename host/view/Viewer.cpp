@@ -13,6 +13,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kIdleTick{50};
+constexpr std::chrono::milliseconds kIdleTurn{15};
 constexpr std::chrono::milliseconds kLoadingTurn{2};
 constexpr std::chrono::milliseconds kBetweenOutputs{150};
 constexpr std::chrono::seconds kNoticeTime{4};
@@ -97,12 +98,33 @@ void Viewer::serve() {
 void Viewer::waitForNextTick() {
   const auto period = (_output ? _output->displayPeriod() : _window.displayPeriod()) * 19 / 20;
   _nextTick = std::max(_nextTick + period, Clock::now());
-  const auto isLoading = [](const ScenePlayer* player) {
+  if (isLoading()) return serveUntilNextTick();
+  if (isIdle()) return waitIdly();
+  handle(_window.waitForEvents(_nextTick, _nextTick));
+}
+
+bool Viewer::isLoading() const {
+  const auto loads = [](const ScenePlayer* player) {
     return player && player->state() == ScenePlayer::State::Loading;
   };
-  if (isLoading(&_player) || isLoading(_input.generator())) return serveUntilNextTick();
-  const bool isIdle = isStill() || !_player.pictures() || (_window.isHidden() && !_output);
-  handle(_window.waitForEvents(_nextTick, isIdle ? _nextTick + kIdleTick : _nextTick));
+  return loads(&_player) || loads(_input.generator());
+}
+
+bool Viewer::isIdle() const {
+  return isStill() || !_player.pictures() || (_window.isHidden() && !_output);
+}
+
+/// Looks at the files as often as ever, but does not draw for it.
+void Viewer::waitIdly() {
+  const auto end = _nextTick + kIdleTick;
+  while (isIdle() && !isLoading() && Clock::now() < end && !_window.closeRequested()) {
+    const WindowEvents events =
+        _window.waitForEvents(_nextTick, std::min(Clock::now() + kIdleTurn, end));
+    handle(events);
+    if (events.any) return;
+    serve();
+    rereadChosenFiles();
+  }
 }
 
 /// A load takes several turns of the main queue, none of which is to wait for a tick. Keys get a

@@ -54,6 +54,9 @@ class Viewer : private ViewActions {
   void serve();
   void waitForNextTick();
   void serveUntilNextTick();
+  bool isLoading() const;
+  bool isIdle() const;
+  void waitIdly();
   void handle(const WindowEvents& events);
   void press(SDL_Keycode key);
   void step(int frames);
