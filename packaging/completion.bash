@@ -18,14 +18,15 @@ _brannow() {
     -o | --output) _filedir png && return ;;
     --input) _filedir '@(png|vuo)' && return ;;
     --preset) _filedir json && return ;;
-    --size | --display | --osc | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
+    --record) _filedir y4m && return ;;
+    --size | --display | --output-display | --osc | --set | --image | --print | --fps | --start | --timeout | --frames) return ;;
   esac
 
   local scene='--size --in-process --cache --preset --start --help'
   local pictures="$scene -o --output --format --set --image --print --fps --timeout"
   local options
   case $command in
-    view) options="$scene --input --display --fullscreen --osc --paused" ;;
+    view) options="$scene --input --display --output-display --fullscreen --record --fps --osc --paused" ;;
     render) options="$pictures --frames --realtime" ;;
     filter) options="$pictures --input" ;;
     describe | check) options='--json --help' ;;

@@ -3,6 +3,7 @@
 # its own.
 set -uo pipefail
 brannow=$(realpath "$1") compositions=$(realpath "$2")
+displays=$(realpath "$(dirname "$0")/displays.conf")
 work=$(mktemp -d)
 trap 'kill $(jobs -p) 2>/dev/null; wait; rm -rf "$work"' EXIT
 export HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
@@ -197,33 +198,7 @@ render_at plasma-0001.json 2.5 again.png
 cmp -s at.png again.png || fail 'the saved preset is that of the picture'
 
 # Two displays of one screen, which Xvfb has not.
-cat >displays.conf <<'CONF'
-Section "ServerFlags"
-Option "AutoAddDevices" "false"
-EndSection
-Section "Device"
-Identifier "card"
-Driver "dummy"
-Option "Monitor-DUMMY0" "first"
-Option "Monitor-DUMMY1" "second"
-EndSection
-Section "Monitor"
-Identifier "first"
-Option "PreferredMode" "800x600"
-EndSection
-Section "Monitor"
-Identifier "second"
-Option "Enable" "true"
-Option "PreferredMode" "640x480"
-Option "RightOf" "first"
-EndSection
-Section "Screen"
-Identifier "screen"
-Device "card"
-DefaultDepth 24
-EndSection
-CONF
-Xorg -displayfd 3 -noreset -config "$work/displays.conf" -logfile "$work/xorg.log" -nolisten tcp \
+Xorg -displayfd 3 -noreset -config "$displays" -logfile "$work/xorg.log" -nolisten tcp \
   -novtswitch -sharevts 3>displays 2>xorg.err &
 within 30 test -s displays || { cat xorg.err && exit 1; }
 DISPLAY=:$(cat displays)
@@ -232,7 +207,7 @@ view tiles.vuo --size 320x180 --output-display 2
 shows wide.png 'draws at the size of the other display'
 pixels_of() { ffmpeg -v error "$@" -frames:v 1 -pix_fmt rgb24 -f md5 -; }
 fills() {
-  [ "$(pixels_of -f x11grab -video_size 640x480 -i "$DISPLAY+800,0")" = "$(pixels_of -i wide.png)" ]
+  [ "$(pixels_of -f x11grab -video_size 640x480 -i "$DISPLAY+1024,0")" = "$(pixels_of -i wide.png)" ]
 }
 within 30 fills || fail 'fills the other display with the picture alone'
 xdotool windowfocus "$(windows | tail -1)" key Escape
