@@ -11,7 +11,7 @@ install_packages view test
 work=$(mktemp -d)
 trap 'kill $(jobs -p) 2>/dev/null; wait; rm -rf "$work"' EXIT
 
-Xorg -displayfd 3 -noreset -config "$PWD/tests/displays.conf" -logfile "$work/xorg.log" -nolisten tcp \
+Xorg -displayfd 3 -noreset -config "$PWD/tests/displays.conf" -logfile "$work/xorg.log" -nolisten tcp -dpi 96 \
   -novtswitch -sharevts 3>"$work/display" 2>"$work/xorg.err" &
 until [ -s "$work/display" ]; do sleep 0.1; done
 DISPLAY=:$(cat "$work/display")
