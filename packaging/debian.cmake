@@ -6,6 +6,7 @@ set(development_package libbrannow-dev)
 set(command_package brannow)
 set(frei0r_package frei0r-brannow)
 set(python_package python3-brannow)
+set(gstreamer_package gstreamer1.0-brannow)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME brannow)
@@ -27,6 +28,9 @@ if(BRANNOW_BUILD_FREI0R)
 endif()
 if(BRANNOW_BUILD_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
+if(BRANNOW_BUILD_GSTREAMER)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
@@ -88,6 +92,15 @@ python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/debian/python3-brannow/postinst
   ${PROJECT_SOURCE_DIR}/packaging/debian/python3-brannow/prerm)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME ${gstreamer_package})
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_GSTREAMER_DESCRIPTION "${summary} (GStreamer)\n${about}\n\n\
+This package contains elements for GStreamer, one for each composition that is\n\
+installed.")
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "${library_package} (= ${BRANNOW_DEB_VERSION})")
+# The other elements that draw with OpenGL, and compositions.
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_RECOMMENDS "gstreamer1.0-gl, ${command_package}")
 
 # It is found among what is being packaged.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${BRANNOW_BUNDLE})
@@ -123,6 +136,7 @@ endfunction()
 write_copyright(${library_package} glslang-dev)
 write_copyright(${development_package})
 write_copyright(${python_package} pybind11-dev)
+write_copyright(${gstreamer_package})
 write_copyright(${command_package} libcli11-dev libimgui-dev libstb-dev)
 write_copyright(${frei0r_package})
 
