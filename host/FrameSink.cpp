@@ -40,7 +40,7 @@ void put(const Bytes& bytes) {
                   static_cast<std::streamsize>(bytes.size()));
 }
 
-class VideoStream : public FrameSink {
+class VideoSink : public FrameSink {
  public:
   std::string write(const ZQPixels& picture, int index, int) override {
     const std::string size = sizeText(picture);
@@ -63,11 +63,11 @@ class VideoStream : public FrameSink {
   std::string _size;
 };
 
-class RgbaVideo : public VideoStream {
+class RgbaVideo : public VideoSink {
   void putFrame(const ZQPixels& picture) override { put(picture.rgba); }
 };
 
-class Y4mVideo : public VideoStream {
+class Y4mVideo : public VideoSink {
  public:
   explicit Y4mVideo(FrameRate rate) : _rate(rate) {}
 
