@@ -28,7 +28,7 @@ namespace {
 std::string cacheFolder() {
   const char* folder = std::getenv("XDG_CACHE_HOME");
   const bool isAbsolute = folder && *folder == '/';
-  const std::string program = platform::executablePath();
+  const std::string& program = platform::executablePath();
   return (isAbsolute ? folder : platform::expandTilde("~/.cache")) + "/brannow/programs/" +
          platform::lastPathComponent(program) + "-" + platform::md5Digits(program).substr(0, 8);
 }
