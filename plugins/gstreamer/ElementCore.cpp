@@ -1,5 +1,6 @@
 #include "gstreamer/ElementCore.h"
 
+#include "gstreamer/Elements.h"
 #include "gstreamer/PipelineDisplay.h"
 
 GType brannow_process_get_type() {
@@ -146,4 +147,12 @@ void ElementCore::use(GstGLContext* context) {
                       ("The pipeline's GL context can't share textures with compositions: pictures "
                        "are copied as pixels."),
                       (nullptr));
+}
+
+bool registerElement(GstPlugin* plugin, const ElementKind& kind, GType parent, GTypeInfo type) {
+  const std::string name = "Gst" + kind.name;
+  if (g_type_from_name(name.c_str()) != 0) return false;
+  type.class_data = new ElementKind(kind);  // as long as the type: for ever
+  const GType made = g_type_register_static(parent, name.c_str(), &type, {});
+  return gst_element_register(plugin, kind.name.c_str(), GST_RANK_NONE, made);
 }

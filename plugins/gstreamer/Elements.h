@@ -10,3 +10,6 @@
 bool registerSource(GstPlugin* plugin, const ElementKind& kind);
 bool registerFilter(GstPlugin* plugin, const ElementKind& kind);
 bool registerMixer(GstPlugin* plugin, const ElementKind& kind);
+
+/// What the three have in common. `type` lacks its kind, which its class's beginning is given.
+bool registerElement(GstPlugin* plugin, const ElementKind& kind, GType parent, GTypeInfo type);

@@ -186,14 +186,10 @@ void initClass(gpointer data, gpointer kindOfClass) {
 }  // namespace
 
 bool registerFilter(GstPlugin* plugin, const ElementKind& kind) {
-  const std::string name = "Gst" + kind.name;
-  if (g_type_from_name(name.c_str()) != 0) return false;
-  GTypeInfo info = {};
-  info.class_size = sizeof(FilterClass);
-  info.class_init = initClass;
-  info.class_data = new ElementKind(kind);
-  info.instance_size = sizeof(Filter);
-  info.instance_init = initInstance;
-  const GType type = g_type_register_static(GST_TYPE_GL_FILTER, name.c_str(), &info, {});
-  return gst_element_register(plugin, kind.name.c_str(), GST_RANK_NONE, type);
+  GTypeInfo type = {};
+  type.class_size = sizeof(FilterClass);
+  type.class_init = initClass;
+  type.instance_size = sizeof(Filter);
+  type.instance_init = initInstance;
+  return registerElement(plugin, kind, GST_TYPE_GL_FILTER, type);
 }

@@ -1,5 +1,6 @@
 #include "gstreamer/HostedScene.h"
 
+#include <system_error>
 #include <utility>
 
 #include "Brannow/Engine.h"
@@ -130,7 +131,13 @@ bool HostedScene::comeBack() {
   const bool isDue = std::chrono::steady_clock::now() >= _nextLoad;
   if (!_returning.valid()) {
     if (!isDue && _settings.isLive) return false;
-    _returning = std::async(std::launch::async, [settings = _settings] { return load(settings); });
+    try {
+      _returning =
+          std::async(std::launch::async, [settings = _settings] { return load(settings); });
+    } catch (
+        const std::system_error&) {  // there is no thread to be had; the next frame tries again
+      return false;
+    }
   }
   if (_settings.isLive && _returning.wait_for(0s) != std::future_status::ready) return false;
   Loaded loaded = _returning.get();

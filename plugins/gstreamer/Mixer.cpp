@@ -88,26 +88,30 @@ gboolean proposeAllocation(GstAggregator*, GstAggregatorPad*, GstQuery*, GstQuer
   return TRUE;  // neighbours have pools of their own for GL memory
 }
 
-/// Takes the current picture of each pad into the request. False when one can't be read.
+/// Takes the current picture of the pad into the request. False when it can't be read.
+bool addPicture(Mixer& mixer, GstVideoAggregatorPad* pad, VuoFrameRequest& request) {
+  GstBuffer* buffer = gst_video_aggregator_pad_get_current_buffer(pad);
+  if (!buffer) return true;  // it has not begun, or has ended: its last picture stays
+  ZQBufferRef picture = mixer.core->transfer().fromPipeline(buffer, pad->info);
+  if (!picture) return false;
+  const std::string name = GST_PAD_NAME(pad);
+  const auto image = mixer.core->scene().description()->runnerImageInputPort();
+  if (image && image->portName() == name)
+    request.image = std::move(picture);
+  else
+    request.images[name] = std::move(picture);
+  return true;
+}
+
+/// No lock is held meanwhile, since that waits for the GPU.
 bool addPictures(Mixer& mixer, VuoFrameRequest& request) {
-  const auto composition = mixer.core->scene().description();
-  bool isComplete = true;
-  GST_OBJECT_LOCK(&mixer);
-  for (GList* item = GST_ELEMENT(&mixer)->sinkpads; item; item = item->next) {
-    auto* pad = GST_VIDEO_AGGREGATOR_PAD(item->data);
-    GstBuffer* buffer = gst_video_aggregator_pad_get_current_buffer(pad);
-    if (!buffer) continue;  // it has not begun, or has ended: its last picture stays
-    ZQBufferRef picture = mixer.core->transfer().fromPipeline(buffer, pad->info);
-    isComplete = isComplete && picture;
-    const std::string name = GST_PAD_NAME(pad);
-    const auto image = composition->runnerImageInputPort();
-    if (image && image->portName() == name)
-      request.image = std::move(picture);
-    else
-      request.images[name] = std::move(picture);
-  }
-  GST_OBJECT_UNLOCK(&mixer);
-  return isComplete;
+  return gst_element_foreach_sink_pad(
+      GST_ELEMENT(&mixer),
+      [](GstElement* element, GstPad* pad, gpointer data) -> gboolean {
+        return addPicture(*reinterpret_cast<Mixer*>(element), GST_VIDEO_AGGREGATOR_PAD(pad),
+                          *static_cast<VuoFrameRequest*>(data));
+      },
+      &request);
 }
 
 GstFlowReturn aggregateFrames(GstVideoAggregator* aggregator, GstBuffer* out) {
@@ -140,12 +144,17 @@ GstFlowReturn aggregateFrames(GstVideoAggregator* aggregator, GstBuffer* out) {
 
 bool isUpstreamLive(GstElement* element) {
   gboolean isAnyLive = FALSE;
-  for (GList* item = element->sinkpads; item && !isAnyLive; item = item->next) {
-    GstQuery* latency = gst_query_new_latency();
-    if (gst_pad_peer_query(GST_PAD(item->data), latency))
-      gst_query_parse_latency(latency, &isAnyLive, nullptr, nullptr);
-    gst_query_unref(latency);
-  }
+  gst_element_foreach_sink_pad(
+      element,
+      [](GstElement*, GstPad* pad, gpointer result) -> gboolean {
+        auto* isLive = static_cast<gboolean*>(result);
+        GstQuery* latency = gst_query_new_latency();
+        if (gst_pad_peer_query(pad, latency))
+          gst_query_parse_latency(latency, isLive, nullptr, nullptr);
+        gst_query_unref(latency);
+        return !*isLive;
+      },
+      &isAnyLive);
   return isAnyLive;
 }
 
@@ -248,14 +257,10 @@ void initClass(gpointer data, gpointer kindOfClass) {
 }  // namespace
 
 bool registerMixer(GstPlugin* plugin, const ElementKind& kind) {
-  const std::string name = "Gst" + kind.name;
-  if (g_type_from_name(name.c_str()) != 0) return false;
-  GTypeInfo info = {};
-  info.class_size = sizeof(MixerClass);
-  info.class_init = initClass;
-  info.class_data = new ElementKind(kind);
-  info.instance_size = sizeof(Mixer);
-  info.instance_init = initInstance;
-  const GType type = g_type_register_static(GST_TYPE_VIDEO_AGGREGATOR, name.c_str(), &info, {});
-  return gst_element_register(plugin, kind.name.c_str(), GST_RANK_NONE, type);
+  GTypeInfo type = {};
+  type.class_size = sizeof(MixerClass);
+  type.class_init = initClass;
+  type.instance_size = sizeof(Mixer);
+  type.instance_init = initInstance;
+  return registerElement(plugin, kind, GST_TYPE_VIDEO_AGGREGATOR, type);
 }

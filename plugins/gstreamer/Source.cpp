@@ -406,14 +406,10 @@ void initClass(gpointer data, gpointer kindOfClass) {
 }  // namespace
 
 bool registerSource(GstPlugin* plugin, const ElementKind& kind) {
-  const std::string name = "Gst" + kind.name;
-  if (g_type_from_name(name.c_str()) != 0) return false;
-  GTypeInfo info = {};
-  info.class_size = sizeof(SourceClass);
-  info.class_init = initClass;
-  info.class_data = new ElementKind(kind);
-  info.instance_size = sizeof(Source);
-  info.instance_init = initInstance;
-  const GType type = g_type_register_static(GST_TYPE_GL_BASE_SRC, name.c_str(), &info, {});
-  return gst_element_register(plugin, kind.name.c_str(), GST_RANK_NONE, type);
+  GTypeInfo type = {};
+  type.class_size = sizeof(SourceClass);
+  type.class_init = initClass;
+  type.instance_size = sizeof(Source);
+  type.instance_init = initInstance;
+  return registerElement(plugin, kind, GST_TYPE_GL_BASE_SRC, type);
 }
