@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 
@@ -30,7 +31,10 @@ std::string contentsOf(const fs::path& file) {
 
 /// The names in the composition's folder of the shaders and pictures that it needs.
 std::vector<std::string> namedFiles(const fs::path& file) {
-  VuoCache::configGlobalCacheWithSavePath(platform::folderOfThisProcess());
+  const std::string folder = platform::folderOfThisProcess();
+  // The runtime's version that the user's settings remember is that of the user's cache.
+  ::setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+  VuoCache::configGlobalCacheWithSavePath(folder);
   const auto item = VuoCache::fetchCachedExeForVuoFileSynchronously(file);
   const auto compile = VuoCache::lastCompileForVuoFile(file);
   if (!item || !compile || compile->failure) {

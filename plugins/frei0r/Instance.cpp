@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "Brannow/Engine.h"
 #include "plugins/frei0r/UnpackedFiles.h"
@@ -69,7 +70,11 @@ void Instance::load() {
   auto* engine = brannow::Engine::shared();
   if (!engine) return say("this machine offers no OpenGL 3.3 core through EGL");
   brannow::Engine::SceneOptions options;
-  options.file = unpack(_plugin.contents());
+  try {
+    options.file = unpack(_plugin.contents());
+  } catch (const std::runtime_error& fault) {
+    return say(fault.what());
+  }
   options.inProcess = _plugin.contents().inProcess;
   options.eventPatience = patience;
   std::string problem;
