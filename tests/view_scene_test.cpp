@@ -268,11 +268,10 @@ TEST_F(View, WhatIsSetIsInTheNextFrameWhicheverJobTakesItsPlace) {
   EXPECT_EQ(redOf(frames.back().made.frame.buffer), 153);
 }
 
-/// A pipe that nobody reads for a while is a slow disk.
+/// A pipe that nobody reads for a while, nor has opened yet, is a slow disk.
 TEST_F(View, ARecordingKeepsItsTimeAndTellsWhatItLost) {
   const std::string pipe = folder.path + "/pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  const platform::FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
   constexpr int kFrames = 100, kSide = 64;
   const auto grey = [](int level) {
     const auto byte = static_cast<std::uint8_t>(level);
@@ -285,6 +284,7 @@ TEST_F(View, ARecordingKeepsItsTimeAndTellsWhatItLost) {
   for (int i = 1; i < kFrames; ++i) recording.show(grey(i), now += 20ms);
   recording.stop(now + 10ms);
   EXPECT_THROW(Y4mFile(folder.path + "/s.frag"), Failure) << "it is there already";
+  const platform::FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
 
   std::string video, header = y4mHeaderLine(kSide, kSide, {50, 1});
   serveUntil([&] {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -21,19 +22,28 @@ constexpr int kLongestWait = 5000;  // ms
   throw Failure{path + ": " + words};
 }
 
-platform::FileDescriptor opened(const std::string& path) {
-  constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+/// A reader of our own, with which a pipe can be opened before its reader comes; none for a file.
+platform::FileDescriptor standInReader(const std::string& path) {
   struct stat status {};
   const bool isPipe = ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
-  platform::FileDescriptor file(
-      ::open(path.c_str(), isPipe ? flags : flags | O_CREAT | O_EXCL, 0666));
+  return platform::FileDescriptor(isPipe ? ::open(path.c_str(), O_RDONLY | kFlags) : -1);
+}
+
+platform::FileDescriptor opened(const std::string& path, bool isPipe) {
+  const int flags = O_WRONLY | kFlags | (isPipe ? 0 : O_CREAT | O_EXCL);
+  platform::FileDescriptor file(::open(path.c_str(), flags, 0666));
   if (!file) fail(path, errno);
   return file;
 }
 
 }  // namespace
 
-Y4mFile::Y4mFile(std::string path) : _path(std::move(path)), _file(opened(_path)) {}
+Y4mFile::Y4mFile(std::string path)
+    : _path(std::move(path)),
+      _standIn(standInReader(_path)),
+      _file(opened(_path, static_cast<bool>(_standIn))) {}
 
 void Y4mFile::begin(std::size_t width, std::size_t height, const FrameRate& rate) {
   const std::string line = y4mHeaderLine(width, height, rate);
@@ -49,15 +59,24 @@ void Y4mFile::add(const std::vector<std::uint8_t>& planes) {
 void Y4mFile::put(const void* bytes, std::size_t size) {
   const auto* next = static_cast<const char*>(bytes);
   while (size > 0) {
+    letStandInGo();
     const ssize_t count = ::write(_file.get(), next, size);
     if (count >= 0) {
+      _hasWritten = true;
       next += count;
       size -= static_cast<std::size_t>(count);
     } else if (errno == EAGAIN) {
       pollfd room{_file.get(), POLLOUT, 0};
-      if (::poll(&room, 1, kLongestWait) == 0) fail(_path, ETIMEDOUT);
+      if (::poll(&room, 1, kLongestWait) == 0) fail(_path, _standIn ? ENXIO : ETIMEDOUT);
     } else if (errno != EINTR) {
       fail(_path, errno);
     }
   }
+}
+
+/// What has been written and is there no more, the pipe's own reader has taken.
+void Y4mFile::letStandInGo() {
+  int waiting = 0;
+  if (_standIn && _hasWritten && ::ioctl(_standIn.get(), FIONREAD, &waiting) == 0 && waiting == 0)
+    _standIn = {};
 }

@@ -11,7 +11,7 @@
 /// All operations throw Failure.
 class Y4mFile {
  public:
-  /// Never over a file that is there already. A pipe needs somebody who reads it.
+  /// Never over a file that is there already. A pipe may be opened before its reader comes.
   explicit Y4mFile(std::string path);
 
   const std::string& path() const { return _path; }
@@ -23,7 +23,10 @@ class Y4mFile {
 
  private:
   void put(const void* bytes, std::size_t size);
+  void letStandInGo();
 
   std::string _path;
+  platform::FileDescriptor _standIn;  ///< reads the pipe until somebody does, but takes nothing
+  bool _hasWritten = false;
   platform::FileDescriptor _file;
 };
