@@ -31,7 +31,7 @@ std::string contentsOf(const fs::path& file) {
 
 /// The names in the composition's folder of the shaders and pictures that it needs.
 std::vector<std::string> namedFiles(const fs::path& file) {
-  const std::string folder = platform::folderOfThisProcess();
+  const std::string& folder = platform::folderOfThisProcess();
   // The runtime's version that the user's settings remember is that of the user's cache.
   ::setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
   VuoCache::configGlobalCacheWithSavePath(folder);
