@@ -362,6 +362,8 @@ void VuoGLScene::State::_lostContactWith(RunnerContact& contact) {
     load = _setFile(std::nullopt, contact.load);
     if (load == 0) return;
     lost = _takeOutRunnerLocked();
+    // Already here, since who asks for a frame and finds no runner is to be told why.
+    guarded(kLostName, [&] { _setStatus(lostStatus, load); });
   }
   _discard(std::move(lost));
   guarded(kLostName, [&] { _logLostContact(path); });

@@ -570,6 +570,21 @@ TEST_F(Scene, LosesContactOnceAndLoadsAgain) {
   EXPECT_FALSE(scene->readyToRender());
 }
 
+TEST_F(Scene, TellsARequestWhyItFindsNothingWhileTheLossIsHandled) {
+  scripted::script().comesUp = true;
+  load(generator);
+  std::string message;
+  platform::setLogSink([&](const std::string&) {  // it has been unloaded, and more is to be done
+    std::thread([&] {
+      message = scene->takeFrame(scene->askForFrame({}), std::chrono::seconds(0)).message;
+    }).join();
+  });
+  scripted::delegate()->lostContactWithComposition();
+  serveMainQueueUntil([&] { return !scene->readyToRender(); });
+  platform::setLogSink({});
+  EXPECT_THAT(message, testing::HasSubstr("scripted loss"));
+}
+
 TEST_F(Scene, LendsFramesToAFilterAndTakesThemBack) {
   load(filter);
   scripted::report("outputImage", true);
