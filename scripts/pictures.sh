@@ -4,7 +4,8 @@ set -euo pipefail
 . "$(dirname "$0")/prepare.sh"
 
 install_packages view test
-[ -x "${brannow:=build/default/host/brannow}" ] || {
+compositions=$PWD/compositions
+[ -x "${brannow:=$PWD/build/default/host/brannow}" ] || {
   echo 'It needs the build of ./test.' >&2
   exit 1
 }
@@ -19,7 +20,7 @@ export DISPLAY
 
 # view ARGUMENTS...: opens the window and lets it run for as long as its graph of frames is wide.
 view() {
-  "$brannow" view "$@" --cache "$work/cache" &
+  (cd "$work" && exec "$brannow" view "$@" --cache cache) &
   window=$!
   until xdotool search --onlyvisible --class brannow >/dev/null 2>&1; do
     kill -0 "$window" && sleep 0.1
@@ -36,12 +37,12 @@ picture() {
     -vf 'trim=end_frame=1,split[a][b];[a]palettegen[p];[b][p]paletteuse' "docs/pictures/$3.png"
 }
 
-"$brannow" describe --json compositions/kaleidoscope.vuo |
+"$brannow" describe --json "$compositions"/kaleidoscope.vuo |
   sed 's/\("name":"segments"[^}]*"default":\)[0-9]*/\19/' >"$work/nine.json"
-view compositions/kaleidoscope.vuo --input compositions/plasma.vuo --size 1000x720 \
+view "$compositions"/kaleidoscope.vuo --input "$compositions"/plasma.vuo --size 1000x744 \
   --preset "$work/nine.json"
-picture 12,24 1000x720 view
+picture 12,24 1000x744 view
 closes
-view compositions/aurora.vuo --size 900x640 --output-display 2 --record "$work/show.y4m"
+view "$compositions"/aurora.vuo --size 900x640 --output-display 2 --record show.y4m
 picture 0,0 1664x768 show
 closes
