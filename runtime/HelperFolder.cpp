@@ -7,8 +7,10 @@
 
 namespace vuo {
 
+namespace {
+
 /// The linker may have found the library by a link that lies elsewhere.
-std::string helperFolder() {
+std::string folderOfHelpers() {
   static const char inThisLibrary = 0;
   Dl_info info{};
   std::string folder;
@@ -16,6 +18,13 @@ std::string helperFolder() {
   if (dladdr(&inThisLibrary, &info) != 0 && info.dli_fname != nullptr)
     folder = std::filesystem::canonical(info.dli_fname, error).parent_path().string();
   return (folder.empty() ? "." : folder) + "/Frameworks/Vuo.framework/Helpers";
+}
+
+}  // namespace
+
+std::string helperFolder() {
+  static const std::string folder = folderOfHelpers();
+  return folder;
 }
 
 }  // namespace vuo

@@ -13,6 +13,7 @@
 #include "platform/system/Dispatch.h"
 #include "platform/system/WithMemory.h"
 #include "runtime/ImagePixels.h"
+#include "runtime/containment/ShaderFolder.h"
 #include "runtime/sharing/TextureSharing.h"
 
 namespace vuo {
@@ -42,10 +43,12 @@ Value valueThatFits(Value value) {
 
 }  // namespace
 
-SeparateProcessInstance::SeparateProcessInstance(platform::FileDescriptor artefact,
+SeparateProcessInstance::SeparateProcessInstance(std::string path,
+                                                 platform::FileDescriptor artefact,
                                                  ContainedProgram player, PublishedPorts ports,
                                                  InstanceListener& listener)
-    : _artefact(std::move(artefact)),
+    : _path(std::move(path)),
+      _artefact(std::move(artefact)),
       _player(std::move(player)),
       _ports(std::move(ports)),
       _listener(listener),
@@ -201,6 +204,8 @@ void SeparateProcessInstance::startPlayer() {
       std::move(_playersEnd);  // closed here: its end is noticed
   if (_stopping) return;
   _player.descriptors = {playersEnd.get(), _artefact.get()};
+  _player.ownFolder = shaderFolderOf(_path);
+  _player.environment = shaderFolderVariables(_player.ownFolder);
   _process = std::make_unique<ChildProcess>(_player);
 }
 

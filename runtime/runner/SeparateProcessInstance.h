@@ -21,8 +21,10 @@ namespace vuo {
 class SeparateProcessInstance : public Instance,
                                 public std::enable_shared_from_this<SeparateProcessInstance> {
  public:
-  SeparateProcessInstance(platform::FileDescriptor artefact, ContainedProgram player,
-                          PublishedPorts ports, InstanceListener& listener);
+  /// `artefact` is the file at `path`; the player is given a folder for its shaders beside it.
+  SeparateProcessInstance(std::string path, platform::FileDescriptor artefact,
+                          ContainedProgram player, PublishedPorts ports,
+                          InstanceListener& listener);
   ~SeparateProcessInstance() override;
 
   void start() override;
@@ -56,6 +58,7 @@ class SeparateProcessInstance : public Instance,
   void lose(const std::string& how);
   std::string howItEnded();
 
+  const std::string _path;  ///< of the artefact
   const platform::FileDescriptor _artefact;
   ContainedProgram _player;
   const PublishedPorts _ports;

@@ -13,7 +13,6 @@
 #include "runtime/HelperFolder.h"
 #include "runtime/Value.h"
 #include "runtime/VuoArtefact.h"
-#include "runtime/containment/ShaderFolder.h"
 #include "runtime/runner/InstalledModule.h"
 #include "runtime/runner/InstanceRunner.h"
 #include "runtime/runner/SeparateProcessInstance.h"
@@ -73,15 +72,12 @@ bool setsText(const vuo::Plan& plan) {
                      [](const vuo::Node& node) { return node.kind == vuo::NodeKind::Text; });
 }
 
-vuo::ContainedProgram playerOf(const std::string& artefact, const std::string& folder,
-                               const vuo::Plan& plan) {
+vuo::ContainedProgram playerOf(const std::string& folder, const vuo::Plan& plan) {
   vuo::ContainedProgram player;
   player.program = vuo::helperFolder() + "/vuo-player";
   player.arguments = {folder};
   if (setsText(plan)) player.readable = vuo::filesOfTypesetter();
   player.readable.push_back(folder.empty() ? "." : folder);
-  player.ownFolder = vuo::shaderFolderOf(artefact);
-  player.environment = vuo::shaderFolderVariables(player.ownFolder);
   return player;
 }
 
@@ -93,15 +89,15 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              bool deleteExecutable) {
   OpenArtefact artefact = opened(executablePath);
   const vuo::Plan plan = vuo::planFromText(artefact.plan);
-  vuo::ContainedProgram player = playerOf(executablePath, sourceDirectory, plan);
+  vuo::ContainedProgram player = playerOf(sourceDirectory, plan);
   player.endsWithHost = !outliveHost;
   if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
   const auto ports = publishedPortsOf(plan, sourceDirectory);
   return new vuo::InstanceRunner(
       ports,
       [&](InstanceListener& listener) {
-        return std::make_shared<vuo::SeparateProcessInstance>(std::move(artefact.file), player,
-                                                              ports, listener);
+        return std::make_shared<vuo::SeparateProcessInstance>(
+            executablePath, std::move(artefact.file), player, ports, listener);
       },
       fileToDelete(executablePath, deleteExecutable));
 }
