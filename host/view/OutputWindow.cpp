@@ -1,7 +1,10 @@
 #include "host/view/OutputWindow.h"
 
 #include <backends/imgui_impl_opengl3.h>
+#include <epoxy/egl.h>
 #include <epoxy/gl.h>
+
+#include <string_view>
 
 #include "host/Failure.h"
 #include "host/view/PictureDrawing.h"
@@ -50,14 +53,18 @@ OutputWindow::OutputWindow(ViewWindow& other, int display)
     : _other(other), _window(openedOn(display), SDL_DestroyWindow) {
   if (!_other.makeCurrentFor(_window.get()))
     throw Failure{"display " + std::to_string(display) + " can't be drawn to: " + SDL_GetError()};
+  _surface = eglGetCurrentSurface(EGL_DRAW);
   SDL_GL_SetSwapInterval(1);
   _other.makeCurrent();
   SDL_GL_SetSwapInterval(0);
 }
 
+/// An X11 window's surface is one that SDL 2.26 makes and leaves behind, with its pixels.
 OutputWindow::~OutputWindow() {
   _other.makeCurrent();
   SDL_GL_SetSwapInterval(1);
+  if (SDL_GetCurrentVideoDriver() == std::string_view("x11"))
+    eglDestroySurface(eglGetCurrentDisplay(), _surface);
 }
 
 void OutputWindow::draw(const ZQBufferRef& picture) {

@@ -23,4 +23,5 @@ class OutputWindow {
  private:
   ViewWindow& _other;
   std::unique_ptr<SDL_Window, void (*)(SDL_Window*)> _window;
+  void* _surface = nullptr;  ///< EGL's, of the window
 };
