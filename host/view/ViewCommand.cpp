@@ -1,5 +1,7 @@
 #include "host/view/ViewCommand.h"
 
+#include <malloc.h>
+
 #include <iostream>
 
 #include "host/Failure.h"
@@ -32,6 +34,8 @@ void viewInWindow(const ViewOptions& options) {
 }  // namespace
 
 int view(const ViewOptions& options) {
+  // A show goes on for hours, and its threads come and go: each would keep what it has freed.
+  mallopt(M_ARENA_MAX, 2);
   try {
     viewInWindow(options);
     return 0;
