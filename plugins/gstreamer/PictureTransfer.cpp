@@ -11,6 +11,7 @@
 namespace {
 
 constexpr guint64 kForever = ~guint64{0};
+constexpr unsigned kPackInvert = 0x8758;  // GL_PACK_INVERT_MESA
 
 GstGLMemory* textureOf(GstBuffer* frame) {
   GstMemory* memory = gst_buffer_peek_memory(frame, 0);
@@ -40,9 +41,10 @@ class MappedFrame {
   MappedFrame& operator=(const MappedFrame&) = delete;
 
   explicit operator bool() const { return _isMapped; }
+  int stride() const { return GST_VIDEO_FRAME_PLANE_STRIDE(&_frame, 0); }
   std::uint8_t* row(std::size_t index) {
     return static_cast<std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&_frame, 0)) +
-           index * static_cast<std::size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&_frame, 0));
+           index * static_cast<std::size_t>(stride());
   }
 
  private:
@@ -50,16 +52,50 @@ class MappedFrame {
   bool _isMapped = false;
 };
 
+/// A texture, and the part of it that counts.
+struct Texture {
+  unsigned name = 0, target = 0;
+  int width = 0, height = 0;
+  int left = 0, bottom = 0;
+};
+
+Texture textureOf(const ZQBuffer& picture) {
+  const ZQRect part = picture.srcRect();
+  return {picture.name(),
+          picture.target(),
+          static_cast<int>(part.width),
+          static_cast<int>(part.height),
+          static_cast<int>(part.x),
+          static_cast<int>(part.y)};
+}
+
+void attach(const GstGLFuncs* gl, unsigned target, unsigned framebuffer, const Texture& texture) {
+  gl->BindFramebuffer(target, framebuffer);
+  gl->FramebufferTexture2D(target, GL_COLOR_ATTACHMENT0, texture.target, texture.name, 0);
+}
+
+/// From the framebuffer that is read to the whole of the one that is drawn to. `rowByRow` is for
+/// pictures of the same size.
+void turnOver(const GstGLFuncs* gl, const Texture& from, const Texture& to, bool rowByRow) {
+  const int right = from.left + from.width, top = from.bottom + from.height;
+  const bool isOneToOne = from.width == to.width && from.height == to.height;
+  if (!rowByRow || !isOneToOne) {
+    gl->BlitFramebuffer(from.left, from.bottom, right, top, 0, to.height, to.width, 0,
+                        GL_COLOR_BUFFER_BIT, isOneToOne ? GL_NEAREST : GL_LINEAR);
+    return;
+  }
+  for (int row = 0; row < to.height; ++row)
+    gl->BlitFramebuffer(from.left, top - row - 1, right, top - row, 0, row, to.width, row + 1,
+                        GL_COLOR_BUFFER_BIT, GL_NEAREST);
+}
+
 }  // namespace
 
-/// What is drawn on the context's thread.
+/// What is done on the context's thread.
 struct PictureTransfer::Drawing {
-  struct Texture {
-    unsigned name = 0, target = 0;
-    int width = 0, height = 0;
-    int left = 0, bottom = 0;
-  };
   Texture from, to;
+  GstBuffer* frame = nullptr;  ///< whose memory is written instead of `to`
+  const GstVideoInfo* info = nullptr;
   bool isToBeFinished = false;  ///< when the call returns; otherwise a fence tells
   bool isDone = false;
   const ZQPixels* probe = nullptr;
@@ -108,7 +144,11 @@ void PictureTransfer::end() {
 }
 
 void PictureTransfer::makeFramebuffers(Drawing&) {
-  _context->gl_vtable->GenFramebuffers(2, _framebuffers);
+  const auto* gl = _context->gl_vtable;
+  gl->GenFramebuffers(2, _framebuffers);
+  const auto* renderer = reinterpret_cast<const char*>(gl->GetString(GL_RENDERER));
+  _isInSoftware = renderer && g_str_has_prefix(renderer, "llvmpipe") &&
+                  gst_gl_context_check_feature(_context, "GL_MESA_pack_invert");
 }
 
 void PictureTransfer::findOutWhetherShared(Drawing& probe) {
@@ -148,25 +188,16 @@ void PictureTransfer::finishReading() {
 void PictureTransfer::draw(Drawing& drawing) {
   const auto* gl = _context->gl_vtable;
   finishReading();
-  const auto attach = [gl](unsigned target, unsigned framebuffer, const Drawing::Texture& texture) {
-    gl->BindFramebuffer(target, framebuffer);
-    gl->FramebufferTexture2D(target, GL_COLOR_ATTACHMENT0, texture.target, texture.name, 0);
-  };
-  attach(GL_DRAW_FRAMEBUFFER, _framebuffers[1], drawing.to);
-  const auto& from = drawing.from;
-  const auto& to = drawing.to;
-  if (from.name) {
-    attach(GL_READ_FRAMEBUFFER, _framebuffers[0], from);
-    const bool isOneToOne = from.width == to.width && from.height == to.height;
-    gl->BlitFramebuffer(from.left, from.bottom, from.left + from.width, from.bottom + from.height,
-                        0, to.height, to.width, 0, GL_COLOR_BUFFER_BIT,
-                        isOneToOne ? GL_NEAREST : GL_LINEAR);
-    attach(GL_READ_FRAMEBUFFER, _framebuffers[0], {0, from.target});
+  attach(gl, GL_DRAW_FRAMEBUFFER, _framebuffers[1], drawing.to);
+  if (drawing.from.name) {
+    attach(gl, GL_READ_FRAMEBUFFER, _framebuffers[0], drawing.from);
+    turnOver(gl, drawing.from, drawing.to, _isInSoftware);
+    attach(gl, GL_READ_FRAMEBUFFER, _framebuffers[0], {0, drawing.from.target});
   } else {
     gl->ClearColor(0, 0, 0, 0);
     gl->Clear(GL_COLOR_BUFFER_BIT);
   }
-  attach(GL_DRAW_FRAMEBUFFER, _framebuffers[1], {0, to.target});
+  attach(gl, GL_DRAW_FRAMEBUFFER, _framebuffers[1], {0, drawing.to.target});
   gl->BindFramebuffer(GL_FRAMEBUFFER, 0);
   if (drawing.isToBeFinished) {
     gl->Finish();
@@ -177,25 +208,40 @@ void PictureTransfer::draw(Drawing& drawing) {
   drawing.isDone = true;
 }
 
+void PictureTransfer::readPixels(Drawing& drawing) {
+  const auto* gl = _context->gl_vtable;
+  const auto& from = drawing.from;
+  MappedFrame pixels(drawing.frame, *drawing.info, GST_MAP_WRITE);
+  if (!pixels) return;
+  attach(gl, GL_FRAMEBUFFER, _framebuffers[0], from);
+  gl->PixelStorei(GL_PACK_ROW_LENGTH, pixels.stride() / 4);
+  gl->PixelStorei(kPackInvert, 1);
+  gl->ReadPixels(from.left, from.bottom, from.width, from.height, GL_RGBA, GL_UNSIGNED_BYTE,
+                 pixels.row(0));
+  gl->PixelStorei(kPackInvert, 0);
+  gl->PixelStorei(GL_PACK_ROW_LENGTH, 0);
+  attach(gl, GL_FRAMEBUFFER, _framebuffers[0], {0, from.target});
+  gl->BindFramebuffer(GL_FRAMEBUFFER, 0);
+  drawing.isDone = true;
+}
+
 bool PictureTransfer::toPipeline(const ZQBufferRef& picture, GstBuffer* frame,
                                  const GstVideoInfo& info) {
   if (picture && !_isShared) return write(picture, frame, info);
+  Drawing drawing;
+  if (picture) drawing.from = textureOf(*picture);
+  if (_isInSoftware && drawing.from.width == info.width && drawing.from.height == info.height) {
+    drawing.frame = frame;
+    drawing.info = &info;
+    onContext(&PictureTransfer::readPixels, drawing);
+    return drawing.isDone;
+  }
   GstVideoFrame mapped;
   GstVideoInfo lent = info;
   // Tells the memory that its texture is what counts from now on.
   const auto flags = static_cast<GstMapFlags>(GST_MAP_WRITE | GST_MAP_GL);
   if (!textureOf(frame) || !gst_video_frame_map(&mapped, &lent, frame, flags)) return false;
-  Drawing drawing;
   drawing.to = {*static_cast<guint*>(mapped.data[0]), GL_TEXTURE_2D, info.width, info.height, 0, 0};
-  if (picture) {
-    const ZQRect part = picture->srcRect();
-    drawing.from = {picture->name(),
-                    picture->target(),
-                    static_cast<int>(part.width),
-                    static_cast<int>(part.height),
-                    static_cast<int>(part.x),
-                    static_cast<int>(part.y)};
-  }
   onContext(&PictureTransfer::draw, drawing);
   _beingRead = picture;
   gst_video_frame_unmap(&mapped);
@@ -224,7 +270,7 @@ ZQBufferRef PictureTransfer::fromPipeline(GstBuffer* frame, const GstVideoInfo& 
                   0,
                   0};
   if (picture) {
-    drawing.to = {picture->name(), picture->target(), info.width, info.height, 0, 0};
+    drawing.to = textureOf(*picture);
     drawing.isToBeFinished = true;
     onContext(&PictureTransfer::draw, drawing);
   }
