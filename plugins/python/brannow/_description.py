@@ -61,7 +61,7 @@ def describe(path: Path) -> Composition:
     Raises the usual `OSError` where the file can't be read. What can't be understood in it is in
     `Composition.problems`. Needs no OpenGL, and works in forked processes too.
     """
-    with open(path, "rb"):
+    with open(path, "rb", opener=_without_waiting):
         pass  # raises what Python's users expect
     read: dict[str, Any] = _native.describe(os.fsencode(path))
     role = "filter" if read["is_filter"] else "generator" if read["is_generator"] else None
@@ -72,6 +72,11 @@ def describe(path: Path) -> Composition:
         outputs=_by_name(read["outputs"]),
         problems=tuple(Problem(**problem) for problem in read["problems"]),
     )
+
+
+def _without_waiting(path: str, flags: int) -> int:
+    """Opens a pipe that nobody writes, too."""
+    return os.open(path, flags | os.O_NONBLOCK)
 
 
 def _by_name(ports: list[dict[str, Any]]) -> dict[str, Port]:

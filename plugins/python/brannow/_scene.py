@@ -1,4 +1,5 @@
 import atexit
+import operator
 import os
 import threading
 from types import TracebackType
@@ -76,8 +77,6 @@ class Scene:
         if process not in ("separate", "inside"):
             raise ValueError(f'process is "separate" or "inside", not {process!r}')
         self._composition = describe(path)
-        if self._composition.role is None:
-            raise StartError(f"{self._composition.path} is neither a generator nor a filter")
         self._size = None if size is None else _checked_size(size)
         self._values: dict[str, Union[Value, _native.Image]] = {}  # all that were set
         self._unsent: dict[str, Union[Value, _native.Image]] = {}  # since the last request
@@ -86,8 +85,11 @@ class Scene:
         self._frame: Optional[_native.Frame] = None
         self._lock = threading.Lock()  # values, and the order of requests
         file = os.path.abspath(os.fsencode(path))
-        self._native = _native.RunningScene(file, process == "inside", patience)
-        self._load()
+        self._native = _native.RunningScene(file, process == "inside", _seconds(patience))
+        self._load()  # the compiler knows better why a faulty file publishes nothing
+        if self._composition.role is None:
+            self.close()
+            raise StartError(f"{self._composition.path} is neither a generator nor a filter")
 
     @property
     def inputs(self) -> dict[str, Port]:
@@ -158,13 +160,14 @@ class Scene:
 
         Raises `Timeout`, `LostContact`, `RenderError` or `Closed`.
         """
+        longest = _seconds(timeout)
         uploaded, size = self._picture_for(image)
         with self._lock:
             if self._is_closed:
                 raise Closed(f"{self._composition.path} has been closed")
             pending = self._native.ask(float(time), size, uploaded, self._unsent)
             self._unsent = {}
-        frame = self._native.take(pending, timeout)
+        frame = self._native.take(pending, longest)
         if frame.answer == "late":
             raise Timeout(f"{self._composition.path}: no picture after {timeout} s")
         if frame.answer == "none":
@@ -271,7 +274,11 @@ class Scene:
 
 
 def _checked_size(size: tuple[int, int]) -> tuple[int, int]:
-    width, height = size
+    width, height = map(operator.index, size)
     if width < 1 or height < 1:
         raise ValueError("a picture has at least one pixel each way")
-    return int(width), int(height)
+    return width, height
+
+
+def _seconds(longest: Optional[float]) -> Optional[float]:
+    return None if longest is None else float(longest)

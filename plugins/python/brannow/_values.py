@@ -16,7 +16,7 @@ def value_for(port: Port, value: Any) -> Value:
         if port.type == "Boolean":
             return _truth(value)
         if port.type == "Integer":
-            return int(operator.index(value))
+            return _whole(value)
         if port.type == "Real":
             return _number(value)
         if port.type == "Text":
@@ -27,7 +27,7 @@ def value_for(port: Port, value: Any) -> Value:
         if port.type == "Color":
             red, green, blue, alpha = map(_number, value)
             return red, green, blue, alpha
-    except (TypeError, ValueError) as fault:
+    except (TypeError, ValueError, OverflowError) as fault:
         raise TypeError(f"{port.name}, a {port.type}, does not take {value!r}") from fault
     raise TypeError(f"{port.name} takes no values")
 
@@ -62,6 +62,13 @@ def _truth(value: Any) -> bool:
     return bool(value)
 
 
+def _whole(value: Any) -> int:
+    number = int(operator.index(value))
+    if not -(2**63) <= number < 2**63:
+        raise OverflowError
+    return number
+
+
 def _number(value: SupportsFloat) -> float:
     if isinstance(value, (str, bytes)):
         raise TypeError
@@ -71,7 +78,8 @@ def _number(value: SupportsFloat) -> float:
 def _text(port: Port, value: Any) -> str:
     if port.role == "text file":
         path = os.fsdecode(value)
-        return os.path.abspath(path) if path else ""
+        value = os.path.abspath(path) if path else ""
     if not isinstance(value, str):
         raise TypeError
+    value.encode()  # half of a surrogate pair is no text
     return value

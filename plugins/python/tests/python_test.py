@@ -87,8 +87,14 @@ class DescriptionTest(unittest.TestCase):
         read = brannow.describe(faulty)
         self.assertIsNone(read.role)
         self.assertEqual([(p.kind, p.line) for p in read.problems], [("nodeIndented", 2)])
-        with self.assertRaises(brannow.StartError):
+        with self.assertRaisesRegex(brannow.StartError, "neither"):
             brannow.Scene(faulty)
+        faulty.write_text("digraph G {")
+        with self.assertRaisesRegex(brannow.CompileError, "indented.vuo:1:"):
+            brannow.Scene(faulty)
+        faulty.unlink()
+        os.mkfifo(faulty)
+        self.assertEqual(brannow.describe(faulty).problems[0].kind, "fileUnreadable")
 
 
 class SceneTest(unittest.TestCase):
@@ -120,7 +126,8 @@ class SceneTest(unittest.TestCase):
     def test_refuses_what_does_not_fit(self):
         with brannow.Scene(SAMPLES / "pass_through.vuo", (8, 4)) as scene:
             for name, value in (
-                ("real", "1"), ("real", (1, 2)), ("integer", 1.5), ("boolean", "yes"), ("text", 1),
+                ("real", "1"), ("real", (1, 2)), ("real", 10**400), ("integer", 1.5),
+                ("integer", 2**63), ("boolean", "yes"), ("text", 1), ("text", "\ud800"),
                 ("point", (1, 2, 3)), ("color", (1, 2, 3)), ("color", "red"), ("picture", "a.png"),
                 ("picture", np.zeros((4, 4), np.uint8)), ("picture", np.zeros((4, 4, 4))),
             ):  # fmt: skip
@@ -135,6 +142,10 @@ class SceneTest(unittest.TestCase):
                 scene.render(0, np.zeros((4, 4, 4), np.uint8))
             with self.assertRaises(ValueError):
                 scene.size = 0, 4
+            with self.assertRaises(TypeError):
+                scene.size = 8.5, 4
+            with self.assertRaisesRegex(ValueError, "soon"):
+                scene.render(0, timeout="soon")
         with self.assertRaises(brannow.Closed):
             scene.render(0)
         with self.assertRaises(TypeError), brannow.Scene(SAMPLES / "invert.vuo") as scene:
