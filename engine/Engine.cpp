@@ -33,6 +33,14 @@ std::string cacheFolder() {
          platform::lastPathComponent(program) + "-" + platform::md5Digits(program).substr(0, 8);
 }
 
+/// Services have no home, and containers one that can't be written.
+std::string writableCacheFolder() {
+  const std::string folder = cacheFolder();
+  const bool isWritable =
+      platform::createFolders(folder) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+  return isWritable ? folder : platform::folderOfThisProcess();
+}
+
 /// The cache knows a composition by its whole path.
 std::string pathForCache(const std::string& file) {
   return std::filesystem::absolute(file).lexically_normal().string();
@@ -51,7 +59,7 @@ class SharedEngine final : public Engine {
     engine->_server = std::thread([] { MainQueue::shared().run(); });
     _globalZQBufferPool = pool.release();
     VuoGLScene::setGlobalVuoGLContext(engine->_context);
-    VuoCache::configGlobalCacheWithSavePath(cacheFolder());
+    VuoCache::configGlobalCacheWithSavePath(writableCacheFolder());
     setAlertPresenter([](const Alert&) { return std::size_t{0}; });  // `problem` says it
     return engine;
   }

@@ -50,6 +50,11 @@ TEST_P(EngineTest, LoadsOrSaysWhyNotAndEndsWithScenesAlive) {
   }
 }
 
+TEST_P(EngineTest, NeedsNoFolderOfTheUsers) {
+  ::setenv("XDG_CACHE_HOME", "/dev/null", 1);
+  EXPECT_TRUE(load(COMPOSITIONS_DIR "/plasma.vuo")) << problem;
+}
+
 TEST(Engine, TakesWhatAHostHasSetUp) {
   const TestFolder folder;
   const auto context = brannow::GLContext::createRoot();

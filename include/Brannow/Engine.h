@@ -35,8 +35,9 @@ class BRANNOW_API Engine {
   /// The process's engine, made at the first call. `context` is then the one in whose share group
   /// compositions draw, kept for ever; none: one of the engine's own. Later calls ignore it:
   /// compare `context()`. Compiled compositions go to a folder of the program's own in
-  /// $XDG_CACHE_HOME/brannow/programs or ~/.cache/brannow/programs. Null, and tried anew at the
-  /// next call, when this machine offers no OpenGL or no thread.
+  /// $XDG_CACHE_HOME/brannow/programs or ~/.cache/brannow/programs; where that can't be written, to
+  /// a temporary one that ends with the process. Null, and tried anew at the next call, when this
+  /// machine offers no OpenGL or no thread.
   static Engine* shared(const std::shared_ptr<GLContext>& context = nullptr);
 
   /// The root of the share group.
