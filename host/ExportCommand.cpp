@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 
 #include "Brannow/Brannow.h"
 #include "host/Failure.h"
@@ -97,8 +98,8 @@ void writePlugin(const ExportOptions& options) {
   const auto composition = readComposition(options.file);
   if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter) &&
       !composition->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) {
-    throw Failure{options.file +
-                  " is neither image generator nor image filter, and frei0r knows nothing else"};
+    throw refusal(options.file,
+                  "is neither image generator nor image filter, and frei0r knows nothing else");
   }
   const std::string base = templateContents(options.templateFile);
   const fs::path file = pathForCache(options.file);
@@ -121,7 +122,8 @@ int exportPlugin(const ExportOptions& options) {
   try {
     writePlugin(options);
   } catch (const Failure& failure) {
-    std::cerr << terminalText("brannow: " + failure.message) << "\n";
+    std::istringstream lines("brannow: " + failure.message);
+    for (std::string line; std::getline(lines, line);) std::cerr << terminalText(line) << "\n";
     status = 1;
   }
   brannow::finishQueues();

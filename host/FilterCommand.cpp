@@ -10,9 +10,9 @@ namespace {
 std::shared_ptr<ZQVuoComposition> readFilter(const std::string& file) {
   auto composition = readComposition(file);
   if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) {
-    throw Failure{file +
-                  " is no image filter: it needs the published image input image and the published "
-                  "image output outputImage"};
+    throw refusal(file,
+                  "is no image filter: it needs the published image input image and the published "
+                  "image output outputImage");
   }
   return composition;
 }

@@ -31,9 +31,9 @@ ZQSize pictureSize(const RenderOptions& options, const ZQVuoComposition& composi
 std::shared_ptr<ZQVuoComposition> readGenerator(const std::string& file) {
   auto composition = readComposition(file);
   if (!composition->conformsToVuoProtocol(ZQVuoProtocol_ImageGenerator)) {
-    throw Failure{file +
-                  " is no image generator: it needs the published inputs width and height and the "
-                  "published image output outputImage"};
+    throw refusal(file,
+                  "is no image generator: it needs the published inputs width and height and the "
+                  "published image output outputImage");
   }
   return composition;
 }

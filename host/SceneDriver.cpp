@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "Brannow/CompositionCheck.h"
 #include "host/DrawingLimit.h"
 #include "host/Picture.h"
 #include "host/PixelSize.h"
@@ -14,6 +15,7 @@
 #include "host/ShortestDigits.h"
 #include "host/StandardOutput.h"
 #include "host/StopSignals.h"
+#include "host/TerminalText.h"
 #include "host/ValueText.h"
 #include "platform/system/FileSystem.h"
 
@@ -34,6 +36,13 @@ std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file) {
   }
   for (const auto& problem : problems) std::cerr << shownProblem(problem, file);
   return composition;
+}
+
+Failure refusal(const std::string& file, const std::string& lack) {
+  std::string errors;
+  for (const auto& fault : brannow::checkComposition(file))
+    if (!fault.isWarning) errors += "\n" + terminalText(descriptionOf(fault));
+  return errors.empty() ? Failure{file + " " + lack} : Failure{"can't run " + file + errors};
 }
 
 SceneDriver::SceneDriver(const SceneOptions& options, std::shared_ptr<ZQVuoComposition> composition,

@@ -39,6 +39,10 @@ struct SceneOptions {
 /// nothing could.
 std::shared_ptr<ZQVuoComposition> readComposition(const std::string& file);
 
+/// Why a composition that lacks a command's ports is refused: all errors of the file where it has
+/// any, since then it may publish nothing, otherwise the file and `lack`.
+Failure refusal(const std::string& file, const std::string& lack);
+
 /// All operations throw Failure.
 class SceneDriver {
  public:

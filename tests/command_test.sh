@@ -35,7 +35,8 @@ printf 'just text\n' >text.vuo
 tiles=$compositions/tiles.vuo
 
 refuses 'no such file' render missing.vuo
-refuses 'no image generator' render text.vuo
+refuses 'text.vuo:1:1: ' render text.vuo
+refuses 'no image generator' render "$compositions/invert.vuo"
 refuses 'nowhere.frag' render broken.vuo
 refuses '--frobnicate' render "$tiles" --frobnicate
 refuses 'needs rgba or y4m' render "$tiles" --format avi

@@ -28,8 +28,8 @@ refuses() {
 # What can't be exported.
 cp -r "$source/compositions" .
 refuses 'no such file' missing.vuo
-printf 'text\n' >text.vuo
-refuses 'neither image generator nor image filter' text.vuo
+printf 'digraph G {\n}\n' >nothing.vuo
+refuses 'neither image generator nor image filter' nothing.vuo
 sed 's/invert.frag/nowhere.frag/' compositions/invert.vuo >broken.vuo
 refuses 'nowhere.frag' broken.vuo
 refuses 'no template' compositions/invert.vuo --template compositions/invert.vuo
