@@ -46,6 +46,11 @@ std::shared_ptr<const ZQVuoPortValue> ElementCore::held(
 
 bool ElementCore::setProperty(guint id, const GValue& value) {
   if (id == kLocation || id == kProcess) {
+    if (GST_STATE(_element) > GST_STATE_READY)
+      GST_ELEMENT_WARNING(_element, RESOURCE, BUSY,
+                          ("The composition is running: location and process count when the "
+                           "element is started again."),
+                          (nullptr));
     const std::lock_guard hold(_lock);
     if (id == kProcess) {
       _isInProcess = g_value_get_enum(&value) != 0;

@@ -268,6 +268,13 @@ gboolean start(GstBaseSrc* base) {
   source.made = source.missed = 0;
   gst_video_info_init(&source.parent.out_info);
   if (!source.core->start(gst_base_src_is_live(base))) return FALSE;
+  if (source.core->scene().description()->conformsToVuoProtocol(ZQVuoProtocol_ImageFilter)) {
+    GST_ELEMENT_ERROR(base, RESOURCE, SETTINGS,
+                      ("The composition is a filter: brannowfilter gives it its input \"image\"."),
+                      (nullptr));
+    source.core->stop();
+    return FALSE;
+  }
   learnSize(source);
   return GST_BASE_SRC_CLASS(parentClass)->start(base);
 }

@@ -237,14 +237,15 @@ TEST(Elements, SayWhyACompositionDoesNotLoad) {
                          "label=\"Out|<outputImage>o\" _outputImage_type=\"VuoImage\"];\n"
                          "S [type=\"vuo.shader\" shader=\"gone.frag\"];\n"
                          "S:image -> PublishedOutputs:outputImage;\n}\n";
-  for (const std::string& name : {file, std::string("/nowhere.vuo"), std::string()}) {
+  const std::map<std::string, std::string> reasons = {
+      {file, "brannow-faulty.vuo:3:"},
+      {COMPOSITIONS_DIR "/invert.vuo", "is a filter"},
+      {"/nowhere.vuo", "no such file"},
+      {"", "No composition is named"}};
+  for (const auto& [name, reason] : reasons) {
     Pulled pulled("brannowsrc location=\"" + name + "\"" + kPixels);
     gst_element_set_state(pulled.harness()->element, GST_STATE_PLAYING);
-    const std::string text = pulled.textOf(GST_MESSAGE_ERROR);
-    EXPECT_NE(text, "");
-    if (name == file) {
-      EXPECT_THAT(text, HasSubstr("brannow-faulty.vuo:3:"));
-    }
+    EXPECT_THAT(pulled.textOf(GST_MESSAGE_ERROR), HasSubstr(reason));
   }
   std::filesystem::remove(file);
 }
