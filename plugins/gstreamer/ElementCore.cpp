@@ -82,20 +82,29 @@ bool ElementCore::getProperty(guint id, GValue& value) {
   return true;
 }
 
-void ElementCore::useDisplayWithoutWindows() {
-  GstGLDisplay* ours = pipeline_display::withoutWindows();
+void ElementCore::findDisplay() {
+  if (!_display)  // the application may have one
+    gst_element_post_message(
+        _element, gst_message_new_need_context(GST_OBJECT(_element), GST_GL_DISPLAY_CONTEXT_TYPE));
+  GstGLDisplay* ours = _display ? nullptr : pipeline_display::thatShares();
   if (!ours) return;
   GstContext* context = gst_context_new(GST_GL_DISPLAY_CONTEXT_TYPE, TRUE);
   gst_context_set_gl_display(context, ours);
   gst_object_unref(ours);
   gst_element_set_context(_element, context);
+  if (_display) joinContext();  // before the neighbour that asks makes one that shares nothing
   gst_element_post_message(_element, gst_message_new_have_context(GST_OBJECT(_element), context));
+}
+
+void ElementCore::joinContext() {
+  gst_clear_object(&_context);
+  _context = pipeline_display::join(_display, _application);
 }
 
 bool ElementCore::answerContext(GstQuery* query) {
   const char* wanted = nullptr;
   if (!gst_query_parse_context_type(query, &wanted)) return false;
-  if (!_display && g_strcmp0(wanted, GST_GL_DISPLAY_CONTEXT_TYPE) == 0) useDisplayWithoutWindows();
+  if (g_strcmp0(wanted, GST_GL_DISPLAY_CONTEXT_TYPE) == 0) findDisplay();
   return gst_gl_handle_context_query(_element, query, _display, _context, _application);
 }
 
@@ -104,12 +113,8 @@ void ElementCore::takeContext(GstContext* context) {
 }
 
 void ElementCore::joinDisplay() {
-  if (!_display)  // the application may have one
-    gst_element_post_message(
-        _element, gst_message_new_need_context(GST_OBJECT(_element), GST_GL_DISPLAY_CONTEXT_TYPE));
-  if (!_display) useDisplayWithoutWindows();
-  if (gst_gl_ensure_element_data(_element, &_display, &_application))
-    _context = pipeline_display::join(_display, _application);
+  findDisplay();
+  if (gst_gl_ensure_element_data(_element, &_display, &_application)) joinContext();
 }
 
 void ElementCore::forgetDisplay() {

@@ -63,7 +63,8 @@ class ElementCore {
   void use(GstGLContext* context);
 
  private:
-  void useDisplayWithoutWindows();
+  void findDisplay();
+  void joinContext();
   std::shared_ptr<const ZQVuoPortValue> held(const PublishedProperties::Property& property);
 
   GstElement* const _element;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <string_view>
 
 #include "Brannow/Engine.h"
@@ -12,8 +13,10 @@
 namespace pipeline_display {
 namespace {
 
-std::mutex beginning;        // held while a display gets its context
-bool isEngineBegun = false;  // guarded by it
+std::mutex beginning;            // held while a display gets its context, guards what follows
+bool isEngineBegun = false;      // guarded by it
+GstGLDisplay* shared = nullptr;  // whose share group the engine draws in, kept for ever
+std::string sharedEnvironment;   // in which it was made
 
 bool isSet(const char* variable) {
   const char* value = std::getenv(variable);
@@ -24,6 +27,25 @@ bool hasWindows() {
   const char* window = std::getenv("GST_GL_WINDOW");
   if (window && *window) return std::string_view(window) != "surfaceless";
   return isSet("GST_GL_PLATFORM") || isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
+}
+
+std::string environment() {
+  std::string all;
+  for (const char* variable :
+       {"DISPLAY", "WAYLAND_DISPLAY", "GST_GL_PLATFORM", "GST_GL_WINDOW", "GST_GL_API"}) {
+    const char* value = std::getenv(variable);
+    all += std::string(value ? value : "") + "\n";
+  }
+  return all;
+}
+
+/// Null where GStreamer would make another one, or while a pipeline has it, whose windows it
+/// serves.
+GstGLDisplay* sharedIfFree() {
+  const std::lock_guard hold(beginning);
+  const bool isFree = shared && GST_OBJECT_REFCOUNT_VALUE(shared) == 1;
+  return isFree && sharedEnvironment == environment() ? GST_GL_DISPLAY(gst_object_ref(shared))
+                                                      : nullptr;
 }
 
 GstGLContext* contextOf(GstGLDisplay* display) {
@@ -81,15 +103,16 @@ void beginEngine(GstGLDisplay* display, GstGLContext* context) {
     gst_gl_context_thread_add(context, shareWithCurrent, &root);
   if (root) {  // its display is needed for as long
     GST_OBJECT_FLAG_SET(display, GST_OBJECT_FLAG_MAY_BE_LEAKED);
-    gst_object_ref(display);
+    shared = GST_GL_DISPLAY(gst_object_ref(display));
+    sharedEnvironment = environment();
   }
   isEngineBegun = brannow::Engine::shared(root) != nullptr;
 }
 
 }  // namespace
 
-GstGLDisplay* withoutWindows() {
-  if (hasWindows()) return nullptr;
+GstGLDisplay* thatShares() {
+  if (hasWindows()) return sharedIfFree();
   const std::lock_guard hold(beginning);
   const brannow::Engine* engine = brannow::Engine::shared();
   if (!engine) return nullptr;

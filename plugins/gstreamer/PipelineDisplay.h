@@ -9,9 +9,10 @@
 /// can't be (GLX, another display) pictures cross as pixels (PictureTransfer).
 namespace pipeline_display {
 
-/// A display for pipelines on a machine that has none, over the engine's; null where the
-/// environment names a display or a way to one, or there is no OpenGL. The caller owns it.
-GstGLDisplay* withoutWindows();
+/// A display for a pipeline to which nobody has given one, whose contexts can share textures: over
+/// the engine's where the environment names no display and no way to one; otherwise that of the
+/// first pipeline, once it has gone. Null where there is none. The caller owns it.
+GstGLDisplay* thatShares();
 
 /// Gives the display its context, before another element does, and the process its engine. Returns
 /// the context, which the display does not keep alive, to be owned by the caller; null when the
