@@ -12,7 +12,7 @@
 namespace vuo {
 
 /// The number of the form that plans have, in every change of which it grows.
-constexpr int planFormat = 3;
+constexpr int planFormat = 4;
 
 /// What makes a program in the eyes of the system: the first line of an executable.
 std::string executableLine(const std::string& program);

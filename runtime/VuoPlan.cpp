@@ -2,6 +2,7 @@
 
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -131,10 +132,23 @@ Node nodeOf(json_object* object) {
           listMember<Port>(object, "outputs", portOf), textMember(object, "body")};
 }
 
-platform::JsonOwner parsed(const std::string& text) {
-  platform::JsonOwner object(json_tokener_parse(text.c_str()));
+enum class Line { Files, Surface, Nodes };
+
+platform::JsonOwner parsedLine(const std::string& text, Line line) {
+  std::size_t begin = 0;
+  for (int i = 0; i < static_cast<int>(line); ++i) {
+    begin = text.find('\n', begin) + 1;
+    if (begin == 0) notAPlan("it is cut off");
+  }
+  const std::size_t end = text.find('\n', begin);
+  platform::JsonOwner object(json_tokener_parse(text.substr(begin, end - begin).c_str()));
   if (!object) notAPlan("it is no JSON");
   return object;
+}
+
+bool setsText(const Plan& plan) {
+  return std::any_of(plan.nodes.begin(), plan.nodes.end(),
+                     [](const Node& node) { return node.kind == NodeKind::Text; });
 }
 
 bool exists(const Source& source, const Plan& plan, std::size_t nodesBefore) {
@@ -168,39 +182,47 @@ std::optional<Type> typeNamed(const std::string& name) {
   return enumNamed<Type>(name, typeNames);
 }
 
-/// The files stand on a line of their own, ahead of the rest.
+/// Three lines: the files, the surface, the nodes.
 std::string serialized(const Plan& plan) {
   const platform::JsonOwner files(json_object_new_object());
   json_object_object_add(files.get(), "files",
                          arrayOf(plan.files, [](const SourceFile& file) { return jsonOf(file); }));
-  const platform::JsonOwner object(json_object_new_object());
-  json_object_object_add(object.get(), "composition", jsonOf(plan.compositionName));
-  json_object_object_add(object.get(), "inputs", jsonOf(plan.publishedInputs));
-  json_object_object_add(object.get(), "nodes",
+  const platform::JsonOwner surface(json_object_new_object());
+  json_object_object_add(surface.get(), "composition", jsonOf(plan.compositionName));
+  json_object_object_add(surface.get(), "inputs", jsonOf(plan.publishedInputs));
+  json_object_object_add(surface.get(), "outputs", jsonOf(plan.publishedOutputs));
+  json_object_object_add(surface.get(), "setsText", json_object_new_boolean(setsText(plan)));
+  const platform::JsonOwner nodes(json_object_new_object());
+  json_object_object_add(nodes.get(), "nodes",
                          arrayOf(plan.nodes, [](const Node& node) { return jsonOf(node); }));
-  json_object_object_add(object.get(), "outputs", jsonOf(plan.publishedOutputs));
   const auto lineOf = [](const platform::JsonOwner& json) {
     return std::string(json_object_to_json_string_ext(json.get(), JSON_C_TO_STRING_PLAIN));
   };
-  return lineOf(files) + "\n" + lineOf(object);
+  return lineOf(files) + "\n" + lineOf(surface) + "\n" + lineOf(nodes);
 }
 
 Plan planFromText(const std::string& text) {
   Plan plan;
   plan.files = filesInPlan(text);
-  const platform::JsonOwner object = parsed(text.substr(text.find('\n') + 1));
-  plan.compositionName = textMember(object.get(), "composition");
-  plan.publishedInputs = listMember<Port>(object.get(), "inputs", portOf);
-  plan.nodes = listMember<Node>(object.get(), "nodes", nodeOf);
-  plan.publishedOutputs = listMember<Port>(object.get(), "outputs", portOf);
+  PlanSurface surface = surfaceInPlan(text);
+  plan.compositionName = std::move(surface.compositionName);
+  plan.publishedInputs = std::move(surface.publishedInputs);
+  plan.publishedOutputs = std::move(surface.publishedOutputs);
+  plan.nodes = listMember<Node>(parsedLine(text, Line::Nodes).get(), "nodes", nodeOf);
   checkSources(plan);
+  if (surface.setsText != setsText(plan)) notAPlan("its surface is that of another one");
   return plan;
 }
 
+PlanSurface surfaceInPlan(const std::string& text) {
+  const platform::JsonOwner object = parsedLine(text, Line::Surface);
+  return {textMember(object.get(), "composition"), listMember<Port>(object.get(), "inputs", portOf),
+          listMember<Port>(object.get(), "outputs", portOf),
+          json_object_get_boolean(member(object.get(), "setsText", json_type_boolean)) != 0};
+}
+
 std::vector<SourceFile> filesInPlan(const std::string& text) {
-  const std::size_t end = text.find('\n');
-  if (end == text.npos) notAPlan("it is cut off");
-  return listMember<SourceFile>(parsed(text.substr(0, end)).get(), "files", fileOf);
+  return listMember<SourceFile>(parsedLine(text, Line::Files).get(), "files", fileOf);
 }
 
 }  // namespace vuo

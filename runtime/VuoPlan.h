@@ -59,10 +59,19 @@ struct Plan {
   std::vector<SourceFile> files{};  ///< what it was made from beside the composition itself
 };
 
+/// What a plan publishes, and what else whoever has it run elsewhere needs to know.
+struct PlanSurface {
+  std::string compositionName;
+  std::vector<Port> publishedInputs;
+  std::vector<Port> publishedOutputs;  ///< whose cables may come from nowhere
+  bool setsText = false;               ///< one of its nodes does
+};
+
 /// The plan as text, and back. Reading throws std::runtime_error when the text is no plan.
 std::string serialized(const Plan& plan);
 Plan planFromText(const std::string& text);
-/// The plan's files alone, for less than all of it costs.
+/// Parts of it, which cost no more than they are, however much the nodes hold.
+PlanSurface surfaceInPlan(const std::string& text);
 std::vector<SourceFile> filesInPlan(const std::string& text);
 
 }  // namespace vuo

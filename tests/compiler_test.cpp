@@ -430,10 +430,13 @@ TEST_F(CompilerTest, NodesStandBehindWhatTheyDependOn) {
 
 TEST_F(CompilerTest, APlanThatIsWrongInItselfIsRefused) {
   vuo::Plan wild = planOf("digraph G {\n" + std::string(inputs) + "}");
+  const std::string sound = vuo::serialized(wild);
   wild.publishedOutputs = {{"out", vuo::Type::Real, "", {{{0, 0}, false}}}};
   for (const std::string& bad :
        {vuo::serialized(wild), std::string("{}"), std::string("["),
-        std::string("{\"files\":[{}]}\n{}"), std::string("{\"files\":[]}\n[")})
+        std::string("{\"files\":[{}]}\n{}"), std::string("{\"files\":[]}\n["),
+        sound.substr(0, sound.rfind('\n')), sound.substr(0, sound.rfind('\n')) + R"(
+{"nodes":[{"name":"t","kind":"text","inputs":[],"outputs":[],"body":""}]})"})
     EXPECT_THAT(faultOf([&] { vuo::planFromText(bad); }), HasSubstr("no compiled composition"));
 }
 

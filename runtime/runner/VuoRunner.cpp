@@ -46,37 +46,34 @@ OpenArtefact opened(const std::string& path) {
 }
 
 /// The first text input that is named for one, as for whoever reads the composition.
-std::optional<vuo::PublishedTextFile> textFileOf(const vuo::Plan& plan, const std::string& folder) {
-  const auto found = std::find_if(
-      plan.publishedInputs.begin(), plan.publishedInputs.end(), [](const vuo::Port& input) {
-        return input.type == vuo::Type::Text && denotesTXTFileInput(input.name);
-      });
-  if (found == plan.publishedInputs.end()) return std::nullopt;
+std::optional<vuo::PublishedTextFile> textFileOf(const std::vector<vuo::Port>& inputs,
+                                                 const std::string& folder) {
+  const auto found = std::find_if(inputs.begin(), inputs.end(), [](const vuo::Port& input) {
+    return input.type == vuo::Type::Text && denotesTXTFileInput(input.name);
+  });
+  if (found == inputs.end()) return std::nullopt;
   const platform::JsonOwner name(json_tokener_parse(found->constant.c_str()));
   return vuo::PublishedTextFile{
-      static_cast<std::size_t>(found - plan.publishedInputs.begin()), folder,
+      static_cast<std::size_t>(found - inputs.begin()), folder,
       std::get<std::string>(name ? vuo::valueFromJson(vuo::Type::Text, name.get()) : "")};
 }
 
-vuo::PublishedPorts publishedPortsOf(const vuo::Plan& plan, const std::string& folder) {
+/// `Plan` may be a surface as well.
+template <class Plan>
+vuo::PublishedPorts publishedPortsOf(const Plan& plan, const std::string& folder) {
   vuo::PublishedPorts ports;
   for (const vuo::Port& port : plan.publishedInputs) ports.inputs.push_back({port.name, port.type});
   for (const vuo::Port& port : plan.publishedOutputs)
     ports.outputs.push_back({port.name, port.type});
-  ports.textFile = textFileOf(plan, folder);
+  ports.textFile = textFileOf(plan.publishedInputs, folder);
   return ports;
 }
 
-bool setsText(const vuo::Plan& plan) {
-  return std::any_of(plan.nodes.begin(), plan.nodes.end(),
-                     [](const vuo::Node& node) { return node.kind == vuo::NodeKind::Text; });
-}
-
-vuo::ContainedProgram playerOf(const std::string& folder, const vuo::Plan& plan) {
+vuo::ContainedProgram playerOf(const std::string& folder, bool setsText) {
   vuo::ContainedProgram player;
   player.program = vuo::helperFolder() + "/vuo-player";
   player.arguments = {folder};
-  if (setsText(plan)) player.readable = vuo::filesOfTypesetter();
+  if (setsText) player.readable = vuo::filesOfTypesetter();
   player.readable.push_back(folder.empty() ? "." : folder);
   return player;
 }
@@ -88,11 +85,11 @@ VuoRunner* VuoRunner::newSeparateProcessRunnerFromExecutable(std::string executa
                                                              bool outliveHost,
                                                              bool deleteExecutable) {
   OpenArtefact artefact = opened(executablePath);
-  const vuo::Plan plan = vuo::planFromText(artefact.plan);
-  vuo::ContainedProgram player = playerOf(sourceDirectory, plan);
+  const vuo::PlanSurface surface = vuo::surfaceInPlan(artefact.plan);
+  vuo::ContainedProgram player = playerOf(sourceDirectory, surface.setsText);
   player.endsWithHost = !outliveHost;
   if (outliveHost) player.arguments.push_back(vuo::outliveHostArgument);
-  const auto ports = publishedPortsOf(plan, sourceDirectory);
+  const auto ports = publishedPortsOf(surface, sourceDirectory);
   return new vuo::InstanceRunner(
       ports,
       [&](InstanceListener& listener) {
