@@ -51,7 +51,7 @@ bool ElementCore::setProperty(guint id, const GValue& value) {
                           ("The composition is running: location and process count when the "
                            "element is started again."),
                           (nullptr));
-    const std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (id == kProcess) {
       _isInProcess = g_value_get_enum(&value) != 0;
     } else {
@@ -69,7 +69,7 @@ bool ElementCore::setProperty(guint id, const GValue& value) {
 
 bool ElementCore::getProperty(guint id, GValue& value) {
   if (id == kLocation || id == kProcess) {
-    const std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     if (id == kProcess)
       g_value_set_enum(&value, _isInProcess ? 1 : 0);
     else
@@ -127,7 +127,7 @@ bool ElementCore::start(bool isLive) {
   HostedScene::Settings settings;
   settings.isLive = isLive;
   {
-    const std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     settings.file = _location;
     settings.isInProcess = _isInProcess;
   }

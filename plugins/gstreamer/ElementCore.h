@@ -4,13 +4,13 @@
 #include <gst/video/video.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "gstreamer/HostedScene.h"
 #include "gstreamer/PictureTransfer.h"
 #include "gstreamer/PublishedProperties.h"
+#include "platform/system/Mutex.h"
 
 #define BRANNOW_GL_CAPS                                                        \
   GST_VIDEO_CAPS_MAKE_WITH_FEATURES(GST_CAPS_FEATURE_MEMORY_GL_MEMORY, "RGBA") \
@@ -75,9 +75,9 @@ class ElementCore {
   GstGLContext* _application = nullptr;  ///< the context that the application shares
   GstGLContext* _context = nullptr;
 
-  std::mutex _lock;  // guards what follows
-  std::string _location;
-  bool _isInProcess = false;
+  platform::Mutex _lock;
+  std::string _location GUARDED_BY(_lock);
+  bool _isInProcess GUARDED_BY(_lock) = false;
 };
 
 GType brannow_process_get_type();

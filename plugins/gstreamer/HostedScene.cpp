@@ -51,30 +51,30 @@ HostedScene::Loaded HostedScene::load(const Settings& settings) {
 void HostedScene::begin(std::shared_ptr<VuoGLScene> scene) {
   _scene = std::move(scene);
   _nextLoad = std::chrono::steady_clock::now() + kBetweenLoads;
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   _unsent = _inputs;  // it has come up with its own defaults
 }
 
 void HostedScene::setInput(const std::string& port, Value value) {
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   _inputs[port] = value;
   _unsent[port] = std::move(value);
 }
 
 HostedScene::Value HostedScene::input(const std::string& port) const {
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = _inputs.find(port);
   return found == _inputs.end() ? nullptr : found->second;
 }
 
 HostedScene::Value HostedScene::output(const std::string& port) const {
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   const auto found = _outputs.find(port);
   return found == _outputs.end() ? nullptr : found->second;
 }
 
 void HostedScene::addValues(VuoFrameRequest& request) {
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   request.values = std::exchange(_unsent, {});
 }
 
@@ -117,7 +117,7 @@ void HostedScene::keep(VuoFrame frame) {
   if (frame.buffer) _picture = frame.buffer;
   if (frame.answer == VuoFrame::Answer::None || frame.answer == VuoFrame::Answer::Late) return;
   _isRepeated = false;
-  const std::lock_guard hold(_lock);
+  platform::LockGuard hold(_lock);
   for (const auto& port : _description->publishedOutputPorts())
     if (auto value = frame.output(port->portName())) _outputs[port->portName()] = std::move(value);
 }

@@ -5,11 +5,11 @@
 #include <future>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Brannow/VuoGLScene.h"
+#include "platform/system/Mutex.h"
 
 /// The composition of an element: loaded, asked for pictures, and loaded again when it is lost.
 /// Settings and values may come from any thread; everything else belongs to the streaming thread,
@@ -73,8 +73,8 @@ class HostedScene {
   bool _isRepeated = false;
   std::atomic<bool> _isInterrupted = false;
 
-  mutable std::mutex _lock;  // guards what follows; nothing is called with it held
-  std::map<std::string, Value> _inputs;
-  std::map<std::string, Value> _unsent;
-  std::map<std::string, Value> _outputs;
+  mutable platform::Mutex _lock;  ///< nothing is called with it held
+  std::map<std::string, Value> _inputs GUARDED_BY(_lock);
+  std::map<std::string, Value> _unsent GUARDED_BY(_lock);
+  std::map<std::string, Value> _outputs GUARDED_BY(_lock);
 };

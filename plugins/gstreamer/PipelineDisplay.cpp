@@ -4,19 +4,20 @@
 
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "Brannow/Engine.h"
+#include "platform/system/Mutex.h"
 
 namespace pipeline_display {
 namespace {
 
-std::mutex beginning;            // held while a display gets its context, guards what follows
-bool isEngineBegun = false;      // guarded by it
-GstGLDisplay* shared = nullptr;  // whose share group the engine draws in, kept for ever
-std::string sharedEnvironment;   // in which it was made
+platform::Mutex beginning;  // held while a display gets its context
+bool isEngineBegun GUARDED_BY(beginning) = false;
+// Whose share group the engine draws in, kept for ever, and the environment in which it was made.
+GstGLDisplay* shared GUARDED_BY(beginning) = nullptr;
+std::string sharedEnvironment GUARDED_BY(beginning);
 
 bool isSet(const char* variable) {
   const char* value = std::getenv(variable);
@@ -42,7 +43,7 @@ std::string environment() {
 /// Null where GStreamer would make another one, or while a pipeline has it, whose windows it
 /// serves.
 GstGLDisplay* sharedIfFree() {
-  const std::lock_guard hold(beginning);
+  platform::LockGuard hold(beginning);
   const bool isFree = shared && GST_OBJECT_REFCOUNT_VALUE(shared) == 1;
   return isFree && sharedEnvironment == environment() ? GST_GL_DISPLAY(gst_object_ref(shared))
                                                       : nullptr;
@@ -95,7 +96,7 @@ void shareWithCurrent(GstGLContext*, gpointer result) {
 }
 
 /// The engine draws in the pipeline's share group, where that has OpenGL through EGL.
-void beginEngine(GstGLDisplay* display, GstGLContext* context) {
+void beginEngine(GstGLDisplay* display, GstGLContext* context) REQUIRES(beginning) {
   std::shared_ptr<brannow::GLContext> root;
   const bool isDesktop =
       gst_gl_context_get_gl_api(context) & (GST_GL_API_OPENGL | GST_GL_API_OPENGL3);
@@ -113,7 +114,7 @@ void beginEngine(GstGLDisplay* display, GstGLContext* context) {
 
 GstGLDisplay* thatShares() {
   if (hasWindows()) return sharedIfFree();
-  const std::lock_guard hold(beginning);
+  platform::LockGuard hold(beginning);
   const brannow::Engine* engine = brannow::Engine::shared();
   if (!engine) return nullptr;
   isEngineBegun = true;
@@ -122,7 +123,7 @@ GstGLDisplay* thatShares() {
 }
 
 GstGLContext* join(GstGLDisplay* display, GstGLContext* application) {
-  const std::lock_guard hold(beginning);
+  platform::LockGuard hold(beginning);
   GstGLContext* context = contextOf(display);
   if (!context && application) context = newContext(display, application);
   if (!context && isEngineBegun)

@@ -3,11 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <vector>
+
+#include "platform/system/Mutex.h"
 
 namespace py = pybind11;
 
@@ -26,9 +26,9 @@ std::vector<std::weak_ptr<VuoGLScene>>& scenes() {
 
 /// Who is outside. Only the interpreter's end waits under the lock, and it has no other lock then.
 struct Outside {
-  std::mutex lock;
-  std::condition_variable everybodyIsBack;
-  int count = 0;
+  platform::Mutex lock;
+  platform::ConditionVariable everybodyIsBack;
+  int count GUARDED_BY(lock) = 0;
 };
 
 Outside& outside() {
@@ -37,9 +37,10 @@ Outside& outside() {
 }
 
 void count(int step) {
-  const std::lock_guard hold(outside().lock);
-  outside().count += step;
-  if (outside().count == 0) outside().everybodyIsBack.notify_all();
+  Outside& all = outside();
+  platform::LockGuard hold(all.lock);
+  all.count += step;
+  if (all.count == 0) all.everybodyIsBack.notify_all();
 }
 
 }  // namespace
@@ -72,8 +73,9 @@ void endBeforeInterpreter() {
   for (const auto& scene : ending)
     if (const auto held = scene.lock()) held->prepareToBeDeleted();
   {
-    std::unique_lock hold(outside().lock);
-    outside().everybodyIsBack.wait(hold, [] { return outside().count == 0; });
+    Outside& all = outside();
+    platform::UniqueLock hold(all.lock);
+    while (all.count > 0) all.everybodyIsBack.wait(hold);
   }
   PyEval_RestoreThread(thread);
 }
@@ -83,7 +85,9 @@ bool hasInterpreterEnded() {
 }
 
 void noteFork() {
-  outside().count = 0;  // nobody has the lock: who takes it has the interpreter's, as the fork had
+  Outside& all = outside();
+  platform::LockGuard hold(all.lock);
+  all.count = 0;  // nobody has the lock: who takes it has the interpreter's, as the fork had
   if (isForked || !isUsed) return;
   isForked = true;
   // Drivers of OpenGL wait at the end for threads that only the parent has. This comes before them.

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
 #include "Brannow/Engine.h"
 #include "Brannow/VuoCache.h"
+#include "platform/system/Mutex.h"
 #include "plugins/python/CallOutside.h"
 #include "plugins/python/PixelArray.h"
 #include "plugins/python/Upload.h"
@@ -67,24 +66,26 @@ const char* nameOf(VuoSceneStatus::State state) {
 class Changes {
  public:
   void note() {
-    const std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     _count++;
     _noted.notify_all();
   }
   int count() {
-    const std::lock_guard hold(_lock);
+    platform::LockGuard hold(_lock);
     return _count;
   }
   /// Until there are others than these, but not for long.
   void waitForMoreThan(int seen) {
-    std::unique_lock hold(_lock);
-    _noted.wait_for(hold, kLongestWait, [&] { return _count != seen; });
+    const auto end = std::chrono::steady_clock::now() + kLongestWait;
+    platform::UniqueLock hold(_lock);
+    while (_count == seen && _noted.wait_until(hold, end)) {
+    }
   }
 
  private:
-  std::mutex _lock;
-  std::condition_variable _noted;
-  int _count = 0;
+  platform::Mutex _lock;
+  platform::ConditionVariable _noted;
+  int _count GUARDED_BY(_lock) = 0;
 };
 
 Image::Image(const py::buffer& pixels) {

@@ -3,17 +3,17 @@
 #include <epoxy/gl.h>
 
 #include <memory>
-#include <mutex>
 
 #include "Brannow/Engine.h"
+#include "platform/system/Mutex.h"
 
 namespace python {
 namespace {
 
 /// A context of our own beside the engine's; current on one thread at a time.
 struct UploadContext {
-  std::mutex turn;
-  std::shared_ptr<brannow::GLContext> context;
+  platform::Mutex turn;
+  std::shared_ptr<brannow::GLContext> context GUARDED_BY(turn);
 };
 
 UploadContext& uploadContext() {
@@ -41,7 +41,7 @@ ZQBufferRef uploaded(const std::uint8_t* pixels, std::size_t width, std::size_t 
   ZQBufferRef buffer = engine->pool().allocBuffer(width, height);
   if (!buffer) return nullptr;
   UploadContext& own = uploadContext();
-  const std::lock_guard hold(own.turn);
+  platform::LockGuard hold(own.turn);
   if (!own.context) own.context = brannow::GLContext::createSharedWith(engine->context().handle());
   if (!own.context) return nullptr;
   const brannow::GLCurrent current(*own.context);
