@@ -385,12 +385,16 @@ void sweep(const std::string& which, const std::vector<Round>& before, int calls
     for (const auto how : {Round::Alone, Round::AndTheRest}) {
       if (kind.function != function) continue;
       std::string over;
-      for (int call = first; over.empty();) {
+      int call = first;
+      while (over.empty()) {
         std::vector<Round> rounds = before;
         for (int i = 0; i < callsInALife; ++i, call += step) rounds.push_back({&kind, call, how});
         over = survive(rounds);
       }
       std::cout << asked << which << ": over at " << over << std::endl;
+      if (before.empty()) {
+        EXPECT_GT(call, first + step) << "not even the first such call was made";
+      }
     }
 }
 TEST(Shortage, OfEachCallAtFirst) {
