@@ -41,7 +41,7 @@ picture() {
   sed 's/\("name":"segments"[^}]*"default":\)[0-9]*/\19/' >"$work/nine.json"
 view "$compositions"/kaleidoscope.vuo --input "$compositions"/plasma.vuo --size 1000x744 \
   --preset "$work/nine.json"
-picture 12,24 1000x744 view
+picture 12,12 1000x744 view
 closes
 view "$compositions"/aurora.vuo --size 900x640 --output-display 2 --record show.y4m
 picture 0,0 1664x768 show
