@@ -6,6 +6,10 @@ __attribute__((visibility("default"))) const char* __ubsan_default_options() {
   return "halt_on_error=1:print_stacktrace=1";
 }
 
+__attribute__((visibility("default"))) const char* __tsan_default_options() {
+  return "atexit_sleep_ms=50";  // of a second, which each of the tests' many programs would wait
+}
+
 __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
   // Mesa's software driver is not built with the sanitizer, which therefore does not see how the
   // driver's threads agree: what they hand each other it takes for races, and a lock of theirs that
