@@ -70,7 +70,7 @@ struct PlanSurface {
 /// The plan as text, and back. Reading throws std::runtime_error when the text is no plan.
 std::string serialized(const Plan& plan);
 Plan planFromText(const std::string& text);
-/// Parts of it, which cost no more than they are, however much the nodes hold.
+/// Parts of it, read in a time that does not grow with the nodes.
 PlanSurface surfaceInPlan(const std::string& text);
 std::vector<SourceFile> filesInPlan(const std::string& text);
 

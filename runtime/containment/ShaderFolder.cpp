@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "platform/system/FileSystem.h"
+#include "platform/system/Mutex.h"
 
 namespace vuo {
 namespace {
@@ -36,6 +37,9 @@ std::uintmax_t bytesIn(const fs::path& folder) {
 }  // namespace
 
 std::string shaderFolderOf(const std::string& artefact) try {
+  // Of two players that start at once with one artefact, neither takes the other's folder away.
+  static platform::Mutex oneAtATime;
+  platform::LockGuard hold(oneAtATime);
   struct stat file {};
   if (stat(artefact.c_str(), &file) != 0) return {};
   const fs::path path = artefact;
